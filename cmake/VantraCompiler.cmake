@@ -1,0 +1,50 @@
+# SPDX-FileCopyrightText: 2026 The Vantra authors
+# SPDX-License-Identifier: MIT
+#
+# Language level, warnings, sanitizers, and the build type "Dev": optimised enough to decode in
+# real time, with symbols, quick to build and with assertions on.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_AUTOMOC ON)
+set(CMAKE_AUTORCC ON)
+
+set(CMAKE_CXX_FLAGS_DEV "-O1 -g1" CACHE STRING "C++ flags of the build type Dev")
+set(CMAKE_C_FLAGS_DEV "-O1 -g1" CACHE STRING "C flags of the build type Dev")
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+find_program(VANTRA_CCACHE ccache)
+if(VANTRA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  # Checkouts in different folders share their objects.
+  set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}
+                                CCACHE_NOHASHDIR=1 ${VANTRA_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
+endif()
+
+# Log lines carry the source file relative to its root ("core_video/ffmpegvideothread.cpp").
+add_compile_options("-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/="
+                    "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+
+add_compile_options(-Wall -Wextra -Wnon-virtual-dtor -Wno-missing-field-initializers)
+if(VANTRA_WARNINGS_AS_ERRORS)
+  # What a future FFmpeg takes away is told at compile time, and does not stop a build.
+  add_compile_options(-Werror -Wno-error=deprecated-declarations)
+endif()
+
+if(VANTRA_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer
+                      -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(VANTRA_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread)
+  add_link_options(-fsanitize=thread)
+elseif(VANTRA_SANITIZE)
+  message(FATAL_ERROR "VANTRA_SANITIZE is '${VANTRA_SANITIZE}'; use address or thread")
+endif()

@@ -1,0 +1,292 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vantraglobal.h"
+#include "videotypes.h"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QThread>
+#include <QVector>
+
+#include <atomic>
+
+/// Base of every thread that plays a stream: parameters, control flags, time-outs, share counters,
+/// and the signals by which pictures, sound and events leave. It has no run() and no decoder.
+///
+/// Threads. The object lives on the thread that made it, the GUI thread; only run() and what it
+/// calls execute on the new thread. Controls such as stop() and snap() run on the caller's thread
+/// and set plain fields that the loop polls. These plain fields are shared without a lock on
+/// purpose; share counters are atomic.
+///
+/// Pictures. The receiveFrame signals carry pointers into decoder memory. They are to be connected
+/// with Qt::BlockingQueuedConnection, so that the loop stands still until the slot has returned, and
+/// a receiver keeps no pointer after that. Hence never call wait() on the GUI thread while run() may
+/// emit: stop by flag, and learn the end from QThread::finished.
+class VANTRA_EXPORT AbstractVideoThread : public QThread
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(AbstractVideoThread)
+
+public:
+    /// Index of the recording state that a thread keeps twice.
+    enum RecordType {
+        MANUAL_RECORD = 0, ///< started by the user from a widget
+        AUTO_RECORD = 1,   ///< scheduled by the host
+        RECORD_TYPE_MAX = 2,
+    };
+    Q_ENUM(RecordType)
+
+    /// Gates debug(). A host may change it at any time.
+    static bool debugInfo;
+    /// For hosts; the library does not read it.
+    static bool sharedData;
+
+    explicit AbstractVideoThread(QObject *parent = nullptr);
+    ~AbstractVideoThread() override;
+
+    VideoMode getVideoMode() const;
+    void setVideoMode(const VideoMode &videoMode);
+    VideoCore getVideoCore() const;
+    void setVideoCore(const VideoCore &videoCore);
+    DecodeType getDecodeType() const;
+    void setDecodeType(const DecodeType &decodeType);
+    /// Name of the hardware decoder as FFmpeg knows it; "none" decodes in software.
+    QString getHardware() const;
+    void setHardware(const QString &hardware);
+    /// "tcp" or "udp".
+    QString getTransport() const;
+    void setTransport(const QString &transport);
+    QString getBufferSize() const;
+    void setBufferSize(const QString &bufferSize);
+    QString getVideoUrl() const;
+    void setVideoUrl(const QString &videoUrl);
+    /// File of the pending snapshot.
+    QString getSnapName() const;
+    void setSnapName(const QString &snapName);
+    /// Frames per second, known once the source is open.
+    int getFrameRate() const;
+    void setFrameRate(int frameRate);
+    /// Degrees; anything but 0 forces software decoding.
+    int getRotate() const;
+    void setRotate(int rotate);
+    int getCaching() const;
+    void setCaching(int caching);
+    bool getPlayRepeat() const;
+    void setPlayRepeat(bool playRepeat);
+    /// Milliseconds between attempts to open.
+    int getOpenSleepTime() const;
+    void setOpenSleepTime(int openSleepTime);
+    /// Milliseconds; 0: a broken stream ends the thread instead of restarting it.
+    int getReadTimeout() const;
+    virtual void setReadTimeout(int readTimeout);
+    /// Milliseconds.
+    int getConnectTimeout() const;
+    void setConnectTimeout(int connectTimeout);
+
+    /// Picture size in pixels; 0 until the source is open.
+    int getVideoWidth() const;
+    int getVideoHeight() const;
+    bool getOnlyAudio() const;
+    /// The source is open and frames may be read.
+    bool getIsOk() const;
+    bool getIsPause() const;
+    /// A snapshot is pending.
+    bool getIsSnap() const;
+
+    /// Name of this thread in debug texts.
+    void setFlag(const QString &flag);
+    /// Whether snapFinsh() also emits snapImage.
+    void setSnapPreview(bool snapPreview);
+    /// Free for subclasses.
+    QElapsedTimer *getTimer();
+    /// Widgets that show this thread; a widget raises and lowers it.
+    std::atomic<int> &previewRef();
+    /// Mark of the live widget that holds this thread as the one it started.
+    std::atomic<bool> &isOwned();
+    /// Widgets plus wanted recordings; the owner of a shared thread stops it only at 0.
+    int referenceCount() const;
+    /// Whether the last attempts to open have failed. For hosts to poll.
+    bool isOpenTimeout() const;
+    /// Whether the last open or read has timed out. For hosts to poll.
+    bool isReadTimeout() const;
+    /// Notes a sign of life now.
+    void updateTime();
+
+    /// Stores a changed size and announces it; does nothing until a first size is known.
+    void checkVideoSize(int w, int h);
+    /// Size as text, "640x480" or "640*480".
+    void setVideoSize(const QString &videoSize);
+    /// Parses a local camera address "name|WIDTHxHEIGHT|fps"; what is missing stays as it came, and
+    /// a size of "0x0" becomes "640x480".
+    static void checkCameraUrl(const QString &url, QString &cameraName, QString &cameraSize,
+                               int &cameraFps);
+
+    /// Wants a recording; its file starts at the next video key frame.
+    void recordStart(RecordType type);
+    /// Ends a recording at the next packet.
+    void recordStop(RecordType type);
+    bool isRecording(RecordType type) const;
+    /// Seconds per file; 0 or less: one file without limit. An index out of range is ignored.
+    void setSaveInterval(RecordType type, int seconds);
+    int getSaveInterval(RecordType type) const;
+    /// Folder under which a subclass names its files.
+    void setSavePath(RecordType type, const QString &path);
+    void setSaveAudio(RecordType type, bool saveAudio);
+    /// Path of the current file; makes its folder.
+    void setFileName(RecordType type, const QString &fileName);
+    QString getFileName(RecordType type) const;
+    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and every
+    /// "." in it is removed.
+    void checkPath(const QString &path);
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+    /// For subclasses, at a resize of what they watch. Empty.
+    virtual void setGeometry();
+    /// The pause after an attempt to open, on the stream thread; returns whether the source is open.
+    virtual bool checkOpen();
+    /// Builds the name of the next file and stores it with setFileName. Empty.
+    virtual void setMP4FileName(RecordType type);
+    /// Gives a closed file its last name. Empty.
+    virtual void renameMP4File(RecordType type);
+
+signals:
+    /// The source is open; `time` is 0.
+    void receivePlayStart(int time);
+    /// The session has ended after a successful open; the argument is the thread.
+    void receivePlayFinsh(QObject *thread);
+    /// A picture in VideoMode_Painter. It may share the thread's buffer: paint or copy it soon.
+    void receiveImage(const QImage &image, int time);
+    /// A snapshot is on disk, if setSnapPreview asked for this.
+    void snapImage(const QImage &image, const QString &snapName);
+    void receiveSizeChanged();
+    /// For hosts; the library does not send it.
+    void recorderStateChanged(const RecorderState &state, const QString &file);
+    /// Comes before the first picture of a session.
+    void receiveRenderStart();
+    /// Codec ("H264" or "H265") and size are known; the receiver may still choose mode and hardware.
+    void sig_updateCodecRender(const QString &codecFmt, int w, int h);
+    /// Planar 4:2:0 picture, lent until the slot returns.
+    void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU, quint8 *dataV,
+                      quint32 linesizeY, quint32 linesizeU, quint32 linesizeV);
+    /// NV12 picture, lent until the slot returns.
+    void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataUV, quint32 linesizeY,
+                      quint32 linesizeUV);
+    /// Direct3D 9 surface, lent until the slot returns.
+    void receiveFrame(int width, int height, quint8 *data, bool codecChanged);
+    /// Direct3D 11 texture and its array index, lent until the slot returns.
+    void receiveFrame(int width, int height, quint8 *data, qint32 index, bool codecChanged);
+    /// Hz, channels, bits.
+    void receiveAudioFormat(int sampleRate, int channelCount, int sampleSize);
+    /// Decoded PCM, little-endian.
+    void receiveAudio(const QByteArray &data);
+    /// The next three are for hosts; the library does not send them.
+    void receiveVolume(int volume);
+    void receiveMuted(bool muted);
+    void receiveDuration(qint64 duration);
+    void receivePosition(qint64 position);
+    /// Comes just before a decoder whose memory may still be shown is destroyed.
+    void sig_decoderDestroyed();
+    /// The device refuses another stream.
+    void sig_connExceedMax();
+    /// The device refuses for any other reason.
+    void sig_otherError();
+
+public slots:
+    /// Place where a build can hook diagnostic output; it has none of its own.
+    void debug(const QString &head, const QString &msg, const QString &url);
+    void debug(const QString &head, const QString &msg);
+    void setImage(const QImage &image);
+    /// `dataU` and `dataV` have half the line size of `dataY`, which is `width`.
+    void setYuv(quint8 *dataY, quint8 *dataU, quint8 *dataV, int width, int height);
+    void setPcm(const char *data, int len);
+    virtual void readMediaInfo();
+    virtual qint64 getDuration();
+    virtual qint64 getPosition();
+    virtual void setPosition(qint64 position);
+    virtual double getSpeed();
+    virtual void setSpeed(double speed);
+    /// Soft stop after a fault: reopens, or asks a host's object of class "VideoWidget" to stop.
+    virtual void stop2();
+    /// Starts the thread; nothing if it runs.
+    virtual void play();
+    /// Asks the thread to end and returns at once.
+    virtual void stop();
+    virtual void pause();
+    /// Resumes after pause().
+    virtual void next();
+    /// Saves the next decoded picture as JPEG. Nothing while no widget shows the thread.
+    virtual void snap(const QString &snapName = QString());
+    /// Runs on the GUI thread when the file of a snapshot is written.
+    virtual void snapFinsh();
+
+protected:
+    /// Resets what belongs to one session and reports its end, if the source had opened; for
+    /// closeVideo() of subclasses, on the stream thread. Clears `stopped` too: the object is then
+    /// ready for the next play().
+    void resetSession();
+
+    static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; }
+
+    QMutex mutex; ///< for subclasses
+
+    // Control flags: written by the caller's thread and the loop, plain on purpose.
+    bool stopped = false;
+    bool isOk = false;
+    bool isPause = false;
+    bool isSnap = false;
+
+    QString flag;
+    int errorCount = 0; ///< read errors in a row
+    QDateTime lastTime = QDateTime::currentDateTime(); ///< last sign of life
+    QElapsedTimer timer;
+    QObject *parentObject = nullptr;
+
+    VideoMode videoMode = VideoMode_Hwnd;
+    QString videoSize = QStringLiteral("0x0");
+    int videoWidth = 0;
+    int videoHeight = 0;
+    int frameRate = 0;
+    int rotate = 0;
+
+    int sampleRate = 8000; ///< Hz
+    int channelCount = 1;
+    int profile = 1; ///< audio profile of the decoder
+    bool onlyAudio = false;
+
+    QString snapName;
+    qint64 duration = 0;
+    qint64 position = 0;
+
+    VideoCore videoCore = VideoCore_None;
+    QString videoUrl;
+    QString bufferSize = QStringLiteral("0x0");
+    DecodeType decodeType = DecodeType_Fast;
+    QString hardware = QStringLiteral("none");
+    QString transport = QStringLiteral("tcp");
+    int caching = 500;
+    bool playRepeat = false;
+    int openSleepTime = 3000; ///< milliseconds
+    int readTimeout = 0;      ///< milliseconds
+    int connectTimeout = 500; ///< milliseconds
+
+    // Per RecordType. The vectors are never copied, so a detach on either thread is safe.
+    QVector<int> saveInterval;
+    QVector<QString> savePath;
+    QVector<bool> recording;
+    QVector<bool> saveAudio;
+    QVector<QElapsedTimer> saveTimer;
+    QVector<QString> fileName;
+
+    std::atomic<int> openFailCount{0};
+    std::atomic<bool> readTimedOut{false};
+    std::atomic<bool> keyFrameSeen{false}; ///< decoding has begun at a key frame
+    std::atomic<bool> snapPreview{false};
+    std::atomic<int> previewCount{0};
+    std::atomic<bool> owned{false};
+    bool renderStartPending = true; ///< the render signals must precede the next decoded frame
+    bool playedOnce = false;        ///< the source has opened since the last close
+};

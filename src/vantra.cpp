@@ -1,0 +1,13 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "vantra.h"
+
+// FFmpeg's global state is left alone here on purpose: the first MediaCodec sets its log level, and
+// its network layer starts by itself on first use.
+
+bool Vantra::init()
+{
+    return true;
+}
+
+void Vantra::release() {}

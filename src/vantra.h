@@ -1,0 +1,17 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vantraglobal.h"
+
+/// Start and stop of the library.
+class VANTRA_EXPORT Vantra
+{
+public:
+    /// Prepares the library. Call once on the main thread, after the QApplication exists and before
+    /// any widget of the library is created. Returns false if the library cannot be used.
+    static bool init();
+
+    /// Call once on the main thread before the host quits, with all playing stopped.
+    static void release();
+};
