@@ -1,0 +1,231 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_audio/audioplayer.h"
+
+#include "core_audio/pcmlevel_p.h"
+
+#include <QAudioDeviceInfo>
+#include <QAudioInput>
+#include <QAudioOutput>
+#include <QIODevice>
+#include <QMutexLocker>
+
+namespace {
+
+constexpr qreal kFullVolume = 1.0;
+constexpr qreal kVolumeSteps = 100.0; ///< of the user's scale
+
+/// Share of the user's scale that a linear volume stands for. Qt's curve does not close: it takes
+/// full volume on the logarithmic scale to 1.0 and brings that back as 0.99.
+qreal logarithmicVolume(qreal linear)
+{
+    if (linear >= kFullVolume)
+        return kFullVolume;
+    return QAudio::convertVolume(linear, QAudio::LinearVolumeScale, QAudio::LogarithmicVolumeScale);
+}
+
+QAudioFormat pcmFormat(int sampleRate, int channelCount, int sampleSize)
+{
+    QAudioFormat format;
+    format.setSampleRate(sampleRate);
+    format.setChannelCount(channelCount);
+    format.setSampleSize(sampleSize);
+    format.setCodec(QStringLiteral("audio/pcm"));
+    format.setSampleType(sampleSize == 8 ? QAudioFormat::UnSignedInt : QAudioFormat::SignedInt);
+    format.setByteOrder(QAudioFormat::LittleEndian);
+    return format;
+}
+
+/// The first device of that name, or a null one.
+QAudioDeviceInfo findDevice(QAudio::Mode mode, const QString &deviceName)
+{
+    const QList<QAudioDeviceInfo> devices = QAudioDeviceInfo::availableDevices(mode);
+    for (const QAudioDeviceInfo &device : devices) {
+        if (device.deviceName() == deviceName)
+            return device;
+    }
+    return QAudioDeviceInfo();
+}
+
+} // namespace
+
+AudioPlayer::AudioPlayer(QObject *parent) : QObject(parent) {}
+
+AudioPlayer::~AudioPlayer()
+{
+    delete audioOutput;
+}
+
+QAudioInput *AudioPlayer::getAudioInput()
+{
+    return audioInput;
+}
+
+QAudioOutput *AudioPlayer::getAudioOutput()
+{
+    return audioOutput;
+}
+
+bool AudioPlayer::getLevel()
+{
+    return level;
+}
+
+void AudioPlayer::setLevel(bool level)
+{
+    this->level = level;
+}
+
+void AudioPlayer::setMuted(bool muted)
+{
+    this->muted = muted;
+    emit receiveMuted(muted);
+}
+
+bool AudioPlayer::getMuted()
+{
+    return volumeNow() == 0;
+}
+
+int AudioPlayer::getVolume()
+{
+    return volumeNow();
+}
+
+int AudioPlayer::volumeNow()
+{
+    qreal volume = kFullVolume;
+    {
+        QMutexLocker locker(&outputMutex);
+        if (audioOutput)
+            volume = logarithmicVolume(audioOutput->volume());
+    }
+    return static_cast<int>(volume * kVolumeSteps);
+}
+
+void AudioPlayer::setVolume(int volume)
+{
+    emit receiveVolume(volume);
+    QMutexLocker locker(&outputMutex);
+    if (audioOutput) {
+        audioOutput->setVolume(QAudio::convertVolume(
+            volume / kVolumeSteps, QAudio::LogarithmicVolumeScale, QAudio::LinearVolumeScale));
+    }
+}
+
+bool AudioPlayer::isPlaying()
+{
+    return audioOutput && audioOutput->state() != QAudio::StoppedState;
+}
+
+void AudioPlayer::getAudioDevices(QStringList &names, QStringList &names2, bool input)
+{
+    names.clear();
+    names2.clear();
+    const QList<QAudioDeviceInfo> devices =
+        QAudioDeviceInfo::availableDevices(input ? QAudio::AudioInput : QAudio::AudioOutput);
+    for (const QAudioDeviceInfo &device : devices) {
+        names.append(device.deviceName());
+        names2.append(device.deviceName());
+    }
+}
+
+void AudioPlayer::readyRead()
+{
+    if (!inputDevice)
+        return;
+    // Read even when muted, so that the input does not pile up.
+    const QByteArray data = inputDevice->readAll();
+    if (!muted)
+        emit receiveInputData(data);
+}
+
+void AudioPlayer::openAudioInput(int sampleRate, int channelCount, int sampleSize)
+{
+    openAudioInput(QString(), sampleRate, channelCount, sampleSize);
+}
+
+void AudioPlayer::openAudioInput(const QString &deviceName, int sampleRate, int channelCount,
+                                 int sampleSize)
+{
+    closeAudioInput();
+    const QAudioFormat format = pcmFormat(sampleRate, channelCount, sampleSize);
+    audioInput = deviceName.isEmpty()
+                     ? new QAudioInput(format, this)
+                     : new QAudioInput(findDevice(QAudio::AudioInput, deviceName), format, this);
+    inputDevice = audioInput->start();
+    if (inputDevice) {
+        connect(inputDevice, &QIODevice::readyRead, this, &AudioPlayer::readyRead,
+                Qt::UniqueConnection);
+    }
+}
+
+void AudioPlayer::closeAudioInput()
+{
+    if (!audioInput)
+        return;
+    if (inputDevice)
+        disconnect(inputDevice, &QIODevice::readyRead, this, &AudioPlayer::readyRead);
+    audioInput->deleteLater();
+    audioInput = nullptr;
+}
+
+void AudioPlayer::resetAudioInput()
+{
+    if (audioInput)
+        audioInput->setVolume(kFullVolume);
+}
+
+void AudioPlayer::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
+{
+    openAudioOutput(QString(), sampleRate, channelCount, sampleSize);
+}
+
+void AudioPlayer::openAudioOutput(const QString &deviceName, int sampleRate, int channelCount,
+                                  int sampleSize)
+{
+    replaceOutput(nullptr);
+    const QAudioFormat format = pcmFormat(sampleRate, channelCount, sampleSize);
+    auto *output = deviceName.isEmpty()
+                       ? new QAudioOutput(format)
+                       : new QAudioOutput(findDevice(QAudio::AudioOutput, deviceName), format);
+    replaceOutput(output);
+    outputFormat = output->format();
+    outputDevice = output->start();
+    liveOutputDevice = outputDevice;
+}
+
+void AudioPlayer::closeAudioOutput()
+{
+    // outputDevice keeps its value on purpose: play() goes on telling its listeners, and writes
+    // until the event loop has deleted the output.
+    replaceOutput(nullptr);
+}
+
+void AudioPlayer::replaceOutput(QAudioOutput *output)
+{
+    QMutexLocker locker(&outputMutex);
+    if (audioOutput)
+        audioOutput->deleteLater();
+    audioOutput = output;
+}
+
+void AudioPlayer::resetAudioOutput()
+{
+    QMutexLocker locker(&outputMutex);
+    if (audioOutput)
+        audioOutput->setVolume(kFullVolume);
+}
+
+void AudioPlayer::play(const char *data, int len)
+{
+    if (!outputDevice)
+        return;
+    emit receiveOutputData(data, len);
+    if (!muted && liveOutputDevice && data && len > 0)
+        liveOutputDevice->write(data, len);
+    if (level) {
+        emit receiveLevel(
+            pcmLevel(data, len, outputFormat.sampleSize(), outputFormat.channelCount()));
+    }
+}

@@ -1,0 +1,111 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QAudioFormat>
+#include <QMutex>
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+
+#include <atomic>
+
+class QAudioInput;
+class QAudioOutput;
+class QIODevice;
+
+/// Raw PCM to a speaker and from a microphone: one output and one input, each opened and closed by
+/// itself any number of times; an open on an open side closes first.
+///
+/// Format. 8-bit samples are unsigned, all others signed; little-endian, channels interleaved.
+/// Devices. An empty name means the default device. A name that no device has opens a null device,
+/// on which nothing plays and nothing is captured; it never falls back to the default.
+/// Errors. None are reported: with a device that did not start, play() returns at once and no block
+/// arrives from the input.
+///
+/// Threads. Everything runs on the thread that owns the object, whose event loop releases closed
+/// devices. Only setLevel(), getLevel(), getMuted() and getVolume() may be called from any thread
+/// while the object lives.
+class AudioPlayer : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(AudioPlayer)
+
+public:
+    explicit AudioPlayer(QObject *parent = nullptr);
+    ~AudioPlayer() override;
+
+    /// Null while closed. Owned by the player.
+    QAudioInput *getAudioInput();
+    QAudioOutput *getAudioOutput();
+
+    /// Whether play() measures each block and emits receiveLevel.
+    bool getLevel();
+    void setLevel(bool level);
+    /// Stops blocks in both directions; the volume stays.
+    void setMuted(bool muted);
+    /// Whether the volume of the output is 0. Looks at the volume, not at what setMuted() stored;
+    /// false while the output is closed.
+    bool getMuted();
+    /// 0 to 100 on the logarithmic scale of the ear, cut to an integer; 100 while closed.
+    int getVolume();
+    /// 0 to 100; reaches the output that is open now, not one opened later.
+    void setVolume(int volume);
+    /// An output is open and has not stopped.
+    bool isPlaying();
+
+    /// Names of the microphones (`input`) or speakers; both lists get the same. Asks the sound
+    /// server and may block for as long as that does not answer: keep it off the GUI thread.
+    static void getAudioDevices(QStringList &names, QStringList &names2, bool input);
+
+signals:
+    /// A block from the microphone.
+    void receiveInputData(const QByteArray &data);
+    /// A block about to play, muted or not. The memory is the caller's and valid during the call
+    /// only: a listener on another thread copies it in a direct connection.
+    void receiveOutputData(const char *data, int len);
+    /// The volume was set.
+    void receiveVolume(int volume);
+    /// The mute state was set.
+    void receiveMuted(bool muted);
+    /// Peak of a block, 0 to 1 of full scale, -0.5 to 0.5 with 8-bit samples.
+    void receiveLevel(double level);
+
+private slots:
+    void readyRead();
+
+public slots:
+    /// Hz, channels, bits per sample.
+    void openAudioInput(int sampleRate, int channelCount, int sampleSize);
+    void openAudioInput(const QString &deviceName, int sampleRate, int channelCount,
+                        int sampleSize);
+    void closeAudioInput();
+    /// Full volume; changes nothing else.
+    void resetAudioInput();
+    /// Hz, channels, bits per sample.
+    void openAudioOutput(int sampleRate, int channelCount, int sampleSize);
+    void openAudioOutput(const QString &deviceName, int sampleRate, int channelCount,
+                         int sampleSize);
+    void closeAudioOutput();
+    /// Full volume; changes nothing else.
+    void resetAudioOutput();
+    /// Plays `len` bytes. What the output cannot take now is lost; it never waits.
+    void play(const char *data, int len);
+
+private:
+    /// Volume of the open output on the user's scale, 0 to 100.
+    int volumeNow();
+    /// Puts `output` in the place of the present one, which the event loop deletes.
+    void replaceOutput(QAudioOutput *output);
+
+    bool muted = false;
+    std::atomic<bool> level{false};
+    QAudioInput *audioInput = nullptr; ///< child of this
+    QPointer<QIODevice> inputDevice;
+    QAudioOutput *audioOutput = nullptr; ///< no parent; written under outputMutex
+    QIODevice *outputDevice = nullptr;   ///< keeps its value when closed: only compared, never used
+
+    QPointer<QIODevice> liveOutputDevice; ///< the same, until the device is gone
+    QAudioFormat outputFormat;            ///< of outputDevice
+    QMutex outputMutex; ///< keeps audioOutput alive while another thread reads its volume
+};

@@ -1,0 +1,145 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_audio/audiothread.h"
+
+#include "core_audio/audioplayer.h"
+
+#include <QMutexLocker>
+#include <QThread>
+
+#include <utility>
+
+AudioThread::AudioThread() : thread(std::make_unique<QThread>()) {}
+
+AudioThread::~AudioThread()
+{
+    if (QThread::currentThread() != thread.get()) {
+        stopThread();
+        return;
+    }
+    // Deleted by an event of its own loop: the worker cannot wait for itself, and a QThread must
+    // not be destroyed before it has ended. Its own thread deletes it then.
+    QThread *worker = thread.release();
+    connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    if (worker->isFinished())
+        worker->deleteLater();
+    worker->quit();
+}
+
+void AudioThread::startThread()
+{
+    moveToThread(thread.get());
+    connect(thread.get(), &QThread::started, this, &AudioThread::onStarted, Qt::UniqueConnection);
+    connect(thread.get(), &QThread::finished, this, &AudioThread::onStoped, Qt::UniqueConnection);
+    thread->start(QThread::InheritPriority);
+}
+
+void AudioThread::stopThread()
+{
+    if (!thread->isRunning())
+        return;
+    thread->quit();
+    thread->wait();
+}
+
+bool AudioThread::getLevel()
+{
+    QMutexLocker locker(&playerMutex);
+    return player && player->getLevel();
+}
+
+void AudioThread::setLevel(bool level)
+{
+    QMutexLocker locker(&playerMutex);
+    if (player)
+        player->setLevel(level);
+}
+
+void AudioThread::setCalcLevel(bool calcLevel)
+{
+    setLevel(calcLevel);
+}
+
+bool AudioThread::getMuted()
+{
+    QMutexLocker locker(&playerMutex);
+    return player && player->getMuted();
+}
+
+int AudioThread::getVolume()
+{
+    QMutexLocker locker(&playerMutex);
+    return player ? player->getVolume() : 0;
+}
+
+void AudioThread::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
+{
+    if (player)
+        player->openAudioOutput(sampleRate, channelCount, sampleSize);
+}
+
+void AudioThread::closeAudioOutput()
+{
+    if (player)
+        player->closeAudioOutput();
+}
+
+void AudioThread::play(const QByteArray &data)
+{
+    if (player)
+        player->play(data.constData(), data.size());
+}
+
+void AudioThread::receiveVolume(int volume)
+{
+    if (player)
+        player->setVolume(volume);
+}
+
+void AudioThread::receiveMuted(bool muted)
+{
+    if (player)
+        player->setMuted(muted);
+}
+
+void AudioThread::openAudioInput(int sampleRate, int channelCount, int sampleSize)
+{
+    if (player)
+        player->openAudioInput(sampleRate, channelCount, sampleSize);
+}
+
+void AudioThread::closeAudioInput()
+{
+    if (player)
+        player->closeAudioInput();
+}
+
+void AudioThread::receiveInputData(const QByteArray &) {}
+
+void AudioThread::startTalk() {}
+
+void AudioThread::stopTalk() {}
+
+void AudioThread::onStarted()
+{
+    exchangePlayer(std::make_unique<AudioPlayer>());
+    connect(player.get(), &AudioPlayer::receiveInputData, this, &AudioThread::receiveInputData,
+            Qt::UniqueConnection);
+}
+
+void AudioThread::onStoped()
+{
+    const std::unique_ptr<AudioPlayer> former = exchangePlayer(nullptr);
+    if (!former)
+        return;
+    disconnect(former.get(), &AudioPlayer::receiveInputData, this, &AudioThread::receiveInputData);
+    former->closeAudioInput();
+    former->closeAudioOutput();
+}
+
+std::unique_ptr<AudioPlayer> AudioThread::exchangePlayer(std::unique_ptr<AudioPlayer> next)
+{
+    QMutexLocker locker(&playerMutex);
+    player.swap(next);
+    return next;
+}
