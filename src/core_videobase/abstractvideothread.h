@@ -25,6 +25,10 @@
 /// with Qt::BlockingQueuedConnection, so that the loop stands still until the slot has returned, and
 /// a receiver keeps no pointer after that. Hence never call wait() on the GUI thread while run() may
 /// emit: stop by flag, and learn the end from QThread::finished.
+///
+/// Deletion. The object may be deleted at any time, running or not, on the thread it lives on:
+/// endRun() sees to that, and every subclass that run() depends on calls it first in its destructor.
+/// A receiver that owns the thread as a member deletes it in the body of its own destructor.
 class VANTRA_EXPORT AbstractVideoThread : public QThread
 {
     Q_OBJECT
@@ -124,7 +128,8 @@ public:
     static void checkCameraUrl(const QString &url, QString &cameraName, QString &cameraSize,
                                int &cameraFps);
 
-    /// Wants a recording; its file starts at the next video key frame.
+    /// Wants a recording; its file starts at the next video key frame. An index out of range does
+    /// nothing.
     void recordStart(RecordType type);
     /// Ends a recording at the next packet.
     void recordStop(RecordType type);
@@ -229,6 +234,19 @@ protected:
     /// ready for the next play().
     void resetSession();
 
+    /// For the end of run(): starts the thread again, from the thread that the object lives on, as
+    /// soon as run() has returned. Dropped with the object, by a stop() while the thread does not
+    /// run, and by whoever clears restartPending: run() does so first, so that a start by another
+    /// hand takes its place.
+    void restartAfterRun();
+
+    /// Ends run() and waits for it; first thing in the destructor of every class whose members or
+    /// virtual functions run() uses. From then on no signal of this object reaches anybody but
+    /// started, finished and destroyed. A slot for which run() stands waiting is still called while
+    /// its receiver is whole, and is dropped where the receiver is just being destroyed with this
+    /// object as a child; other queued slots of the calling thread may run meanwhile.
+    void endRun();
+
     static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; }
 
     QMutex mutex; ///< for subclasses
@@ -289,4 +307,17 @@ protected:
     std::atomic<bool> owned{false};
     bool renderStartPending = true; ///< the render signals must precede the next decoded frame
     bool playedOnce = false;        ///< the source has opened since the last close
+    /// A stop() that came while running and that play() has not taken back. Unlike `stopped` it
+    /// outlives resetSession(), so that a stop which meets a close is not lost.
+    std::atomic<bool> stopAsked{false};
+    std::atomic<bool> restartPending{false}; ///< restartAfterRun() has been called
+
+private:
+    QString locked(const QString &text) const;
+    void setLocked(QString &text, const QString &value);
+    void startOnceIdle();
+
+    /// Guards the texts of the accessors, since a QString does not bear a reader beside a writer.
+    /// Leaf lock: held for one copy.
+    mutable QMutex textMutex;
 };
