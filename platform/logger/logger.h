@@ -1,0 +1,135 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDebug>
+#include <QString>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#if defined(VANTRA_LOGGER_LIBRARY)
+#define VANTRA_LOGGER_EXPORT Q_DECL_EXPORT
+#else
+#define VANTRA_LOGGER_EXPORT Q_DECL_IMPORT
+#endif
+
+class LogSink;
+struct LogRecord;
+
+/// Hands log lines to sinks. All functions may be called on any thread, from within a sink, before
+/// main() and while the process ends.
+class VANTRA_LOGGER_EXPORT Logger
+{
+    Q_DISABLE_COPY(Logger)
+
+public:
+    enum LogLevel {
+        Trace = 0,
+        Debug = 1,
+        Info = 2,
+        Warning = 3, ///< a condition that is survived
+        Error = 4,   ///< a failure that ends the current attempt
+        Fatal = 5,   ///< as Error, but worse; the process is not ended
+    };
+    using SinkList = std::vector<std::shared_ptr<LogSink>>;
+
+    Logger();
+    ~Logger();
+
+    /// Least level that is handed on. Trace at first: what is written is then up to the sinks.
+    void setMinimumLevel(LogLevel level);
+    LogLevel minimumLevel() const;
+    /// Whether a line of this level would reach any sink. Costs next to nothing.
+    bool isEnabled(LogLevel level) const;
+
+    /// From now on the sink gets every line of its levels. Null, or a sink that is there already, is
+    /// ignored.
+    void addSink(std::shared_ptr<LogSink> sink);
+    /// A line that another thread is just handing over may still arrive after the return.
+    void removeSink(const std::shared_ptr<LogSink> &sink);
+    SinkList sinks() const;
+
+    /// Hands a line to all sinks that want its level, with the user names and passwords of URLs in
+    /// its text masked. Returns when they have it. A line that a sink logs while it writes follows
+    /// after the current one and goes to all sinks but that one, so that no sink feeds itself.
+    void log(const LogRecord &record);
+
+private:
+    void deliver(const LogRecord &record);
+    void updateThreshold();
+
+    mutable std::mutex m_mutex; ///< guards the list, never held while a sink writes
+    std::shared_ptr<const SinkList> m_sinks;
+    LogLevel m_minimumLevel = Trace;
+    std::atomic<int> m_threshold; ///< least level that any sink gets
+};
+
+/// One line of the log.
+struct LogRecord
+{
+    qint64 time = 0;                         ///< milliseconds since the epoch
+    Logger::LogLevel level = Logger::Info;
+    QString category;
+    quint64 threadId = 0;
+    QString threadName;                      ///< may be empty
+    QString file;                            ///< as the compiler knows it
+    int line = 0;
+    QString function;                        ///< full signature
+    QString text;
+};
+
+/// Where lines go.
+class VANTRA_LOGGER_EXPORT LogSink
+{
+    Q_DISABLE_COPY(LogSink)
+
+public:
+    /// The sink gets lines of this level and above.
+    explicit LogSink(Logger::LogLevel minimumLevel = Logger::Trace);
+    virtual ~LogSink();
+
+    Logger::LogLevel minimumLevel() const { return m_minimumLevel; }
+
+    /// Called on the thread that logs, possibly by several at once. May log; must not throw.
+    virtual void write(const LogRecord &record) = 0;
+
+private:
+    const Logger::LogLevel m_minimumLevel;
+};
+
+/// "2026-01-31 12:00:00.000 W vantra 4242(name) core_video/x.cpp:12 void f() - text", without an end
+/// of line. Line breaks within stay.
+VANTRA_LOGGER_EXPORT QString formatLogRecord(const LogRecord &record);
+
+/// The text with the user information of every URL in it replaced by "***:***" ("***" if it has no
+/// password). Nothing else is changed.
+VANTRA_LOGGER_EXPORT QString maskUrlCredentials(const QString &text);
+
+/// The logger of the process, never null and never destroyed. At first it has one sink, which writes
+/// warnings and above to the standard error output.
+VANTRA_LOGGER_EXPORT Logger *cuteLoggerInstance();
+
+/// Starts one line of the log.
+///
+///     CuteMessageLogger(logger, Logger::Info, __FILE__, __LINE__, Q_FUNC_INFO, "app").write() << "x";
+class VANTRA_LOGGER_EXPORT CuteMessageLogger
+{
+    Q_DISABLE_COPY(CuteMessageLogger)
+
+public:
+    /// The logger must outlive the line; null gives a line that goes nowhere. The texts are copied.
+    CuteMessageLogger(Logger *logger, Logger::LogLevel level, const char *file, int line,
+                      const char *function, const char *category);
+    ~CuteMessageLogger();
+
+    /// A stream that adds no blanks and no quotes. The line is handed to the logger when the stream
+    /// and all copies of it are destroyed; call it once per object.
+    QDebug write();
+
+private:
+    class Line;
+    Line *m_line;
+};
