@@ -1,0 +1,216 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// Choice of the render path, the surfaces, and the way of each frame to its surface.
+
+#include "core_videobase/abstractvideowidget.h"
+
+#include "core_d3d/nv12d3d11widget.h"
+#include "core_d3d/nv12d3d9widget.h"
+#include "core_opengl/nv12widget.h"
+#include "core_opengl/yuvwidget.h"
+
+namespace {
+
+const QString kNoHardware = QStringLiteral("none");
+
+// The one place that decides whether pictures of this codec and size are decoded by the video card.
+// The surfaces for that need Direct3D, which this system does not have.
+bool canDecodeByHardware(const QString &, int, int)
+{
+    return false;
+}
+
+template<typename Surface>
+void showCleared(Surface *surface)
+{
+    if (!surface)
+        return;
+    surface->show();
+    surface->clear();
+}
+
+template<typename Surface>
+void freeSurface(QPointer<Surface> &surface)
+{
+    if (!surface)
+        return;
+    surface->clear();
+    surface->hide();
+    surface->close();
+    delete surface.data();
+}
+
+} // namespace
+
+void AbstractVideoWidget::onUpdateCodecRender(const QString &codecFmt, int w, int h)
+{
+    if (videoPara.hardware != kNoHardware) {
+        if (canDecodeByHardware(codecFmt, w, h)) {
+            renderMode = VideoMode_D3D9;
+            hardware = QStringLiteral("dxva2");
+        } else {
+            renderMode = VideoMode_Painter;
+            hardware = kNoHardware;
+        }
+        if (videoThread) {
+            videoThread->setVideoMode(renderMode);
+            videoThread->setHardware(hardware);
+        }
+    }
+    zoom.sourceRect = QRectF(0, 0, w, h);
+    zoom.zoomRect = zoom.sourceRect;
+}
+
+void AbstractVideoWidget::initWidgetHandle()
+{
+    const bool painted = renderMode == VideoMode_Painter || renderMode > VideoMode_D3D11;
+    if (painted)
+        hwndWidget->stackUnder(osdWidget);
+    else
+        osdWidget->stackUnder(hwndWidget);
+}
+
+void AbstractVideoWidget::receiveRenderStart()
+{
+    initWidgetHandle();
+    hwndWidget->setVisible(renderMode != VideoMode_Painter);
+    osdWidget->setVisible(renderMode == VideoMode_Painter);
+    image = QImage();
+    update();
+    if (zoom.on && nv12D3D9Widget)
+        nv12D3D9Widget->setDigitalZoomRect(zoom.zoomRect);
+}
+
+void AbstractVideoWidget::onDecoderDestroyed()
+{
+    image = QImage();
+    zoom.sourceRect = QRectF(image.rect());
+    if (nv12D3D9Widget)
+        nv12D3D9Widget->clear();
+    update();
+}
+
+// No surface can be created on this system yet; one that a subclass has set is used.
+
+void AbstractVideoWidget::newD3D9Widgets()
+{
+    if (hardware == kNoHardware)
+        return;
+    showCleared(nv12D3D9Widget.data());
+    resizeEvent(nullptr);
+}
+
+void AbstractVideoWidget::newD3D11Widgets()
+{
+    if (hardware == kNoHardware)
+        return;
+    showCleared(nv12D3D11Widget.data());
+}
+
+void AbstractVideoWidget::newOpenglWidgets()
+{
+    if (hardware == kNoHardware)
+        showCleared(yuvWidget.data());
+    else
+        showCleared(nv12Widget.data());
+    resizeEvent(nullptr);
+}
+
+void AbstractVideoWidget::freeD3D9Widgets()
+{
+    freeSurface(nv12D3D9Widget);
+}
+
+void AbstractVideoWidget::freeD3D11Widgets()
+{
+    freeSurface(nv12D3D11Widget);
+}
+
+void AbstractVideoWidget::freeOpenglWidgets()
+{
+    freeSurface(yuvWidget);
+    freeSurface(nv12Widget);
+}
+
+void AbstractVideoWidget::setImage(const QImage &image)
+{
+    if (image.isNull())
+        return;
+    if (image.size() != QSize(videoWidth, videoHeight)) {
+        videoWidth = image.width();
+        videoHeight = image.height();
+        receiveSizeChanged();
+    }
+    receiveImage(image, 0);
+}
+
+bool AbstractVideoWidget::isShown() const
+{
+    return isVisible() && !getIsMinimized();
+}
+
+void AbstractVideoWidget::receiveImage(const QImage &image, int)
+{
+    if (sender() != videoThread || !isShown())
+        return; // from a thread that is not played any more, or for nobody's eyes
+    if (!isRunning) {
+        clear();
+        return;
+    }
+    this->image = widgetPara.copyImage ? image.copy() : image;
+    zoom.sourceRect = QRectF(image.rect());
+    update();
+}
+
+// The way that all frames for a surface share; returns whether the surface is to show this one.
+template<typename Surface>
+bool AbstractVideoWidget::prepareFrame(int width, int height, Surface *surface)
+{
+    if (sender() != videoThread)
+        return false;
+    if (!isShown()) {
+        if (sender() && surface)
+            surface->clear();
+        return false;
+    }
+    if (!isRunning) {
+        clear();
+        return false;
+    }
+    if (!sender() || !surface)
+        return false;
+    zoom.sourceRect = QRectF(0, 0, width, height);
+    if (!zoom.on)
+        zoom.zoomRect = zoom.sourceRect;
+    return true;
+}
+
+void AbstractVideoWidget::receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU,
+                                       quint8 *dataV, quint32 linesizeY, quint32 linesizeU,
+                                       quint32 linesizeV)
+{
+    if (prepareFrame(width, height, yuvWidget.data()))
+        yuvWidget->updateFrame(width, height, dataY, dataU, dataV, linesizeY, linesizeU,
+                               linesizeV);
+}
+
+void AbstractVideoWidget::receiveFrame(int width, int height, quint8 *dataY, quint8 *dataUV,
+                                       quint32 linesizeY, quint32 linesizeUV)
+{
+    if (prepareFrame(width, height, nv12Widget.data()))
+        nv12Widget->updateFrame(width, height, dataY, dataUV, linesizeY, linesizeUV);
+}
+
+void AbstractVideoWidget::receiveFrame(int width, int height, quint8 *data, bool codecChanged)
+{
+    if (prepareFrame(width, height, nv12D3D9Widget.data()))
+        nv12D3D9Widget->updateFrame(width, height, data, codecChanged);
+}
+
+void AbstractVideoWidget::receiveFrame(int width, int height, quint8 *data, qint32 index,
+                                       bool codecChanged)
+{
+    if (prepareFrame(width, height, nv12D3D11Widget.data()))
+        nv12D3D11Widget->updateFrame(width, height, data, index, codecChanged);
+}

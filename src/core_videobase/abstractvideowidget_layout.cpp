@@ -1,0 +1,256 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// Layout of the layers, the paint pass, overlay lists, and the events of digital zoom.
+
+#include "core_videobase/abstractvideowidget.h"
+
+#include "core_d3d/nv12d3d9widget.h"
+#include "core_videobase/bannerwidget.h"
+#include "core_videobase/picturegeometry.h"
+
+#include <QCursor>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWheelEvent>
+
+namespace {
+
+constexpr int kBgImageBorder = 2; // pixels taken off for the background picture
+constexpr int kQuarterTurn = 90;  // degrees
+
+} // namespace
+
+void AbstractVideoWidget::setOsd(const OsdInfo &osd)
+{
+    if (!osdList.set(osd))
+        update(); // an overwritten record shows at the next repaint
+}
+
+void AbstractVideoWidget::appendOsd(const OsdInfo &osd)
+{
+    osdList.append(osd);
+    update();
+}
+
+void AbstractVideoWidget::removeOsd(const QString &name)
+{
+    osdList.remove(name);
+    update();
+}
+
+void AbstractVideoWidget::clearOsd()
+{
+    osdList.clear();
+    update();
+}
+
+void AbstractVideoWidget::setGraph(const GraphInfo &graph)
+{
+    if (!graphList.set(graph))
+        update();
+}
+
+void AbstractVideoWidget::appendGraph(const GraphInfo &graph)
+{
+    graphList.append(graph);
+    update();
+}
+
+void AbstractVideoWidget::removeGraph(const QString &name)
+{
+    graphList.remove(name);
+    update();
+}
+
+void AbstractVideoWidget::clearGraph()
+{
+    graphList.clear();
+    update();
+}
+
+void AbstractVideoWidget::clear()
+{
+    zoom.on = false;
+    videoWidth = 0;
+    videoHeight = 0;
+    osdList.clear();
+    graphList.clear();
+    zoom.zoomRect = QRectF();
+    image = QImage();
+    update();
+    if (nv12D3D9Widget)
+        nv12D3D9Widget->clear();
+}
+
+bool AbstractVideoWidget::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == osdWidget && event && event->type() == QEvent::Paint)
+        paintOsdWidget();
+    return QWidget::eventFilter(watched, event);
+}
+
+void AbstractVideoWidget::paintOsdWidget()
+{
+    // Colours that nobody has chosen come from the palette, once and for good.
+    if (widgetPara.borderColor == Qt::transparent)
+        widgetPara.borderColor = palette().color(QPalette::Shadow);
+    if (widgetPara.textColor == Qt::transparent)
+        widgetPara.textColor = palette().color(QPalette::WindowText);
+
+    QPainter painter(osdWidget);
+    painter.setRenderHint(QPainter::Antialiasing);
+    drawBorder(painter);
+    if (image.isNull())
+        drawBg(painter);
+    else
+        drawImage(painter);
+    if (!onlyAudio && widgetPara.videoMode != VideoMode_Hwnd)
+        drawOsd(painter, size(), widgetPara.borderWidth, osdList.items());
+}
+
+void AbstractVideoWidget::drawBorder(QPainter &painter) const
+{
+    painter.save();
+    if (widgetPara.borderWidth == 0)
+        painter.setPen(Qt::NoPen);
+    else
+        painter.setPen(QPen(hasFocus() ? widgetPara.focusColor : widgetPara.borderColor,
+                            widgetPara.borderWidth));
+    if (widgetPara.bgColor != Qt::transparent)
+        painter.setBrush(widgetPara.bgColor);
+    painter.drawRect(rect());
+    painter.restore();
+}
+
+void AbstractVideoWidget::drawBg(QPainter &painter) const
+{
+    if (videoWidth != 0 || renderMode == VideoMode_Opengl || renderMode == VideoMode_D3D9 ||
+        renderMode == VideoMode_D3D11)
+        return;
+    painter.save();
+    if (widgetPara.bgImage.isNull()) {
+        QFont font;
+        font.setPixelSize(widgetPara.bgTextSize);
+        painter.setFont(font);
+        painter.setPen(widgetPara.textColor);
+        painter.drawText(rect(), Qt::AlignCenter, widgetPara.bgText);
+    } else {
+        painter.drawImage(getCenterRect(widgetPara.bgImage.size(), rect(), kBgImageBorder,
+                                        ScaleMode_Auto),
+                          widgetPara.bgImage);
+    }
+    painter.restore();
+}
+
+void AbstractVideoWidget::drawImage(QPainter &painter)
+{
+    drawGraphs(image, graphList.items());
+    painter.save();
+    const QRectF part = zoom.visiblePart();
+    if (zoom.on)
+        painter.drawImage(QRectF(targetRect), image, part, Qt::AutoColor);
+    else
+        painter.drawImage(targetRect, image);
+    painter.restore();
+}
+
+void AbstractVideoWidget::resizeEvent(QResizeEvent *)
+{
+    if (videoThread) {
+        videoWidth = videoThread->getVideoWidth();
+        videoHeight = videoThread->getVideoHeight();
+        rotate = videoThread->getRotate();
+        onlyAudio = videoThread->getOnlyAudio();
+        hardware = videoThread->getHardware();
+    }
+
+    QSize picture(videoWidth, videoHeight);
+    if (rotate == kQuarterTurn) // 270 degrees do not swap: this is intended
+        picture.transpose();
+    if (widgetPara.borderWidth == 0 && widgetPara.scaleMode == ScaleMode_Fill)
+        targetRect = rect(); // without the shift to odd coordinates
+    else
+        targetRect = getCenterRect(picture, rect(), widgetPara.borderWidth, widgetPara.scaleMode);
+    hwndWidget->setGeometry(targetRect);
+    osdWidget->setGeometry(rect());
+
+    if (const auto banner = bannerRect(widgetPara.bannerPosition, size(), widgetPara.borderWidth,
+                                       widgetPara.bannerSize))
+        bannerWidget->setGeometry(*banner);
+
+    if (nv12D3D9Widget) {
+        nv12D3D9Widget->clear(); // its swap chain has the old size
+        nv12D3D9Widget->setGeometry(0, 0, hwndWidget->width(), hwndWidget->height());
+    }
+}
+
+void AbstractVideoWidget::setDigitalZoom(bool on)
+{
+    zoom.on = on;
+    if (nv12D3D9Widget && !on) // switching on reaches the surface with the first step
+        nv12D3D9Widget->setDigitalZoom(false);
+}
+
+void AbstractVideoWidget::forwardZoom()
+{
+    if (!nv12D3D9Widget)
+        return;
+    nv12D3D9Widget->setDigitalZoomRect(zoom.zoomRect);
+    nv12D3D9Widget->setDigitalZoom(true);
+}
+
+void AbstractVideoWidget::mousePressEvent(QMouseEvent *event)
+{
+    if (!event)
+        return;
+    if (event->button() == Qt::LeftButton)
+        zoom.press(event->pos());
+    QWidget::mousePressEvent(event);
+}
+
+void AbstractVideoWidget::mouseReleaseEvent(QMouseEvent *event)
+{
+    zoom.release();
+    if (event)
+        QWidget::mouseReleaseEvent(event);
+}
+
+void AbstractVideoWidget::mouseMoveEvent(QMouseEvent *event)
+{
+    if (!event)
+        return;
+    if (zoom.drag(event->pos(), size()))
+        forwardZoom();
+    QWidget::mouseMoveEvent(event);
+}
+
+void AbstractVideoWidget::wheelEvent(QWheelEvent *event)
+{
+    if (!event)
+        return;
+    const DigitalZoom::WheelResult result = zoom.wheel(event->angleDelta().y());
+    if (result == DigitalZoom::PassToBase) {
+        QWidget::wheelEvent(event);
+        return;
+    }
+    if (result == DigitalZoom::Changed)
+        forwardZoom();
+    event->accept();
+}
+
+void AbstractVideoWidget::enterEvent(QEvent *)
+{
+    if (isRunning && widgetPara.bannerEnable && !onlyAudio && videoWidth >= 1) {
+        bannerWidget->show();
+        bannerWidget->showInfo(widgetPara.banner.text);
+    }
+    if (zoom.on)
+        setCursor(QCursor(zoomCursor, -1, -1));
+}
+
+void AbstractVideoWidget::leaveEvent(QEvent *)
+{
+    bannerWidget->hide();
+    unsetCursor();
+}

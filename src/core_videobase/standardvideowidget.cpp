@@ -1,0 +1,224 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_videobase/standardvideowidget.h"
+
+#include "log.h"
+
+#include <QDateTime>
+
+#include <algorithm>
+
+namespace {
+
+constexpr char kLogTag[] = "(stdvwgt)";
+
+constexpr auto kQueued = Qt::UniqueConnection;
+// The thread stands still until the slot has returned.
+constexpr auto kBlocking =
+        Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
+
+} // namespace
+
+StandardVideoWidget::StandardVideoWidget(QWidget *parent) : AbstractVideoWidget(parent) {}
+
+StandardVideoWidget::~StandardVideoWidget()
+{
+    for (const auto &thread : std::as_const(stoppedThreads)) {
+        if (thread)
+            thread->disconnect(this);
+    }
+}
+
+bool StandardVideoWidget::start()
+{
+    // A play whose thread the host has deleted is over, though nothing has reported its end.
+    if (isStart && videoThread)
+        return true;
+    removeStoppedVideoThreads();
+    initWidgetHandle();
+    if (!createVideoThread() || !videoThread) {
+        VANTRA_LOG(Logger::Error) << "create video thread fail";
+        return false;
+    }
+    connectBaseSignalSlots();
+    connectStreamSignalSlots();
+    videoThread->previewRef().fetch_add(1);
+    videoThread->start(QThread::InheritPriority);
+    startAudioThread();
+    isStart.exchange(1);
+    return true;
+}
+
+void StandardVideoWidget::stop()
+{
+    if (isStart && videoThread)
+        QMetaObject::invokeMethod(this, "receivePlayFinsh", Qt::DirectConnection,
+                                  Q_ARG(QObject *, videoThread.data()));
+}
+
+void StandardVideoWidget::pause()
+{
+    if (videoThread)
+        videoThread->pause();
+}
+
+void StandardVideoWidget::resume()
+{
+    if (videoThread)
+        videoThread->next();
+}
+
+void StandardVideoWidget::seekFile(const QDateTime &dateTime)
+{
+    if (videoThread && videoThread->isRunning())
+        QMetaObject::invokeMethod(videoThread, "seekFile", Qt::QueuedConnection,
+                                  Q_ARG(QDateTime, dateTime));
+}
+
+void StandardVideoWidget::setSpeed(double speed)
+{
+    if (videoThread && videoThread->isRunning())
+        QMetaObject::invokeMethod(videoThread, "setSpeed", Qt::QueuedConnection,
+                                  Q_ARG(double, speed));
+}
+
+void StandardVideoWidget::closeEvent(QCloseEvent *event)
+{
+    stop();
+    AbstractVideoWidget::closeEvent(event);
+}
+
+bool StandardVideoWidget::isStopped(const QObject *thread) const
+{
+    return thread && thread != videoThread &&
+           std::any_of(stoppedThreads.cbegin(), stoppedThreads.cend(),
+                       [thread](const auto &stopped) { return stopped.data() == thread; });
+}
+
+// A report of a stopped thread that was in the event queue before it was disconnected belongs to
+// a play that is over; the next three leave the present play alone then.
+
+void StandardVideoWidget::finished()
+{
+    if (isStopped(sender()) && videoThread && videoThread->isRunning())
+        return;
+    AbstractVideoWidget::finished();
+}
+
+void StandardVideoWidget::receivePlayStart(int time)
+{
+    if (isStopped(sender()))
+        return;
+    AbstractVideoWidget::receivePlayStart(time);
+    emit sig_receivePlayStart(time);
+}
+
+void StandardVideoWidget::receivePlayFinsh(QObject *thread)
+{
+    if (isStopped(thread))
+        return;
+    disconnectStreamSignalSlots(); // from here on no frame arrives
+    disconnectBaseSignalSlots();
+    releaseVideoThread();
+    isStart.exchange(0);
+    clear();
+    AbstractVideoWidget::receivePlayFinsh(thread);
+    stopAudioThread();
+    setDigitalZoom(false);
+}
+
+void StandardVideoWidget::removeStoppedVideoThreads()
+{
+    const auto ended = [](const QPointer<AbstractVideoThread> &thread) {
+        return !thread || !thread->isRunning();
+    };
+    stoppedThreads.erase(std::remove_if(stoppedThreads.begin(), stoppedThreads.end(), ended),
+                         stoppedThreads.end());
+}
+
+// Receivers that are virtual are reached in their override, by name and by member pointer alike.
+
+void StandardVideoWidget::connectBaseSignalSlots()
+{
+    using Thread = AbstractVideoThread;
+    using Widget = StandardVideoWidget;
+    Thread *thread = videoThread;
+    if (!thread)
+        return;
+    connect(thread, &QThread::started, this, &Widget::started, kQueued);
+    connect(thread, &QThread::finished, this, &Widget::finished, kQueued);
+    connect(thread, &Thread::receivePlayStart, this, &Widget::receivePlayStart, kBlocking);
+    connect(thread, &Thread::receivePlayFinsh, this, &Widget::receivePlayFinsh, kBlocking);
+    connect(thread, &Thread::sig_decoderDestroyed, this, &Widget::onDecoderDestroyed, kBlocking);
+    connect(thread, &Thread::sig_connExceedMax, this, &Widget::sig_connExceedMax, kQueued);
+    connect(thread, &Thread::sig_otherError, this, &Widget::sig_otherError, kQueued);
+    connect(thread, &Thread::receivePosition, this, &Widget::receivePosition, kQueued);
+    if (noStreamControl)
+        return;
+    connect(thread, &Thread::receiveAudioFormat, this, &Widget::openAudioOutput, kQueued);
+    connect(thread, &Thread::receiveAudio, this, &Widget::playAudio, kQueued);
+}
+
+void StandardVideoWidget::disconnectBaseSignalSlots()
+{
+    using Thread = AbstractVideoThread;
+    Thread *thread = videoThread;
+    if (!thread)
+        return;
+    // QThread::finished, the two errors and the position stay connected: the real end of the
+    // thread turns isRunning off, and a late error still reaches the host.
+    disconnect(thread, &QThread::started, this, nullptr);
+    disconnect(thread, &Thread::receivePlayStart, this, nullptr);
+    disconnect(thread, &Thread::receivePlayFinsh, this, nullptr);
+    disconnect(thread, &Thread::sig_decoderDestroyed, this, nullptr);
+    if (noStreamControl)
+        return;
+    disconnect(thread, &Thread::receiveAudioFormat, this, nullptr);
+    disconnect(thread, &Thread::receiveAudio, this, nullptr);
+}
+
+void StandardVideoWidget::connectStreamSignalSlots()
+{
+    using Thread = AbstractVideoThread;
+    using Widget = StandardVideoWidget;
+    Thread *thread = videoThread;
+    if (!thread)
+        return;
+    connect(thread, SIGNAL(receiveImage(QImage,int)), this, SLOT(receiveImage(QImage,int)),
+            kQueued);
+    connect(thread, SIGNAL(snapImage(QImage,QString)), this, SIGNAL(snapImage(QImage,QString)),
+            kQueued);
+    connect(thread,
+            SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)), this,
+            SLOT(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)),
+            kBlocking);
+    connect(thread, SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)), this,
+            SLOT(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)), kBlocking);
+    connect(thread, SIGNAL(receiveFrame(int,int,quint8*,bool)), this,
+            SLOT(receiveFrame(int,int,quint8*,bool)), kBlocking);
+    connect(thread, SIGNAL(receiveFrame(int,int,quint8*,qint32,bool)), this,
+            SLOT(receiveFrame(int,int,quint8*,qint32,bool)), kBlocking);
+    connect(thread, &Thread::receiveSizeChanged, this, &Widget::receiveSizeChanged);
+    connect(thread, &Thread::sig_updateCodecRender, this, &Widget::onUpdateCodecRender, kBlocking);
+    connect(thread, &Thread::receiveRenderStart, this, &Widget::receiveRenderStart, kBlocking);
+}
+
+void StandardVideoWidget::disconnectStreamSignalSlots()
+{
+    using Thread = AbstractVideoThread;
+    Thread *thread = videoThread;
+    if (!thread)
+        return;
+    disconnect(thread, SIGNAL(receiveImage(QImage,int)), this, nullptr);
+    disconnect(thread, SIGNAL(snapImage(QImage,QString)), this, nullptr);
+    disconnect(thread,
+               SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)), this,
+               nullptr);
+    disconnect(thread, SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)), this,
+               nullptr);
+    disconnect(thread, SIGNAL(receiveFrame(int,int,quint8*,bool)), this, nullptr);
+    disconnect(thread, SIGNAL(receiveFrame(int,int,quint8*,qint32,bool)), this, nullptr);
+    disconnect(thread, &Thread::receiveSizeChanged, this, nullptr);
+    disconnect(thread, &Thread::sig_updateCodecRender, this, nullptr);
+    disconnect(thread, &Thread::receiveRenderStart, this, nullptr);
+}
