@@ -1,0 +1,65 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/buffer.h>
+#include <libavutil/dict.h>
+#include <libavutil/frame.h>
+#include <libavutil/mem.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+#include <cstdint>
+#include <memory>
+#include <type_traits>
+
+/// Calls an FFmpeg function that frees an object, be it given the object or the address of the
+/// pointer to it.
+template<auto Free>
+struct FFmpegDeleter
+{
+    template<typename T>
+    void operator()(T *object) const
+    {
+        if constexpr (std::is_invocable_v<decltype(Free), T *>)
+            Free(object);
+        else
+            Free(&object);
+    }
+};
+
+template<typename T, auto Free>
+using FFmpegPtr = std::unique_ptr<T, FFmpegDeleter<Free>>;
+
+using AVFramePtr = FFmpegPtr<AVFrame, &av_frame_free>;
+using AVPacketPtr = FFmpegPtr<AVPacket, &av_packet_free>;
+using AVCodecContextPtr = FFmpegPtr<AVCodecContext, &avcodec_free_context>;
+/// An input, opened or not.
+using AVFormatInputPtr = FFmpegPtr<AVFormatContext, &avformat_close_input>;
+using SwsContextPtr = FFmpegPtr<SwsContext, &sws_freeContext>;
+using SwrContextPtr = FFmpegPtr<SwrContext, &swr_free>;
+using AVBufferRefPtr = FFmpegPtr<AVBufferRef, &av_buffer_unref>;
+/// Bytes from av_malloc().
+using AVBytesPtr = FFmpegPtr<std::uint8_t, &av_free>;
+
+/// Owner of an AVDictionary. FFmpeg makes, replaces and frees the dictionary through the address of
+/// the pointer to it, which is why this is no unique_ptr.
+class AVDictionaryOwner
+{
+public:
+    AVDictionaryOwner() = default;
+    ~AVDictionaryOwner() { reset(); }
+    AVDictionaryOwner(const AVDictionaryOwner &) = delete;
+    AVDictionaryOwner &operator=(const AVDictionaryOwner &) = delete;
+
+    void set(const char *key, const char *value) { av_dict_set(&dictionary, key, value, 0); }
+    void reset() { av_dict_free(&dictionary); }
+    AVDictionary **address() { return &dictionary; }
+
+private:
+    AVDictionary *dictionary = nullptr;
+};
