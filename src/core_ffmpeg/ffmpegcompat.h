@@ -35,6 +35,16 @@ inline int channels(const AVCodecContext *ctx)
 #endif
 }
 
+/// Channels of a decoded frame.
+inline int channels(const AVFrame *frame)
+{
+#if VANTRA_HAS_CHANNEL_LAYOUT
+    return frame->ch_layout.nb_channels;
+#else
+    return frame->channels;
+#endif
+}
+
 /// A resampler, not yet initialised, from what `ctx` decodes to, laid out as is usual for its count
 /// of channels, to interleaved 16-bit stereo at `sampleRate`. Null on failure; swr_free() frees it.
 inline SwrContext *newStereoResampler(const AVCodecContext *ctx, int sampleRate)
@@ -46,7 +56,7 @@ inline SwrContext *newStereoResampler(const AVCodecContext *ctx, int sampleRate)
     av_channel_layout_default(&out, 2);
     SwrContext *swr = nullptr;
     if (swr_alloc_set_opts2(&swr, &out, AV_SAMPLE_FMT_S16, sampleRate, &in, ctx->sample_fmt,
-                            sampleRate, 0, nullptr) < 0)
+                            ctx->sample_rate, 0, nullptr) < 0)
         swr_free(&swr);
     av_channel_layout_uninit(&in);
     av_channel_layout_uninit(&out);
@@ -54,7 +64,7 @@ inline SwrContext *newStereoResampler(const AVCodecContext *ctx, int sampleRate)
 #else
     return swr_alloc_set_opts(nullptr, AV_CH_LAYOUT_STEREO, AV_SAMPLE_FMT_S16, sampleRate,
                               av_get_default_channel_layout(ctx->channels), ctx->sample_fmt,
-                              sampleRate, 0, nullptr);
+                              ctx->sample_rate, 0, nullptr);
 #endif
 }
 
