@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "simulator/rtsp/scene.h"
+
+#include "simulator/rtsp/counterrow.h"
+#include "simulator/rtsp/pixelfont.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace vantrasim {
+
+namespace {
+
+constexpr Yuv kBlack = {16, 128, 128};
+constexpr Yuv kWhite = {235, 128, 128};
+constexpr Yuv kShade = {28, 128, 128}; // behind small text
+constexpr std::uint32_t kBallRgb = 0xFFD54A;
+constexpr int kBallStepsPerTurn = 250; // frames from the left edge to the right one and back
+
+void fillPlane(const I420View &picture, int plane, int left, int top, int right, int bottom,
+               std::uint8_t value)
+{
+    const int width = plane == 0 ? picture.width : picture.width / 2;
+    const int height = plane == 0 ? picture.height : picture.height / 2;
+    left = std::clamp(left, 0, width);
+    right = std::clamp(right, left, width);
+    bottom = std::min(bottom, height);
+    for (int y = std::max(top, 0); y < bottom; ++y)
+        std::memset(picture.plane[plane] + static_cast<std::ptrdiff_t>(y) * picture.stride[plane] +
+                            left,
+                    value, static_cast<std::size_t>(right - left));
+}
+
+void fill(const I420View &picture, int left, int top, int right, int bottom, Yuv colour)
+{
+    fillPlane(picture, 0, left, top, right, bottom, colour.y);
+    fillPlane(picture, 1, left / 2, top / 2, (right + 1) / 2, (bottom + 1) / 2, colour.u);
+    fillPlane(picture, 2, left / 2, top / 2, (right + 1) / 2, (bottom + 1) / 2, colour.v);
+}
+
+int textWidth(const std::string &text, int scale)
+{
+    return (static_cast<int>(text.size()) * kGlyphAdvance - 1) * scale;
+}
+
+void drawText(const I420View &picture, int left, int top, int scale, const std::string &text,
+              Yuv colour)
+{
+    for (char character : text) {
+        const Glyph &glyph = glyphOf(character);
+        for (int row = 0; row < kGlyphHeight; ++row) {
+            for (int column = 0; column < kGlyphWidth; ++column) {
+                if (((glyph[static_cast<std::size_t>(row)] >> (kGlyphWidth - 1 - column)) & 1) == 0)
+                    continue;
+                const int x = left + column * scale;
+                const int y = top + row * scale;
+                fillPlane(picture, 0, x, y, x + scale, y + scale, colour.y);
+            }
+        }
+        left += kGlyphAdvance * scale;
+    }
+}
+
+/// Text on a dark bar whose outer corner is given; `fromRight` counts from the right edge.
+void drawLabel(const I420View &picture, bool fromRight, int scale, const std::string &text)
+{
+    const int margin = 2 * scale;
+    const int width = textWidth(text, scale) + 2 * margin;
+    const int height = kGlyphHeight * scale + 2 * margin;
+    const int left = fromRight ? (picture.width - margin - width) & ~1 : margin & ~1;
+    const int top = (picture.height - margin - height) & ~1;
+    fill(picture, left, top, left + width, top + height, kShade);
+    drawText(picture, left + margin, top + margin, scale, text, kWhite);
+}
+
+void drawBall(const I420View &picture, std::uint32_t counter)
+{
+    const int radius = std::max(picture.height / 14, 3);
+    const int step = static_cast<int>(counter % kBallStepsPerTurn);
+    const int half = kBallStepsPerTurn / 2;
+    const int way = step < half ? step : kBallStepsPerTurn - step;
+    const int centreX = radius + way * (picture.width - 2 * radius) / half;
+    const int centreY = picture.height * 11 / 16;
+    const Yuv colour = yuvFromRgb(kBallRgb);
+    for (int dy = -radius; dy <= radius; ++dy) {
+        int dx = 0;
+        while ((dx + 1) * (dx + 1) + dy * dy <= radius * radius)
+            ++dx;
+        fillPlane(picture, 0, centreX - dx, centreY + dy, centreX + dx, centreY + dy + 1, colour.y);
+        if (((centreY + dy) & 1) != 0)
+            continue;
+        const int line = (centreY + dy) / 2;
+        for (int plane = 1; plane < 3; ++plane)
+            fillPlane(picture, plane, (centreX - dx) / 2, line, (centreX + dx) / 2, line + 1,
+                      plane == 1 ? colour.u : colour.v);
+    }
+}
+
+void drawCounterRow(const I420View &picture, std::uint32_t counter)
+{
+    const CounterCells cells = counterToCells(counter);
+    const int bottom = picture.height / kCounterRowDivisor;
+    fill(picture, 0, 0, picture.width, bottom, kBlack);
+    for (int i = 0; i < kCounterCells; ++i) {
+        if (cells[static_cast<std::size_t>(i)])
+            fillPlane(picture, 0, i * picture.width / kCounterCells, 0,
+                      (i + 1) * picture.width / kCounterCells, bottom, kWhite.y);
+    }
+}
+
+I420View viewOf(std::vector<std::uint8_t> &bytes, int width, int height)
+{
+    I420View view;
+    view.width = width;
+    view.height = height;
+    view.stride[0] = width;
+    view.stride[1] = view.stride[2] = width / 2;
+    view.plane[0] = bytes.data();
+    view.plane[1] = view.plane[0] + static_cast<std::ptrdiff_t>(width) * height;
+    view.plane[2] = view.plane[1] + static_cast<std::ptrdiff_t>(width / 2) * (height / 2);
+    return view;
+}
+
+} // namespace
+
+Yuv yuvFromRgb(std::uint32_t rgb)
+{
+    const int r = static_cast<int>((rgb >> 16) & 0xFF);
+    const int g = static_cast<int>((rgb >> 8) & 0xFF);
+    const int b = static_cast<int>(rgb & 0xFF);
+    return {static_cast<std::uint8_t>(((66 * r + 129 * g + 25 * b + 128) >> 8) + 16),
+            static_cast<std::uint8_t>(((-38 * r - 74 * g + 112 * b + 128) >> 8) + 128),
+            static_cast<std::uint8_t>(((112 * r - 94 * g - 18 * b + 128) >> 8) + 128)};
+}
+
+Scene::Scene(std::string name, std::uint32_t rgb) : m_name(std::move(name)), m_rgb(rgb) {}
+
+void Scene::makeBackground(int width, int height)
+{
+    m_width = width;
+    m_height = height;
+    m_background.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2, 0);
+    const I420View view = viewOf(m_background, width, height);
+    const Yuv room = yuvFromRgb(m_rgb);
+    fill(view, 0, 0, width, height, room);
+    // Light falls from above onto the wall; the floor is darker.
+    const int horizon = (height * 3 / 4) & ~1;
+    for (int y = 0; y < height; ++y) {
+        const int light = y < horizon ? 24 - 40 * y / horizon : -36 + 20 * (y - horizon) / height;
+        fillPlane(view, 0, 0, y, width, y + 1,
+                  static_cast<std::uint8_t>(std::clamp(room.y + light, 20, 225)));
+    }
+    int scale = std::max(height / 50, 1);
+    while (scale > 1 && textWidth(m_name, scale) > width - 4 * scale)
+        --scale;
+    const int left = (width - textWidth(m_name, scale)) / 2;
+    const int top = height / 4;
+    const int shadow = std::max(scale / 3, 1);
+    drawText(view, left + shadow, top + shadow, scale, m_name, kBlack);
+    drawText(view, left, top, scale, m_name, kWhite);
+}
+
+void Scene::paint(const I420View &picture, std::uint32_t counter, const std::string &clock)
+{
+    if (picture.width != m_width || picture.height != m_height)
+        makeBackground(picture.width, picture.height);
+    const I420View background = viewOf(m_background, m_width, m_height);
+    for (int plane = 0; plane < 3; ++plane) {
+        const int lines = plane == 0 ? m_height : m_height / 2;
+        const int width = background.stride[plane];
+        for (int y = 0; y < lines; ++y)
+            std::memcpy(picture.plane[plane] +
+                                static_cast<std::ptrdiff_t>(y) * picture.stride[plane],
+                        background.plane[plane] + static_cast<std::ptrdiff_t>(y) * width,
+                        static_cast<std::size_t>(width));
+    }
+    drawBall(picture, counter);
+    const int scale = std::max(std::min(picture.height / 120, picture.width / 220), 1);
+    char number[16];
+    std::snprintf(number, sizeof number, "#%u", counter & kCounterMask);
+    drawLabel(picture, false, scale, clock);
+    drawLabel(picture, true, scale, number);
+    drawCounterRow(picture, counter);
+}
+
+} // namespace vantrasim
