@@ -18,6 +18,8 @@ namespace {
 
 constexpr int kBgImageBorder = 2; // pixels taken off for the background picture
 constexpr int kQuarterTurn = 90;  // degrees
+// Beyond this no font engine is to be trusted, and no screen is large enough.
+constexpr int kLargestTextSize = 10000; // pixels
 
 } // namespace
 
@@ -112,7 +114,7 @@ void AbstractVideoWidget::paintOsdWidget()
 void AbstractVideoWidget::drawBorder(QPainter &painter) const
 {
     painter.save();
-    if (widgetPara.borderWidth == 0)
+    if (widgetPara.borderWidth <= 0)
         painter.setPen(Qt::NoPen);
     else
         painter.setPen(QPen(hasFocus() ? widgetPara.focusColor : widgetPara.borderColor,
@@ -131,7 +133,8 @@ void AbstractVideoWidget::drawBg(QPainter &painter) const
     painter.save();
     if (widgetPara.bgImage.isNull()) {
         QFont font;
-        font.setPixelSize(widgetPara.bgTextSize);
+        if (widgetPara.bgTextSize > 0)
+            font.setPixelSize(qMin(widgetPara.bgTextSize, kLargestTextSize));
         painter.setFont(font);
         painter.setPen(widgetPara.textColor);
         painter.drawText(rect(), Qt::AlignCenter, widgetPara.bgText);
@@ -246,7 +249,7 @@ void AbstractVideoWidget::enterEvent(QEvent *)
         bannerWidget->showInfo(widgetPara.banner.text);
     }
     if (zoom.on)
-        setCursor(QCursor(zoomCursor, -1, -1));
+        setCursor(zoomCursor.isNull() ? QCursor() : QCursor(zoomCursor, -1, -1));
 }
 
 void AbstractVideoWidget::leaveEvent(QEvent *)
