@@ -140,17 +140,18 @@ void fillSoftwarePicture(const AVFrame *picture, _tag_yuv_frame_s *yuv)
 /// Brings the picture in `hw_frame` down into `frame`.
 bool transferPicture(vdec_handle_s *handle)
 {
-    // The memory of the last transfer is used again, but only for a picture of the same form: FFmpeg
-    // does not check that the new one fits.
     AVFrame *target = handle->frame;
     const AVFrame *source = handle->hw_frame;
-    const auto *frames = source->hw_frames_ctx
-            ? reinterpret_cast<const AVHWFramesContext *>(source->hw_frames_ctx->data) : nullptr;
-    if (target->width != source->width || target->height != source->height || !frames
-        || target->format != frames->sw_format)
-        av_frame_unref(target);
-
-    const int result = av_hwframe_transfer_data(target, source, 0);
+    int result = AVERROR(EINVAL); // FFmpeg does not bear a picture without a frames context
+    if (source->hw_frames_ctx) {
+        const auto *frames = reinterpret_cast<AVHWFramesContext *>(source->hw_frames_ctx->data);
+        // The memory of the last transfer is used again, but only for a picture of the same form:
+        // FFmpeg does not check that the new one fits.
+        if (target->width != source->width || target->height != source->height
+            || target->format != frames->sw_format)
+            av_frame_unref(target);
+        result = av_hwframe_transfer_data(target, source, 0);
+    }
     if (result < 0)
         VANTRA_LOG(Logger::Error) << failed_with("av_hwframe_transfer_data", result);
     return result >= 0;
