@@ -28,9 +28,13 @@ if(VANTRA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_C_COMPILER_LAUNCHER})
 endif()
 
-# Log lines carry the source file relative to its root ("core_video/ffmpegvideothread.cpp").
-add_compile_options("-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/src/="
-                    "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+# Log lines carry the source file relative to its root ("core_video/ffmpegvideothread.cpp"). ccache
+# hands the compiler paths that are relative to the build folder. Of several that fit, the last counts.
+file(RELATIVE_PATH VANTRA_SOURCE_FROM_BUILD "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
+string(REGEX REPLACE "/$" "" VANTRA_SOURCE_FROM_BUILD "${VANTRA_SOURCE_FROM_BUILD}")
+foreach(root "${CMAKE_SOURCE_DIR}" "${VANTRA_SOURCE_FROM_BUILD}")
+  add_compile_options("-fmacro-prefix-map=${root}/=" "-fmacro-prefix-map=${root}/src/=")
+endforeach()
 
 add_compile_options(-Wall -Wextra -Wnon-virtual-dtor -Wno-missing-field-initializers)
 if(VANTRA_WARNINGS_AS_ERRORS)
