@@ -8,7 +8,22 @@
 #include <QTextStream>
 #include <QThread>
 
+#if defined(Q_OS_LINUX)
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
+
 namespace {
+
+/// The number that debuggers and system tools show.
+quint64 currentThreadId()
+{
+#if defined(Q_OS_LINUX)
+    return quint64(syscall(SYS_gettid));
+#else
+    return quint64(quintptr(QThread::currentThreadId()));
+#endif
+}
 
 QTextStream &useUtf8(QTextStream &stream)
 {
@@ -18,11 +33,11 @@ QTextStream &useUtf8(QTextStream &stream)
 
 QString currentThreadName()
 {
-    // Asking for the QThread of a foreign thread would make one; that is left to those who need it.
-    const QThread *thread = QCoreApplication::instance() ? QThread::currentThread() : nullptr;
+    const QThread *thread = QThread::currentThread();
     if (!thread)
         return QString();
-    if (thread == QCoreApplication::instance()->thread() && thread->objectName().isEmpty())
+    const QCoreApplication *app = QCoreApplication::instance();
+    if (app && thread == app->thread() && thread->objectName().isEmpty())
         return QStringLiteral("main");
     return thread->objectName();
 }
@@ -85,7 +100,7 @@ private:
         if (!m_enabled)
             return;
         record.time = QDateTime::currentMSecsSinceEpoch();
-        record.threadId = quint64(quintptr(QThread::currentThreadId()));
+        record.threadId = currentThreadId();
         record.threadName = currentThreadName();
         record.text = QString::fromUtf8(m_text);
         m_text.clear();

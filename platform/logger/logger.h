@@ -125,8 +125,10 @@ public:
                       const char *function, const char *category);
     ~CuteMessageLogger();
 
-    /// A stream that adds no blanks and no quotes. The line is handed to the logger when the stream
-    /// and all copies of it are destroyed; call it once per object.
+    /// A stream that adds no blanks and no quotes; call it once per object. The line is handed to the
+    /// logger when the stream and all copies of it are destroyed, and this object too if it lives
+    /// longer, which is so where all is one expression. A stream that outlives this object also hands
+    /// over what it has, as a line of its own, at a flush and every 16384 characters.
     QDebug write();
 
 private:

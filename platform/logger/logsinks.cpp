@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "logger/logsinks.h"
 
+#include <QFileInfo>
+
 #include <cstdio>
 
 #if defined(Q_OS_WIN)
@@ -91,29 +93,36 @@ bool RotatingFileSink::writeLine(const QByteArray &line)
     // The file may have been moved or removed by somebody else, with its folder.
     if (m_file.isOpen() && !QFile::exists(m_path))
         m_file.close();
-    if (!m_file.isOpen() && !openFile())
+    if (!m_file.isOpen() && !openFile(QIODevice::Append))
         return false;
-    const qint64 size = m_file.size();
+    qint64 size = m_file.size();
     if (size > 0 && size + line.size() > m_maximumSize) {
         rotate();
-        if (!openFile())
+        // Empty even if the full file could not be renamed: the newest lines matter most.
+        if (!openFile(QIODevice::Truncate))
             return false;
+        size = 0;
     }
-    return m_file.write(line) == line.size();
+    if (m_file.write(line) == line.size())
+        return true;
+    m_file.resize(size); // no half lines
+    return false;
 }
 
-bool RotatingFileSink::openFile()
+bool RotatingFileSink::openFile(QIODevice::OpenMode mode)
 {
-    return m_file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered);
+    // To open a pipe could block.
+    const QFileInfo info(m_path);
+    if (info.exists() && !info.isFile())
+        return false;
+    return m_file.open(QIODevice::WriteOnly | QIODevice::Unbuffered | mode);
 }
 
 void RotatingFileSink::rotate()
 {
     m_file.close();
-    if (m_fileCount == 1) {
-        QFile::remove(m_path);
+    if (m_fileCount == 1)
         return;
-    }
     QFile::remove(rotatedName(m_path, m_fileCount - 1));
     for (int number = m_fileCount - 2; number >= 1; --number)
         QFile::rename(rotatedName(m_path, number), rotatedName(m_path, number + 1));

@@ -37,7 +37,7 @@ public:
 
 private:
     bool writeLine(const QByteArray &line);
-    bool openFile();
+    bool openFile(QIODevice::OpenMode mode);
     void rotate();
 
     const QString m_path;

@@ -2,9 +2,140 @@
 // SPDX-License-Identifier: MIT
 #include "logger/logger.h"
 
-#include <QRegularExpression>
+// Passwords are found as people type them into address fields: with '@', ':' and '/' that a correct
+// URL would have encoded. Where it is uncertain what a password is, too much is masked, not too little.
+
+namespace {
+
+const QLatin1String kSchemeEnd("://");
+constexpr int kMaxAddress = 80; ///< characters of an IPv6 address in brackets, with its zone
+
+bool isSchemeChar(QChar c)
+{
+    const ushort u = c.unicode();
+    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') ||
+           u == '+' || u == '-' || u == '.';
+}
+
+/// Start of the scheme that ends before `colon`, not before `from`.
+int schemeStart(const QString &text, int colon, int from)
+{
+    int start = colon;
+    while (start > from && isSchemeChar(text.at(start - 1)))
+        --start;
+    return start;
+}
+
+/// End of the URL whose scheme starts at `scheme` and whose authority starts at `start`: the closing
+/// quote if it is quoted, else white space, or the next URL.
+int urlEnd(const QString &text, int scheme, int start)
+{
+    QChar closing;
+    if (scheme > 0) {
+        const QChar before = text.at(scheme - 1);
+        if (before == QLatin1Char('"') || before == QLatin1Char('\''))
+            closing = before;
+        else if (before == QLatin1Char('<'))
+            closing = QLatin1Char('>');
+    }
+    const int next = text.indexOf(kSchemeEnd, start);
+    const int limit = next < 0 ? text.size() : schemeStart(text, next, start);
+    int end = start;
+    while (end < limit && !text.at(end).isSpace() &&
+           (closing.isNull() || text.at(end) != closing))
+        ++end;
+    return end;
+}
+
+bool isHostChar(QChar c)
+{
+    return c.isLetterOrNumber() || c == QLatin1Char('-') || c == QLatin1Char('.') ||
+           c == QLatin1Char('_');
+}
+
+/// Whether a host stands at `start` that cannot well be a part of a password: an address in brackets,
+/// a name or number with a dot inside, or "localhost".
+bool isPlainHost(const QString &text, int start, int end)
+{
+    int host = start;
+    if (host < end && text.at(host) == QLatin1Char('[')) {
+        const int close = text.midRef(host, qMin(end - host, kMaxAddress)).indexOf(QLatin1Char(']'));
+        return close > 0;
+    }
+    bool dotted = false;
+    while (host < end && isHostChar(text.at(host))) {
+        dotted |= text.at(host) == QLatin1Char('.') && host > start && host + 1 < end &&
+                  isHostChar(text.at(host + 1));
+        ++host;
+    }
+    if (host < end && text.at(host) == QLatin1Char('@'))
+        return false;
+    return dotted || text.midRef(start, host - start) == QLatin1String("localhost");
+}
+
+bool isNumber(const QStringRef &text)
+{
+    for (const QChar c : text) {
+        if (!c.isDigit())
+            return false;
+    }
+    return true;
+}
+
+/// Position of the '@' that ends the user information of the URL with its authority at `start`, or -1.
+int userInfoEnd(const QString &text, int start, int end)
+{
+    int slash = start;
+    while (slash < end && !QStringLiteral("/?#").contains(text.at(slash)))
+        ++slash;
+    const QStringRef authority = text.midRef(start, slash - start);
+    const int at = authority.lastIndexOf(QLatin1Char('@'));
+    if (at >= 0 && (slash == end || isPlainHost(text, start + at + 1, end)))
+        return start + at;
+
+    // Perhaps the password holds the slash, and the host comes later.
+    const int colon = authority.indexOf(QLatin1Char(':'));
+    if (colon < 0 || authority.startsWith(QLatin1Char('[')))
+        return at >= 0 ? start + at : -1;
+    const bool hostAndPort = at < 0 && isNumber(authority.mid(colon + 1));
+    if (hostAndPort && isPlainHost(text, start, end))
+        return -1;
+    int firstAt = -1;
+    for (int i = slash; i < end; ++i) {
+        if (text.at(i) != QLatin1Char('@'))
+            continue;
+        if (isPlainHost(text, i + 1, end))
+            return i;
+        if (firstAt < 0)
+            firstAt = i;
+    }
+    if (at >= 0)
+        return start + at;
+    return hostAndPort ? -1 : firstAt;
+}
+
+} // namespace
 
 QString maskUrlCredentials(const QString &text)
 {
-    return text;
+    int mark = text.indexOf(kSchemeEnd);
+    if (mark < 0)
+        return text;
+    QString masked;
+    int copied = 0; // up to here the text is in `masked`
+    for (; mark >= 0; mark = text.indexOf(kSchemeEnd, mark)) {
+        const int scheme = schemeStart(text, mark, copied);
+        mark += kSchemeEnd.size();
+        if (scheme == mark - kSchemeEnd.size())
+            continue;
+        const int at = userInfoEnd(text, mark, urlEnd(text, scheme, mark));
+        if (at <= mark)
+            continue;
+        const bool hasPassword = text.midRef(mark, at - mark).contains(QLatin1Char(':'));
+        masked += text.midRef(copied, mark - copied);
+        masked += QLatin1String(hasPassword ? "***:***" : "***");
+        copied = at;
+        mark = at;
+    }
+    return masked + text.midRef(copied);
 }
