@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "logger/logsinks.h"
+#include "mainwindow.h"
+#include "options.h"
+#include "theme.h"
+#include "vantra.h"
+
+#include <QApplication>
+#include <QTextStream>
+#include <QTimer>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+void print(FILE *file, const QString &text)
+{
+    QTextStream(file) << text << Qt::flush;
+}
+
+/// Qt's messages take the same road as the library's lines. Without --verbose the terminal stays
+/// quiet: what matters to the person is told in the window.
+void setUpLog(bool verbose)
+{
+    Logger *logger = cuteLoggerInstance();
+    for (const auto &sink : logger->sinks())
+        logger->removeSink(sink);
+    logger->addSink(std::make_shared<ConsoleSink>(verbose ? Logger::Debug : Logger::Fatal));
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+        const Logger::LogLevel level = type == QtDebugMsg      ? Logger::Debug
+                                       : type == QtInfoMsg     ? Logger::Info
+                                       : type == QtWarningMsg  ? Logger::Warning
+                                       : type == QtCriticalMsg ? Logger::Error
+                                                               : Logger::Fatal;
+        CuteMessageLogger(cuteLoggerInstance(), level, context.file ? context.file : "",
+                          context.line, context.function ? context.function : "", "qt")
+                .write()
+            << text;
+    });
+}
+
+/// Without a display a run that ends by itself draws off the screen; any other cannot be.
+bool chooseDisplay(const Options &options)
+{
+#ifdef Q_OS_LINUX
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        if (!options.isTimed())
+            return false;
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+#else
+    Q_UNUSED(options)
+#endif
+    return true;
+}
+
+/// Arranges the end of a run that ends by itself; `status` then holds how it went.
+void endByItself(MainWindow *window, const Options &options, int *status)
+{
+    const auto summarise = [window, status] {
+        const QVector<ViewSummary> summaries = window->summaries();
+        print(stdout, summaryTable(summaries, window->cpuPercent()));
+        for (const ViewSummary &summary : summaries)
+            if (summary.pictures == 0)
+                *status = 1;
+        window->close();
+    };
+    const auto shoot = [window, options, status] {
+        if (window->grab().save(options.screenshot)) {
+            print(stdout, QStringLiteral("screenshot %1\n").arg(options.screenshot));
+        } else {
+            print(stderr, QStringLiteral("vantra-viewer: %1 cannot be written\n")
+                                  .arg(options.screenshot));
+            *status = 1;
+        }
+    };
+    if (!options.screenshot.isEmpty())
+        QTimer::singleShot(options.afterSeconds * 1000, window, shoot);
+    const int seconds = qMax(options.seconds,
+                             options.screenshot.isEmpty() ? 0 : options.afterSeconds);
+    QTimer::singleShot(seconds * 1000, window, summarise);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const Options options = Options::parse(arguments);
+    if (options.action != Options::Action::Run) {
+        const bool refused = options.action == Options::Action::Refuse;
+        print(refused ? stderr : stdout, options.message);
+        return refused ? 2 : 0;
+    }
+    if (!chooseDisplay(options)) {
+        print(stderr, QStringLiteral("vantra-viewer: there is no display. Use --screenshot FILE, or "
+                                     "start it where there is one.\n"));
+        return 1;
+    }
+    setUpLog(options.verbose);
+
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    int qtArgc = 1; // the rest of the command line is ours
+    QApplication application(qtArgc, argv);
+    QApplication::setApplicationName(QStringLiteral("vantra-viewer"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    theme::apply(application);
+    if (!Vantra::init()) {
+        print(stderr, QStringLiteral("vantra-viewer: the library cannot start\n"));
+        return 1;
+    }
+
+    int status = 0;
+    {
+        MainWindow window(options.transport);
+        for (const CameraAddress &address : options.addresses)
+            window.addCamera(address);
+        window.show();
+        if (options.isTimed())
+            endByItself(&window, options, &status);
+        QApplication::exec();
+        if (window.hasRunningThreads()) {
+            // Somebody waits for the network beyond all patience; the process does not.
+            std::fflush(nullptr);
+            std::_Exit(status);
+        }
+    }
+    Vantra::release();
+    return status;
+}

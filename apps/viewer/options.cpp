@@ -1,0 +1,99 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "options.h"
+
+#include "mainwindow.h"
+
+#include <QCommandLineParser>
+
+namespace {
+
+const char kHelp[] = R"(usage: vantra-viewer [options] ADDRESS...
+
+Shows cameras in one window. ADDRESS is rtsp://[user:password@]host[:port]/path.
+Without an address the window asks for one.
+
+  --transport tcp|udp   how pictures travel (tcp)
+  --seconds N           end after N seconds and print a summary
+  --screenshot FILE     save the window as a picture, print a summary and end
+  --after N             seconds until the screenshot is taken (8)
+  --verbose             print what the library reports
+  --help, --version
+
+With --seconds or --screenshot the exit status is 0 if every camera gave pictures, and 1 if
+not; without a display these draw off the screen. Wrong usage ends with 2.
+Press F1 in the window for its keys.
+)";
+constexpr int kMaximumSeconds = 7 * 24 * 3600;
+
+/// Reads a number of seconds from 1 on.
+bool readSeconds(const QString &text, int *seconds)
+{
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < 1 || value > kMaximumSeconds)
+        return false;
+    *seconds = value;
+    return true;
+}
+
+Options refuse(const QString &why)
+{
+    Options options;
+    options.action = Options::Action::Refuse;
+    options.message = QStringLiteral("vantra-viewer: %1\nTry: vantra-viewer --help\n").arg(why);
+    return options;
+}
+
+Options say(Options::Action action, const QString &message)
+{
+    Options options;
+    options.action = action;
+    options.message = message;
+    return options;
+}
+
+} // namespace
+
+Options Options::parse(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.addOptions({{"transport", QString(), "tcp|udp"}, {"seconds", QString(), "n"},
+                       {"screenshot", QString(), "file"}, {"after", QString(), "n"},
+                       {"verbose", QString()}, {{"h", "help"}, QString()},
+                       {{"v", "version"}, QString()}});
+    if (!parser.parse(arguments))
+        return refuse(parser.errorText());
+    if (parser.isSet("help"))
+        return say(Action::ShowHelp, QString::fromLatin1(kHelp));
+    if (parser.isSet("version"))
+        return say(Action::ShowVersion, QStringLiteral("vantra-viewer " VANTRA_VERSION "\n"));
+
+    Options options;
+    options.verbose = parser.isSet("verbose");
+    options.screenshot = parser.value("screenshot");
+    if (parser.isSet("screenshot") && options.screenshot.isEmpty())
+        return refuse("--screenshot needs the name of a file");
+    if (parser.isSet("transport"))
+        options.transport = parser.value("transport");
+    if (options.transport != "tcp" && options.transport != "udp")
+        return refuse("--transport is tcp or udp");
+    if (parser.isSet("seconds") && !readSeconds(parser.value("seconds"), &options.seconds))
+        return refuse("--seconds needs a number of seconds, at least 1");
+    if (parser.isSet("after") && !readSeconds(parser.value("after"), &options.afterSeconds))
+        return refuse("--after needs a number of seconds, at least 1");
+
+    const QStringList texts = parser.positionalArguments();
+    if (texts.size() > MainWindow::kMaximumViews)
+        return refuse(QStringLiteral("at most %1 cameras fit into the window")
+                              .arg(MainWindow::kMaximumViews));
+    for (int i = 0; i < texts.size(); ++i) {
+        QString problem;
+        const CameraAddress address = CameraAddress::parse(texts[i], &problem);
+        // The text itself is not repeated: it may hold a password.
+        if (!address.isValid())
+            return refuse(QStringLiteral("address %1: %2").arg(i + 1).arg(problem));
+        options.addresses.append(address);
+    }
+    return options;
+}

@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "cameraaddress.h"
+
+#include <QStringList>
+#include <QVector>
+
+/// What the command line asks for.
+struct Options
+{
+    enum class Action {
+        Run,
+        ShowHelp,    ///< print `message` and end with 0
+        ShowVersion, ///< likewise
+        Refuse,      ///< print `message` as an error and end with 2
+    };
+
+    Action action = Action::Run;
+    QString message;
+    QVector<CameraAddress> addresses;
+    QString transport = QStringLiteral("tcp");
+    QString screenshot;    ///< file; empty: none
+    int afterSeconds = 8;  ///< the screenshot is taken then
+    int seconds = 0;       ///< end after so long; 0: when the window is closed
+    bool verbose = false;
+
+    /// Ends by itself and prints the summary.
+    bool isTimed() const { return seconds > 0 || !screenshot.isEmpty(); }
+
+    /// `arguments`: with the program's name first.
+    static Options parse(const QStringList &arguments);
+};

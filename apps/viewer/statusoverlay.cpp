@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "statusoverlay.h"
+
+#include "theme.h"
+
+#include <QPainter>
+
+namespace {
+
+constexpr int kIconSize = 40;
+constexpr int kTitlePixels = 16;
+/// Below this height there is room for the words only.
+constexpr int kRoomForIcon = 150;
+constexpr int kLabelOffset = 10;
+/// Long lines are hard to read, so text is no wider than this.
+constexpr int kMaximumTextWidth = 420;
+
+} // namespace
+
+StatusOverlay::StatusOverlay(QWidget *parent) : QWidget(parent)
+{
+    setAttribute(Qt::WA_TransparentForMouseEvents);
+    hide();
+}
+
+void StatusOverlay::showMessage(const Message &message)
+{
+    if (isVisible() && message.icon == m_message.icon && message.title == m_message.title
+        && message.detail == m_message.detail && message.veil == m_message.veil)
+        return;
+    if (message.icon != m_message.icon)
+        m_icon = theme::icon(message.icon);
+    m_message = message;
+    show();
+    update();
+}
+
+void StatusOverlay::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillRect(rect(), m_message.veil ? QColor(13, 16, 19, 205) : theme::view);
+
+    const int width = qMin(this->width() - 4 * theme::gap, kMaximumTextWidth);
+    QFont titleFont = font();
+    titleFont.setPixelSize(kTitlePixels);
+    const int wrapped = Qt::AlignHCenter | Qt::TextWordWrap;
+    const QRect unbounded(0, 0, width, height());
+    const QRect title = QFontMetrics(titleFont).boundingRect(unbounded, wrapped, m_message.title);
+    const QRect detail = fontMetrics().boundingRect(unbounded, wrapped, m_message.detail);
+    const bool withIcon = height() >= kRoomForIcon;
+    const bool withDetail = !m_message.detail.isEmpty()
+            && title.height() + detail.height() + 4 * theme::gap < height();
+
+    int total = title.height();
+    if (withIcon)
+        total += kIconSize + 2 * theme::gap;
+    if (withDetail)
+        total += detail.height() + theme::gap;
+    const int left = (this->width() - width) / 2;
+    int top = (height() - total) / 2;
+    if (withIcon) {
+        painter.setOpacity(0.55);
+        m_icon.paint(&painter, (this->width() - kIconSize) / 2, top, kIconSize, kIconSize);
+        painter.setOpacity(1);
+        top += kIconSize + 2 * theme::gap;
+    }
+    painter.setFont(titleFont);
+    painter.setPen(theme::text);
+    painter.drawText(QRect(left, top, width, title.height()), wrapped, m_message.title);
+    top += title.height() + theme::gap;
+    if (withDetail) {
+        painter.setFont(font());
+        painter.setPen(theme::dimText);
+        painter.drawText(QRect(left, top, width, detail.height()), wrapped, m_message.detail);
+    }
+    if (!m_message.veil) {
+        const QImage name = theme::label(m_message.name, devicePixelRatioF(),
+                                         this->width() - 2 * kLabelOffset);
+        painter.drawImage(QPointF(kLabelOffset, kLabelOffset), name);
+    }
+}

@@ -1,0 +1,438 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "streamview.h"
+
+#include "core_video/ffmpegvideothread.h"
+#include "core_videobase/bannerwidget.h"
+#include "theme.h"
+#include "viewlabels.h"
+
+#include <QDir>
+#include <QMouseEvent>
+#include <QStandardPaths>
+
+namespace {
+
+constexpr int kConnectTimeoutMs = 3000;
+constexpr int kReadTimeoutMs = 3000;
+constexpr int kPauseBetweenOpensMs = 1000;
+/// With ticks each quarter of a second, an old picture is covered within two seconds.
+constexpr int kStaleAfterMs = 1500;
+/// An open stream that gives no picture for so long is closed and opened again.
+constexpr int kDeadAfterMs = 20000;
+constexpr int kTellProblemAfterMs = 4000;
+constexpr int kCheckEveryMs = 10000;
+constexpr int kFrameWidth = 4;      ///< pixels; half of it is seen
+constexpr int kBannerSize = 34;     ///< pixels
+/// The library zooms by less than one percent per step of the wheel.
+constexpr int kZoomStepsPerNotch = 12;
+
+/// Names of the banner's buttons; that of the sound button is its state too.
+constexpr char kStopButton[] = "btnStop";
+constexpr char kSoundOnButton[] = "btnSound";
+constexpr char kSoundOffButton[] = "btnMuted";
+constexpr char kScaleButton[] = "btnScale";
+constexpr char kZoomButton[] = "btnZoom";
+constexpr char kSaveButton[] = "btnSave";
+constexpr char kEnlargeButton[] = "btnEnlarge";
+
+} // namespace
+
+StreamView::StreamView(const CameraAddress &address, const QString &transport, QWidget *parent)
+    : StandardVideoWidget(parent), m_address(address), m_transport(transport),
+      m_overlay(new StatusOverlay(this)), m_labels(new ViewLabels(this, address.name(), kBannerSize))
+{
+    setUpLook();
+    m_overlay->stackUnder(bannerWidget);
+    m_againTimer.setSingleShot(true);
+    connect(&m_againTimer, &QTimer::timeout, this, &StreamView::begin);
+    connect(&m_check, &AddressCheck::finished, this, [this](const QString &reason) {
+        m_reason = reason;
+        showState();
+    });
+    connect(this, &AbstractVideoWidget::snapImage, this,
+            [this](const QImage &, const QString &file) {
+                notice(tr("Saved as %1").arg(QDir::toNativeSeparators(file)));
+            });
+    showState();
+}
+
+StreamView::~StreamView() = default;
+
+void StreamView::setUpLook()
+{
+    VideoPara video = getVideoPara();
+    video.connectTimeout = kConnectTimeoutMs;
+    video.readTimeout = kReadTimeoutMs;
+    setVideoPara(video);
+
+    WidgetPara look = getWidgetPara();
+    look.borderWidth = kFrameWidth;
+    look.borderColor = theme::line;
+    look.focusColor = theme::accent;
+    look.textColor = theme::dimText;
+    look.bgText.clear();
+    look.muted = true;
+    look.videoFlag = m_address.name();
+    look.scaleMode = ScaleMode_Aspect;
+    look.videoMode = VideoMode_Painter;
+    look.bannerEnable = true;
+    look.bannerSize = kBannerSize;
+    look.bannerPosition = 1;
+    look.banner.margins = QMargins(10, 0, 8, 0);
+    look.banner.spacing = 10;
+    look.banner.bgAlpha = 200;
+    look.banner.bgColor = theme::window;
+    look.banner.textColor = theme::text;
+    look.banner.pressColor = theme::accent;
+    look.banner.names = QStringList{kStopButton, kSoundOffButton, kScaleButton, kZoomButton, kSaveButton,
+                         kEnlargeButton};
+    look.banner.icons = QStringList{":/viewer/icons/stop.svg", ":/primary/close_volume.svg",
+                         ":/viewer/icons/scale-fit.svg", ":/primary/digital-zoom.svg",
+                         ":/primary/snap.svg", ":/viewer/icons/enlarge.svg"};
+    look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Fit, fill, or own size"),
+                        tr("Digital zoom"), tr("Save the picture"), tr("Enlarge")};
+    setWidgetPara(look);
+    bannerWidget->initStyle();
+    setStyleSheet(QStringLiteral("background-color:%1;").arg(theme::view.name()));
+    setMinimumSize(160, 90);
+}
+
+// ---- Play ---------------------------------------------------------------------------------------
+
+void StreamView::play()
+{
+    if (m_wanted)
+        return;
+    m_wanted = true;
+    m_wasLive = false;
+    m_reason.clear();
+    begin();
+    emit changed();
+}
+
+void StreamView::halt()
+{
+    m_wanted = false;
+    m_againTimer.stop();
+    m_check.cancel();
+    stop();
+    tick();
+    emit changed();
+}
+
+bool StreamView::hasRunningThreads() const
+{
+    const auto threads = findChildren<QThread *>(QString(), Qt::FindDirectChildrenOnly);
+    return std::any_of(threads.begin(), threads.end(),
+                       [](const QThread *thread) { return thread->isRunning(); });
+}
+
+void StreamView::begin()
+{
+    if (!m_wanted)
+        return;
+    m_hasPicture = false;
+    m_hasSound = false;
+    m_sincePicture.start();
+    start();
+    tick();
+}
+
+bool StreamView::createVideoThread()
+{
+    if (!videoThread)
+        videoThread = new FFmpegVideoThread(this);
+    videoThread->setFlag(m_address.name());
+    videoThread->setVideoUrl(m_address.full());
+    videoThread->setTransport(m_transport);
+    videoThread->setVideoMode(widgetPara.videoMode);
+    videoThread->setHardware(videoPara.hardware);
+    videoThread->setReadTimeout(videoPara.readTimeout);
+    videoThread->setConnectTimeout(videoPara.connectTimeout);
+    videoThread->setOpenSleepTime(kPauseBetweenOpensMs);
+    return true;
+}
+
+void StreamView::releaseVideoThread()
+{
+    if (!videoThread)
+        return;
+    AbstractVideoThread *thread = videoThread;
+    videoThread = nullptr;
+    if (thread->previewRef() > 0)
+        --thread->previewRef();
+    thread->stop();
+    stoppedThreads.append(thread);
+    // A view that reconnects for weeks does not gather ended threads.
+    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    if (thread->isFinished())
+        thread->deleteLater();
+}
+
+void StreamView::receivePlayStart(int time)
+{
+    StandardVideoWidget::receivePlayStart(time);
+    setVolume(m_volume);
+    m_labels->show();
+}
+
+void StreamView::receivePlayFinsh(QObject *thread)
+{
+    StandardVideoWidget::receivePlayFinsh(thread);
+    m_hasPicture = false;
+    m_meter.pause();
+    m_labels->reset();
+    if (m_wanted)
+        m_againTimer.start(kPauseBetweenOpensMs);
+    tick();
+    emit changed();
+}
+
+void StreamView::receiveImage(const QImage &picture, int time)
+{
+    const bool isOurs = sender() == videoThread;
+    StandardVideoWidget::receiveImage(picture, time);
+    if (!isOurs)
+        return;
+    m_sincePicture.start();
+    m_pictureSize = picture.size();
+    m_hasPicture = true;
+    if (isVisible() && !getIsMinimized())
+        m_meter.countPicture();
+    if (m_state != ViewState::Live)
+        tick();
+}
+
+void StreamView::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
+{
+    m_hasSound = true;
+    StandardVideoWidget::openAudioOutput(sampleRate, channelCount, sampleSize);
+}
+
+// ---- State --------------------------------------------------------------------------------------
+
+void StreamView::tick()
+{
+    m_meter.sample();
+    const qint64 age = m_sincePicture.isValid() ? m_sincePicture.elapsed() : 0;
+    if (!m_wanted)
+        setState(ViewState::Stopped);
+    else if (!isStart || !m_hasPicture)
+        setState(ViewState::Connecting);
+    else
+        setState(age < kStaleAfterMs ? ViewState::Live : ViewState::NoSignal);
+
+    if (m_state == ViewState::Live) {
+        m_lastPictureAt = QDateTime::currentDateTime();
+        m_wasLive = true;
+        m_reason.clear();
+        m_labels->updateClock();
+        if (bannerWidget->isVisible())
+            bannerWidget->showInfo(widgetPara.banner.text);
+        widgetPara.banner.text = tr("%1 × %2, %3 pictures/s")
+                                         .arg(m_pictureSize.width()).arg(m_pictureSize.height())
+                                         .arg(m_meter.rate(), 0, 'f', 0);
+    } else {
+        showState();
+        restartIfDead();
+    }
+}
+
+void StreamView::setState(ViewState state)
+{
+    if (state == m_state)
+        return;
+    m_state = state;
+    showState();
+    emit changed();
+}
+
+void StreamView::restartIfDead()
+{
+    if (m_wanted && isStart && videoThread && videoThread->getIsOk() && !m_hasSound
+        && m_sincePicture.elapsed() > kDeadAfterMs)
+        stop(); // receivePlayFinsh() begins again
+}
+
+void StreamView::showState()
+{
+    if (m_state == ViewState::Live) {
+        m_overlay->hide();
+        return;
+    }
+    const ViewFacts known = facts();
+    if (known.isFailing && !known.isOpen
+        && (!m_sinceCheck.isValid() || m_sinceCheck.hasExpired(kCheckEveryMs))) {
+        m_sinceCheck.start();
+        m_check.start(m_address);
+    }
+    StatusOverlay::Message message = describe(known);
+    message.name = m_address.name();
+    m_overlay->showMessage(message);
+}
+
+ViewFacts StreamView::facts() const
+{
+    ViewFacts facts;
+    facts.state = m_state;
+    facts.isOpen = videoThread && videoThread->getIsOk();
+    facts.isFailing = m_state == ViewState::Connecting
+            && ((videoThread && videoThread->isOpenTimeout())
+                || m_sincePicture.hasExpired(kTellProblemAfterMs) || !m_reason.isEmpty());
+    facts.wasLive = m_wasLive;
+    facts.reason = m_reason;
+    facts.lastPictureAt = m_lastPictureAt;
+    return facts;
+}
+
+void StreamView::placeOverlay()
+{
+    const int frame = widgetPara.borderWidth / 2;
+    m_overlay->setGeometry(rect().adjusted(frame, frame, -frame, -frame));
+}
+
+ViewSummary StreamView::summary() const
+{
+    ViewSummary summary;
+    summary.name = m_address.name();
+    summary.state = stateText(facts());
+    summary.size = m_pictureSize;
+    summary.pictures = m_meter.shown();
+    summary.rate = m_meter.rate();
+    return summary;
+}
+
+void StreamView::notice(const QString &text)
+{
+    if (m_state == ViewState::Live)
+        m_labels->notice(text);
+}
+
+// ---- Controls -----------------------------------------------------------------------------------
+
+void StreamView::toggleMuted()
+{
+    const bool muted = !widgetPara.muted;
+    // Kept even while nothing plays; it then holds from the next start.
+    widgetPara.muted = muted;
+    setMuted(muted);
+    QMetaObject::invokeMethod(bannerWidget, "receiveMuted", Q_ARG(bool, muted));
+    notice(!m_hasSound ? tr("This camera sends no sound") : muted ? tr("Sound off") : tr("Sound on"));
+    emit changed();
+}
+
+void StreamView::changeVolume(int step)
+{
+    m_volume = qBound(0, m_volume + step, 100);
+    setVolume(m_volume);
+    notice(tr("Volume %1 %").arg(m_volume) + (isMuted() ? tr(", sound is off") : QString()));
+}
+
+void StreamView::nextScaleMode()
+{
+    switch (getScaleMode()) {
+    case ScaleMode_Aspect:
+        setScaleMode(ScaleMode_Fill);
+        notice(tr("Fill the view"));
+        break;
+    case ScaleMode_Fill:
+        setScaleMode(ScaleMode_Auto);
+        notice(tr("Own size"));
+        break;
+    case ScaleMode_Auto:
+        setScaleMode(ScaleMode_Aspect);
+        notice(tr("Fit into the view"));
+        break;
+    }
+    osdWidget->update();
+    emit changed();
+}
+
+void StreamView::toggleZoom()
+{
+    if (m_state != ViewState::Live)
+        return;
+    setDigitalZoom(!isDigitalZoom());
+    if (isDigitalZoom()) {
+        notice(tr("Zoom with the wheel, move by dragging"));
+    } else {
+        unsetCursor();
+        notice(tr("Zoom off"));
+    }
+    emit changed();
+}
+
+void StreamView::toggleLabels()
+{
+    m_labels->toggle();
+}
+
+void StreamView::savePicture()
+{
+    if (m_state != ViewState::Live || !videoThread)
+        return;
+    QString name = m_address.name();
+    for (QChar &c : name)
+        if (!c.isLetterOrNumber() && c != '.' && c != '-')
+            c = '_';
+    videoThread->setSnapPreview(true);
+    videoThread->snap(QStandardPaths::writableLocation(QStandardPaths::PicturesLocation) + '/' + name
+                      + QDateTime::currentDateTime().toString("_yyyyMMdd'T'HHmmss'.jpg'"));
+}
+
+void StreamView::setFrameVisible(bool visible)
+{
+    setBorderWidth(visible ? kFrameWidth : 0);
+    receiveSizeChanged();
+    placeOverlay();
+}
+
+// ---- Events -------------------------------------------------------------------------------------
+
+void StreamView::btnClicked(const QString &name)
+{
+    setFocus();
+    if (name == kStopButton) {
+        halt();
+    } else if (name == kSoundOffButton || name == kSoundOnButton) {
+        // The button has already changed its look; receiveMuted() then finds nothing to do.
+        toggleMuted();
+    } else if (name == kScaleButton) {
+        nextScaleMode();
+    } else if (name == kZoomButton) {
+        toggleZoom();
+    } else if (name == kSaveButton) {
+        savePicture();
+    } else if (name == kEnlargeButton) {
+        emit enlargeRequested();
+    }
+}
+
+void StreamView::focusInEvent(QFocusEvent *event)
+{
+    StandardVideoWidget::focusInEvent(event);
+    emit selected();
+}
+
+void StreamView::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton)
+        emit enlargeRequested();
+}
+
+void StreamView::resizeEvent(QResizeEvent *event)
+{
+    StandardVideoWidget::resizeEvent(event);
+    placeOverlay();
+    if (isStart)
+        m_labels->show();
+}
+
+void StreamView::wheelEvent(QWheelEvent *event)
+{
+    const int steps = isDigitalZoom() ? kZoomStepsPerNotch : 1;
+    for (int i = 0; i < steps; ++i)
+        StandardVideoWidget::wheelEvent(event);
+    osdWidget->update();
+}

@@ -1,0 +1,115 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "theme.h"
+
+#include <QApplication>
+#include <QFontMetrics>
+#include <QPainter>
+#include <QPalette>
+
+namespace theme {
+
+const QColor window(0x14, 0x18, 0x1D);
+const QColor view(0x0D, 0x10, 0x13);
+const QColor line(0x2A, 0x31, 0x38);
+const QColor text(0xE6, 0xE8, 0xEB);
+const QColor dimText(0x93, 0x9C, 0xA6);
+const QColor accent(0x22, 0xA3, 0xA9);
+const QColor warning(0xE0, 0xA4, 0x58);
+
+namespace {
+
+constexpr int kFontPixels = 13;
+constexpr int kLabelPadding = 8;
+constexpr int kDotSize = 8;
+
+const char kStyleSheet[] = R"(
+QToolTip { color: #E6E8EB; background: #242B32; border: 1px solid #39424B; padding: 4px 6px; }
+QToolButton { border: none; border-radius: 6px; padding: 6px; background: transparent; }
+QToolButton:hover { background: #232A31; }
+QToolButton:pressed { background: #1B4A4D; }
+QToolButton:checked { background: #17484B; }
+QToolButton:checked:hover { background: #1C5558; }
+QLineEdit { background: #0D1013; border: 1px solid #39424B; border-radius: 6px;
+            padding: 8px 10px; selection-background-color: #22A3A9; }
+QLineEdit:focus { border-color: #22A3A9; }
+QPushButton { color: #E6E8EB; background: #242B32; border: 1px solid #39424B; border-radius: 6px;
+              padding: 8px 16px; }
+QPushButton:hover { background: #2C343C; }
+QPushButton:default { color: #FFFFFF; background: #177B80; border-color: #177B80; }
+QPushButton:default:hover { background: #1B8E94; }
+#bar { background: #171C21; border-top: 1px solid #2A3138; }
+#separator { background: #2A3138; }
+#dim { color: #939CA6; }
+#title { font-size: 20px; }
+#problem { color: #E0A458; }
+)";
+
+} // namespace
+
+void apply(QApplication &application)
+{
+    QPalette palette;
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, view);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x6C, 0x75, 0x7F));
+    palette.setColor(QPalette::Button, window);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::Highlight, accent);
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::ToolTipText, text);
+    palette.setColor(QPalette::ToolTipBase, line);
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, dimText);
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, dimText);
+    application.setPalette(palette);
+    QFont font = application.font();
+    font.setPixelSize(kFontPixels);
+    application.setFont(font);
+    application.setStyleSheet(QString::fromLatin1(kStyleSheet));
+    application.setWindowIcon(icon(QStringLiteral("vantra-viewer")));
+}
+
+QIcon icon(const QString &name)
+{
+    return QIcon(QStringLiteral(":/viewer/icons/%1.svg").arg(name));
+}
+
+int labelHeight()
+{
+    return QFontMetrics(QApplication::font()).height() + kLabelPadding;
+}
+
+QImage label(const QString &text, qreal devicePixelRatio, int width, const QColor &dot)
+{
+    const QFontMetrics metrics(QApplication::font());
+    const int dotRoom = dot.isValid() ? kDotSize + kLabelPadding - 2 : 0;
+    const int around = 2 * kLabelPadding + dotRoom;
+    const int wanted = metrics.horizontalAdvance(text) + around;
+    const QSize size(width > 0 ? qMin(width, wanted) : wanted, labelHeight());
+    if (size.width() <= around)
+        return QImage();
+    QImage image(size * devicePixelRatio, QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(devicePixelRatio);
+    image.fill(Qt::transparent);
+
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(13, 16, 19, 190));
+    painter.drawRoundedRect(QRect(QPoint(0, 0), size), 5, 5);
+    if (dot.isValid()) {
+        painter.setBrush(dot);
+        painter.drawEllipse(QRectF(kLabelPadding, (size.height() - kDotSize) / 2.0, kDotSize,
+                                   kDotSize));
+    }
+    painter.setFont(QApplication::font());
+    painter.setPen(theme::text);
+    const QRect textRect(kLabelPadding + dotRoom, 0, size.width() - around, size.height());
+    painter.drawText(textRect, Qt::AlignVCenter | Qt::AlignLeft,
+                     metrics.elidedText(text, Qt::ElideMiddle, textRect.width() + 1));
+    return image;
+}
+
+} // namespace theme

@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QFrame>
+
+class QHBoxLayout;
+class QLabel;
+class QToolButton;
+class StreamView;
+
+/// The thin bar at the bottom: what can be done with the selected view, and how all views do.
+class ToolBar final : public QFrame
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(ToolBar)
+
+public:
+    explicit ToolBar(QWidget *parent = nullptr);
+
+    /// Shows the state of the selected view; null if there is none.
+    void showView(const StreamView *view, bool enlarged, bool fullScreen);
+    void showStatus(const QString &text);
+
+signals:
+    void playClicked();
+    void soundClicked();
+    void scaleClicked();
+    void zoomClicked();
+    void snapClicked();
+    void enlargeClicked();
+    void addClicked();
+    void removeClicked();
+    void fullScreenClicked();
+    void helpClicked();
+
+private:
+    using Clicked = void (ToolBar::*)();
+    QToolButton *addButton(QHBoxLayout *layout, const QString &iconPath, Clicked clicked);
+    void addSeparator(QHBoxLayout *layout);
+    void setLook(QToolButton *button, const QString &iconPath, const QString &tip);
+
+    QToolButton *m_play;
+    QToolButton *m_sound;
+    QToolButton *m_scale;
+    QToolButton *m_zoom;
+    QToolButton *m_snap;
+    QToolButton *m_enlarge;
+    QToolButton *m_add;
+    QToolButton *m_remove;
+    QToolButton *m_fullScreen;
+    QToolButton *m_help;
+    QLabel *m_status;
+};
