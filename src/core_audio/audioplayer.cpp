@@ -197,8 +197,7 @@ void AudioPlayer::openAudioOutput(const QString &deviceName, int sampleRate, int
 
 void AudioPlayer::closeAudioOutput()
 {
-    // outputDevice keeps its value on purpose: play() goes on telling its listeners, and writes
-    // until the event loop has deleted the output.
+    // outputDevice keeps its value, as intended: play() goes on telling its listeners.
     replaceOutput(nullptr);
 }
 
@@ -222,10 +221,22 @@ void AudioPlayer::play(const char *data, int len)
     if (!outputDevice)
         return;
     emit receiveOutputData(data, len);
-    if (!muted && liveOutputDevice && data && len > 0)
-        liveOutputDevice->write(data, len);
+    if (!muted)
+        write(data, len);
     if (level) {
         emit receiveLevel(
             pcmLevel(data, len, outputFormat.sampleSize(), outputFormat.channelCount()));
     }
+}
+
+void AudioPlayer::write(const char *data, int len)
+{
+    // Qt's PulseAudio output keeps the lock of its connection for ever if the server refuses a
+    // write, and every later open in this process would hang. So it never gets half a frame, and
+    // nothing at all when its stream is dead, which a free space of less than a byte tells.
+    const int frameBytes = outputFormat.bytesPerFrame();
+    if (!data || len <= 0 || frameBytes <= 0)
+        return;
+    if (audioOutput && liveOutputDevice && audioOutput->bytesFree() > 0)
+        liveOutputDevice->write(data, len - len % frameBytes);
 }

@@ -89,10 +89,13 @@ public slots:
     void closeAudioOutput();
     /// Full volume; changes nothing else.
     void resetAudioOutput();
-    /// Plays `len` bytes. What the output cannot take now is lost; it never waits.
+    /// Plays `len` bytes, less a rest that is no whole frame. What the output cannot take now is
+    /// lost; it never waits. Between a close and the next open only listeners get the block.
     void play(const char *data, int len);
 
 private:
+    /// Hands whole frames to the open output.
+    void write(const char *data, int len);
     /// Volume of the open output on the user's scale, 0 to 100.
     int volumeNow();
     /// Puts `output` in the place of the present one, which the event loop deletes.
@@ -105,7 +108,7 @@ private:
     QAudioOutput *audioOutput = nullptr; ///< no parent; written under outputMutex
     QIODevice *outputDevice = nullptr;   ///< keeps its value when closed: only compared, never used
 
-    QPointer<QIODevice> liveOutputDevice; ///< the same, until the device is gone
+    QPointer<QIODevice> liveOutputDevice; ///< the same; null when the device is gone
     QAudioFormat outputFormat;            ///< of outputDevice
     QMutex outputMutex; ///< keeps audioOutput alive while another thread reads its volume
 };

@@ -3,13 +3,28 @@
 #include "core_audio/audiothread.h"
 
 #include "core_audio/audioplayer.h"
+#include "core_codec/mediacodec.h"
 
 #include <QMutexLocker>
 #include <QThread>
 
 #include <utility>
 
-AudioThread::AudioThread() : thread(std::make_unique<QThread>()) {}
+namespace {
+
+constexpr int kG711ALaw = 33; ///< HAVCodecID of the device link
+
+/// What devices take as talk.
+constexpr _tag_aenc_param_s kTalkEncoder = {kG711ALaw, 8000, 16, 1};
+
+} // namespace
+
+AudioThread::AudioThread()
+    : codec(std::make_unique<MediaCodec>()), thread(std::make_unique<QThread>())
+{
+    codec->destroyAudioEncoder();
+    codec->createAudioEncoder(kTalkEncoder);
+}
 
 AudioThread::~AudioThread()
 {

@@ -8,6 +8,7 @@
 #include <memory>
 
 class AudioPlayer;
+class MediaCodec;
 class QThread;
 
 /// Sound of one widget, on a thread of its own, so that a slow sound server never holds up the user
@@ -84,10 +85,18 @@ private:
     /// Puts `next` in the place of the player and returns the former one.
     std::unique_ptr<AudioPlayer> exchangePlayer(std::unique_ptr<AudioPlayer> next);
 
-    // Destroyed from the last to the first.
+    // The fields are destroyed from the last to the first: worker, codec, player.
+
     /// Null unless the worker runs. Made, used and deleted there; the pointer changes under
     /// playerMutex, which other threads hold while they read a flag.
     std::unique_ptr<AudioPlayer> player;
+
+protected:
+    /// Holds an encoder for talk (G.711 A-law, 8000 Hz, mono, from 16 bits) from birth. Used by the
+    /// worker. Its encoder is never destroyed: it stays in its registry until the process ends.
+    std::unique_ptr<MediaCodec> codec;
+
+private:
     std::unique_ptr<QThread> thread;
     QMutex playerMutex;
 };
