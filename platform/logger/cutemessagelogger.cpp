@@ -48,9 +48,10 @@ QString currentThreadName()
 ///
 /// QDebug writes into a device through a QTextStream, which at its end flushes into the device and
 /// then disconnects from it: that is how the end of the last copy is noticed. Within that
-/// disconnecting Qt holds a lock of its own, so the line is not handed over there. In the usual case,
-/// where everything is one expression, the CuteMessageLogger is destroyed right after the stream and
-/// hands the line over. If the stream lives longer, the line is handed over at the flush.
+/// disconnecting Qt holds a lock of its own, so the line is not handed over there. In the usual
+/// case, where everything is one expression, the CuteMessageLogger is destroyed right after the
+/// stream and hands the line over. If the stream lives longer, the line is handed over at the
+/// flush.
 class CuteMessageLogger::Line final : public QIODevice
 {
 public:

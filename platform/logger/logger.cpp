@@ -139,13 +139,13 @@ QString formatLogRecord(const LogRecord &record)
     static const char kLevels[] = "TDIWEF";
     const int level = std::min<int>(std::max<int>(record.level, Logger::Trace), Logger::Fatal);
     const QString time = QDateTime::fromMSecsSinceEpoch(record.time)
-                                 .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+                             .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
     QString thread = QString::number(record.threadId);
     if (!record.threadName.isEmpty())
         thread += QStringLiteral("(%1)").arg(record.threadName);
     return QStringLiteral("%1 %2 %3 %4 %5:%6 %7 - %8")
-            .arg(time, QString(QLatin1Char(kLevels[level])), record.category, thread, record.file,
-                 QString::number(record.line), record.function, record.text);
+        .arg(time, QString(QLatin1Char(kLevels[level])), record.category, thread, record.file,
+             QString::number(record.line), record.function, record.text);
 }
 
 Logger *cuteLoggerInstance()

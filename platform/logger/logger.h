@@ -45,8 +45,8 @@ public:
     /// Whether a line of this level would reach any sink. Costs next to nothing.
     bool isEnabled(LogLevel level) const;
 
-    /// From now on the sink gets every line of its levels. Null, or a sink that is there already, is
-    /// ignored.
+    /// From now on the sink gets every line of its levels. Null, or a sink that is there already,
+    /// is ignored.
     void addSink(std::shared_ptr<LogSink> sink);
     /// A line that another thread is just handing over may still arrive after the return.
     void removeSink(const std::shared_ptr<LogSink> &sink);
@@ -70,14 +70,14 @@ private:
 /// One line of the log.
 struct LogRecord
 {
-    qint64 time = 0;                         ///< milliseconds since the epoch
+    qint64 time = 0; ///< milliseconds since the epoch
     Logger::LogLevel level = Logger::Info;
     QString category;
     quint64 threadId = 0;
-    QString threadName;                      ///< may be empty
-    QString file;                            ///< as the compiler knows it
+    QString threadName; ///< may be empty
+    QString file;       ///< as the compiler knows it
     int line = 0;
-    QString function;                        ///< full signature
+    QString function; ///< full signature
     QString text;
 };
 
@@ -100,21 +100,22 @@ private:
     const Logger::LogLevel m_minimumLevel;
 };
 
-/// "2026-01-31 12:00:00.000 W vantra 4242(name) core_video/x.cpp:12 void f() - text", without an end
-/// of line. Line breaks within stay.
+/// "2026-01-31 12:00:00.000 W vantra 4242(name) core_video/x.cpp:12 void f() - text", without an
+/// end of line. Line breaks within stay.
 VANTRA_LOGGER_EXPORT QString formatLogRecord(const LogRecord &record);
 
 /// The text with the user information of every URL in it replaced by "***:***" ("***" if it has no
 /// password). Nothing else is changed.
 VANTRA_LOGGER_EXPORT QString maskUrlCredentials(const QString &text);
 
-/// The logger of the process, never null and never destroyed. At first it has one sink, which writes
-/// warnings and above to the standard error output.
+/// The logger of the process, never null and never destroyed. At first it has one sink, which
+/// writes warnings and above to the standard error output.
 VANTRA_LOGGER_EXPORT Logger *cuteLoggerInstance();
 
 /// Starts one line of the log.
 ///
-///     CuteMessageLogger(logger, Logger::Info, __FILE__, __LINE__, Q_FUNC_INFO, "app").write() << "x";
+///     CuteMessageLogger(logger, Logger::Info, __FILE__, __LINE__, Q_FUNC_INFO, "app").write() <<
+///     "x";
 class VANTRA_LOGGER_EXPORT CuteMessageLogger
 {
     Q_DISABLE_COPY(CuteMessageLogger)
@@ -125,10 +126,10 @@ public:
                       const char *function, const char *category);
     ~CuteMessageLogger();
 
-    /// A stream that adds no blanks and no quotes; call it once per object. The line is handed to the
-    /// logger when the stream and all copies of it are destroyed, and this object too if it lives
-    /// longer, which is so where all is one expression. A stream that outlives this object also hands
-    /// over what it has, as a line of its own, at a flush and every 16384 characters.
+    /// A stream that adds no blanks and no quotes; call it once per object. The line is handed to
+    /// the logger when the stream and all copies of it are destroyed, and this object too if it
+    /// lives longer, which is so where all is one expression. A stream that outlives this object
+    /// also hands over what it has, as a line of its own, at a flush and every 16384 characters.
     QDebug write();
 
 private:

@@ -20,8 +20,8 @@ private:
 };
 
 /// Appends lines to a file, which is renamed to "NAME.1" when it is full, the former "NAME.1" to
-/// "NAME.2" and so on. A line that cannot be written (full disk, vanished folder) is dropped; the next
-/// one tries anew.
+/// "NAME.2" and so on. A line that cannot be written (full disk, vanished folder) is dropped; the
+/// next one tries anew.
 class VANTRA_LOGGER_EXPORT RotatingFileSink : public LogSink
 {
 public:

@@ -3,7 +3,8 @@
 #include "logger/logger.h"
 
 // Passwords are found as people type them into address fields: with '@', ':' and '/' that a correct
-// URL would have encoded. Where it is uncertain what a password is, too much is masked, not too little.
+// URL would have encoded. Where it is uncertain what a password is, too much is masked, not too
+// little.
 
 namespace {
 
@@ -13,8 +14,8 @@ constexpr int kMaxAddress = 80; ///< characters of an IPv6 address in brackets, 
 bool isSchemeChar(QChar c)
 {
     const ushort u = c.unicode();
-    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') ||
-           u == '+' || u == '-' || u == '.';
+    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '+' ||
+           u == '-' || u == '.';
 }
 
 /// Start of the scheme that ends before `colon`, not before `from`.
@@ -26,8 +27,8 @@ int schemeStart(const QString &text, int colon, int from)
     return start;
 }
 
-/// End of the URL whose scheme starts at `scheme` and whose authority starts at `start`: the closing
-/// quote if it is quoted, else white space, or the next URL.
+/// End of the URL whose scheme starts at `scheme` and whose authority starts at `start`: the
+/// closing quote if it is quoted, else white space, or the next URL.
 int urlEnd(const QString &text, int scheme, int start)
 {
     QChar closing;
@@ -41,8 +42,7 @@ int urlEnd(const QString &text, int scheme, int start)
     const int next = text.indexOf(kSchemeEnd, start);
     const int limit = next < 0 ? text.size() : schemeStart(text, next, start);
     int end = start;
-    while (end < limit && !text.at(end).isSpace() &&
-           (closing.isNull() || text.at(end) != closing))
+    while (end < limit && !text.at(end).isSpace() && (closing.isNull() || text.at(end) != closing))
         ++end;
     return end;
 }
@@ -53,13 +53,14 @@ bool isHostChar(QChar c)
            c == QLatin1Char('_');
 }
 
-/// Whether a host stands at `start` that cannot well be a part of a password: an address in brackets,
-/// a name or number with a dot inside, or "localhost".
+/// Whether a host stands at `start` that cannot well be a part of a password: an address in
+/// brackets, a name or number with a dot inside, or "localhost".
 bool isPlainHost(const QString &text, int start, int end)
 {
     int host = start;
     if (host < end && text.at(host) == QLatin1Char('[')) {
-        const int close = text.midRef(host, qMin(end - host, kMaxAddress)).indexOf(QLatin1Char(']'));
+        const int close =
+            text.midRef(host, qMin(end - host, kMaxAddress)).indexOf(QLatin1Char(']'));
         return close > 0;
     }
     bool dotted = false;
@@ -82,7 +83,8 @@ bool isNumber(const QStringRef &text)
     return true;
 }
 
-/// Position of the '@' that ends the user information of the URL with its authority at `start`, or -1.
+/// Position of the '@' that ends the user information of the URL with its authority at `start`, or
+/// -1.
 int userInfoEnd(const QString &text, int start, int end)
 {
     int slash = start;

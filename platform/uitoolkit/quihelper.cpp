@@ -43,8 +43,8 @@ QString QUIHelper::urlToIp(const QString &url)
     const QString address = url.trimmed();
     const int scheme = address.indexOf(QLatin1String("://"));
     // After any other character it belongs to something else, such as a query.
-    const bool hasScheme = scheme >= 0 && std::all_of(address.begin(), address.begin() + scheme,
-                                                      isSchemeChar);
+    const bool hasScheme =
+        scheme >= 0 && std::all_of(address.begin(), address.begin() + scheme, isSchemeChar);
     QString host = hostAndPort(hasScheme ? address.mid(scheme + 3) : address);
     if (host.startsWith(QLatin1Char('['))) {
         const int close = host.indexOf(QLatin1Char(']'));

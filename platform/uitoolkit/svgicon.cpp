@@ -64,7 +64,8 @@ public:
 private:
     void render(QPainter *painter, const QRect &rect)
     {
-        const QSizeF size = QSizeF(m_renderer->defaultSize()).scaled(rect.size(), Qt::KeepAspectRatio);
+        const QSizeF size =
+            QSizeF(m_renderer->defaultSize()).scaled(rect.size(), Qt::KeepAspectRatio);
         QRectF place(QPointF(), size);
         place.moveCenter(QRectF(rect).center());
         painter->setRenderHint(QPainter::Antialiasing);
@@ -75,8 +76,9 @@ private:
     const QString m_path;
 };
 
-/// Follows the size of a button. An icon adds to what its button asks of a layout, so it grows beyond
-/// the usual size only in a button whose own size is limited: else both would push each other up.
+/// Follows the size of a button. An icon adds to what its button asks of a layout, so it grows
+/// beyond the usual size only in a button whose own size is limited: else both would push each
+/// other up.
 class IconFitter final : public QObject
 {
     Q_DISABLE_COPY(IconFitter)
@@ -91,7 +93,8 @@ public:
     static void fit(QAbstractButton *button)
     {
         const int limit = std::min(button->maximumWidth(), button->maximumHeight());
-        int side = limit < QWIDGETSIZE_MAX ? std::max(kIconSide, limit - 2 * kIconMargin) : kIconSide;
+        int side =
+            limit < QWIDGETSIZE_MAX ? std::max(kIconSide, limit - 2 * kIconMargin) : kIconSide;
         side = std::min(side, std::min(button->width(), button->height()) - 2 * kIconMargin);
         side = std::max(side, 1);
         button->setIconSize(QSize(side, side));

@@ -13,7 +13,7 @@ namespace {
 void log(Logger::LogLevel level, const QString &text)
 {
     CuteMessageLogger(cuteLoggerInstance(), level, "core_x/y.cpp", 7, "void f()", "vantra").write()
-            << text;
+        << text;
 }
 
 } // namespace

@@ -26,7 +26,8 @@ struct EarlyAndLate
     static void say(const char *text)
     {
         if (qEnvironmentVariableIsSet("VANTRA_TEST_LOG_AT_EXIT"))
-            CuteMessageLogger(cuteLoggerInstance(), Logger::Warning, "f", 1, "g", "c").write() << text;
+            CuteMessageLogger(cuteLoggerInstance(), Logger::Warning, "f", 1, "g", "c").write()
+                << text;
     }
 } earlyAndLate;
 
@@ -152,7 +153,8 @@ void tst_Logger::line_isNotSplit_whenLongOrFlushed()
     const QString longText(100000, QLatin1Char('x'));
     CuteMessageLogger(&*m_logger, Logger::Info, "f", 1, "g", "c").write() << longText << "end";
     CuteMessageLogger(&*m_logger, Logger::Info, "f", 1, "g", "c").write()
-            << "a" << Qt::flush << "b" << Qt::endl << "c" << Qt::flush;
+        << "a" << Qt::flush << "b" << Qt::endl
+        << "c" << Qt::flush;
     QCOMPARE(texts(*m_sink), QStringList({longText + "end", "ab\nc"}));
 }
 
@@ -311,7 +313,7 @@ void tst_Logger::sinksThatLog_doNotFeedEachOtherForEver()
 {
     const auto echo = [this](const char *name) {
         return std::make_shared<FunctionSink>(
-                [this, name](const LogRecord &record) { start() << record.text << name; });
+            [this, name](const LogRecord &record) { start() << record.text << name; });
     };
     m_logger->addSink(echo("1"));
     m_logger->addSink(echo("2"));
@@ -341,7 +343,8 @@ void tst_Logger::sinkMayLogToAnotherLogger()
     const auto otherSink = std::make_shared<MemorySink>();
     other.addSink(otherSink);
     m_logger->addSink(std::make_shared<FunctionSink>([&](const LogRecord &record) {
-        CuteMessageLogger(&other, Logger::Info, "f", 1, "g", "c").write() << "copy of " << record.text;
+        CuteMessageLogger(&other, Logger::Info, "f", 1, "g", "c").write()
+            << "copy of " << record.text;
     }));
     start() << "a";
     QCOMPARE(texts(*otherSink), QStringList("copy of a"));
@@ -368,8 +371,8 @@ void tst_Logger::threads_loseAndTearNothing()
     QCOMPARE(records.size(), size_t(kThreads * kLines));
     std::vector<int> next(kThreads, 0); // each thread's lines come in its own order
     for (const LogRecord &record : records) {
-        const auto match = QRegularExpression(QStringLiteral("^thread (\\d) line (\\d+) end$"))
-                                   .match(record.text);
+        const auto match =
+            QRegularExpression(QStringLiteral("^thread (\\d) line (\\d+) end$")).match(record.text);
         QVERIFY2(match.hasMatch(), qPrintable(record.text));
         QCOMPARE(match.captured(2).toInt(), next[size_t(match.captured(1).toInt())]++);
     }

@@ -60,7 +60,8 @@ void tst_SignalRecorder::calls_noteArguments()
 {
     Emitter emitter;
     SignalRecorder recorder;
-    recorder.watch(&emitter, qOverload<int, const QString &>(&Emitter::number), QStringLiteral("n"));
+    recorder.watch(&emitter, qOverload<int, const QString &>(&Emitter::number),
+                   QStringLiteral("n"));
     recorder.watch(&emitter, &Emitter::opaque, QStringLiteral("o"));
     emit emitter.number(7, QStringLiteral("seven"));
     emit emitter.opaque(nullptr, 9);

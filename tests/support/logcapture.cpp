@@ -104,8 +104,8 @@ QStringList LogCapture::unexpected() const
     QStringList result;
     for (const Line &line : m_sink->lines) {
         const bool announced =
-                std::any_of(m_sink->announcements.begin(), m_sink->announcements.end(),
-                            [&](const Announcement &item) { return item.covers(line); });
+            std::any_of(m_sink->announcements.begin(), m_sink->announcements.end(),
+                        [&](const Announcement &item) { return item.covers(line); });
         if (line.level >= Logger::Warning && !announced)
             result.append(describe(line.level, line.text));
     }

@@ -40,7 +40,8 @@ public:
     /// Forgets the lines, not what was announced.
     void clear();
 
-    /// Announces lines of exactly this level and text, any number of them, before or after they come.
+    /// Announces lines of exactly this level and text, any number of them, before or after they
+    /// come.
     void expect(Logger::LogLevel level, const QString &text);
     /// The same for all texts that the pattern matches anywhere; anchor it to mean all of the text.
     void expectMatching(Logger::LogLevel level, const QRegularExpression &pattern);

@@ -46,11 +46,11 @@ public:
     bool watch(Sender *sender, void (Class::*signal)(Arguments...), const QString &name)
     {
         m_connections.push_back(QObject::connect(
-                sender, signal, [notes = m_notes, name](const std::decay_t<Arguments> &...values) {
-                    Call call{name, QThread::currentThread(), {toVariant(values)...}};
-                    std::lock_guard<std::mutex> lock(notes->mutex);
-                    notes->calls.append(std::move(call));
-                }));
+            sender, signal, [notes = m_notes, name](const std::decay_t<Arguments> &...values) {
+                Call call{name, QThread::currentThread(), {toVariant(values)...}};
+                std::lock_guard<std::mutex> lock(notes->mutex);
+                notes->calls.append(std::move(call));
+            }));
         return bool(m_connections.back());
     }
 

@@ -94,8 +94,8 @@ void tst_EncPara::audio_isValid()
 void tst_EncPara::video_isEqual_whenCodecAndSizeAgree()
 {
     const HVideoEncPara base{1, 640, 480, 25, 1, 1000000};
-    for (qint32 HVideoEncPara::*field : {&HVideoEncPara::frameRate, &HVideoEncPara::mode,
-                                         &HVideoEncPara::bitRate}) {
+    for (qint32 HVideoEncPara::*field :
+         {&HVideoEncPara::frameRate, &HVideoEncPara::mode, &HVideoEncPara::bitRate}) {
         HVideoEncPara other = base;
         other.*field += 1; // intended: such a change never starts a new recording
         QVERIFY(base == other);
@@ -115,9 +115,8 @@ void tst_EncPara::audio_isEqual_whenAllFieldsAgree()
     const HAudioEncPara base{33, 8000, 16, 1};
     QVERIFY(base == HAudioEncPara(base));
     QVERIFY(!(base != HAudioEncPara(base)));
-    for (qint32 HAudioEncPara::*field :
-         {&HAudioEncPara::codecId, &HAudioEncPara::sampleRate, &HAudioEncPara::bitsPerSample,
-          &HAudioEncPara::channels}) {
+    for (qint32 HAudioEncPara::*field : {&HAudioEncPara::codecId, &HAudioEncPara::sampleRate,
+                                         &HAudioEncPara::bitsPerSample, &HAudioEncPara::channels}) {
         HAudioEncPara other = base;
         other.*field += 1;
         QVERIFY(base != other);
