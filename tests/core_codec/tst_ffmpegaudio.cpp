@@ -97,6 +97,7 @@ private slots:
     void createEncoder_fillsItsRecord();
     void create_tellsFailedOpen();
     void create_tellsFailedResampler();
+    void create_toldOrWorking_forAnyNumberOfChannels();
     void createEncoder_tellsFailedBuffer();
 
     void decoder_expandsEveryCode_data() { lawRows(); }
@@ -217,8 +218,9 @@ void TestFfmpegAudio::create_tellsFailedOpen()
         QVERIFY(!makeDecoder(kALaw, 8000, channels));
     QVERIFY(!makeDecoder(kALaw, -8000, 1));
     QCOMPARE(m_log->count(Logger::Error, line), 5);
-    for (const int channels : {0, -1, INT_MIN, INT_MAX})
+    for (const int channels : {-1, INT_MIN, INT_MAX})
         QVERIFY(!makeEncoder(kALaw, 8000, channels));
+    QVERIFY(!makeEncoder(kALaw, 0, 1));
     QVERIFY(!makeEncoder(kALaw, -8000, 1));
     QCOMPARE(m_log->count(Logger::Error, line), 10);
 }
@@ -229,8 +231,28 @@ void TestFfmpegAudio::create_tellsFailedResampler()
     m_log->expect(Logger::Error, line);
     QVERIFY(!makeDecoder(kALaw, 0, 1)); // the codecs themselves do not mind
     QCOMPARE(m_log->count(Logger::Error, line), 1);
-    QVERIFY(!makeEncoder(kALaw, 0, 1));
-    QCOMPARE(m_log->count(Logger::Error, line), 2);
+}
+
+void TestFfmpegAudio::create_toldOrWorking_forAnyNumberOfChannels()
+{
+    const QRegularExpression failed(QStringLiteral(
+            "^\\(ffpg\\)(avcodec_open2|swr_alloc_set_opts|swr_init|av_frame_get_buffer) failed"));
+    m_log->expectMatching(Logger::Error, failed);
+    for (int channels = 0; channels < 80; ++channels) {
+        m_log->clear();
+        const AudioDecoderHandle decoder = makeDecoder(kALaw, 8000, channels);
+        QCOMPARE(m_log->countMatching(Logger::Error, failed), decoder ? 0 : 1);
+        const AudioEncoderHandle encoder = makeEncoder(kALaw, 8000, channels);
+        QCOMPARE(m_log->countMatching(Logger::Error, failed), (decoder ? 0 : 1) + (encoder ? 0 : 1));
+        QVERIFY(channels != 0 || (!decoder && !encoder));
+        if (!decoder || !encoder)
+            continue;
+        _tag_audio_frame_s out;
+        QCOMPARE(encode(encoder, QByteArray(640 * channels, '\1'), &out), 0);
+        QCOMPARE(out.size, unsigned(320 * channels));
+        QCOMPARE(decode(decoder, content(out), &out), 0);
+        QCOMPARE(out.size, unsigned(640 * channels));
+    }
 }
 
 void TestFfmpegAudio::createEncoder_tellsFailedBuffer()
