@@ -18,21 +18,18 @@ constexpr int kEndPollMs = 10;        ///< how often endRun() looks for a blocke
 constexpr int kNoSaveLimit = -1;
 
 /// Throws away what is queued for the objects that are being destroyed with `child`, which is a part
-/// of them: from the topmost of them down. An object that is deleted by its parent has already left
-/// the parent's list of children; that tells it from one that is deleted by itself.
+/// of them, and for their other parts. An object that is deleted by its parent has already left the
+/// parent's list of children; that tells it from one that is deleted by itself.
 void discardEventsOfDyingParents(const QObject *child)
 {
-    QObject *topmost = nullptr;
     for (QObject *parent = child->parent();
          parent && !parent->children().contains(const_cast<QObject *>(child));
-         child = parent, parent = parent->parent())
-        topmost = parent;
-    if (!topmost)
-        return;
-    QCoreApplication::removePostedEvents(topmost, QEvent::MetaCall);
-    const QList<QObject *> members = topmost->findChildren<QObject *>();
-    for (QObject *member : members)
-        QCoreApplication::removePostedEvents(member, QEvent::MetaCall);
+         child = parent, parent = parent->parent()) {
+        QCoreApplication::removePostedEvents(parent, QEvent::MetaCall);
+        const QList<QObject *> others = parent->findChildren<QObject *>();
+        for (QObject *other : others)
+            QCoreApplication::removePostedEvents(other, QEvent::MetaCall);
+    }
 }
 
 } // namespace
