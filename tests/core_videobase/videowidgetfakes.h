@@ -44,7 +44,7 @@ public:
     bool connectsTo(const char *signal) const { return receivers(signal) > 0; }
     int receiverCount(const char *signal) const { return receivers(signal); }
     QString recordPath() const { return savePath.at(MANUAL_RECORD); }
-    bool isStopAsked() const { return stopped; }
+    bool isStopAsked() const { return stopAsked; }
 
     void stop() override;
     void pause() override;
