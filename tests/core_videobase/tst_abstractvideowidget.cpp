@@ -76,7 +76,8 @@ private slots:
     void cleanup()
     {
         QCOMPARE(log->unexpected(), QStringList());
-        QCOMPARE(log->lines().size(), 0); // this class writes no line at all
+        for (const auto &line : log->lines())
+            QVERIFY(!line.file.contains(QLatin1String("videowidget"))); // this class writes none
         log.reset();
     }
 
