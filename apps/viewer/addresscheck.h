@@ -9,8 +9,9 @@
 #include <QTcpSocket>
 #include <QTimer>
 
-/// Finds out in plain words why an address gives no picture. A stream thread tells only that it could
-/// not open; this asks the camera once, without user name and password. GUI thread; nothing blocks.
+/// Finds out in plain words why an address gives no picture. A stream thread tells only that it
+/// could not open; this asks the camera once, without user name and password. GUI thread; nothing
+/// blocks.
 class AddressCheck final : public QObject
 {
     Q_OBJECT

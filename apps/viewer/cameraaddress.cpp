@@ -46,7 +46,7 @@ CameraAddress CameraAddress::parse(const QString &text, QString *error)
 
     const QUrl url(address.m_scheme + QLatin1String("://") + rest.mid(at + 1), QUrl::StrictMode);
     if (!url.isValid())
-        return refuse(tr("The host, the port or the path of the address is not written correctly."));
+        return refuse(tr("The host, port or path of the address is not written correctly."));
     if (url.host().isEmpty())
         return refuse(tr("The address names no host. Write rtsp://HOST/PATH."));
     if (url.port() == 0)
@@ -81,6 +81,15 @@ QString CameraAddress::name() const
     while (path.endsWith(QLatin1Char('/')))
         path.chop(1);
     return (m_port == usualPort(m_scheme) ? m_host : endpoint()) + path;
+}
+
+QString CameraAddress::fileName() const
+{
+    QString name = this->name();
+    for (QChar &c : name)
+        if (!c.isLetterOrNumber() && c != QLatin1Char('.') && c != QLatin1Char('-'))
+            c = QLatin1Char('_');
+    return name;
 }
 
 QString CameraAddress::plain() const

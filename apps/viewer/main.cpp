@@ -28,7 +28,8 @@ void setUpLog(bool verbose)
     for (const auto &sink : logger->sinks())
         logger->removeSink(sink);
     logger->addSink(std::make_shared<ConsoleSink>(verbose ? Logger::Debug : Logger::Fatal));
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &text) {
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context,
+                              const QString &text) {
         const Logger::LogLevel level = type == QtDebugMsg      ? Logger::Debug
                                        : type == QtInfoMsg     ? Logger::Info
                                        : type == QtWarningMsg  ? Logger::Warning
@@ -98,8 +99,8 @@ int main(int argc, char *argv[])
         return refused ? 2 : 0;
     }
     if (!chooseDisplay(options)) {
-        print(stderr, QStringLiteral("vantra-viewer: there is no display. Use --screenshot FILE, or "
-                                     "start it where there is one.\n"));
+        print(stderr, QStringLiteral("vantra-viewer: there is no display. Use --screenshot FILE, "
+                                     "or start it where there is one.\n"));
         return 1;
     }
     setUpLog(options.verbose);

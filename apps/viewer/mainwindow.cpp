@@ -190,8 +190,10 @@ void MainWindow::layOutViews()
         StreamView *view = m_views[i];
         const bool shown = !m_enlarged || m_enlarged == view;
         view->setFrameVisible(m_views.size() > 1 && !m_enlarged);
-        if (shown)
-            m_gridLayout->addWidget(view, m_enlarged ? 0 : i / columns, m_enlarged ? 0 : i % columns);
+        if (shown && m_enlarged)
+            m_gridLayout->addWidget(view, 0, 0);
+        else if (shown)
+            m_gridLayout->addWidget(view, i / columns, i % columns);
         view->setVisible(shown);
     }
     m_pages->setCurrentIndex(m_views.isEmpty() ? 0 : 1);

@@ -3,6 +3,7 @@
 #include "statusoverlay.h"
 
 #include "theme.h"
+#include "viewlabels.h"
 
 #include <QPainter>
 
@@ -12,7 +13,6 @@ constexpr int kIconSize = 40;
 constexpr int kTitlePixels = 16;
 /// Below this height there is room for the words only.
 constexpr int kRoomForIcon = 150;
-constexpr int kLabelOffset = 10;
 /// Long lines are hard to read, so text is no wider than this.
 constexpr int kMaximumTextWidth = 420;
 
@@ -40,7 +40,7 @@ void StatusOverlay::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillRect(rect(), m_message.veil ? QColor(13, 16, 19, 205) : theme::view);
+    painter.fillRect(contentsRect(), m_message.veil ? QColor(13, 16, 19, 205) : theme::view);
 
     const int width = qMin(this->width() - 4 * theme::gap, kMaximumTextWidth);
     QFont titleFont = font();
@@ -75,9 +75,8 @@ void StatusOverlay::paintEvent(QPaintEvent *)
         painter.setPen(theme::dimText);
         painter.drawText(QRect(left, top, width, detail.height()), wrapped, m_message.detail);
     }
-    if (!m_message.veil) {
-        const QImage name = theme::label(m_message.name, devicePixelRatioF(),
-                                         this->width() - 2 * kLabelOffset);
-        painter.drawImage(QPointF(kLabelOffset, kLabelOffset), name);
-    }
+    // Where the name stands while the picture is live.
+    painter.drawImage(QPointF(ViewLabels::kOffset, ViewLabels::kOffset),
+                      theme::label(m_message.name, devicePixelRatioF(),
+                                   this->width() - 2 * ViewLabels::kOffset));
 }

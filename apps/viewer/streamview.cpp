@@ -6,6 +6,7 @@
 #include "core_videobase/bannerwidget.h"
 #include "theme.h"
 #include "viewlabels.h"
+#include "viewlook.h"
 
 #include <QDir>
 #include <QMouseEvent>
@@ -18,29 +19,21 @@ constexpr int kReadTimeoutMs = 3000;
 constexpr int kPauseBetweenOpensMs = 1000;
 /// With ticks each quarter of a second, an old picture is covered within two seconds.
 constexpr int kStaleAfterMs = 1500;
+/// A stream that breaks off may still hand over one late picture; that is no return.
+constexpr int kPicturesOfReturn = 2;
 /// An open stream that gives no picture for so long is closed and opened again.
 constexpr int kDeadAfterMs = 20000;
 constexpr int kTellProblemAfterMs = 4000;
 constexpr int kCheckEveryMs = 10000;
-constexpr int kFrameWidth = 4;      ///< pixels; half of it is seen
-constexpr int kBannerSize = 34;     ///< pixels
 /// The library zooms by less than one percent per step of the wheel.
 constexpr int kZoomStepsPerNotch = 12;
-
-/// Names of the banner's buttons; that of the sound button is its state too.
-constexpr char kStopButton[] = "btnStop";
-constexpr char kSoundOnButton[] = "btnSound";
-constexpr char kSoundOffButton[] = "btnMuted";
-constexpr char kScaleButton[] = "btnScale";
-constexpr char kZoomButton[] = "btnZoom";
-constexpr char kSaveButton[] = "btnSave";
-constexpr char kEnlargeButton[] = "btnEnlarge";
 
 } // namespace
 
 StreamView::StreamView(const CameraAddress &address, const QString &transport, QWidget *parent)
     : StandardVideoWidget(parent), m_address(address), m_transport(transport),
-      m_overlay(new StatusOverlay(this)), m_labels(new ViewLabels(this, address.name(), kBannerSize))
+      m_overlay(new StatusOverlay(this)),
+      m_labels(new ViewLabels(this, address.name(), viewlook::bannerSize))
 {
     setUpLook();
     m_overlay->stackUnder(bannerWidget);
@@ -66,35 +59,11 @@ void StreamView::setUpLook()
     video.readTimeout = kReadTimeoutMs;
     setVideoPara(video);
 
-    WidgetPara look = getWidgetPara();
-    look.borderWidth = kFrameWidth;
-    look.borderColor = theme::line;
-    look.focusColor = theme::accent;
-    look.textColor = theme::dimText;
-    look.bgText.clear();
-    look.muted = true;
-    look.videoFlag = m_address.name();
-    look.scaleMode = ScaleMode_Aspect;
-    look.videoMode = VideoMode_Painter;
-    look.bannerEnable = true;
-    look.bannerSize = kBannerSize;
-    look.bannerPosition = 1;
-    look.banner.margins = QMargins(10, 0, 8, 0);
-    look.banner.spacing = 10;
-    look.banner.bgAlpha = 200;
-    look.banner.bgColor = theme::window;
-    look.banner.textColor = theme::text;
-    look.banner.pressColor = theme::accent;
-    look.banner.names = QStringList{kStopButton, kSoundOffButton, kScaleButton, kZoomButton, kSaveButton,
-                         kEnlargeButton};
-    look.banner.icons = QStringList{":/viewer/icons/stop.svg", ":/primary/close_volume.svg",
-                         ":/viewer/icons/scale-fit.svg", ":/primary/digital-zoom.svg",
-                         ":/primary/snap.svg", ":/viewer/icons/enlarge.svg"};
-    look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Fit, fill, or own size"),
-                        tr("Digital zoom"), tr("Save the picture"), tr("Enlarge")};
-    setWidgetPara(look);
+    setWidgetPara(viewlook::make(m_address.name()));
     bannerWidget->initStyle();
-    setStyleSheet(QStringLiteral("background-color:%1;").arg(theme::view.name()));
+    // The base class has set a style sheet; a second one takes effect on a polished widget only.
+    ensurePolished();
+    setStyleSheet(viewlook::styleSheet());
     setMinimumSize(160, 90);
 }
 
@@ -133,6 +102,7 @@ void StreamView::begin()
     if (!m_wanted)
         return;
     m_hasPicture = false;
+    m_returning = 0;
     m_hasSound = false;
     m_sincePicture.start();
     start();
@@ -195,7 +165,12 @@ void StreamView::receiveImage(const QImage &picture, int time)
     StandardVideoWidget::receiveImage(picture, time);
     if (!isOurs)
         return;
+    if (m_hasPicture && m_sincePicture.hasExpired(kStaleAfterMs))
+        m_returning = kPicturesOfReturn;
+    else if (m_returning > 0)
+        --m_returning;
     m_sincePicture.start();
+    m_lastPictureAt = QDateTime::currentDateTime();
     m_pictureSize = picture.size();
     m_hasPicture = true;
     if (isVisible() && !getIsMinimized())
@@ -221,22 +196,25 @@ void StreamView::tick()
     else if (!isStart || !m_hasPicture)
         setState(ViewState::Connecting);
     else
-        setState(age < kStaleAfterMs ? ViewState::Live : ViewState::NoSignal);
+        setState(age < kStaleAfterMs && m_returning == 0 ? ViewState::Live : ViewState::NoSignal);
 
     if (m_state == ViewState::Live) {
-        m_lastPictureAt = QDateTime::currentDateTime();
         m_wasLive = true;
         m_reason.clear();
         m_labels->updateClock();
-        if (bannerWidget->isVisible())
-            bannerWidget->showInfo(widgetPara.banner.text);
-        widgetPara.banner.text = tr("%1 × %2, %3 pictures/s")
-                                         .arg(m_pictureSize.width()).arg(m_pictureSize.height())
-                                         .arg(m_meter.rate(), 0, 'f', 0);
+        showInfo(tr("%1 × %2, %3 pictures/s").arg(m_pictureSize.width())
+                         .arg(m_pictureSize.height()).arg(m_meter.rate(), 0, 'f', 0));
     } else {
+        showInfo(QString());
         showState();
         restartIfDead();
     }
+}
+
+void StreamView::showInfo(const QString &text)
+{
+    widgetPara.banner.text = text; // for the next time that the pointer enters
+    bannerWidget->showInfo(text);
 }
 
 void StreamView::setState(ViewState state)
@@ -244,6 +222,8 @@ void StreamView::setState(ViewState state)
     if (state == m_state)
         return;
     m_state = state;
+    // The library shows the banner when the pointer enters; a view may come and go below it.
+    bannerWidget->setVisible(state == ViewState::Live && underMouse());
     showState();
     emit changed();
 }
@@ -289,7 +269,8 @@ ViewFacts StreamView::facts() const
 void StreamView::placeOverlay()
 {
     const int frame = widgetPara.borderWidth / 2;
-    m_overlay->setGeometry(rect().adjusted(frame, frame, -frame, -frame));
+    m_overlay->setContentsMargins(frame, frame, frame, frame);
+    m_overlay->setGeometry(rect());
 }
 
 ViewSummary StreamView::summary() const
@@ -318,7 +299,9 @@ void StreamView::toggleMuted()
     widgetPara.muted = muted;
     setMuted(muted);
     QMetaObject::invokeMethod(bannerWidget, "receiveMuted", Q_ARG(bool, muted));
-    notice(!m_hasSound ? tr("This camera sends no sound") : muted ? tr("Sound off") : tr("Sound on"));
+    notice(!m_hasSound ? tr("This camera sends no sound")
+           : muted     ? tr("Sound off")
+                       : tr("Sound on"));
     emit changed();
 }
 
@@ -331,20 +314,13 @@ void StreamView::changeVolume(int step)
 
 void StreamView::nextScaleMode()
 {
-    switch (getScaleMode()) {
-    case ScaleMode_Aspect:
-        setScaleMode(ScaleMode_Fill);
-        notice(tr("Fill the view"));
-        break;
-    case ScaleMode_Fill:
-        setScaleMode(ScaleMode_Auto);
-        notice(tr("Own size"));
-        break;
-    case ScaleMode_Auto:
-        setScaleMode(ScaleMode_Aspect);
-        notice(tr("Fit into the view"));
-        break;
-    }
+    const ScaleMode mode = getScaleMode();
+    setScaleMode(mode == ScaleMode_Aspect ? ScaleMode_Fill
+                 : mode == ScaleMode_Fill ? ScaleMode_Auto
+                                          : ScaleMode_Aspect);
+    notice(getScaleMode() == ScaleMode_Aspect ? tr("Fit into the view")
+           : getScaleMode() == ScaleMode_Fill ? tr("Fill the view")
+                                              : tr("Own size"));
     osdWidget->update();
     emit changed();
 }
@@ -354,12 +330,9 @@ void StreamView::toggleZoom()
     if (m_state != ViewState::Live)
         return;
     setDigitalZoom(!isDigitalZoom());
-    if (isDigitalZoom()) {
-        notice(tr("Zoom with the wheel, move by dragging"));
-    } else {
+    if (!isDigitalZoom())
         unsetCursor();
-        notice(tr("Zoom off"));
-    }
+    notice(isDigitalZoom() ? tr("Zoom with the wheel, move by dragging") : tr("Zoom off"));
     emit changed();
 }
 
@@ -372,18 +345,15 @@ void StreamView::savePicture()
 {
     if (m_state != ViewState::Live || !videoThread)
         return;
-    QString name = m_address.name();
-    for (QChar &c : name)
-        if (!c.isLetterOrNumber() && c != '.' && c != '-')
-            c = '_';
     videoThread->setSnapPreview(true);
-    videoThread->snap(QStandardPaths::writableLocation(QStandardPaths::PicturesLocation) + '/' + name
+    videoThread->snap(QStandardPaths::writableLocation(QStandardPaths::PicturesLocation) + '/'
+                      + m_address.fileName()
                       + QDateTime::currentDateTime().toString("_yyyyMMdd'T'HHmmss'.jpg'"));
 }
 
 void StreamView::setFrameVisible(bool visible)
 {
-    setBorderWidth(visible ? kFrameWidth : 0);
+    setBorderWidth(visible ? viewlook::frameWidth : 0);
     receiveSizeChanged();
     placeOverlay();
 }
@@ -393,20 +363,18 @@ void StreamView::setFrameVisible(bool visible)
 void StreamView::btnClicked(const QString &name)
 {
     setFocus();
-    if (name == kStopButton) {
+    if (name == viewlook::stopButton)
         halt();
-    } else if (name == kSoundOffButton || name == kSoundOnButton) {
-        // The button has already changed its look; receiveMuted() then finds nothing to do.
-        toggleMuted();
-    } else if (name == kScaleButton) {
+    else if (name == viewlook::soundOffButton || name == viewlook::soundOnButton)
+        toggleMuted(); // the button has already changed its look
+    else if (name == viewlook::scaleButton)
         nextScaleMode();
-    } else if (name == kZoomButton) {
+    else if (name == viewlook::zoomButton)
         toggleZoom();
-    } else if (name == kSaveButton) {
+    else if (name == viewlook::saveButton)
         savePicture();
-    } else if (name == kEnlargeButton) {
+    else if (name == viewlook::enlargeButton)
         emit enlargeRequested();
-    }
 }
 
 void StreamView::focusInEvent(QFocusEvent *event)

@@ -79,6 +79,7 @@ private:
     void showState();
     ViewFacts facts() const;
     void placeOverlay();
+    void showInfo(const QString &text);
     void notice(const QString &text);
     void setState(ViewState state);
     void restartIfDead();
@@ -93,6 +94,7 @@ private:
     ViewState m_state = ViewState::Stopped;
     bool m_wanted = false;
     bool m_hasPicture = false;     ///< since the stream was opened
+    int m_returning = 0;           ///< pictures that must follow a gap before the view is live
     bool m_wasLive = false;        ///< since it is wanted
     bool m_hasSound = false;
     int m_volume = 100;            ///< percent

@@ -11,6 +11,7 @@ namespace theme {
 
 const QColor window(0x14, 0x18, 0x1D);
 const QColor view(0x0D, 0x10, 0x13);
+const QColor frame(0x1C, 0x21, 0x27);
 const QColor line(0x2A, 0x31, 0x38);
 const QColor text(0xE6, 0xE8, 0xEB);
 const QColor dimText(0x93, 0x9C, 0xA6);
@@ -22,6 +23,7 @@ namespace {
 constexpr int kFontPixels = 13;
 constexpr int kLabelPadding = 8;
 constexpr int kDotSize = 8;
+constexpr double kDisabledOpacity = 0.3;
 
 const char kStyleSheet[] = R"(
 QToolTip { color: #E6E8EB; background: #242B32; border: 1px solid #39424B; padding: 4px 6px; }
@@ -73,7 +75,24 @@ void apply(QApplication &application)
 
 QIcon icon(const QString &name)
 {
-    return QIcon(QStringLiteral(":/viewer/icons/%1.svg").arg(name));
+    const QIcon drawing(name.startsWith(QLatin1Char(':'))
+                                ? name
+                                : QStringLiteral(":/viewer/icons/%1.svg").arg(name));
+    // What Qt makes of near-white strokes for a disabled button can hardly be told from enabled,
+    // and an icon that draws itself from SVG takes no pictures of ours beside it.
+    QIcon icon;
+    for (const int size : {iconSize, 2 * iconSize, 4 * iconSize}) {
+        for (const QIcon::Mode mode : {QIcon::Normal, QIcon::Disabled}) {
+            QPixmap pixmap(size, size);
+            pixmap.fill(Qt::transparent);
+            QPainter painter(&pixmap);
+            painter.setOpacity(mode == QIcon::Disabled ? kDisabledOpacity : 1);
+            drawing.paint(&painter, pixmap.rect());
+            painter.end();
+            icon.addPixmap(pixmap, mode);
+        }
+    }
+    return icon;
 }
 
 int labelHeight()

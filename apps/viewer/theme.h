@@ -15,7 +15,8 @@ namespace theme {
 
 extern const QColor window;  ///< behind everything
 extern const QColor view;    ///< a view without a picture
-extern const QColor line;    ///< frames and separators
+extern const QColor frame;   ///< of a view that is not selected
+extern const QColor line;    ///< separators
 extern const QColor text;
 extern const QColor dimText;
 extern const QColor accent;  ///< the selected view, and what is switched on
@@ -28,7 +29,7 @@ constexpr int iconSize = 20;     ///< pixels
 /// Gives the application palette, font size and style sheet.
 void apply(QApplication &application);
 
-/// An icon of the viewer by its file name without the ending.
+/// An icon of the viewer by its file name without the ending, or of the library by its whole path.
 QIcon icon(const QString &name);
 
 /// Text on a dark rounded ground, readable over any picture. `width` 0: as wide as the text needs;

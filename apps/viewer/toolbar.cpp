@@ -9,15 +9,6 @@
 #include <QLabel>
 #include <QToolButton>
 
-namespace {
-
-QString viewerIcon(const char *name)
-{
-    return QStringLiteral(":/viewer/icons/%1.svg").arg(QLatin1String(name));
-}
-
-} // namespace
-
 ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
 {
     setObjectName(QStringLiteral("bar"));
@@ -26,26 +17,26 @@ ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
     layout->setContentsMargins(theme::gap, 0, 2 * theme::gap, 0);
     layout->setSpacing(theme::gap / 2);
 
-    m_play = addButton(layout, viewerIcon("play"), &ToolBar::playClicked);
+    m_play = addButton(layout, "play", &ToolBar::playClicked);
     m_sound = addButton(layout, ":/primary/close_volume.svg", &ToolBar::soundClicked);
-    m_scale = addButton(layout, viewerIcon("scale-fit"), &ToolBar::scaleClicked);
+    m_scale = addButton(layout, "scale-fit", &ToolBar::scaleClicked);
     m_zoom = addButton(layout, ":/primary/digital-zoom.svg", &ToolBar::zoomClicked);
     m_snap = addButton(layout, ":/primary/snap.svg", &ToolBar::snapClicked);
-    m_enlarge = addButton(layout, viewerIcon("enlarge"), &ToolBar::enlargeClicked);
+    m_enlarge = addButton(layout, "enlarge", &ToolBar::enlargeClicked);
     addSeparator(layout);
-    m_add = addButton(layout, viewerIcon("add"), &ToolBar::addClicked);
-    m_remove = addButton(layout, viewerIcon("close"), &ToolBar::removeClicked);
+    m_add = addButton(layout, "add", &ToolBar::addClicked);
+    m_remove = addButton(layout, "close", &ToolBar::removeClicked);
     layout->addStretch(1);
     m_status->setObjectName(QStringLiteral("dim"));
     layout->addWidget(m_status);
     addSeparator(layout);
-    m_fullScreen = addButton(layout, viewerIcon("full-screen"), &ToolBar::fullScreenClicked);
-    m_help = addButton(layout, viewerIcon("help"), &ToolBar::helpClicked);
+    m_fullScreen = addButton(layout, "full-screen", &ToolBar::fullScreenClicked);
+    m_help = addButton(layout, "help", &ToolBar::helpClicked);
 
     setLook(m_snap, ":/primary/snap.svg", tr("Save the picture (P)"));
-    setLook(m_add, viewerIcon("add"), tr("Add a camera (Ctrl+N)"));
-    setLook(m_remove, viewerIcon("close"), tr("Remove this camera (Del)"));
-    setLook(m_help, viewerIcon("help"), tr("Keys (F1)"));
+    setLook(m_add, "add", tr("Add a camera (Ctrl+N)"));
+    setLook(m_remove, "close", tr("Remove this camera (Del)"));
+    setLook(m_help, "help", tr("Keys (F1)"));
     m_zoom->setCheckable(true);
     showView(nullptr, false, false);
 }
@@ -59,29 +50,29 @@ void ToolBar::showView(const StreamView *view, bool enlarged, bool fullScreen)
         button->setEnabled(isLive);
 
     const bool wanted = view && view->isWanted();
-    setLook(m_play, viewerIcon(wanted ? "stop" : "play"),
+    setLook(m_play, wanted ? "stop" : "play",
             wanted ? tr("Stop (Space)") : tr("Start (Space)"));
     const bool muted = !view || view->isMuted();
     setLook(m_sound, muted ? ":/primary/close_volume.svg" : ":/primary/volume.svg",
             muted ? tr("Sound on (M)") : tr("Sound off (M), louder (+), quieter (-)"));
     switch (view ? view->getScaleMode() : ScaleMode_Aspect) {
     case ScaleMode_Aspect:
-        setLook(m_scale, viewerIcon("scale-fit"), tr("Fits into the view; next: fill (S)"));
+        setLook(m_scale, "scale-fit", tr("Fits into the view; next: fill (S)"));
         break;
     case ScaleMode_Fill:
-        setLook(m_scale, viewerIcon("scale-fill"), tr("Fills the view; next: own size (S)"));
+        setLook(m_scale, "scale-fill", tr("Fills the view; next: own size (S)"));
         break;
     case ScaleMode_Auto:
-        setLook(m_scale, viewerIcon("scale-own"), tr("Own size; next: fit (S)"));
+        setLook(m_scale, "scale-own", tr("Own size; next: fit (S)"));
         break;
     }
     const bool zoomed = view && view->isDigitalZoom();
     m_zoom->setChecked(zoomed);
     setLook(m_zoom, ":/primary/digital-zoom.svg",
             zoomed ? tr("Zoom off (Z)") : tr("Digital zoom: wheel and drag (Z)"));
-    setLook(m_enlarge, viewerIcon(enlarged ? "tiles" : "enlarge"),
+    setLook(m_enlarge, enlarged ? "tiles" : "enlarge",
             enlarged ? tr("Show all cameras (Enter)") : tr("Show only this camera (Enter)"));
-    setLook(m_fullScreen, viewerIcon(fullScreen ? "window" : "full-screen"),
+    setLook(m_fullScreen, fullScreen ? "window" : "full-screen",
             fullScreen ? tr("Leave full screen (F)") : tr("Full screen (F)"));
 }
 
@@ -90,13 +81,13 @@ void ToolBar::showStatus(const QString &text)
     m_status->setText(text);
 }
 
-QToolButton *ToolBar::addButton(QHBoxLayout *layout, const QString &iconPath, Clicked clicked)
+QToolButton *ToolBar::addButton(QHBoxLayout *layout, const QString &icon, Clicked clicked)
 {
     auto *button = new QToolButton;
     button->setIconSize(QSize(theme::iconSize, theme::iconSize));
     // The selected view keeps the focus.
     button->setFocusPolicy(Qt::NoFocus);
-    setLook(button, iconPath, QString());
+    setLook(button, icon, QString());
     connect(button, &QToolButton::clicked, this, clicked);
     layout->addWidget(button);
     return button;
@@ -112,11 +103,11 @@ void ToolBar::addSeparator(QHBoxLayout *layout)
     layout->addSpacing(theme::gap / 2);
 }
 
-void ToolBar::setLook(QToolButton *button, const QString &iconPath, const QString &tip)
+void ToolBar::setLook(QToolButton *button, const QString &icon, const QString &tip)
 {
-    if (button->property("icon path") != iconPath) {
-        button->setProperty("icon path", iconPath);
-        button->setIcon(QIcon(iconPath));
+    if (button->property("icon name") != icon) {
+        button->setProperty("icon name", icon);
+        button->setIcon(theme::icon(icon));
     }
     if (button->toolTip() != tip) {
         button->setToolTip(tip);

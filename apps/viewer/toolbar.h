@@ -36,9 +36,9 @@ signals:
 
 private:
     using Clicked = void (ToolBar::*)();
-    QToolButton *addButton(QHBoxLayout *layout, const QString &iconPath, Clicked clicked);
+    QToolButton *addButton(QHBoxLayout *layout, const QString &icon, Clicked clicked);
     void addSeparator(QHBoxLayout *layout);
-    void setLook(QToolButton *button, const QString &iconPath, const QString &tip);
+    void setLook(QToolButton *button, const QString &icon, const QString &tip);
 
     QToolButton *m_play;
     QToolButton *m_sound;

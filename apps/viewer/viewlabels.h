@@ -11,8 +11,8 @@
 class AbstractVideoWidget;
 
 /// What stands over the picture of a view: the camera's name, a clock, and for a while a few words
-/// on what a key has just done. They are overlays of the video widget, which forgets them at each end
-/// of play; show() brings them back.
+/// on what a key has just done. They are overlays of the video widget, which forgets them at each
+/// end of play; show() brings them back.
 class ViewLabels final : public QObject
 {
     Q_OBJECT

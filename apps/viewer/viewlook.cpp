@@ -1,0 +1,60 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "viewlook.h"
+
+#include "theme.h"
+
+#include <QCoreApplication>
+
+namespace viewlook {
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("ViewLook", text);
+}
+
+} // namespace
+
+WidgetPara make(const QString &cameraName)
+{
+    WidgetPara look;
+    look.borderWidth = frameWidth;
+    look.borderColor = theme::frame;
+    look.focusColor = theme::accent;
+    look.textColor = theme::dimText;
+    look.bgText.clear();
+    look.muted = true;
+    look.videoFlag = cameraName;
+    look.scaleMode = ScaleMode_Aspect;
+    look.videoMode = VideoMode_Painter;
+    look.bannerEnable = true;
+    look.bannerSize = bannerSize;
+    look.bannerPosition = 1;
+    look.banner.margins = QMargins(10, 0, 8, 0);
+    look.banner.spacing = 10;
+    look.banner.bgAlpha = 200;
+    look.banner.bgColor = theme::window;
+    look.banner.textColor = theme::text;
+    look.banner.pressColor = theme::accent;
+    look.banner.names = QStringList{stopButton, soundOffButton, scaleButton,
+                                    zoomButton, saveButton, enlargeButton};
+    look.banner.icons = QStringList{":/viewer/icons/stop.svg", ":/primary/close_volume.svg",
+                                    ":/viewer/icons/scale-fit.svg", ":/primary/digital-zoom.svg",
+                                    ":/primary/snap.svg", ":/viewer/icons/enlarge.svg"};
+    look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Fit, fill, or own size"),
+                                   tr("Digital zoom"), tr("Save the picture"),
+                                   tr("Show only this camera, or all")};
+    return look;
+}
+
+QString styleSheet()
+{
+    // The banner's text would else stand on a ground of its own.
+    return QStringLiteral("*{background-color:%1;}"
+                          "#bannerWidget QLabel{background-color:rgba(0,0,0,0);}")
+            .arg(theme::view.name());
+}
+
+} // namespace viewlook

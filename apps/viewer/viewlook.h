@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "videotypes.h"
+
+/// How a view looks, and what its banner holds.
+namespace viewlook {
+
+constexpr int frameWidth = 6;  ///< pixels; half of it is seen
+constexpr int bannerSize = 34; ///< pixels
+
+// Names of the banner's buttons; that of the sound button is its state too.
+constexpr char stopButton[] = "btnStop";
+constexpr char soundOnButton[] = "btnSound";
+constexpr char soundOffButton[] = "btnMuted";
+constexpr char scaleButton[] = "btnScale";
+constexpr char zoomButton[] = "btnZoom";
+constexpr char saveButton[] = "btnSave";
+constexpr char enlargeButton[] = "btnEnlarge";
+
+/// The parameters of a new view. It is mute until somebody wants its sound.
+WidgetPara make(const QString &cameraName);
+/// In place of the one that the library gives.
+QString styleSheet();
+
+} // namespace viewlook
