@@ -102,6 +102,9 @@ void AbstractVideoWidget::paintOsdWidget()
 
     QPainter painter(osdWidget);
     painter.setRenderHint(QPainter::Antialiasing);
+    // The style sheet has painted this layer black, which would hide the bars' colour below it.
+    if (autoFillBackground())
+        painter.fillRect(rect(), palette().brush(QPalette::Window));
     drawBorder(painter);
     if (image.isNull())
         drawBg(painter);

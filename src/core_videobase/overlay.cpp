@@ -4,7 +4,7 @@
 
 #include <QDateTime>
 #include <QFont>
-#include <QLineF>
+#include <QLine>
 #include <QPainter>
 #include <QPen>
 
@@ -14,9 +14,15 @@ namespace {
 
 constexpr int kOsdMargin = 5;     // pixels between border and overlay
 constexpr int kCornerLength = 10; // pixels of each line of a corner
-constexpr int kLargestBorder = 1 << 24;
+// Far beyond any picture or widget, and small enough that no sum overflows.
+constexpr int kCoordinateLimit = 1 << 28;
 // Glyphs larger than any screen; beyond it the font engine is not to be trusted.
 constexpr int kLargestFontSize = 10000; // pixels
+
+int bounded(int coordinate)
+{
+    return qBound(-kCoordinateLimit, coordinate, kCoordinateLimit);
+}
 
 bool canPaintOn(const QImage &image)
 {
@@ -109,26 +115,26 @@ void drawGraphRect(QImage &image, const QRect &rect, int width, const QColor &co
 {
     if (!canPaintOn(image))
         return;
+    const int left = bounded(rect.left());
+    const int top = bounded(rect.top());
+    const int right = bounded(rect.right()) + 1; // right of and below the last pixels
+    const int bottom = bounded(rect.bottom()) + 1;
     QPainter painter(&image);
     painter.setPen(graphPen(width, color));
     if (!corners) {
-        painter.drawRect(rect.x(), rect.y(), rect.width(), rect.height());
+        painter.drawRect(left, top, right - left, bottom - top);
         return;
     }
-    const double left = rect.x();
-    const double top = rect.y();
-    const double right = left + rect.width();
-    const double bottom = top + rect.height();
-    constexpr double length = kCornerLength;
-    const std::array<QLineF, 8> lines{
-        QLineF(left, top, left + length, top),
-        QLineF(left, top, left, top + length),
-        QLineF(right - length, top, right, top),
-        QLineF(right, top, right, top + length),
-        QLineF(left, bottom - length, left, bottom),
-        QLineF(left, bottom, left + length, bottom),
-        QLineF(right - length, bottom, right, bottom),
-        QLineF(right, bottom - length, right, bottom),
+    constexpr int length = kCornerLength;
+    const std::array<QLine, 8> lines{
+        QLine(left, top, left + length, top),
+        QLine(left, top, left, top + length),
+        QLine(right - length, top, right, top),
+        QLine(right, top, right, top + length),
+        QLine(left, bottom - length, left, bottom),
+        QLine(left, bottom, left + length, bottom),
+        QLine(right - length, bottom, right, bottom),
+        QLine(right, bottom - length, right, bottom),
     };
     painter.drawLines(lines.data(), int(lines.size()));
 }
@@ -168,7 +174,7 @@ void drawGraphs(QImage &image, const QList<GraphInfo> &graphs)
 
 void drawOsd(QPainter &painter, const QSize &widget, int borderWidth, const QList<OsdInfo> &records)
 {
-    const int margin = qBound(-kLargestBorder, borderWidth, kLargestBorder) + kOsdMargin;
+    const int margin = bounded(borderWidth) + kOsdMargin;
     const QRect area(margin, margin, widget.width() - 2 * margin, widget.height() - 2 * margin);
     Place place{area.topLeft(), Qt::AlignLeft | Qt::AlignTop};
     for (const OsdInfo &osd : records) {
