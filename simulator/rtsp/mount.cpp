@@ -32,12 +32,13 @@ std::string encoderOf(const CameraOptions &camera)
     const std::string gop = std::to_string(camera.gop > 0 ? camera.gop : camera.fps);
     if (camera.video == VideoForm::H264) {
         return "x264enc name=venc tune=zerolatency speed-preset=ultrafast threads=1 "
-               "sliced-threads=false bframes=0 option-string=scenecut=0 key-int-max=" +
+               "sliced-threads=false bframes=0 aud=false option-string=scenecut=0 key-int-max=" +
                gop + " bitrate=" + rate +
                " ! video/x-h264,profile=baseline,stream-format=byte-stream,alignment=au";
     }
     return "x265enc name=venc tune=zerolatency speed-preset=ultrafast "
-           "option-string=pools=none:frame-threads=1:wpp=0:bframes=0:scenecut=0 key-int-max=" +
+           "option-string=pools=none:frame-threads=1:wpp=0:bframes=0:scenecut=0:open-gop=0 "
+           "key-int-max=" +
            gop + " bitrate=" + rate + " ! video/x-h265,stream-format=byte-stream,alignment=au";
 }
 
@@ -194,8 +195,11 @@ void Mount::onNewState(GstRTSPMedia *media, int state, gpointer)
     playOf(media)->feeder->setPlaying(state == GST_STATE_PLAYING);
 }
 
-void Mount::requestKeyFrame(GstRTSPMedia *media)
+void Mount::addViewer(GstRTSPMedia *media)
 {
+    Play *play = playOf(media);
+    if (play == nullptr || play->viewers++ == 0)
+        return; // the first one begins with the first picture
     GstElement *element = gst_rtsp_media_get_element(media);
     if (GstElement *encoder = gst_bin_get_by_name(GST_BIN(element), "venc")) {
         if (GstPad *pad = gst_element_get_static_pad(encoder, "src")) {

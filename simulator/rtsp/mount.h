@@ -48,8 +48,9 @@ public:
 
     /// Whether `media` was made by this mount.
     bool owns(GstRTSPMedia *media) const;
-    /// Asks the encoder of `media` for a key frame; for a clip nothing happens.
-    static void requestKeyFrame(GstRTSPMedia *media);
+    /// Tells that one more client plays `media`. It gets a key frame at once, instead of up to a
+    /// second later.
+    static void addViewer(GstRTSPMedia *media);
 
     const FeedCount &count() const { return *m_count; }
     /// Number of the next frame of a camera.
@@ -63,6 +64,7 @@ private:
         Mount *mount;
         std::atomic<bool> stalled{false};
         std::unique_ptr<Feeder> feeder;
+        std::atomic<int> viewers{0}; ///< that have asked to play, gone ones included
     };
 
     std::string launch() const;

@@ -62,11 +62,10 @@ int walk(GstRTSPServer *server, Search search)
     return search.found;
 }
 
-/// A viewer that comes later gets a key frame at once instead of up to a second later.
 void onPlay(GstRTSPClient *, GstRTSPContext *context, gpointer)
 {
     if (context->media != nullptr)
-        Mount::requestKeyFrame(context->media);
+        Mount::addViewer(context->media);
 }
 
 void onClient(GstRTSPServer *, GstRTSPClient *client, gpointer)
@@ -154,11 +153,11 @@ void Server::requireUser(const Options &options)
         gchar *basic = gst_rtsp_auth_make_basic(options.user.c_str(), options.password.c_str());
         gst_rtsp_auth_add_basic(auth, basic, token);
         g_free(basic);
-        methods |= 1 << GST_RTSP_AUTH_BASIC;
+        methods |= GST_RTSP_AUTH_BASIC;
     }
     if (options.authMethod != AuthMethod::Basic) {
         gst_rtsp_auth_add_digest(auth, options.user.c_str(), options.password.c_str(), token);
-        methods |= 1 << GST_RTSP_AUTH_DIGEST;
+        methods |= GST_RTSP_AUTH_DIGEST;
     }
     gst_rtsp_auth_set_supported_methods(auth, static_cast<GstRTSPAuthMethod>(methods));
     gst_rtsp_token_unref(token);

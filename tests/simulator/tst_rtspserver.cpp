@@ -5,9 +5,93 @@
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
 
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
 
+#include <cmath>
+#include <csignal>
+#include <sys/stat.h>
+#include <unistd.h>
+
 using vantratest::RtspServer;
+using vantratest::waitFor;
+
+namespace {
+
+constexpr int kSampleRate = 8000; // Hz
+
+/// Whether each counter is the one before it and 1.
+bool isGapless(const QList<Picture> &pictures)
+{
+    for (int i = 0; i < pictures.size(); ++i) {
+        if (!pictures[i].counter || (i > 0 && *pictures[i].counter != *pictures[i - 1].counter + 1))
+            return false;
+    }
+    return !pictures.isEmpty();
+}
+
+/// 16 bit samples of G.711 bytes, by the ITU's formulas.
+QVector<double> expand(const QByteArray &bytes, bool alaw)
+{
+    QVector<double> samples;
+    for (char byte : bytes) {
+        int value = uchar(byte) ^ (alaw ? 0x55 : 0xFF);
+        const bool negative = alaw ? (value & 0x80) == 0 : (value & 0x80) != 0;
+        const int exponent = (value >> 4) & 7;
+        const int mantissa = value & 15;
+        int level = 0;
+        if (alaw)
+            level = exponent == 0 ? mantissa * 16 + 8 : (mantissa * 16 + 264) << (exponent - 1);
+        else
+            level = ((mantissa * 8 + 132) << exponent) - 132;
+        samples.append(negative ? -level : level);
+    }
+    return samples;
+}
+
+/// Share of the energy of `samples` that lies at `frequency` Hz, from 0 to 1.
+double shareAt(const QVector<double> &samples, double frequency)
+{
+    double re = 0;
+    double im = 0;
+    double energy = 0;
+    for (int i = 0; i < samples.size(); ++i) {
+        const double angle = 2 * M_PI * frequency * i / kSampleRate;
+        re += samples[i] * std::cos(angle);
+        im += samples[i] * std::sin(angle);
+        energy += samples[i] * samples[i];
+    }
+    return energy > 0 ? 2 * (re * re + im * im) / (energy * samples.size()) : 0;
+}
+
+/// Runs a tool to its end; its standard output.
+QByteArray outputOf(const QString &tool, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(tool, arguments);
+    process.waitForFinished(60000);
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0
+            ? process.readAllStandardOutput()
+            : QByteArray();
+}
+
+/// Runs the server until it ends by itself; standard error and, in *status, the exit code.
+QString failureOf(const QStringList &arguments, int *status)
+{
+    QProcess process;
+    process.start(RtspServer::program(), arguments);
+    process.waitForFinished(60000);
+    *status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    return QString::fromUtf8(process.readAllStandardError());
+}
+
+} // namespace
 
 class tst_RtspServer : public QObject
 {
@@ -17,6 +101,44 @@ private slots:
     void camera_isServedAsNamed_data();
     void camera_isServedAsNamed();
     void camera_losesNoPicture();
+    void camera_isReadByFfprobeAndFfmpeg_data();
+    void camera_isReadByFfprobeAndFfmpeg();
+    void camera_playsItsTone_data();
+    void camera_playsItsTone();
+    void camera_isSharedByItsViewers();
+    void camera_sendsWholePicturesWithParameterSets();
+    void server_hasFourCameras_whenNoneIsNamed();
+    void server_isReachedTwice_onPortsOfItsOwn();
+    void drop_closesTheConnectionsOfOneCamera();
+    void drop_withoutNameClosesAll();
+    void stall_sendsNothing_andGoesOnWithoutAGap();
+    void stall_holdsForViewersThatComeLater();
+    void size_changesInTheMiddle_data();
+    void size_changesInTheMiddle();
+    void fps_changesInTheMiddle();
+    void codec_changesForTheNextViewer();
+    void end_endsTheStream_andTheNextViewerIsServed_data();
+    void end_endsTheStream_andTheNextViewerIsServed();
+    void muteAccept_takesConnectionsAndNeverAnswers();
+    void stats_countsClientsAndFrames();
+    void quit_endsCleanly();
+    void die_endsAtOnceWithoutGoodBye();
+    void control_answersWrongCommandsWithErr_data();
+    void control_answersWrongCommandsWithErr();
+    void control_takesCommandsFromAFifo();
+    void stdin_itsEndEndsTheServer();
+    void parent_itsDeathEndsTheServer();
+    void kill_isSeenByTheClient();
+    void suspend_keepsTheConnection_andResumeGoesOn();
+    void restart_listensOnTheSamePort();
+    void authentication_isDemanded_data();
+    void authentication_isDemanded();
+    void options_wrongOnesAreRefusedInOneLine_data();
+    void options_wrongOnesAreRefusedInOneLine();
+    void help_namesEveryOption();
+    void silentServer_acceptsAndNeverAnswers();
+    void refusedPort_refuses();
+    void blackHole_answersNoConnection();
 };
 
 void tst_RtspServer::camera_isServedAsNamed_data()
@@ -71,9 +193,628 @@ void tst_RtspServer::camera_losesNoPicture()
         QVERIFY(client.open(server.url(name)));
         const QList<Picture> pictures = client.pictures(60);
         QCOMPARE(pictures.size(), 60);
-        for (int i = 0; i < pictures.size(); ++i)
-            QCOMPARE(pictures[i].counter, std::optional<quint32>(quint32(i)));
+        QVERIFY(isGapless(pictures));
+        QCOMPARE(pictures.first().counter, std::optional<quint32>(0));
+        client.close();
+        // The counter goes on from one viewer to the next.
+        QVERIFY(client.open(server.url(name)));
+        const QList<Picture> later = client.pictures(10);
+        QCOMPARE(later.size(), 10);
+        QVERIFY(isGapless(later));
+        QVERIFY(*later.first().counter > *pictures.last().counter);
     }
+}
+
+void tst_RtspServer::camera_isReadByFfprobeAndFfmpeg_data()
+{
+    QTest::addColumn<QString>("transport");
+    QTest::newRow("tcp") << "tcp";
+    QTest::newRow("udp") << "udp";
+}
+
+void tst_RtspServer::camera_isReadByFfprobeAndFfmpeg()
+{
+    QFETCH(QString, transport);
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "cam:h264:pcma:320x180"}), qPrintable(server.log()));
+    const QByteArray json =
+            outputOf("ffprobe", {"-v", "error", "-rtsp_transport", transport, "-of", "json",
+                                 "-show_streams", server.url("cam")});
+    const QJsonArray streams = QJsonDocument::fromJson(json).object()["streams"].toArray();
+    QCOMPARE(streams.size(), 2);
+    const QJsonObject video = streams[0].toObject();
+    QCOMPARE(video["codec_name"].toString(), QString("h264"));
+    QCOMPARE(video["profile"].toString(), QString("Constrained Baseline"));
+    QCOMPARE(video["has_b_frames"].toInt(), 0);
+    QCOMPARE(video["width"].toInt(), 320);
+    QCOMPARE(video["height"].toInt(), 180);
+    const QJsonObject audio = streams[1].toObject();
+    QCOMPARE(audio["codec_name"].toString(), QString("pcm_alaw"));
+    QCOMPARE(audio["sample_rate"].toString(), QString("8000"));
+
+    QTemporaryDir folder;
+    const QString file = folder.filePath("out.mkv");
+    outputOf("ffmpeg", {"-v", "error", "-rtsp_transport", transport, "-i", server.url("cam"), "-c",
+                        "copy", "-frames:v", "30", file});
+    const QByteArray packets = outputOf("ffprobe", {"-v", "error", "-count_packets",
+                                                    "-select_streams", "v", "-of", "csv=p=0",
+                                                    "-show_entries", "stream=nb_read_packets",
+                                                    file});
+    QCOMPARE(packets.trimmed().toInt(), 30);
+}
+
+void tst_RtspServer::camera_playsItsTone_data()
+{
+    QTest::addColumn<QString>("camera");
+    QTest::addColumn<bool>("alaw");
+    QTest::addColumn<int>("tone");
+    QTest::newRow("A-law") << "cam:h264:pcma" << true << 440;
+    QTest::newRow("mu-law") << "cam:h264:pcmu" << false << 440;
+    QTest::newRow("own tone") << "cam:h264:pcma:tone=1250" << true << 1250;
+}
+
+void tst_RtspServer::camera_playsItsTone()
+{
+    QFETCH(QString, camera);
+    QFETCH(bool, alaw);
+    QFETCH(int, tone);
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", camera}), qPrintable(server.log()));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    const QVector<double> samples = expand(client.sound(kSampleRate), alaw).mid(0, kSampleRate);
+    QCOMPARE(samples.size(), kSampleRate);
+    QVERIFY(shareAt(samples, tone) > 0.99);
+    QVERIFY(shareAt(samples, tone + 20) < 0.01);
+}
+
+void tst_RtspServer::camera_isSharedByItsViewers()
+{
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "cam:h264:none:320x180"}), qPrintable(server.log()));
+    RtspClient first;
+    RtspClient second;
+    QVERIFY(first.open(server.url("cam"), "tcp"));
+    QVERIFY(second.open(server.url("cam"), "udp"));
+    const QList<Picture> a = first.pictures(60);
+    const QList<Picture> b = second.pictures(20);
+    QVERIFY(isGapless(a));
+    QVERIFY(isGapless(b));
+    // One encoder: the same frame is the same to the bit for both.
+    int common = 0;
+    for (const Picture &x : a) {
+        for (const Picture &y : b) {
+            if (x.counter == y.counter) {
+                QCOMPARE(x.md5, y.md5);
+                ++common;
+            }
+        }
+    }
+    QVERIFY(common > 0);
+}
+
+void tst_RtspServer::camera_sendsWholePicturesWithParameterSets()
+{
+    // Each key frame must be decodable by itself, and no picture may be cut into slices.
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "a:h264:none:1280x720:10:gop=5", "--camera",
+                           "b:h265:none:1280x720:10:gop=5"}),
+             qPrintable(server.log()));
+    for (const char *name : {"a", "b"}) {
+        const bool h264 = *name == 'a';
+        const QByteArray stream =
+                outputOf("ffmpeg", {"-v", "error", "-rtsp_transport", "tcp", "-i",
+                                    server.url(name), "-c", "copy", "-frames:v", "21", "-f",
+                                    h264 ? "h264" : "hevc", "-"});
+        QVector<int> types;
+        for (int at = stream.indexOf(QByteArray("\0\0\1", 3)); at >= 0 && at + 3 < stream.size();
+             at = stream.indexOf(QByteArray("\0\0\1", 3), at + 3))
+            types.append(h264 ? stream[at + 3] & 0x1F : (uchar(stream[at + 3]) >> 1) & 0x3F);
+        int slices = 0;
+        int keys = 0;
+        bool sps = false;
+        bool pps = false;
+        for (int type : types) {
+            sps = sps || type == (h264 ? 7 : 33);
+            pps = pps || type == (h264 ? 8 : 34);
+            const bool key = h264 ? type == 5 : type >= 16 && type <= 21;
+            if (!key && type != 1 && !(!h264 && type == 0))
+                continue;
+            ++slices;
+            if (key) {
+                ++keys;
+                QVERIFY(sps && pps);
+            }
+            sps = pps = false;
+        }
+        QCOMPARE(slices, 21);
+        QVERIFY(keys >= 4);
+    }
+}
+
+void tst_RtspServer::server_hasFourCameras_whenNoneIsNamed()
+{
+    RtspServer server;
+    QVERIFY2(server.start({}), qPrintable(server.log()));
+    QSet<QByteArray> seen;
+    QSet<QString> codecs;
+    for (const char *name : {"gate", "yard", "hall", "roof"}) {
+        RtspClient client;
+        QVERIFY2(client.open(server.url(name)), name);
+        const QList<Picture> pictures = client.pictures(1);
+        QCOMPARE(pictures.size(), 1);
+        seen.insert(pictures.first().md5);
+        codecs.insert(client.videoCodec() + client.audioCodec());
+    }
+    QCOMPARE(seen.size(), 4);
+    QCOMPARE(codecs.size(), 4);
+}
+
+void tst_RtspServer::server_isReachedTwice_onPortsOfItsOwn()
+{
+    RtspServer one;
+    RtspServer two;
+    QVERIFY(one.start({"--camera", "cam:h264"}));
+    QVERIFY(two.start({"--camera", "cam:h265"}));
+    QVERIFY(one.port() != two.port());
+    RtspClient a;
+    RtspClient b;
+    QVERIFY(a.open(one.url("cam")));
+    QVERIFY(b.open(two.url("cam")));
+    QCOMPARE(a.videoCodec(), QString("h264"));
+    QCOMPARE(b.videoCodec(), QString("hevc"));
+    one.kill();
+    QCOMPARE(b.pictures(30).size(), 30);
+}
+
+void tst_RtspServer::drop_closesTheConnectionsOfOneCamera()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "a:h264:none:320x180", "--camera", "b:h264:none:320x180"}));
+    RtspClient a;
+    RtspClient b;
+    QVERIFY(a.open(server.url("a")));
+    QVERIFY(b.open(server.url("b")));
+    QVERIFY(server.command("drop a"));
+    QCOMPARE(server.answer(), QString("OK drop a 1"));
+    QVERIFY(a.readToEnd());
+    QCOMPARE(b.pictures(40).size(), 40);
+    QVERIFY(a.open(server.url("a")));
+}
+
+void tst_RtspServer::drop_withoutNameClosesAll()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "a:h264:none:320x180", "--camera", "b:h264:none:320x180"}));
+    RtspClient a;
+    RtspClient b;
+    QVERIFY(a.open(server.url("a"), "udp"));
+    QVERIFY(b.open(server.url("b"), "tcp"));
+    QVERIFY(server.command("drop"));
+    QCOMPARE(server.answer(), QString("OK drop 2"));
+    QVERIFY(b.readToEnd());
+    QCOMPARE(server.stat("clients"), qint64(0));
+}
+
+void tst_RtspServer::stall_sendsNothing_andGoesOnWithoutAGap()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma:320x180"}));
+    // One client to look for silence, which costs it its place in the stream, and one to go on.
+    RtspClient listener;
+    RtspClient viewer;
+    QVERIFY(listener.open(server.url("cam")));
+    QVERIFY(viewer.open(server.url("cam")));
+    QList<Picture> pictures = viewer.pictures(30);
+    QVERIFY(server.command("stall cam on"));
+    QCOMPARE(server.answer(), QString("OK stall cam on"));
+    // What is on its way still arrives. Reports would come within five seconds.
+    QVERIFY(waitFor([&] { return listener.isSilent(1000); }));
+    const qint64 sent = server.stat("video", "cam");
+    QVERIFY(listener.isSilent(6000));
+    QCOMPARE(server.stat("video", "cam"), sent);
+    QCOMPARE(server.stat("clients", "cam"), qint64(2));
+    QVERIFY(server.command("stall cam off"));
+    pictures += viewer.pictures(300);
+    QVERIFY(*pictures.last().counter > sent);
+    QVERIFY(isGapless(pictures));
+}
+
+void tst_RtspServer::stall_holdsForViewersThatComeLater()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:none:320x180"}));
+    QVERIFY(server.command("stall cam on"));
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(server.port()));
+    QVERIFY(socket.waitForConnected(20000));
+    // It is described by its first picture, and nothing follows.
+    socket.write(QStringLiteral("DESCRIBE %1 RTSP/1.0\r\nCSeq: 1\r\n\r\n")
+                         .arg(server.url("cam")).toLatin1());
+    QByteArray reply;
+    QVERIFY(waitFor([&] {
+        socket.waitForReadyRead(10);
+        reply += socket.readAll();
+        return reply.contains("m=video");
+    }));
+    QVERIFY(reply.startsWith("RTSP/1.0 200 OK"));
+    QCOMPARE(server.stat("video", "cam"), qint64(1));
+}
+
+void tst_RtspServer::size_changesInTheMiddle_data()
+{
+    QTest::addColumn<QString>("codec");
+    QTest::newRow("h264") << "h264";
+    QTest::newRow("h265") << "h265";
+}
+
+void tst_RtspServer::size_changesInTheMiddle()
+{
+    QFETCH(QString, codec);
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:" + codec + ":pcma:640x360"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QList<Picture> pictures = client.pictures(10);
+    for (const QSize &size : {QSize(320, 240), QSize(1280, 720), QSize(642, 362)}) {
+        QVERIFY(server.command(QStringLiteral("size cam %1x%2").arg(size.width())
+                                       .arg(size.height())));
+        while (pictures.last().size != size) {
+            const QList<Picture> more = client.pictures(1);
+            QVERIFY(!more.isEmpty());
+            pictures += more;
+        }
+    }
+    pictures += client.pictures(10);
+    QVERIFY(isGapless(pictures));
+}
+
+void tst_RtspServer::fps_changesInTheMiddle()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma:320x180:25"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QList<Picture> pictures = client.pictures(10);
+    QVERIFY(server.command("fps cam 50"));
+    // The sound is the clock: at 50 pictures a second there are two for three packets of 20 ms no
+    // longer, but one for one.
+    const qint64 video = server.stat("video", "cam");
+    const qint64 audio = server.stat("audio", "cam");
+    pictures += client.pictures(100);
+    QVERIFY(isGapless(pictures));
+    const double ratio = double(server.stat("video", "cam") - video) /
+                         double(server.stat("audio", "cam") - audio);
+    QVERIFY2(ratio > 0.8 && ratio < 1.2, qPrintable(QString::number(ratio)));
+}
+
+void tst_RtspServer::codec_changesForTheNextViewer()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma:320x180"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QCOMPARE(client.videoCodec(), QString("h264"));
+    QVERIFY(server.command("codec cam h265"));
+    QVERIFY(client.readToEnd());
+    QVERIFY(client.open(server.url("cam")));
+    QCOMPARE(client.videoCodec(), QString("hevc"));
+    QVERIFY(isGapless(client.pictures(10)));
+    QVERIFY(server.command("codec cam h264"));
+    QVERIFY(client.open(server.url("cam")));
+    QCOMPARE(client.videoCodec(), QString("h264"));
+}
+
+void tst_RtspServer::end_endsTheStream_andTheNextViewerIsServed_data()
+{
+    camera_isReadByFfprobeAndFfmpeg_data();
+}
+
+void tst_RtspServer::end_endsTheStream_andTheNextViewerIsServed()
+{
+    QFETCH(QString, transport);
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma:320x180"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam"), transport));
+    QVERIFY(!client.pictures(5).isEmpty());
+    QVERIFY(server.command("end cam"));
+    QVERIFY(client.readToEnd());
+    // The first one has not even left yet.
+    RtspClient next;
+    QVERIFY(next.open(server.url("cam"), transport));
+    QVERIFY(isGapless(next.pictures(30)));
+}
+
+void tst_RtspServer::muteAccept_takesConnectionsAndNeverAnswers()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264"}));
+    QVERIFY(server.command("mute-accept on"));
+    const int port = server.answer().section(' ', -1).toInt();
+    QVERIFY(port > 0 && port != server.port());
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(port));
+    QVERIFY(socket.waitForConnected(20000));
+    socket.write("OPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n");
+    QVERIFY(!socket.waitForReadyRead(500));
+    QCOMPARE(socket.state(), QAbstractSocket::ConnectedState);
+    QVERIFY(server.command("mute-accept off"));
+    QVERIFY(socket.waitForDisconnected(20000));
+}
+
+void tst_RtspServer::stats_countsClientsAndFrames()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "a:h264:pcma:320x180", "--camera", "b:h264"}));
+    QVERIFY(server.command("stats"));
+    QCOMPARE(server.answer(), QString("OK clients=0; a clients=0 video=0 audio=0 counter=0; "
+                                      "b clients=0 video=0 audio=0 counter=0"));
+    {
+        RtspClient client;
+        QVERIFY(client.open(server.url("a")));
+        QVERIFY(!client.pictures(20).isEmpty());
+        QCOMPARE(server.stat("clients"), qint64(1));
+        QCOMPARE(server.stat("clients", "a"), qint64(1));
+        QCOMPARE(server.stat("clients", "b"), qint64(0));
+        QVERIFY(server.stat("video", "a") >= 20);
+        QVERIFY(server.stat("audio", "a") >= 20);
+        QCOMPARE(server.stat("video", "b"), qint64(0));
+    }
+    QVERIFY(waitFor([&] { return server.stat("clients") == 0; }));
+}
+
+void tst_RtspServer::quit_endsCleanly()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QVERIFY(server.command("quit"));
+    QVERIFY(client.readToEnd());
+    QVERIFY(server.stop());
+}
+
+void tst_RtspServer::die_endsAtOnceWithoutGoodBye()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QVERIFY(!server.command("die"));
+    client.readToEnd();
+    QVERIFY(!client.timedOut());
+    QVERIFY(waitFor([&] { return !server.isRunning(); }));
+    QVERIFY(!server.stop());
+}
+
+void tst_RtspServer::control_answersWrongCommandsWithErr_data()
+{
+    QTest::addColumn<QString>("line");
+    for (const char *line : {"", "nonsense", "stall", "stall nobody on", "stall cam", "stall cam 1",
+                             "size cam", "size cam 0x0", "size cam 641x360", "size cam 640",
+                             "size cam 99999x99999", "size cam 640x360x2", "fps cam 0",
+                             "fps cam fast", "codec cam h263", "codec cam", "end nobody",
+                             "mute-accept", "drop nobody", "explode cam"})
+        QTest::newRow(line) << QString(line);
+}
+
+void tst_RtspServer::control_answersWrongCommandsWithErr()
+{
+    QFETCH(QString, line);
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264"}));
+    QVERIFY(!server.command(line));
+    QVERIFY2(server.answer().startsWith("ERR "), qPrintable(server.answer()));
+    QVERIFY(server.command("stats"));
+}
+
+void tst_RtspServer::control_takesCommandsFromAFifo()
+{
+    QTemporaryDir folder;
+    const QString fifo = folder.filePath("control");
+    QCOMPARE(::mkfifo(qPrintable(fifo), 0600), 0);
+    QProcess process;
+    process.start(RtspServer::program(), {"--camera", "cam:h264", "--control", fifo});
+    QByteArray output;
+    const auto answered = [&](const QByteArray &text) {
+        return waitFor([&] {
+            process.waitForReadyRead(10);
+            output += process.readAllStandardOutput();
+            return output.contains(text);
+        }, 60000);
+    };
+    QVERIFY(answered("READY "));
+    // One writer after the other: the end of one does not end the server.
+    for (const char *line : {"stats\n", "fps cam 10\n", "quit\n"}) {
+        QFile writer(fifo);
+        QVERIFY(writer.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        writer.write(line);
+        writer.close();
+        QVERIFY2(answered(*line == 's' ? "OK clients=0" : *line == 'f' ? "OK fps cam 10"
+                                                                       : "OK quit"),
+                 output);
+    }
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitCode(), 0);
+}
+
+void tst_RtspServer::stdin_itsEndEndsTheServer()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QVERIFY(server.stop());
+}
+
+void tst_RtspServer::parent_itsDeathEndsTheServer()
+{
+    // The shell starts the server with an input that never ends, tells its id, and is killed.
+    QTemporaryDir folder;
+    const QString fifo = folder.filePath("input");
+    QCOMPARE(::mkfifo(qPrintable(fifo), 0600), 0);
+    QProcess shell;
+    shell.start("sh", {"-c", "exec 3<>\"$2\"; \"$1\" --camera cam:h264 --control stdin <&3 & "
+                             "echo PID $!; wait", "sh", RtspServer::program(), fifo});
+    QByteArray output;
+    QVERIFY(waitFor([&] {
+        shell.waitForReadyRead(10);
+        output += shell.readAllStandardOutput();
+        return output.contains("READY ") && output.contains("PID ");
+    }, 60000));
+    const int at = output.indexOf("PID ") + 4;
+    const int pid = output.mid(at, output.indexOf('\n', at) - at).toInt();
+    QVERIFY(pid > 0 && ::kill(pid, 0) == 0);
+    shell.kill();
+    QVERIFY(shell.waitForFinished(20000));
+    const auto gone = [pid] {
+        // An ended process that nobody waits for keeps its number, as a zombie.
+        QFile status(QStringLiteral("/proc/%1/stat").arg(pid));
+        return !status.open(QIODevice::ReadOnly) || status.readAll().contains(") Z ");
+    };
+    QVERIFY(waitFor(gone));
+}
+
+void tst_RtspServer::kill_isSeenByTheClient()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264"}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    server.kill();
+    QVERIFY(!server.isRunning());
+    client.readToEnd();
+    QVERIFY(client.error() < 0);
+    QVERIFY(!client.timedOut());
+}
+
+void tst_RtspServer::suspend_keepsTheConnection_andResumeGoesOn()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:none:320x180"}));
+    RtspClient client;
+    RtspClient listener;
+    QVERIFY(client.open(server.url("cam")));
+    QVERIFY(listener.open(server.url("cam")));
+    server.suspend();
+    QVERIFY(waitFor([&] { return listener.isSilent(1000); }));
+    QVERIFY(!server.command("stats"));
+    server.resume();
+    QVERIFY(isGapless(client.pictures(100)));
+    QVERIFY(server.command("stats"));
+    // A suspended one can be ended, too.
+    server.suspend();
+    QVERIFY(server.stop());
+}
+
+void tst_RtspServer::restart_listensOnTheSamePort()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:none:320x180"}));
+    const int port = server.port();
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    server.kill();
+    QVERIFY(server.restart());
+    QCOMPARE(server.port(), port);
+    QVERIFY(client.open(server.url("cam")));
+    QVERIFY(isGapless(client.pictures(5)));
+}
+
+void tst_RtspServer::authentication_isDemanded_data()
+{
+    QTest::addColumn<QString>("method");
+    for (const char *method : {"basic", "digest", "any"})
+        QTest::newRow(method) << QString(method);
+}
+
+void tst_RtspServer::authentication_isDemanded()
+{
+    QFETCH(QString, method);
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma:320x180", "--authenticate", "operator:p@ss 1",
+                          "--auth-method", method}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam", "operator:p%40ss%201")));
+    QVERIFY(isGapless(client.pictures(5)));
+    QVERIFY(!client.open(server.url("cam")));
+    QVERIFY(!client.open(server.url("cam", "operator:wrong")));
+    QVERIFY(!client.open(server.url("cam", "nobody:p%40ss%201")));
+}
+
+void tst_RtspServer::options_wrongOnesAreRefusedInOneLine_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const QStringList &arguments, const char *reason) {
+        QTest::newRow(reason) << arguments << QString(reason);
+    };
+    row({"--camera", "cam"}, "camera cam: the codec must be h264 or h265");
+    row({"--camera", "a b:h264"}, "camera name \"a b\": use letters, digits, '-', '_' and '.'");
+    row({"--camera", "cam:h264:mp3"}, "camera cam: \"mp3\" is not understood");
+    row({"--camera", "cam:h264:641x360"}, "camera cam: \"641x360\" is not understood");
+    row({"--camera", "cam:h264:pcma:640x360:1000"}, "camera cam: \"1000\" is not understood");
+    row({"--camera", "cam:h264", "--camera", "cam:h265"}, "the name cam is used twice");
+    row({"--clip", "file.mp4"}, "clip \"file.mp4\": write NAME=FILE");
+    row({"--clip", "c=/no/such/file.mp4"},
+        "clip c: /no/such/file.mp4 cannot be opened as a media file");
+    row({"--port", "70000"}, "--port must be a number from 0 to 65535");
+    row({"--authenticate", "nobody"}, "--authenticate needs USER:PASSWORD");
+    row({"--auth-method", "kerberos"}, "--auth-method must be basic, digest or any");
+    row({"--control", "/no/such/fifo"}, "control /no/such/fifo: No such file or directory");
+    row({"--frobnicate", "1"}, "unknown option --frobnicate; see --help");
+    row({"--camera"}, "--camera needs a value, or is unknown; see --help");
+    row({"huh"}, "\"huh\" is not understood; see --help");
+}
+
+void tst_RtspServer::options_wrongOnesAreRefusedInOneLine()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, reason);
+    int status = 0;
+    QCOMPARE(failureOf(arguments, &status), "vantra-rtsp-server: " + reason + "\n");
+    QCOMPARE(status, 1);
+}
+
+void tst_RtspServer::help_namesEveryOption()
+{
+    const QString help = outputOf(RtspServer::program(), {"--help"});
+    for (const char *word : {"--camera", "--clip", "--once", "--port", "--address", "--control",
+                             "--authenticate", "--auth-method", "READY", "drop", "stall", "size",
+                             "fps", "codec", "end", "mute-accept", "stats", "quit", "die"})
+        QVERIFY2(help.contains(word), word);
+}
+
+void tst_RtspServer::silentServer_acceptsAndNeverAnswers()
+{
+    vantratest::SilentServer silent;
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(silent.port()));
+    QVERIFY(socket.waitForConnected(20000));
+    QVERIFY(waitFor([&] { return silent.accepted() == 1; }));
+    socket.write("OPTIONS * RTSP/1.0\r\nCSeq: 1\r\n\r\n");
+    QVERIFY(!socket.waitForReadyRead(500));
+    QCOMPARE(socket.state(), QAbstractSocket::ConnectedState);
+}
+
+void tst_RtspServer::refusedPort_refuses()
+{
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(vantratest::refusedPort()));
+    QVERIFY(!socket.waitForConnected(20000));
+    QCOMPARE(socket.error(), QAbstractSocket::ConnectionRefusedError);
+}
+
+void tst_RtspServer::blackHole_answersNoConnection()
+{
+    vantratest::BlackHole hole;
+    if (!hole.isValid())
+        QSKIP("this kernel answers every connection attempt on the loopback interface");
+    QTcpSocket socket;
+    socket.connectToHost("127.0.0.1", quint16(hole.port()));
+    QVERIFY(!socket.waitForConnected(1500));
+    QCOMPARE(socket.error(), QAbstractSocket::SocketTimeoutError);
 }
 
 QTEST_GUILESS_MAIN(tst_RtspServer)
