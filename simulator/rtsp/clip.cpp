@@ -42,17 +42,43 @@ struct Entry
     bool key = false;
 };
 
-bool startsSequence(const std::vector<std::uint8_t> &data, VideoForm form)
+constexpr int kH264Idr = 5;
+constexpr int kH265BlaWithLeading = 16;
+constexpr int kH265LastIdr = 20; // from 16 on: three kinds of BLA, two of IDR
+constexpr int kH265Cra = 21;
+
+/// Calls action(type, header) for each NAL unit of a byte stream; `header` is its first byte.
+template<typename Action>
+void forEachUnit(std::vector<std::uint8_t> &data, VideoForm form, Action action)
 {
     for (std::size_t i = 0; i + 3 < data.size(); ++i) {
         if (data[i] != 0 || data[i + 1] != 0 || data[i + 2] != 1)
             continue;
-        const int type = form == VideoForm::H264 ? data[i + 3] & 0x1F : (data[i + 3] >> 1) & 0x3F;
-        // IDR of H.264; BLA and IDR of H.265.
-        if (form == VideoForm::H264 ? type == 5 : type >= 16 && type <= 20)
-            return true;
+        std::uint8_t &header = data[i + 3];
+        action(form == VideoForm::H264 ? header & 0x1F : (header >> 1) & 0x3F, header);
     }
-    return false;
+}
+
+bool startsSequence(std::vector<std::uint8_t> &data, VideoForm form)
+{
+    bool starts = false;
+    forEachUnit(data, form, [&](int type, std::uint8_t &) {
+        starts = starts || (form == VideoForm::H264 ? type == kH264Idr
+                                                    : type >= kH265BlaWithLeading &&
+                                                              type <= kH265LastIdr);
+    });
+    return starts;
+}
+
+/// A clip may begin with an open key picture, whose leading pictures a decoder passes over when it
+/// starts there. Named a broken link it is taken the same way at the joint of two passes. The two
+/// kinds differ in nothing else.
+void breakLink(std::vector<std::uint8_t> &data)
+{
+    forEachUnit(data, VideoForm::H265, [](int type, std::uint8_t &header) {
+        if (type == kH265Cra)
+            header = static_cast<std::uint8_t>((header & 0x81) | (kH265BlaWithLeading << 1));
+    });
 }
 
 std::int64_t toNs(std::int64_t time, AVRational base)
@@ -101,7 +127,10 @@ bool Reader::open(std::string *error)
         *error = "its streams cannot be read";
         return false;
     }
-    m_videoIndex = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    for (unsigned i = 0; i < format->nb_streams && m_videoIndex < 0; ++i) {
+        if (format->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            m_videoIndex = static_cast<int>(i);
+    }
     if (m_videoIndex < 0) {
         *error = "has no video";
         return false;
@@ -124,6 +153,10 @@ bool Reader::openVideo(std::string *error)
     } else {
         *error = std::string("its video is ") + avcodec_get_name(parameters->codec_id) +
                  "; only h264 and hevc can be served";
+        return false;
+    }
+    if (parameters->width <= 0 || parameters->height <= 0) {
+        *error = "has no picture that can be decoded";
         return false;
     }
     if (stream->avg_frame_rate.num > 0 && stream->avg_frame_rate.den > 0)
@@ -294,7 +327,11 @@ bool Reader::read(std::string *error)
         *error = "is too large to be kept in memory";
         return false;
     }
-    return setTimes(error);
+    if (!setTimes(error))
+        return false;
+    if (m_clip->video == VideoForm::H265)
+        breakLink(m_clip->pictures.front().data);
+    return true;
 }
 
 } // namespace

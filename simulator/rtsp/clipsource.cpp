@@ -3,7 +3,6 @@
 #include "simulator/rtsp/clipsource.h"
 
 #include <array>
-#include <cstring>
 
 namespace vantrasim {
 
@@ -14,10 +13,6 @@ constexpr std::size_t kPacketSamples = 160;
 constexpr GstClockTime kPacketTime = 20 * GST_MSECOND;
 constexpr std::uint8_t kSilenceAlaw = 0xD5;
 constexpr std::uint8_t kSilenceMulaw = 0xFF;
-// "End of sequence" units. With one between two passes, the decoder takes the first picture of the
-// next pass as it took that of the first, even where that is an open key picture.
-constexpr std::array<std::uint8_t, 5> kEndOfSequenceH264 = {0, 0, 0, 1, 0x0A};
-constexpr std::array<std::uint8_t, 6> kEndOfSequenceH265 = {0, 0, 0, 1, 0x48, 0x01};
 
 GstBuffer *bufferOf(const std::uint8_t *data, std::size_t size)
 {
@@ -65,12 +60,6 @@ Unit ClipSource::nextPicture()
 {
     const Clip::Picture &picture = m_clip->pictures[m_index++];
     GstBuffer *buffer = bufferOf(picture.data.data(), picture.data.size());
-    if (m_index == m_clip->pictures.size() && !m_once) {
-        const bool h264 = m_clip->video == VideoForm::H264;
-        GstBuffer *end = h264 ? bufferOf(kEndOfSequenceH264.data(), kEndOfSequenceH264.size())
-                              : bufferOf(kEndOfSequenceH265.data(), kEndOfSequenceH265.size());
-        buffer = gst_buffer_append(buffer, end);
-    }
     Unit unit;
     unit.due = m_pass + static_cast<GstClockTime>(picture.due);
     GST_BUFFER_DTS(buffer) = unit.due;
@@ -82,7 +71,8 @@ Unit ClipSource::nextPicture()
 
 Unit ClipSource::nextSound()
 {
-    const std::uint64_t perPass = static_cast<std::uint64_t>(m_clip->duration) * kSampleRate / GST_SECOND;
+    const std::uint64_t perPass =
+            static_cast<std::uint64_t>(m_clip->duration) * kSampleRate / GST_SECOND;
     std::array<std::uint8_t, kPacketSamples> bytes{};
     bytes.fill(m_clip->audio == AudioForm::Pcmu ? kSilenceMulaw : kSilenceAlaw);
     for (std::size_t i = 0; i < kPacketSamples; ++i) {

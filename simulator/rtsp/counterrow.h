@@ -58,8 +58,8 @@ inline CounterCells counterToCells(std::uint32_t value)
 inline bool counterFromCells(const CounterCells &cells, std::uint32_t *value)
 {
     std::uint32_t result = 0;
-    for (int bit = 0; bit < kCounterBits; ++bit)
-        result = (result << 1) | (cells[kCounterStart.size() + static_cast<std::size_t>(bit)] ? 1U : 0U);
+    for (std::size_t bit = 0; bit < kCounterBits; ++bit)
+        result = (result << 1) | (cells[kCounterStart.size() + bit] ? 1U : 0U);
     if (cells != counterToCells(result))
         return false;
     *value = result;

@@ -14,8 +14,6 @@ extern "C" {
 
 namespace {
 
-constexpr int kDeadlineMs = 30000; // a safeguard, never a measurement
-
 QByteArray md5Of(const AVFrame *frame)
 {
     QCryptographicHash hash(QCryptographicHash::Md5);
@@ -49,7 +47,7 @@ void RtspClient::close()
     av_packet_free(&m_packet);
     av_frame_free(&m_frame);
     m_timer.start();
-    m_deadline = kDeadlineMs;
+    m_deadline = m_patience;
     avformat_close_input(&m_format);
     m_video = m_audio = -1;
     m_sound.clear();
@@ -129,7 +127,7 @@ QSize RtspClient::announcedSize() const
 bool RtspClient::readPacket()
 {
     m_timer.start();
-    m_deadline = kDeadlineMs;
+    m_deadline = m_patience;
     m_error = av_read_frame(m_format, m_packet);
     return m_error >= 0;
 }

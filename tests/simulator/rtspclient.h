@@ -37,6 +37,8 @@ public:
     /// `transport`: "tcp" or "udp". False with error() set on failure.
     bool open(const QString &url, const QString &transport = QStringLiteral("tcp"));
     void close();
+    /// How long to wait for the next packet, and for open(); 30 seconds unless said otherwise.
+    void setPatience(int milliseconds) { m_patience = milliseconds; }
     /// Code of the last failure of open() or read; 0 if there was none.
     int error() const { return m_error; }
     bool timedOut() const { return m_timedOut; }
@@ -71,7 +73,8 @@ private:
     int m_error = 0;
     bool m_timedOut = false;
     QElapsedTimer m_timer;
-    int m_deadline = 0; // ms
+    int m_deadline = 0;     // ms
+    int m_patience = 30000; // ms; a safeguard, never a measurement
     QByteArray m_sound;
     QList<Picture> m_pending; // decoded and not yet handed out
 };
