@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+namespace vantratest {
+
+/// A timer on the thread that makes it, which notes the longest time between two of its beats: how
+/// long that thread has not come round to its events. A guard against freezing, not a measurement:
+/// judge it by seconds.
+class Heartbeat : public QObject
+{
+    Q_DISABLE_COPY(Heartbeat)
+
+public:
+    explicit Heartbeat(int intervalMs = 20)
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_since.start();
+        connect(&m_timer, &QTimer::timeout, this, [this] {
+            ++m_beats;
+            m_longest = qMax(m_longest, m_since.restart());
+        });
+        m_timer.start(intervalMs);
+    }
+
+    int beats() const { return m_beats; }
+    /// Milliseconds, the gap that lasts until now included.
+    qint64 longestGap() const { return qMax(m_longest, m_since.elapsed()); }
+    void restart()
+    {
+        m_longest = 0;
+        m_beats = 0;
+        m_since.start();
+    }
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_since;
+    qint64 m_longest = 0;
+    int m_beats = 0;
+};
+
+} // namespace vantratest
