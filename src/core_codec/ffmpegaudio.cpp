@@ -273,8 +273,9 @@ int ffmpeg_destroy_audio_decoder(void *handle)
         return 0;
     auto *decoder = static_cast<adec_handle_s *>(handle);
     remove_audio_decoder(decoder);
+    const QString text = QString::asprintf("destroy audio decoder %p", handle);
     freeAudio(decoder);
-    VANTRA_LOG(Logger::Debug) << QString::asprintf("destroy audio decoder %p", handle);
+    VANTRA_LOG(Logger::Debug) << text;
     return 0;
 }
 
@@ -354,7 +355,8 @@ int ffmpeg_destroy_audio_encoder(void *handle)
         return 0;
     auto *encoder = static_cast<aenc_handle_s *>(handle);
     remove_audio_encoder(encoder);
+    const QString text = QString::asprintf("destroy audio encoder %p", handle);
     freeAudio(encoder);
-    VANTRA_LOG(Logger::Debug) << QString::asprintf("destroy audio encoder %p", handle);
+    VANTRA_LOG(Logger::Debug) << text;
     return 0;
 }

@@ -350,7 +350,8 @@ int ffmpeg_destroy_video_decoder(void *handle)
     auto *decoder = static_cast<vdec_handle_s *>(handle);
     // Out of the registry first; freeing may take long and must not keep other decoders waiting.
     remove_video_decoder(decoder);
+    const QString text = QString::asprintf("destroy video decoder %p", handle);
     freeVideo(decoder);
-    VANTRA_LOG(Logger::Debug) << QString::asprintf("destroy video decoder %p", handle);
+    VANTRA_LOG(Logger::Debug) << text;
     return 0;
 }
