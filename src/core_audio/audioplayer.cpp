@@ -7,6 +7,7 @@
 #include <QAudioDeviceInfo>
 #include <QAudioInput>
 #include <QAudioOutput>
+#include <QCoreApplication>
 #include <QIODevice>
 #include <QMutexLocker>
 
@@ -53,6 +54,10 @@ AudioPlayer::AudioPlayer(QObject *parent) : QObject(parent) {}
 
 AudioPlayer::~AudioPlayer()
 {
+    // Qt's PulseAudio devices run pending events while they are destroyed: none of those may reach
+    // this object any more.
+    QCoreApplication::removePostedEvents(this);
+    delete audioInput;
     delete audioOutput;
 }
 
@@ -166,6 +171,9 @@ void AudioPlayer::closeAudioInput()
         return;
     if (inputDevice)
         disconnect(inputDevice, &QIODevice::readyRead, this, &AudioPlayer::readyRead);
+    // No longer a child: it runs pending events while it is destroyed, and would meet its own
+    // deferred deletion there if the player were destroyed first.
+    audioInput->setParent(nullptr);
     audioInput->deleteLater();
     audioInput = nullptr;
 }

@@ -103,7 +103,7 @@ private:
 
     bool muted = false;
     std::atomic<bool> level{false};
-    QAudioInput *audioInput = nullptr; ///< child of this
+    QAudioInput *audioInput = nullptr; ///< child of this while open
     QPointer<QIODevice> inputDevice;
     QAudioOutput *audioOutput = nullptr; ///< no parent; written under outputMutex
     QIODevice *outputDevice = nullptr;   ///< keeps its value when closed: only compared, never used

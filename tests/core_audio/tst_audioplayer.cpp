@@ -111,8 +111,9 @@ private slots:
 
     void play_tellsNobody_beforeOpening();
     void play_reachesTheSpeaker_atItsFrequency();
-    void output_hasTheFormatAskedFor_data();
-    void output_hasTheFormatAskedFor();
+    void devices_haveTheFormatAskedFor_data();
+    void devices_haveTheFormatAskedFor();
+    void namedDevices_haveTheFormatAskedFor();
     void output_opensOnTheDeviceNamed();
     void output_opensNothing_forUnknownName();
     void output_isReplaced_whenOpenedAgain();
@@ -259,7 +260,7 @@ void TestAudioPlayer::play_reachesTheSpeaker_atItsFrequency()
     QVERIFY(!player.getAudioOutput());
 }
 
-void TestAudioPlayer::output_hasTheFormatAskedFor_data()
+void TestAudioPlayer::devices_haveTheFormatAskedFor_data()
 {
     QTest::addColumn<int>("sampleRate");
     QTest::addColumn<int>("channelCount");
@@ -272,29 +273,43 @@ void TestAudioPlayer::output_hasTheFormatAskedFor_data()
     QTest::newRow("32 bit") << 16000 << 1 << 32 << QAudioFormat::SignedInt;
 }
 
-void TestAudioPlayer::output_hasTheFormatAskedFor()
+void TestAudioPlayer::devices_haveTheFormatAskedFor()
 {
     QFETCH(int, sampleRate);
     QFETCH(int, channelCount);
     QFETCH(int, sampleSize);
     QFETCH(QAudioFormat::SampleType, sampleType);
-    const auto check = [&](const QAudioFormat &format) {
-        QCOMPARE(format.sampleRate(), sampleRate);
-        QCOMPARE(format.channelCount(), channelCount);
-        QCOMPARE(format.sampleSize(), sampleSize);
-        QCOMPARE(format.codec(), QString("audio/pcm"));
-        QCOMPARE(format.sampleType(), sampleType);
-        QCOMPARE(format.byteOrder(), QAudioFormat::LittleEndian);
-    };
+    const QAudioFormat expected = [&] {
+        QAudioFormat format;
+        format.setSampleRate(sampleRate);
+        format.setChannelCount(channelCount);
+        format.setSampleSize(sampleSize);
+        format.setCodec("audio/pcm");
+        format.setSampleType(sampleType);
+        format.setByteOrder(QAudioFormat::LittleEndian);
+        return format;
+    }();
     AudioPlayer player;
     player.openAudioOutput(sampleRate, channelCount, sampleSize);
-    check(player.getAudioOutput()->format());
-    player.openAudioOutput(PrivatePulse::kSpare, sampleRate, channelCount, sampleSize);
-    check(player.getAudioOutput()->format());
+    QCOMPARE(player.getAudioOutput()->format(), expected);
     player.openAudioInput(sampleRate, channelCount, sampleSize);
-    check(player.getAudioInput()->format());
-    player.openAudioInput(PrivatePulse::kMicrophone, sampleRate, channelCount, sampleSize);
-    check(player.getAudioInput()->format());
+    QCOMPARE(player.getAudioInput()->format(), expected);
+}
+
+void TestAudioPlayer::namedDevices_haveTheFormatAskedFor()
+{
+    AudioPlayer player;
+    player.openAudioOutput(PrivatePulse::kSpare, 11025, 2, 8);
+    player.openAudioInput(PrivatePulse::kMicrophone, 11025, 2, 8);
+    for (const QAudioFormat &format :
+         {player.getAudioOutput()->format(), player.getAudioInput()->format()}) {
+        QCOMPARE(format.sampleRate(), 11025);
+        QCOMPARE(format.channelCount(), 2);
+        QCOMPARE(format.sampleSize(), 8);
+        QCOMPARE(format.codec(), QString("audio/pcm"));
+        QCOMPARE(format.sampleType(), QAudioFormat::UnSignedInt);
+        QCOMPARE(format.byteOrder(), QAudioFormat::LittleEndian);
+    }
 }
 
 void TestAudioPlayer::output_opensOnTheDeviceNamed()
