@@ -13,6 +13,9 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <QFile>
+#include <QSaveFile>
+
 namespace {
 
 constexpr int kRgbAlignment = 1;
@@ -156,7 +159,17 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
 
 void FFmpegVideoThread::saveSnap(const QImage &image)
 {
-    image.save(getSnapName(), "jpg", -1);
+    const QString name = getSnapName();
+    // The file appears under its name when it is whole: snapFinsh() may be reading the picture before.
+    QSaveFile file(name);
+    file.setDirectWriteFallback(true);
+    if (file.open(QIODevice::WriteOnly) && image.save(&file, "jpg", -1))
+        file.commit();
+    // If snapFinsh() has given the picture before its last name meanwhile, this one is left over.
+    const QString png = QStringLiteral(".png");
+    if (name.endsWith(png)
+        && getSnapName() == name.left(name.size() - png.size()) + QStringLiteral(".jpg"))
+        QFile::remove(name);
     QMetaObject::invokeMethod(this, "snapFinsh");
 }
 

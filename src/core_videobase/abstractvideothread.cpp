@@ -256,7 +256,8 @@ void AbstractVideoThread::snap(const QString &name)
 void AbstractVideoThread::snapFinsh()
 {
     QString name = getSnapName();
-    const QImage image(name);
+    // A close that came first has cleared the name.
+    const QImage image = name.isEmpty() ? QImage() : QImage(name);
     const QString png = QStringLiteral(".png");
     if (name.endsWith(png)) {
         // The loop writes JPEG data whatever the name says; the name is put right here.
