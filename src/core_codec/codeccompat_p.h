@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Channel layouts of audio, which FFmpeg 5.1 replaced: a count and a mask before, one record since.
+/// Channel layouts of audio: a count and a mask before FFmpeg 5.1, one record since.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -12,8 +12,8 @@
 /// Threads: handles are independent of each other, and may be created, used and destroyed on any
 /// threads at once. One handle is used by one thread at a time.
 ///
-/// Memory: what an output record points to belongs to the handle and is valid until the next call on
-/// that handle or its destruction. Input is only read during the call, and needs no padding.
+/// Memory: what an output record points to belongs to the handle and is valid until the next call
+/// on that handle or its destruction. Input is only read during the call, and needs no padding.
 
 /// What a video decoder is made from.
 struct _tag_vdec_param_s
@@ -77,15 +77,15 @@ struct _tag_audio_frame_s
     uint64_t pts;  ///< the time stamp of the call
 };
 
-/// Returns a decoder, or null. A hardware device that is unknown, unsupported by the codec or absent
-/// ends in a software decoder. Release with ffmpeg_destroy_video_decoder.
+/// Returns a decoder, or null. A hardware device that is unknown, unsupported by the codec or
+/// absent ends in a software decoder. Release with ffmpeg_destroy_video_decoder.
 void *ffmpeg_create_video_decoder(const _tag_vdec_param_s *param);
 
 /// Decodes one access unit (Annex B) and yields at most one picture.
 /// @param key  not zero: a key frame
 /// @param yuv  receives planes or surface; null if not wanted
-/// @param rgb  receives the picture converted to RGB; null if not wanted. The buffer is made for the
-///             first picture that is asked for: a later picture that is larger cannot be converted.
+/// @param rgb  receives the picture converted to RGB; null if not wanted. The buffer is made for
+///             the first picture that is asked for: a larger one later cannot be converted.
 /// @return 0 with a picture; -1 on failure, and also as long as the decoder holds its pictures back
 int ffmpeg_decoder_video_frame(void *handle, unsigned char *data, unsigned int size, int key,
                                uint64_t pts, _tag_yuv_frame_s *yuv, _tag_rgb_frame_s *rgb);

@@ -65,8 +65,8 @@ struct aenc_handle_s
     int32_t bufferSize;     ///< bytes of the buffer
 };
 
-/// The registries: hash tables keyed on the value of `ctx`, null while empty. Each has a lock, which
-/// guards the table and nothing else: no decoder is opened, used or freed while it is held.
+/// The registries: hash tables keyed on the value of `ctx`, null while empty. Each has a lock,
+/// which guards the table and nothing else: no decoder is opened, used or freed while it is held.
 extern vdec_handle_s *video_decoders;
 extern adec_handle_s *audio_decoders;
 extern aenc_handle_s *audio_encoders;
@@ -80,8 +80,8 @@ int add_video_decoder(vdec_handle_s *handle);
 int add_audio_decoder(adec_handle_s *handle);
 int add_audio_encoder(aenc_handle_s *handle);
 
-/// Take a record out, under the write lock, which they take themselves. A record that was refused as
-/// a duplicate is not in the table, and nothing happens.
+/// Take a record out, under the write lock, which they take themselves. A record that was refused
+/// as a duplicate is not in the table, and nothing happens.
 void remove_video_decoder(vdec_handle_s *handle);
 void remove_audio_decoder(adec_handle_s *handle);
 void remove_audio_encoder(aenc_handle_s *handle);
@@ -100,8 +100,8 @@ int picture_to_rgb(const AVFrame *picture, uint8_t *rgb, int linesize);
 /// A packet that borrows `data`. FFmpeg copies, and pads, what it is sent in such a packet.
 AVPacket borrowed_packet(unsigned char *data, unsigned int size, uint64_t pts);
 
-/// Whether FFmpeg can be given this input. No data would put a decoder into its final drain, and the
-/// handle would be of no more use; sizes beyond int are negative for FFmpeg.
+/// Whether FFmpeg can be given this input. No data would put a decoder into its final drain, and
+/// the handle would be of no more use; sizes beyond int are negative for FFmpeg.
 bool is_valid_input(const unsigned char *data, unsigned int size);
 
 /// "CALL failed with %x (%s)", with the code and FFmpeg's text for it.

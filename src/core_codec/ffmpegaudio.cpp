@@ -171,7 +171,7 @@ bool ensureBuffer(adec_handle_s *decoder)
     return true;
 }
 
-/// Copies the received frame to the buffer. Returns what swr_convert does; `bytes` receives the size.
+/// Copies the received frame to the buffer. Returns what swr_convert does; `bytes` gets the size.
 int convertFrame(adec_handle_s *decoder, int *bytes)
 {
     *bytes = samplesSize(decoder, nullptr);
@@ -322,7 +322,7 @@ int ffmpeg_encoder_audio_frame(void *handle, unsigned char *data, unsigned int s
 
     int result = AVERROR(EINVAL);
     if (data) {
-        // A frame is always encoded whole: a shorter chunk is followed by the tail of the one before.
+        // A frame is always encoded whole: behind a shorter chunk stands the tail of the last one.
         AVFrame *frame = encoder->frame;
         memcpy(frame->data[0], data,
                std::min(static_cast<size_t>(size), static_cast<size_t>(frame->linesize[0])));

@@ -71,8 +71,8 @@ inline unsigned char *bytesOf(const QByteArray &data)
     return reinterpret_cast<unsigned char *>(const_cast<char *>(data.constData()));
 }
 
-inline int decode(const VideoHandle &handle, const AccessUnit &unit, _tag_yuv_frame_s *yuv = nullptr,
-                  _tag_rgb_frame_s *rgb = nullptr)
+inline int decode(const VideoHandle &handle, const AccessUnit &unit,
+                  _tag_yuv_frame_s *yuv = nullptr, _tag_rgb_frame_s *rgb = nullptr)
 {
     return ffmpeg_decoder_video_frame(handle.get(), bytesOf(unit.data), unsigned(unit.data.size()),
                                       unit.key, quint64(unit.pts), yuv, rgb);

@@ -72,8 +72,8 @@ void TestExactPictures::everyPictureIsExact_data()
          {"camera/bottle-detection.mp4", "camera/eat.mkv", "camera/nasa_13013.mp4",
           "corrupt/sample_missing_stsd.mp4", "derived/car_768x432_slices4_opengop.265",
           "derived/cctv_320x240_mbaff_slices4.264", "h264/VID_1280x720_cabac_temporal_direct.264",
-          "h264/cars_320x240.h264", "h264/test_res_change.h264", "h265/fragmented_captions_h265.mp4",
-          "h265/test_hevc10.mkv"})
+          "h264/cars_320x240.h264", "h264/test_res_change.h264",
+          "h265/fragmented_captions_h265.mp4", "h265/test_hevc10.mkv"})
         QTest::newRow(file) << 2;
     for (const char *file : {"h265/cars_320x240.h265", "h265/hevc-itu-slist-a.h265",
                              "h265/sample_unrecognized_hevc_sei.mp4"})
@@ -138,8 +138,9 @@ void TestExactPictures::damagedStreamIsTold_andHandleStaysUsable_data()
     QTest::addColumn<int>("codec");
     for (const char *file :
          {"corrupt-derived/cars_320x240_bitflip.h264", "corrupt-derived/cars_320x240_burst.h264",
-          "corrupt-derived/cars_320x240_drop5pct.h264", "corrupt-derived/cars_320x240_midstart.h264",
-          "corrupt-derived/cars_320x240_nopsets.h264", "corrupt-derived/cars_320x240_tailcut.h264",
+          "corrupt-derived/cars_320x240_drop5pct.h264",
+          "corrupt-derived/cars_320x240_midstart.h264", "corrupt-derived/cars_320x240_nopsets.h264",
+          "corrupt-derived/cars_320x240_tailcut.h264",
           "corrupt-derived/cars_320x240_truncnals.h264", "corrupt/BA_MW_D_P_LOST.264",
           "h264-unsupported/seq_dispersed.264"})
         QTest::newRow(file) << 1;

@@ -243,7 +243,8 @@ void TestFfmpegAudio::create_toldOrWorking_forAnyNumberOfChannels()
         const AudioDecoderHandle decoder = makeDecoder(kALaw, 8000, channels);
         QCOMPARE(m_log->countMatching(Logger::Error, failed), decoder ? 0 : 1);
         const AudioEncoderHandle encoder = makeEncoder(kALaw, 8000, channels);
-        QCOMPARE(m_log->countMatching(Logger::Error, failed), (decoder ? 0 : 1) + (encoder ? 0 : 1));
+        QCOMPARE(m_log->countMatching(Logger::Error, failed),
+                 (decoder ? 0 : 1) + (encoder ? 0 : 1));
         QVERIFY(channels != 0 || (!decoder && !encoder));
         if (!decoder || !encoder)
             continue;
@@ -316,7 +317,8 @@ void TestFfmpegAudio::decoder_writesLargerFrame_intoTheFirstBuffer()
 
 void TestFfmpegAudio::decoder_failsFrame_largerThanItsBuffer()
 {
-    const QRegularExpression line(QStringLiteral("^\\(ffpg\\)swr_convert failed with [0-9a-f]{8}$"));
+    const QRegularExpression line(
+        QStringLiteral("^\\(ffpg\\)swr_convert failed with [0-9a-f]{8}$"));
     m_log->expectMatching(Logger::Error, line);
     const AudioDecoderHandle handle = makeDecoder(kALaw);
     _tag_audio_frame_s out;
@@ -337,7 +339,8 @@ void TestFfmpegAudio::decoder_failsFrame_largerThanItsBuffer()
 
 void TestFfmpegAudio::decoder_goesOnWithNextFrame_whenConversionFailed()
 {
-    const QRegularExpression line(QStringLiteral("^\\(ffpg\\)swr_convert failed with [0-9a-f]{8}$"));
+    const QRegularExpression line(
+        QStringLiteral("^\\(ffpg\\)swr_convert failed with [0-9a-f]{8}$"));
     m_log->expectMatching(Logger::Error, line);
     const AudioDecoderHandle handle = makeDecoder(kALaw);
     _tag_audio_frame_s out;

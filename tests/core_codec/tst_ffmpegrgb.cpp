@@ -28,8 +28,8 @@ int clamped(double value)
     return int(std::lround(std::clamp(value, 0.0, 255.0)));
 }
 
-/// BT.601 from its definition, with U and V exchanged as the conversion wants it: the colour is then
-/// red where libyuv says blue.
+/// BT.601 from its definition, with U and V exchanged as the conversion wants it: the colour is
+/// then red where libyuv says blue.
 QColor expectedColour(const Yuv &yuv, bool isFullRange)
 {
     const double y = isFullRange ? yuv.y : (yuv.y - 16) * 255.0 / 219;

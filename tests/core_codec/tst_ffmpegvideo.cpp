@@ -130,10 +130,10 @@ void TestFfmpegVideo::create_makesSoftwareDecoder_forNoneAndEmpty()
         QCOMPARE(line.level, Logger::Debug);
         lines << line.text;
     }
-    QCOMPARE(lines, QStringList()
-                 << QStringLiteral("(ffpg)use soft %1 decoder").arg(name)
-                 << QStringLiteral("(ffpg)create video decoder %1 (%2, 320 * 240)").arg(address, name)
-                 << QStringLiteral("(ffpg)destroy video decoder %1").arg(address));
+    QCOMPARE(lines, QStringList() << QStringLiteral("(ffpg)use soft %1 decoder").arg(name)
+                                  << QStringLiteral("(ffpg)create video decoder %1 (%2, 320 * 240)")
+                                         .arg(address, name)
+                                  << QStringLiteral("(ffpg)destroy video decoder %1").arg(address));
 }
 
 void TestFfmpegVideo::create_setsOnlyTheThreeFlags()

@@ -26,8 +26,8 @@ struct VideoUnits
 /// Cuts a raw H.264 (codec 1) or H.265 (codec 2) stream into its access units.
 QVector<AccessUnit> cutAccessUnits(const QByteArray &stream, int codec);
 
-/// Reads the first video of a file: by its suffix a raw stream, else a container such as MP4 or MKV,
-/// whose parameter sets then stand before each key frame. Damaged parts are left out.
+/// Reads the first video of a file: by its suffix a raw stream, else a container such as MP4 or
+/// MKV, whose parameter sets then stand before each key frame. Damaged parts are left out.
 VideoUnits readVideoUnits(const QString &file);
 
 /// The whole file; empty if it cannot be read.

@@ -73,7 +73,7 @@ EncoderPtr openEncoder(const ClipOptions &options)
         av_dict_set(&dictionary, "x265-params",
                     "log-level=none:pools=none:frame-threads=1:repeat-headers=1:open-gop=0", 0);
     } else {
-        av_dict_set(&dictionary, "forced-idr", "1", 0);
+        av_dict_set(&dictionary, "x264-params", "log=-1", 0);
     }
     const int result = avcodec_open2(ctx.get(), codec, &dictionary);
     av_dict_free(&dictionary);

@@ -35,8 +35,8 @@ struct ClipOptions
     bool losslessColour = false;   ///< almost exact colours, at the cost of size
 };
 
-/// Encodes a clip with libx264 or libx265; parameter sets stand before every key frame. Empty if the
-/// encoder is missing.
+/// Encodes a clip with libx264 or libx265; parameter sets stand before every key frame. Empty if
+/// the encoder is missing.
 QVector<AccessUnit> makeClip(const ClipOptions &options);
 
 /// All units one after the other.

@@ -12,8 +12,8 @@ extern "C" {
 
 namespace vantratest {
 
-/// The checksums in FILE.framemd5, one per picture in output order, as lower-case hexadecimal. Empty
-/// if there is no such file.
+/// The checksums in FILE.framemd5, one per picture in output order, as lower-case hexadecimal.
+/// Empty if there is no such file.
 QVector<QByteArray> readFrameMd5(const QString &mediaFile);
 
 /// The checksum of a picture whose planes are laid one after the other without padding.
