@@ -118,6 +118,7 @@ private slots:
     void vertical_stretchThenButtons_data();
     void vertical_stretchThenButtons();
     void initButton_replacesButtonsAndLayout();
+    void initButton_showsTheNewOnes_inAShownBanner();
     void initButton_keepsOldOnes_onLengthMismatch();
     void initButton_givesNoTip_whereTipsAreMissing();
     void initButton_isSafe_duringClick();
@@ -126,6 +127,7 @@ private slots:
     void label_livesAndDiesWithBanner();
     void initStyle_buildsTheStyle();
     void initStyle_paintsTheBackground();
+    void initStyle_takesEffect_beforeTheFirstShowing();
     void showInfo_isNotSeen_inVerticalBanner();
     void showInfo_marksRecording_onlyInSubclass();
     void click_togglesNameAndIcon_data();
@@ -329,6 +331,16 @@ void TestBannerWidget::initButton_replacesButtonsAndLayout()
     QCOMPARE(banner.layout()->itemAt(0)->widget(), label.data());
 }
 
+void TestBannerWidget::initButton_showsTheNewOnes_inAShownBanner()
+{
+    BannerWidget banner;
+    showLaidOut(banner, QSize(300, 25));
+    rebuild(banner, paraWith({QStringLiteral("btnSnap")}));
+    QTRY_VERIFY(buttonAt(banner, 0)->isVisible());
+    QTRY_COMPARE(buttonAt(banner, 0)->geometry(), QRect(277, 0, 20, 25));
+    QVERIFY(labelOf(banner)->isVisible());
+}
+
 void TestBannerWidget::initButton_keepsOldOnes_onLengthMismatch()
 {
     BannerWidget banner;
@@ -451,6 +463,24 @@ void TestBannerWidget::initStyle_buildsTheStyle()
                             "QPushButton,QLabel{color:#ff0000;}"
                             "QPushButton:pressed{color:#00ff00;}"
                             "QPushButton{border:none;padding:0px;background:rgba(0,0,0,0);}"));
+}
+
+void TestBannerWidget::initStyle_takesEffect_beforeTheFirstShowing()
+{
+    QWidget parent;
+    parent.setStyleSheet(QStringLiteral("background-color:black;"));
+    BannerWidget banner(&parent);
+    banner.setObjectName(QStringLiteral("bannerWidget"));
+    banner.sizeHint(); // has Qt parse the first style
+    for (const QColor &color : {QColor(Qt::green), QColor(Qt::blue)}) {
+        BannerPara para = paraWith({}, 2);
+        para.bgColor = color;
+        para.bgAlpha = 255;
+        rebuild(banner, para);
+        banner.initStyle();
+    }
+    banner.resize(25, 100);
+    QCOMPARE(vantratest::countOf(banner.grab().toImage(), Qt::blue), 25 * 100);
 }
 
 void TestBannerWidget::initStyle_paintsTheBackground()
