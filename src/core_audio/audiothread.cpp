@@ -34,6 +34,7 @@ AudioThread::~AudioThread()
     }
     // Deleted by an event of its own loop: the worker cannot wait for itself, and a QThread must
     // not be destroyed before it has ended. Its own thread deletes it then.
+    onStoped();
     QThread *worker = thread.release();
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
     if (worker->isFinished())
@@ -51,9 +52,9 @@ void AudioThread::startThread()
 
 void AudioThread::stopThread()
 {
-    if (!thread->isRunning())
-        return;
-    thread->quit();
+    if (thread->isRunning())
+        thread->quit();
+    // Also when it is just ending by itself; returns at once when it has ended or never ran.
     thread->wait();
 }
 

@@ -97,6 +97,6 @@ protected:
     std::unique_ptr<MediaCodec> codec;
 
 private:
-    std::unique_ptr<QThread> thread;
     QMutex playerMutex;
+    std::unique_ptr<QThread> thread;
 };
