@@ -6,6 +6,7 @@
 
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
 #include <thread>
 #include <vector>
