@@ -41,6 +41,8 @@ public:
     using FFmpegVideoThread::curVideoPara;
     using FFmpegVideoThread::errorCount;
     using FFmpegVideoThread::isOk;
+    using FFmpegVideoThread::isOpening;
+    using FFmpegVideoThread::lastTime;
     using FFmpegVideoThread::profile;
     using FFmpegVideoThread::readTimedOut;
     using FFmpegVideoThread::sampleRate;

@@ -91,6 +91,7 @@ private slots:
     void failure_urlNotFound_hasNoLine();
     void failure_connect();
     void failure_openInput();
+    void failure_findStreams();
     void failure_findDecoder();
     void failure_openDecoder();
     void failure_resolution();
@@ -706,6 +707,23 @@ void TestFFmpegVideoThread::failure_openInput()
     QCOMPARE(log->missing(), QStringList());
     end(&thread);
     QCOMPARE(watcher.events, (QStringList{QStringLiteral("started"), QStringLiteral("finished")}));
+}
+
+void TestFFmpegVideoThread::failure_findStreams()
+{
+    // A transport stream of padding alone.
+    QByteArray padding("\x47\x1f\xff\x10", 4);
+    padding.append(184, '\xff');
+    TcpSource source(padding.repeated(3000));
+    source.setClosing(true);
+    TestThread thread(source.url());
+    const QRegularExpression line(QStringLiteral("^\\(ffvdthr\\)find stream err\\(%1:.+\\)$")
+                                      .arg(QRegularExpression::escape(source.url())));
+    log->expectMatching(Logger::Error, line);
+    thread.play();
+    QVERIFY(waitFor([&] { return log->countMatching(Logger::Error, line) > 0; }));
+    end(&thread);
+    QVERIFY(log->count(Logger::Debug, QStringLiteral("(ffvdthr)init input failed")) > 0);
 }
 
 void TestFFmpegVideoThread::failure_findDecoder()
