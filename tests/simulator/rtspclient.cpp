@@ -36,6 +36,15 @@ QByteArray md5Of(const AVFrame *frame)
 
 } // namespace
 
+bool isGapless(const QList<Picture> &pictures)
+{
+    for (int i = 0; i < pictures.size(); ++i) {
+        if (!pictures[i].counter || (i > 0 && *pictures[i].counter != *pictures[i - 1].counter + 1))
+            return false;
+    }
+    return !pictures.isEmpty();
+}
+
 RtspClient::~RtspClient()
 {
     close();

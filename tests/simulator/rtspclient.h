@@ -25,6 +25,9 @@ struct Picture
     QByteArray md5; ///< of the planes without padding, hexadecimal
 };
 
+/// Whether there are pictures, and each counter is the one before it and 1.
+bool isGapless(const QList<Picture> &pictures);
+
 /// A client on libavformat and libavcodec that reads on the caller's thread. Every wait has a
 /// deadline, after which it fails as if the peer had gone.
 class RtspClient
