@@ -74,11 +74,12 @@ AbstractVideoWidget::AbstractVideoWidget(QWidget *parent) : QWidget(parent)
 
 AbstractVideoWidget::~AbstractVideoWidget()
 {
+    audioThread.reset();
     // Stream threads are children: QWidget destroys them when the slots of this class are gone
     // already, and they may emit until their run() has ended. What was posted is dropped, which
     // also lets go of a thread that waits for its slot.
     const auto children =
-            findChildren<AbstractVideoThread *>(QString(), Qt::FindDirectChildrenOnly);
+        findChildren<AbstractVideoThread *>(QString(), Qt::FindDirectChildrenOnly);
     for (AbstractVideoThread *thread : children)
         thread->disconnect(this);
     if (videoThread)
@@ -197,8 +198,8 @@ void AbstractVideoWidget::setWidgetPara(const WidgetPara &para)
         bannerWidget->hide();
 
     renderMode = para.videoMode;
-    const bool layoutChanges = para.scaleMode != widgetPara.scaleMode ||
-                               para.borderWidth != widgetPara.borderWidth;
+    const bool layoutChanges =
+        para.scaleMode != widgetPara.scaleMode || para.borderWidth != widgetPara.borderWidth;
     widgetPara = para;
     update();
     if (layoutChanges)

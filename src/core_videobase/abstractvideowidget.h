@@ -188,8 +188,7 @@ protected slots:
     virtual void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataUV,
                               quint32 linesizeY, quint32 linesizeUV);
     virtual void receiveFrame(int width, int height, quint8 *data, bool codecChanged);
-    virtual void receiveFrame(int width, int height, quint8 *data, qint32 index,
-                              bool codecChanged);
+    virtual void receiveFrame(int width, int height, quint8 *data, qint32 index, bool codecChanged);
     /// Hz, channels, bits.
     virtual void openAudioOutput(int sampleRate, int channelCount, int sampleSize);
     virtual void playAudio(const QByteArray &data);

@@ -191,8 +191,7 @@ void AbstractVideoWidget::receiveFrame(int width, int height, quint8 *dataY, qui
                                        quint32 linesizeV)
 {
     if (prepareFrame(width, height, yuvWidget.data()))
-        yuvWidget->updateFrame(width, height, dataY, dataU, dataV, linesizeY, linesizeU,
-                               linesizeV);
+        yuvWidget->updateFrame(width, height, dataY, dataU, dataV, linesizeY, linesizeU, linesizeV);
 }
 
 void AbstractVideoWidget::receiveFrame(int width, int height, quint8 *dataY, quint8 *dataUV,

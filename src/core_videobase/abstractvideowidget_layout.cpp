@@ -142,9 +142,9 @@ void AbstractVideoWidget::drawBg(QPainter &painter) const
         painter.setPen(widgetPara.textColor);
         painter.drawText(rect(), Qt::AlignCenter, widgetPara.bgText);
     } else {
-        painter.drawImage(getCenterRect(widgetPara.bgImage.size(), rect(), kBgImageBorder,
-                                        ScaleMode_Auto),
-                          widgetPara.bgImage);
+        painter.drawImage(
+            getCenterRect(widgetPara.bgImage.size(), rect(), kBgImageBorder, ScaleMode_Auto),
+            widgetPara.bgImage);
     }
     painter.restore();
 }

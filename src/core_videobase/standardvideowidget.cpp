@@ -14,8 +14,7 @@ constexpr char kLogTag[] = "(stdvwgt)";
 
 constexpr auto kQueued = Qt::UniqueConnection;
 // The thread stands still until the slot has returned.
-constexpr auto kBlocking =
-        Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
+constexpr auto kBlocking = Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
 
 } // namespace
 
@@ -184,20 +183,21 @@ void StandardVideoWidget::connectStreamSignalSlots()
     Thread *thread = videoThread;
     if (!thread)
         return;
-    connect(thread, SIGNAL(receiveImage(QImage,int)), this, SLOT(receiveImage(QImage,int)),
+    connect(thread, SIGNAL(receiveImage(QImage, int)), this, SLOT(receiveImage(QImage, int)),
             kQueued);
-    connect(thread, SIGNAL(snapImage(QImage,QString)), this, SIGNAL(snapImage(QImage,QString)),
+    connect(thread, SIGNAL(snapImage(QImage, QString)), this, SIGNAL(snapImage(QImage, QString)),
             kQueued);
     connect(thread,
-            SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)), this,
-            SLOT(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)),
+            SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
+            this,
+            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
             kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)), this,
-            SLOT(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)), kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int,int,quint8*,bool)), this,
-            SLOT(receiveFrame(int,int,quint8*,bool)), kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int,int,quint8*,qint32,bool)), this,
-            SLOT(receiveFrame(int,int,quint8*,qint32,bool)), kBlocking);
+    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), this,
+            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), kBlocking);
+    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, bool)), this,
+            SLOT(receiveFrame(int, int, quint8 *, bool)), kBlocking);
+    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), this,
+            SLOT(receiveFrame(int, int, quint8 *, qint32, bool)), kBlocking);
     connect(thread, &Thread::receiveSizeChanged, this, &Widget::receiveSizeChanged);
     connect(thread, &Thread::sig_updateCodecRender, this, &Widget::onUpdateCodecRender, kBlocking);
     connect(thread, &Thread::receiveRenderStart, this, &Widget::receiveRenderStart, kBlocking);
@@ -209,15 +209,16 @@ void StandardVideoWidget::disconnectStreamSignalSlots()
     Thread *thread = videoThread;
     if (!thread)
         return;
-    disconnect(thread, SIGNAL(receiveImage(QImage,int)), this, nullptr);
-    disconnect(thread, SIGNAL(snapImage(QImage,QString)), this, nullptr);
-    disconnect(thread,
-               SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)), this,
+    disconnect(thread, SIGNAL(receiveImage(QImage, int)), this, nullptr);
+    disconnect(thread, SIGNAL(snapImage(QImage, QString)), this, nullptr);
+    disconnect(
+        thread,
+        SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
+        this, nullptr);
+    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), this,
                nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)), this,
-               nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int,int,quint8*,bool)), this, nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int,int,quint8*,qint32,bool)), this, nullptr);
+    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, bool)), this, nullptr);
+    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), this, nullptr);
     disconnect(thread, &Thread::receiveSizeChanged, this, nullptr);
     disconnect(thread, &Thread::sig_updateCodecRender, this, nullptr);
     disconnect(thread, &Thread::receiveRenderStart, this, nullptr);

@@ -201,28 +201,40 @@ private slots:
                               "sig_connExceedMax()", "sig_otherError()",
                               "sig_startTalkDeviceBusy(QString)", "sig_startTalkError(QString)"}));
         QCOMPARE(methodsOf(meta, QMetaMethod::Slot, QMetaMethod::Public),
-                 QStringList({"setOsd(OsdInfo)", "appendOsd(OsdInfo)", "removeOsd(QString)",
-                              "clearOsd()", "setGraph(GraphInfo)", "appendGraph(GraphInfo)",
-                              "removeGraph(QString)", "clearGraph()", "setImage(QImage)",
-                              "clear()", "setPalettex(bool)", "snap(QString,bool)",
-                              "snap(QString)", "snap()", "setSaveInterval(int)",
-                              "recordStart(QString)", "recordStop()", "talkStart()",
-                              "talkStop()", "setVolume(int)", "setMuted(bool)",
-                              "setCalcLevel(bool)"}));
-        QCOMPARE(
-            methodsOf(meta, QMetaMethod::Slot, QMetaMethod::Protected),
-            QStringList({"started()", "finished()", "receivePlayStart(int)",
-                         "receivePlayFinsh(QObject*)", "btnClicked(QString)",
-                         "receiveImage(QImage,int)", "receiveSizeChanged()",
-                         "onUpdateCodecRender(QString,int,int)", "receiveRenderStart()",
-                         "receiveFrame(int,int,quint8*,quint8*,quint8*,uint,uint,uint)",
-                         "receiveFrame(int,int,quint8*,quint8*,uint,uint)",
-                         "receiveFrame(int,int,quint8*,bool)",
-                         "receiveFrame(int,int,quint8*,int,bool)",
-                         "openAudioOutput(int,int,int)", "playAudio(QByteArray)",
-                         "newOpenglWidgets()", "freeOpenglWidgets()", "newD3D9Widgets()",
-                         "freeD3D9Widgets()", "newD3D11Widgets()", "freeD3D11Widgets()",
-                         "onDecoderDestroyed()"}));
+                 QStringList({"setOsd(OsdInfo)",      "appendOsd(OsdInfo)",
+                              "removeOsd(QString)",   "clearOsd()",
+                              "setGraph(GraphInfo)",  "appendGraph(GraphInfo)",
+                              "removeGraph(QString)", "clearGraph()",
+                              "setImage(QImage)",     "clear()",
+                              "setPalettex(bool)",    "snap(QString,bool)",
+                              "snap(QString)",        "snap()",
+                              "setSaveInterval(int)", "recordStart(QString)",
+                              "recordStop()",         "talkStart()",
+                              "talkStop()",           "setVolume(int)",
+                              "setMuted(bool)",       "setCalcLevel(bool)"}));
+        QCOMPARE(methodsOf(meta, QMetaMethod::Slot, QMetaMethod::Protected),
+                 QStringList({"started()",
+                              "finished()",
+                              "receivePlayStart(int)",
+                              "receivePlayFinsh(QObject*)",
+                              "btnClicked(QString)",
+                              "receiveImage(QImage,int)",
+                              "receiveSizeChanged()",
+                              "onUpdateCodecRender(QString,int,int)",
+                              "receiveRenderStart()",
+                              "receiveFrame(int,int,quint8*,quint8*,quint8*,uint,uint,uint)",
+                              "receiveFrame(int,int,quint8*,quint8*,uint,uint)",
+                              "receiveFrame(int,int,quint8*,bool)",
+                              "receiveFrame(int,int,quint8*,int,bool)",
+                              "openAudioOutput(int,int,int)",
+                              "playAudio(QByteArray)",
+                              "newOpenglWidgets()",
+                              "freeOpenglWidgets()",
+                              "newD3D9Widgets()",
+                              "freeD3D9Widgets()",
+                              "newD3D11Widgets()",
+                              "freeD3D11Widgets()",
+                              "onDecoderDestroyed()"}));
     }
 
     // --- Parameters -----------------------------------------------------------------------------
@@ -760,9 +772,9 @@ private slots:
         QVERIFY(audio->calls.isEmpty());
         QVERIFY(widget.getWidgetPara().muted);
         QCoreApplication::sendPostedEvents(audio.data(), QEvent::MetaCall);
-        QCOMPARE(audio->calls, QStringList({QStringLiteral("open 8000 1 16"),
-                                            QStringLiteral("play pcm"), QStringLiteral("volume 42"),
-                                            QStringLiteral("muted 1")}));
+        QCOMPARE(audio->calls,
+                 QStringList({QStringLiteral("open 8000 1 16"), QStringLiteral("play pcm"),
+                              QStringLiteral("volume 42"), QStringLiteral("muted 1")}));
     }
 
     void setMuted_isNotEvenStored_withoutAnAudioThread()

@@ -48,17 +48,20 @@ public:
 
     void connectThread(FakeThread &from)
     {
-        QObject::connect(&from, SIGNAL(receiveImage(QImage,int)), &widget,
-                         SLOT(receiveImage(QImage,int)));
+        QObject::connect(&from, SIGNAL(receiveImage(QImage, int)), &widget,
+                         SLOT(receiveImage(QImage, int)));
         QObject::connect(
-            &from, SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)),
-            &widget, SLOT(receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)));
-        QObject::connect(&from, SIGNAL(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)),
-                         &widget, SLOT(receiveFrame(int,int,quint8*,quint8*,quint32,quint32)));
-        QObject::connect(&from, SIGNAL(receiveFrame(int,int,quint8*,bool)), &widget,
-                         SLOT(receiveFrame(int,int,quint8*,bool)));
-        QObject::connect(&from, SIGNAL(receiveFrame(int,int,quint8*,qint32,bool)), &widget,
-                         SLOT(receiveFrame(int,int,quint8*,qint32,bool)));
+            &from,
+            SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
+            &widget,
+            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)));
+        QObject::connect(
+            &from, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), &widget,
+            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)));
+        QObject::connect(&from, SIGNAL(receiveFrame(int, int, quint8 *, bool)), &widget,
+                         SLOT(receiveFrame(int, int, quint8 *, bool)));
+        QObject::connect(&from, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), &widget,
+                         SLOT(receiveFrame(int, int, quint8 *, qint32, bool)));
     }
 
     bool show()
@@ -158,7 +161,8 @@ private slots:
         QVERIFY(stage.show());
         const auto send = [&](int width, int height) {
             if (form == 0)
-                emit stage.thread.receiveFrame(width, height, &planeY, &planeU, &planeV, 1u, 1u, 1u);
+                emit stage.thread.receiveFrame(width, height, &planeY, &planeU, &planeV, 1u, 1u,
+                                               1u);
             else if (form == 1)
                 emit stage.thread.receiveFrame(width, height, &planeY, &planeU, 1u, 1u);
             else if (form == 2)
@@ -215,8 +219,8 @@ private slots:
         Stage stage;
         QVERIFY(stage.show());
         FakeThread former;
-        QObject::connect(&former, SIGNAL(receiveImage(QImage,int)), &stage.widget,
-                         SLOT(receiveImage(QImage,int)), Qt::QueuedConnection);
+        QObject::connect(&former, SIGNAL(receiveImage(QImage, int)), &stage.widget,
+                         SLOT(receiveImage(QImage, int)), Qt::QueuedConnection);
         stage.widget.videoThread = &former;
         emit former.receiveImage(colouredImage(4, 4, Qt::red), 0);
         stage.widget.videoThread = &stage.thread;
@@ -341,8 +345,8 @@ private slots:
             emit stage.thread.receiveImage(QImage(), size);
             QCOMPARE(stage.surfaceCalls().size(), 4);
             stage.widget.setDigitalZoom(true);
-            QWheelEvent wheel(QPointF(5, 5), QPointF(5, 5), QPoint(), QPoint(0, -120),
-                              Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+            QWheelEvent wheel(QPointF(5, 5), QPointF(5, 5), QPoint(), QPoint(0, -120), Qt::NoButton,
+                              Qt::NoModifier, Qt::NoScrollPhase, false);
             stage.widget.wheelEvent(&wheel);
             stage.widget.setDigitalZoom(false);
             QVERIFY(!stage.widget.grab().isNull());
@@ -587,10 +591,9 @@ private slots:
         Stage stage;
         stage.plantSurfaces();
         QVERIFY(stage.show());
-        for (QWidget *surface : {static_cast<QWidget *>(stage.yuv),
-                                 static_cast<QWidget *>(stage.nv12),
-                                 static_cast<QWidget *>(stage.d3d9),
-                                 static_cast<QWidget *>(stage.d3d11)})
+        for (QWidget *surface :
+             {static_cast<QWidget *>(stage.yuv), static_cast<QWidget *>(stage.nv12),
+              static_cast<QWidget *>(stage.d3d9), static_cast<QWidget *>(stage.d3d11)})
             surface->hide();
         stage.widget.hardware = QStringLiteral("none");
         // Reached by name, as a host does.

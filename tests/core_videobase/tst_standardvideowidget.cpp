@@ -64,8 +64,8 @@ QList<int> each(const QList<QByteArray> &signalTexts, int count)
 struct Emission
 {
     std::function<void(FakeThread *)> emitIt;
-    std::function<void(PlayWidget &)> prepare;     // on the GUI thread
-    std::function<bool(const PlayWidget &)> seen;  // the slot has done its work
+    std::function<void(PlayWidget &)> prepare;    // on the GUI thread
+    std::function<bool(const PlayWidget &)> seen; // the slot has done its work
 };
 
 Emission byCall(const QString &call, const std::function<void(FakeThread *)> &emitIt)
@@ -89,15 +89,12 @@ QMap<QByteArray, Emission> blockingEmissions()
     all["planar"] = byCall(QStringLiteral("planar"), [](FakeThread *t) {
         emit t->receiveFrame(2, 2, &pixel, &pixel, &pixel, 2u, 1u, 1u);
     });
-    all["nv12"] = byCall(QStringLiteral("nv12"), [](FakeThread *t) {
-        emit t->receiveFrame(2, 2, &pixel, &pixel, 2u, 2u);
-    });
-    all["d3d9"] = byCall(QStringLiteral("d3d9"), [](FakeThread *t) {
-        emit t->receiveFrame(2, 2, &pixel, false);
-    });
-    all["d3d11"] = byCall(QStringLiteral("d3d11"), [](FakeThread *t) {
-        emit t->receiveFrame(2, 2, &pixel, 0, false);
-    });
+    all["nv12"] = byCall(QStringLiteral("nv12"),
+                         [](FakeThread *t) { emit t->receiveFrame(2, 2, &pixel, &pixel, 2u, 2u); });
+    all["d3d9"] = byCall(QStringLiteral("d3d9"),
+                         [](FakeThread *t) { emit t->receiveFrame(2, 2, &pixel, false); });
+    all["d3d11"] = byCall(QStringLiteral("d3d11"),
+                          [](FakeThread *t) { emit t->receiveFrame(2, 2, &pixel, 0, false); });
     all["decoderDestroyed"] = byImageGone([](FakeThread *t) { emit t->sig_decoderDestroyed(); });
     all["renderStart"] = byImageGone([](FakeThread *t) { emit t->receiveRenderStart(); });
     all["updateCodecRender"] = {
@@ -435,9 +432,9 @@ private slots:
             emit thread->receivePlayFinsh(thread);
         }));
         QVERIFY(waitFor([&] { return widget.calls.contains(QStringLiteral("finished")); }));
-        for (const char *call : {"started", "receivePlayStart", "planar", "nv12", "d3d9", "d3d11",
-                                 "openAudioOutput", "playAudio", "receiveImage",
-                                 "receivePlayFinsh", "finished"})
+        for (const char *call :
+             {"started", "receivePlayStart", "planar", "nv12", "d3d9", "d3d11", "openAudioOutput",
+              "playAudio", "receiveImage", "receivePlayFinsh", "finished"})
             QCOMPARE(widget.calls.count(QLatin1String(call)), 1);
     }
 
@@ -458,6 +455,17 @@ private slots:
 
     void stop_doesItsStepsInOrder()
     {
+        class ClearedSurface : public FakeD3D9
+        {
+        public:
+            using FakeD3D9::FakeD3D9;
+            void clear() override
+            {
+                if (onClear)
+                    onClear();
+            }
+            std::function<void()> onClear;
+        };
         PlayWidget widget;
         widget.setVideoMode(VideoMode_Painter);
         QVERIFY(widget.startAndRun());
@@ -485,6 +493,9 @@ private slots:
                 words << QStringLiteral("baseClass");
             return words.join(QLatin1Char(' '));
         };
+        auto *surface = new ClearedSurface(widget.hwndWidget);
+        surface->onClear = [&] { steps << QStringLiteral("clear: ") + state(); };
+        widget.nv12D3D9Widget = surface;
         widget.onCall = [&](const QString &call) {
             steps << call + QStringLiteral(": ") + state();
             if (call == QLatin1String("stopAudioThread"))
@@ -493,13 +504,15 @@ private slots:
         connect(&widget, &AbstractVideoWidget::sig_receivePlayFinsh,
                 [&] { steps << QStringLiteral("signal: ") + state(); });
         widget.stop();
-        QCOMPARE(steps,
-                 QStringList(
-                     {QStringLiteral("receivePlayFinsh: "),
-                      QStringLiteral("releaseVideoThread: streamOff baseOff"),
-                      QStringLiteral("signal: streamOff baseOff told idle cleared baseClass"),
-                      QStringLiteral(
-                          "stopAudioThread: streamOff baseOff told idle cleared baseClass")}));
+        QCOMPARE(
+            steps,
+            QStringList({QStringLiteral("receivePlayFinsh: "),
+                         QStringLiteral("releaseVideoThread: streamOff baseOff"),
+                         QStringLiteral("clear: streamOff baseOff told idle cleared"), // the widget
+                         QStringLiteral("clear: streamOff baseOff told idle cleared baseClass"),
+                         QStringLiteral("signal: streamOff baseOff told idle cleared baseClass"),
+                         QStringLiteral(
+                             "stopAudioThread: streamOff baseOff told idle cleared baseClass")}));
         QVERIFY(!widget.isDigitalZoom()); // the last step
         QVERIFY(!widget.videoThread);
         QCOMPARE(int(thread->previewRef()), 0);
@@ -633,10 +646,10 @@ private slots:
                 widget.osdTimer->start(); // for the base class to stop, if it comes later
         };
         QVERIFY(widget.close());
-        QCOMPARE(widget.calls,
-                 QStringList({QStringLiteral("closeEvent"), QStringLiteral("receivePlayFinsh"),
-                              QStringLiteral("releaseVideoThread"),
-                              QStringLiteral("stopAudioThread")}));
+        QCOMPARE(
+            widget.calls,
+            QStringList({QStringLiteral("closeEvent"), QStringLiteral("receivePlayFinsh"),
+                         QStringLiteral("releaseVideoThread"), QStringLiteral("stopAudioThread")}));
         QVERIFY(!widget.osdTimer->isActive());
         QVERIFY(waitFor([&] { return !preview; }));
         QVERIFY(waitFor([&] { return !widget.getIsRunning(); }));
@@ -664,9 +677,8 @@ private slots:
         QCOMPARE(widget.stoppedThreads.first().data(), first);
 
         // The picture of the first was in the queue; that of the second comes behind it.
-        QVERIFY(second->call([second] {
-            emit second->receiveImage(colouredImage(3, 3, Qt::blue), 0);
-        }));
+        QVERIFY(second->call(
+            [second] { emit second->receiveImage(colouredImage(3, 3, Qt::blue), 0); }));
         QVERIFY(waitFor([&] { return widget.calls.count(QStringLiteral("receiveImage")) == 2; }));
         QCOMPARE(widget.image.size(), QSize(3, 3));
         first->deafToStop = false;
@@ -690,9 +702,8 @@ private slots:
         first->deafToStop = false;
         QVERIFY(waitFor([&] { return widget.calls.contains(QStringLiteral("finished")); }));
         QVERIFY(widget.getIsRunning());
-        QVERIFY(second->call([second] {
-            emit second->receiveImage(colouredImage(3, 3, Qt::blue), 0);
-        }));
+        QVERIFY(second->call(
+            [second] { emit second->receiveImage(colouredImage(3, 3, Qt::blue), 0); }));
         QVERIFY(waitFor([&] { return !widget.image.isNull(); }));
         widget.stop();
         QVERIFY(waitFor([&] { return !widget.getIsRunning(); }));

@@ -128,10 +128,10 @@ void FakeD3D9::setDigitalZoomRect(const QRectF &rect)
 void FakeD3D11::updateFrame(int width, int height, quint8 *data, qint32 index, bool codecChanged)
 {
     calls << QStringLiteral("frame %1x%2 [%3] %4")
-                     .arg(width)
-                     .arg(height)
-                     .arg(index)
-                     .arg(codecChanged);
+                 .arg(width)
+                 .arg(height)
+                 .arg(index)
+                 .arg(codecChanged);
     this->data = data;
 }
 
@@ -139,22 +139,22 @@ void FakeYuv::updateFrame(int width, int height, quint8 *dataY, quint8 *dataU, q
                           quint32 linesizeY, quint32 linesizeU, quint32 linesizeV)
 {
     calls << QStringLiteral("frame %1x%2 %3 %4 %5")
-                     .arg(width)
-                     .arg(height)
-                     .arg(linesizeY)
-                     .arg(linesizeU)
-                     .arg(linesizeV);
+                 .arg(width)
+                 .arg(height)
+                 .arg(linesizeY)
+                 .arg(linesizeU)
+                 .arg(linesizeV);
     planes = {dataY, dataU, dataV};
 }
 
-void FakeNv12::updateFrame(int width, int height, quint8 *dataY, quint8 *dataUV,
-                           quint32 linesizeY, quint32 linesizeUV)
+void FakeNv12::updateFrame(int width, int height, quint8 *dataY, quint8 *dataUV, quint32 linesizeY,
+                           quint32 linesizeUV)
 {
     calls << QStringLiteral("frame %1x%2 %3 %4")
-                     .arg(width)
-                     .arg(height)
-                     .arg(linesizeY)
-                     .arg(linesizeUV);
+                 .arg(width)
+                 .arg(height)
+                 .arg(linesizeY)
+                 .arg(linesizeUV);
     planes = {dataY, dataUV};
 }
 

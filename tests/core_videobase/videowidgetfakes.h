@@ -87,8 +87,7 @@ class FakeD3D11 : public Nv12D3D11Widget
 {
 public:
     using Nv12D3D11Widget::Nv12D3D11Widget;
-    void updateFrame(int width, int height, quint8 *data, qint32 index,
-                     bool codecChanged) override;
+    void updateFrame(int width, int height, quint8 *data, qint32 index, bool codecChanged) override;
     void clear() override { calls << QStringLiteral("clear"); }
 
     QStringList calls;
