@@ -83,8 +83,10 @@ void StandardVideoWidget::setSpeed(double speed)
 
 void StandardVideoWidget::closeEvent(QCloseEvent *event)
 {
+    const QPointer<StandardVideoWidget> self(this);
     stop();
-    AbstractVideoWidget::closeEvent(event);
+    if (self) // a host may delete the widget at the end of play
+        AbstractVideoWidget::closeEvent(event);
 }
 
 bool StandardVideoWidget::isStopped(const QObject *thread) const
@@ -121,7 +123,10 @@ void StandardVideoWidget::receivePlayFinsh(QObject *thread)
     releaseVideoThread();
     isStart.exchange(0);
     clear();
+    const QPointer<StandardVideoWidget> self(this);
     AbstractVideoWidget::receivePlayFinsh(thread);
+    if (!self || isStart)
+        return; // the host has deleted the widget, or started the next play, whose sound runs now
     stopAudioThread();
     setDigitalZoom(false);
 }

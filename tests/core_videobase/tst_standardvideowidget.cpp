@@ -739,6 +739,26 @@ private slots:
         QCOMPARE(ends.count(), 2);
     }
 
+    void restart_fromTheReportOfTheEnd_keepsItsSound()
+    {
+        PlayWidget widget;
+        QVERIFY(widget.startAndRun());
+        FakeThread *first = widget.thread();
+        connect(&widget, &AbstractVideoWidget::sig_receivePlayFinsh, &widget, [&] {
+            disconnect(&widget, &AbstractVideoWidget::sig_receivePlayFinsh, &widget, nullptr);
+            QVERIFY(widget.start());
+        });
+        first->post([first] { emit first->receivePlayFinsh(first); });
+        first->end();
+        QVERIFY(waitFor([&] { return first->isFinished(); }));
+        QVERIFY(widget.thread() && widget.thread() != first);
+        QVERIFY(waitFor([&] { return widget.thread()->isRunning() && widget.getIsRunning(); }));
+        QCOMPARE(int(widget.isStart), 1);
+        QVERIFY(!widget.calls.contains(QStringLiteral("stopAudioThread")));
+        widget.stop();
+        QVERIFY(widget.calls.contains(QStringLiteral("stopAudioThread")));
+    }
+
     void manyQuickRounds_leaveNoThreadRunning()
     {
         PlayWidget widget;
@@ -831,6 +851,22 @@ private slots:
             widget->thread()->post([t = widget->thread()] { emitEverything(t); });
             first->deafToStop = false;
             widget.reset();
+        }
+    }
+
+    void widget_mayGo_inTheReportThatItHasStopped()
+    {
+        for (const bool closing : {false, true}) {
+            auto *widget = new PlayWidget;
+            const QPointer<QObject> gone(widget);
+            QVERIFY(widget->startAndRun());
+            connect(widget, &AbstractVideoWidget::sig_receivePlayFinsh,
+                    [widget] { delete widget; });
+            if (closing)
+                widget->close();
+            else
+                widget->stop();
+            QVERIFY(!gone);
         }
     }
 
