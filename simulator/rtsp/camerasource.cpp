@@ -69,10 +69,10 @@ Unit CameraSource::nextPicture()
         m_fps = fps;
         gst_clear_caps(&m_videoCaps);
         m_videoCaps = gst_caps_new_simple(
-                "video/x-raw", "format", G_TYPE_STRING, "I420", "width", G_TYPE_INT, width,
-                "height", G_TYPE_INT, height, "framerate", GST_TYPE_FRACTION, fps, 1,
-                "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, "interlace-mode", G_TYPE_STRING,
-                "progressive", "colorimetry", G_TYPE_STRING, "bt601", nullptr);
+            "video/x-raw", "format", G_TYPE_STRING, "I420", "width", G_TYPE_INT, width, "height",
+            G_TYPE_INT, height, "framerate", GST_TYPE_FRACTION, fps, 1, "pixel-aspect-ratio",
+            GST_TYPE_FRACTION, 1, 1, "interlace-mode", G_TYPE_STRING, "progressive", "colorimetry",
+            G_TYPE_STRING, "bt601", nullptr);
     }
     GstVideoInfo info;
     gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, static_cast<guint>(width),
@@ -108,8 +108,8 @@ Unit CameraSource::nextSound()
     if (gst_buffer_map(buffer, &map, GST_MAP_WRITE) != FALSE) {
         for (std::size_t i = 0; i < kPacketSamples; ++i) {
             // Whole turns are taken off first, which keeps the sine exact after days.
-            const auto phase = (m_audioSample + i) * static_cast<std::uint64_t>(m_options.tone) %
-                               kSampleRate;
+            const auto phase =
+                (m_audioSample + i) * static_cast<std::uint64_t>(m_options.tone) % kSampleRate;
             const double angle = 2 * G_PI * static_cast<double>(phase) / kSampleRate;
             const auto value = static_cast<std::int16_t>(std::lround(kAmplitude * std::sin(angle)));
             GST_WRITE_UINT16_LE(map.data + 2 * i, static_cast<std::uint16_t>(value));

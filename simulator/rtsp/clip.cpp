@@ -17,7 +17,7 @@ namespace vantrasim {
 namespace {
 
 constexpr std::int64_t kMaxClipBytes = 512LL * 1024 * 1024;
-constexpr int kSampleRate = 8000;         // Hz
+constexpr int kSampleRate = 8000; // Hz
 constexpr AVRational kNanosecond = {1, 1000000000};
 constexpr std::int64_t kUnknown = INT64_MIN;
 
@@ -35,10 +35,10 @@ using Owned = std::unique_ptr<T, Free>;
 /// A picture with what is needed to find its times.
 struct Entry
 {
-    std::int64_t dts = kUnknown;   ///< ns
-    std::int64_t pts = kUnknown;   ///< ns
-    std::int64_t order = 0;        ///< picture order count
-    bool startsSequence = false;   ///< order counts begin anew here
+    std::int64_t dts = kUnknown; ///< ns
+    std::int64_t pts = kUnknown; ///< ns
+    std::int64_t order = 0;      ///< picture order count
+    bool startsSequence = false; ///< order counts begin anew here
     bool key = false;
 };
 
@@ -63,9 +63,9 @@ bool startsSequence(std::vector<std::uint8_t> &data, VideoForm form)
 {
     bool starts = false;
     forEachUnit(data, form, [&](int type, std::uint8_t &) {
-        starts = starts || (form == VideoForm::H264 ? type == kH264Idr
-                                                    : type >= kH265BlaWithLeading &&
-                                                              type <= kH265LastIdr);
+        starts = starts ||
+                 (form == VideoForm::H264 ? type == kH264Idr
+                                          : type >= kH265BlaWithLeading && type <= kH265LastIdr);
     });
     return starts;
 }
@@ -279,9 +279,8 @@ bool Reader::setTimes(std::string *error)
         *error = "has no picture that can be decoded";
         return false;
     }
-    const bool timed = std::all_of(m_entries.begin(), m_entries.end(), [](const Entry &entry) {
-        return entry.pts != kUnknown;
-    });
+    const bool timed = std::all_of(m_entries.begin(), m_entries.end(),
+                                   [](const Entry &entry) { return entry.pts != kUnknown; });
     const std::vector<std::int64_t> byOrder = presentationByOrder();
     std::int64_t first = kUnknown;
     std::int64_t due = 0;

@@ -10,8 +10,8 @@
 
 namespace vantrasim {
 
-/// A media file in memory, as it is sent: whole pictures as byte streams with start codes, and G.711
-/// sound.
+/// A media file in memory, as it is sent: whole pictures as byte streams with start codes, and
+/// G.711 sound.
 struct Clip
 {
     struct Picture

@@ -27,12 +27,12 @@ ClipSource::ClipSource(std::shared_ptr<const Clip> clip, bool once)
     : m_clip(std::move(clip)), m_once(once)
 {
     const bool h264 = m_clip->video == VideoForm::H264;
-    m_videoCaps = gst_caps_new_simple(h264 ? "video/x-h264" : "video/x-h265", "stream-format",
-                                      G_TYPE_STRING, "byte-stream", "alignment", G_TYPE_STRING,
-                                      "au", nullptr);
+    m_videoCaps =
+        gst_caps_new_simple(h264 ? "video/x-h264" : "video/x-h265", "stream-format", G_TYPE_STRING,
+                            "byte-stream", "alignment", G_TYPE_STRING, "au", nullptr);
     m_audioCaps = gst_caps_new_simple(
-            m_clip->audio == AudioForm::Pcmu ? "audio/x-mulaw" : "audio/x-alaw", "rate", G_TYPE_INT,
-            static_cast<int>(kSampleRate), "channels", G_TYPE_INT, 1, nullptr);
+        m_clip->audio == AudioForm::Pcmu ? "audio/x-mulaw" : "audio/x-alaw", "rate", G_TYPE_INT,
+        static_cast<int>(kSampleRate), "channels", G_TYPE_INT, 1, nullptr);
 }
 
 ClipSource::~ClipSource()
@@ -50,7 +50,7 @@ Unit ClipSource::next()
     }
     const bool ended = m_index == m_clip->pictures.size();
     const GstClockTime videoDue =
-            ended ? duration : m_pass + static_cast<GstClockTime>(m_clip->pictures[m_index].due);
+        ended ? duration : m_pass + static_cast<GstClockTime>(m_clip->pictures[m_index].due);
     if (m_clip->audio != AudioForm::None && m_audioDue < videoDue)
         return nextSound();
     return ended ? Unit() : nextPicture();
@@ -72,7 +72,7 @@ Unit ClipSource::nextPicture()
 Unit ClipSource::nextSound()
 {
     const std::uint64_t perPass =
-            static_cast<std::uint64_t>(m_clip->duration) * kSampleRate / GST_SECOND;
+        static_cast<std::uint64_t>(m_clip->duration) * kSampleRate / GST_SECOND;
     std::array<std::uint8_t, kPacketSamples> bytes{};
     bytes.fill(m_clip->audio == AudioForm::Pcmu ? kSilenceMulaw : kSilenceAlaw);
     for (std::size_t i = 0; i < kPacketSamples; ++i) {

@@ -27,8 +27,8 @@ private:
     bool m_once;
     GstCaps *m_videoCaps = nullptr;
     GstCaps *m_audioCaps = nullptr;
-    std::size_t m_index = 0;         // of the next picture in its pass
-    GstClockTime m_pass = 0;         // time at which the pass began
+    std::size_t m_index = 0; // of the next picture in its pass
+    GstClockTime m_pass = 0; // time at which the pass began
     GstClockTime m_audioDue = 0;
     std::uint64_t m_audioSample = 0; // since the first pass
 };

@@ -30,23 +30,22 @@ Control::~Control()
 bool Control::open(const std::string &where, std::string *error)
 {
     // A FIFO is also held open for writing, so that it does not end with each writer.
-    m_fd = where == "stdin" ? STDIN_FILENO
-                            : ::open(where.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    m_fd = where == "stdin" ? STDIN_FILENO : ::open(where.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (m_fd < 0) {
         *error = "control " + where + ": " + std::strerror(errno);
         return false;
     }
     m_source = g_unix_fd_add(
-            m_fd, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR),
-            [](gint, GIOCondition, gpointer self) -> gboolean {
-                auto *control = static_cast<Control *>(self);
-                if (control->read())
-                    return G_SOURCE_CONTINUE;
-                control->m_source = 0;
-                g_main_loop_quit(control->m_loop);
-                return G_SOURCE_REMOVE;
-            },
-            this);
+        m_fd, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR),
+        [](gint, GIOCondition, gpointer self) -> gboolean {
+            auto *control = static_cast<Control *>(self);
+            if (control->read())
+                return G_SOURCE_CONTINUE;
+            control->m_source = 0;
+            g_main_loop_quit(control->m_loop);
+            return G_SOURCE_REMOVE;
+        },
+        this);
     return true;
 }
 
@@ -146,7 +145,8 @@ std::string Control::stats() const
 {
     std::string text = "OK clients=" + std::to_string(m_server->clients(nullptr));
     for (const auto &mount : m_server->mounts()) {
-        text += "; " + mount->name() + " clients=" + std::to_string(m_server->clients(mount.get())) +
+        text += "; " + mount->name() +
+                " clients=" + std::to_string(m_server->clients(mount.get())) +
                 " video=" + std::to_string(mount->count().pictures) +
                 " audio=" + std::to_string(mount->count().sounds);
         if (mount->isCamera())

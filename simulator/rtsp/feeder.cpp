@@ -76,13 +76,14 @@ bool Feeder::waitUntilDue(GstClockTime due)
             return false;
         if (!m_playing || m_stalled) {
             const auto pausedAt = Clock::now();
-            m_changed.wait(lock, [this] { return m_stop || m_finish || (m_playing && !m_stalled); });
+            m_changed.wait(lock,
+                           [this] { return m_stop || m_finish || (m_playing && !m_stalled); });
             // Before the first start there is no clock that could have stood still.
             if (m_anchored) {
                 const auto pause = Clock::now() - pausedAt;
                 m_anchor += pause;
                 m_shift += static_cast<GstClockTime>(
-                        std::chrono::duration_cast<std::chrono::nanoseconds>(pause).count());
+                    std::chrono::duration_cast<std::chrono::nanoseconds>(pause).count());
             }
             continue;
         }
@@ -96,7 +97,7 @@ bool Feeder::waitUntilDue(GstClockTime due)
             if (late > kMostLate) {
                 m_anchor += late;
                 m_shift += static_cast<GstClockTime>(
-                        std::chrono::duration_cast<std::chrono::nanoseconds>(late).count());
+                    std::chrono::duration_cast<std::chrono::nanoseconds>(late).count());
             }
             return true;
         }

@@ -20,9 +20,9 @@ int bitrateOf(const CameraOptions &camera)
 {
     if (camera.kbps > 0)
         return camera.kbps;
-    return std::max(static_cast<int>(kBitsPerPixel * camera.width * camera.height * camera.fps /
-                                     1000),
-                    kMinKbps);
+    return std::max(
+        static_cast<int>(kBitsPerPixel * camera.width * camera.height * camera.fps / 1000),
+        kMinKbps);
 }
 
 /// One thread and no look-ahead: each picture leaves whole, and as soon as it is painted.
@@ -81,7 +81,8 @@ std::string Mount::launch() const
     if (m_clip)
         text += "max-buffers=50 ! " + payloaderOf(m_clip->video, false);
     else
-        text += "max-buffers=3 ! " + encoderOf(m_camera) + " ! " + payloaderOf(m_camera.video, true);
+        text +=
+            "max-buffers=3 ! " + encoderOf(m_camera) + " ! " + payloaderOf(m_camera.video, true);
     if (audio != AudioForm::None) {
         const bool alaw = audio == AudioForm::Pcma;
         text += " appsrc name=asrc" + kAppsrc + "max-buffers=50 ! ";
@@ -129,8 +130,9 @@ void Mount::configure(GstRTSPMedia *media)
                       m_plays.end());
         m_plays.push_back(play);
     }
-    g_object_set_data_full(G_OBJECT(media), kPlayKey, new std::shared_ptr<Play>(play),
-                           [](gpointer data) { delete static_cast<std::shared_ptr<Play> *>(data); });
+    g_object_set_data_full(
+        G_OBJECT(media), kPlayKey, new std::shared_ptr<Play>(play),
+        [](gpointer data) { delete static_cast<std::shared_ptr<Play> *>(data); });
     g_signal_connect(media, "prepared", G_CALLBACK(onPrepared), nullptr);
     g_signal_connect(media, "unprepared", G_CALLBACK(onUnprepared), nullptr);
     g_signal_connect(media, "new-state", G_CALLBACK(onNewState), nullptr);
@@ -139,8 +141,7 @@ void Mount::configure(GstRTSPMedia *media)
 
 Mount::Play *Mount::playOf(GstRTSPMedia *media)
 {
-    auto *play = static_cast<std::shared_ptr<Play> *>(
-            g_object_get_data(G_OBJECT(media), kPlayKey));
+    auto *play = static_cast<std::shared_ptr<Play> *>(g_object_get_data(G_OBJECT(media), kPlayKey));
     return play == nullptr ? nullptr : play->get();
 }
 
@@ -160,22 +161,22 @@ void Mount::gateRtcp(GstRTSPMedia *media)
         return;
     GstIterator *bins = gst_bin_iterate_all_by_element_factory_name(GST_BIN(pipeline), "rtpbin");
     gst_iterator_foreach(
-            bins,
-            [](const GValue *bin, gpointer stalled) {
-                gst_element_foreach_src_pad(
-                        GST_ELEMENT(g_value_get_object(bin)),
-                        [](GstElement *, GstPad *pad, gpointer flag) -> gboolean {
-                            if (g_str_has_prefix(GST_PAD_NAME(pad), "send_rtcp_src") != FALSE)
-                                gst_pad_add_probe(pad,
-                                                  static_cast<GstPadProbeType>(
-                                                          GST_PAD_PROBE_TYPE_BUFFER |
-                                                          GST_PAD_PROBE_TYPE_BUFFER_LIST),
-                                                  dropWhileStalled, flag, nullptr);
-                            return TRUE;
-                        },
-                        stalled);
-            },
-            &playOf(media)->stalled);
+        bins,
+        [](const GValue *bin, gpointer stalled) {
+            gst_element_foreach_src_pad(
+                GST_ELEMENT(g_value_get_object(bin)),
+                [](GstElement *, GstPad *pad, gpointer flag) -> gboolean {
+                    if (g_str_has_prefix(GST_PAD_NAME(pad), "send_rtcp_src") != FALSE)
+                        gst_pad_add_probe(
+                            pad,
+                            static_cast<GstPadProbeType>(GST_PAD_PROBE_TYPE_BUFFER |
+                                                         GST_PAD_PROBE_TYPE_BUFFER_LIST),
+                            dropWhileStalled, flag, nullptr);
+                    return TRUE;
+                },
+                stalled);
+        },
+        &playOf(media)->stalled);
     gst_iterator_free(bins);
     gst_object_unref(pipeline);
 }
@@ -203,8 +204,8 @@ void Mount::addViewer(GstRTSPMedia *media)
     GstElement *element = gst_rtsp_media_get_element(media);
     if (GstElement *encoder = gst_bin_get_by_name(GST_BIN(element), "venc")) {
         if (GstPad *pad = gst_element_get_static_pad(encoder, "src")) {
-            gst_pad_send_event(pad, gst_video_event_new_upstream_force_key_unit(
-                                            GST_CLOCK_TIME_NONE, TRUE, 0));
+            gst_pad_send_event(
+                pad, gst_video_event_new_upstream_force_key_unit(GST_CLOCK_TIME_NONE, TRUE, 0));
             gst_object_unref(pad);
         }
         gst_object_unref(encoder);

@@ -34,7 +34,8 @@ public:
     std::string path() const { return "/" + m_name; }
     bool isCamera() const { return m_clip == nullptr; }
 
-    /// Puts a new factory on the path: who asks from now on gets a new media, with the codec of now.
+    /// Puts a new factory on the path: who asks from now on gets a new media, with the codec of
+    /// now.
     void publish(GstRTSPMountPoints *mountPoints);
 
     /// Holds back everything that would be sent, RTCP included, on present and later media.

@@ -25,9 +25,9 @@ struct CameraOptions
     int width = 640;  ///< pixels, even
     int height = 360; ///< pixels, even
     int fps = 25;
-    int gop = 0;      ///< frames from one key frame to the next; 0: one second
-    int kbps = 0;     ///< kbit/s of the picture; 0: by size and rate
-    int tone = 440;   ///< Hz
+    int gop = 0;    ///< frames from one key frame to the next; 0: one second
+    int kbps = 0;   ///< kbit/s of the picture; 0: by size and rate
+    int tone = 440; ///< Hz
     std::uint32_t rgb = 0;
 };
 

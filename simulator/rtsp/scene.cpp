@@ -30,7 +30,7 @@ void fillPlane(const I420View &picture, int plane, int left, int top, int right,
     bottom = std::min(bottom, height);
     for (int y = std::max(top, 0); y < bottom; ++y)
         std::memset(picture.plane[plane] + static_cast<std::ptrdiff_t>(y) * picture.stride[plane] +
-                            left,
+                        left,
                     value, static_cast<std::size_t>(right - left));
 }
 
@@ -142,7 +142,8 @@ void Scene::makeBackground(int width, int height)
 {
     m_width = width;
     m_height = height;
-    m_background.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2, 0);
+    m_background.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2,
+                        0);
     const I420View view = viewOf(m_background, width, height);
     const Yuv room = yuvFromRgb(m_rgb);
     fill(view, 0, 0, width, height, room);
@@ -173,7 +174,7 @@ void Scene::paint(const I420View &picture, std::uint32_t counter, const std::str
         const int width = background.stride[plane];
         for (int y = 0; y < lines; ++y)
             std::memcpy(picture.plane[plane] +
-                                static_cast<std::ptrdiff_t>(y) * picture.stride[plane],
+                            static_cast<std::ptrdiff_t>(y) * picture.stride[plane],
                         background.plane[plane] + static_cast<std::ptrdiff_t>(y) * width,
                         static_cast<std::size_t>(width));
     }

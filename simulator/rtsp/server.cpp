@@ -26,13 +26,13 @@ bool sessionUses(GstRTSPSession *session, const Mount &mount)
         bool answer;
     } question = {mount, false};
     GList *kept = gst_rtsp_session_filter(
-            session,
-            [](GstRTSPSession *, GstRTSPSessionMedia *media, gpointer data) {
-                auto *q = static_cast<Question *>(data);
-                q->answer = q->answer || q->mount.owns(gst_rtsp_session_media_get_media(media));
-                return GST_RTSP_FILTER_KEEP;
-            },
-            &question);
+        session,
+        [](GstRTSPSession *, GstRTSPSessionMedia *media, gpointer data) {
+            auto *q = static_cast<Question *>(data);
+            q->answer = q->answer || q->mount.owns(gst_rtsp_session_media_get_media(media));
+            return GST_RTSP_FILTER_KEEP;
+        },
+        &question);
     g_list_free_full(kept, g_object_unref);
     return question.answer;
 }
@@ -72,8 +72,7 @@ void onClient(GstRTSPServer *, GstRTSPClient *client, gpointer)
 {
     std::fputs("client connected\n", stderr);
     g_signal_connect(client, "play-request", G_CALLBACK(onPlay), nullptr);
-    g_signal_connect(client, "closed",
-                     G_CALLBACK(+[](GstRTSPClient *, gpointer) {
+    g_signal_connect(client, "closed", G_CALLBACK(+[](GstRTSPClient *, gpointer) {
                          std::fputs("client closed\n", stderr);
                      }),
                      nullptr);
@@ -131,23 +130,23 @@ bool Server::start(const Options &options, std::string *error)
         return false;
     }
     m_cleanup = g_timeout_add_seconds(
-            kCleanupSeconds,
-            [](gpointer server) -> gboolean {
-                GstRTSPSessionPool *sessions =
-                        gst_rtsp_server_get_session_pool(static_cast<GstRTSPServer *>(server));
-                gst_rtsp_session_pool_cleanup(sessions);
-                g_object_unref(sessions);
-                return G_SOURCE_CONTINUE;
-            },
-            m_server);
+        kCleanupSeconds,
+        [](gpointer server) -> gboolean {
+            GstRTSPSessionPool *sessions =
+                gst_rtsp_server_get_session_pool(static_cast<GstRTSPServer *>(server));
+            gst_rtsp_session_pool_cleanup(sessions);
+            g_object_unref(sessions);
+            return G_SOURCE_CONTINUE;
+        },
+        m_server);
     return true;
 }
 
 void Server::requireUser(const Options &options)
 {
     GstRTSPAuth *auth = gst_rtsp_auth_new();
-    GstRTSPToken *token = gst_rtsp_token_new(GST_RTSP_TOKEN_MEDIA_FACTORY_ROLE, G_TYPE_STRING,
-                                             kViewerRole, nullptr);
+    GstRTSPToken *token =
+        gst_rtsp_token_new(GST_RTSP_TOKEN_MEDIA_FACTORY_ROLE, G_TYPE_STRING, kViewerRole, nullptr);
     int methods = 0;
     if (options.authMethod != AuthMethod::Digest) {
         gchar *basic = gst_rtsp_auth_make_basic(options.user.c_str(), options.password.c_str());

@@ -21,14 +21,14 @@ QByteArray md5Of(const AVFrame *frame)
     const AVPixFmtDescriptor *description = av_pix_fmt_desc_get(format);
     for (int plane = 0; plane < av_pix_fmt_count_planes(format); ++plane) {
         const bool chroma = plane == 1 || plane == 2;
-        const int height = chroma ? AV_CEIL_RSHIFT(frame->height, description->log2_chroma_h)
-                                  : frame->height;
-        const int pixels = chroma ? AV_CEIL_RSHIFT(frame->width, description->log2_chroma_w)
-                                  : frame->width;
+        const int height =
+            chroma ? AV_CEIL_RSHIFT(frame->height, description->log2_chroma_h) : frame->height;
+        const int pixels =
+            chroma ? AV_CEIL_RSHIFT(frame->width, description->log2_chroma_w) : frame->width;
         const int bytes = pixels * ((description->comp[plane].depth + 7) / 8);
         for (int y = 0; y < height; ++y)
             hash.addData(reinterpret_cast<const char *>(frame->data[plane]) +
-                                 qptrdiff(y) * frame->linesize[plane],
+                             qptrdiff(y) * frame->linesize[plane],
                          bytes);
     }
     return hash.result().toHex();

@@ -47,8 +47,8 @@ private slots:
 void tst_CounterBlocks::readCounter_readsWhatWasDrawn_data()
 {
     QTest::addColumn<quint32>("counter");
-    for (quint32 counter : {0U, 1U, 2U, 255U, 256U, 0x5A5A5AU, 0xA5A5A5U, 0x7FFFFFU, 0x800000U,
-                            0xFFFFFEU, 0xFFFFFFU})
+    for (quint32 counter :
+         {0U, 1U, 2U, 255U, 256U, 0x5A5A5AU, 0xA5A5A5U, 0x7FFFFFU, 0x800000U, 0xFFFFFEU, 0xFFFFFFU})
         QTest::newRow(qPrintable(QString::number(counter))) << counter;
 }
 
@@ -64,7 +64,7 @@ void tst_CounterBlocks::readCounter_readsScaledPictures_data()
     for (const QSize &size : {QSize(80, 48), QSize(123, 77), QSize(160, 90), QSize(319, 241),
                               QSize(640, 480), QSize(1000, 200), QSize(1920, 1080)})
         QTest::newRow(qPrintable(QStringLiteral("%1x%2").arg(size.width()).arg(size.height())))
-                << size;
+            << size;
 }
 
 void tst_CounterBlocks::readCounter_readsScaledPictures()

@@ -58,8 +58,8 @@ QString difference(const QList<QByteArray> &got, const QList<QByteArray> &wanted
             return QStringLiteral("frame %1 of %2 differs").arg(i).arg(wanted.size());
     }
     return got.size() == wanted.size()
-            ? QString()
-            : QStringLiteral("%1 frames instead of %2").arg(got.size()).arg(wanted.size());
+               ? QString()
+               : QStringLiteral("%1 frames instead of %2").arg(got.size()).arg(wanted.size());
 }
 
 /// One client and what it saw. All clips of a test play side by side, because each takes its time.
@@ -226,7 +226,7 @@ void tst_RtspClips::sound_arrivesByteForByte()
         QVERIFY(client.open(server.url(name)));
         QCOMPARE(client.audioCodec(), QString(alaw ? "pcm_alaw" : "pcm_mulaw"));
         const QByteArray wanted =
-                contentOf(alaw ? "g711/allison_congrats.al" : "g711/itu_voice.ul");
+            contentOf(alaw ? "g711/allison_congrats.al" : "g711/itu_voice.ul");
         // The second clip is heard across the joint: 6 s of pictures make a pass.
         constexpr int kPassBytes = 48000;
         const int bytes = alaw ? 24000 : kPassBytes + 4000;
@@ -301,8 +301,10 @@ void tst_RtspClips::clip_withoutUsableVideoIsRefused_data()
     QTest::addColumn<QString>("reason");
     QTest::newRow("other codec") << "camera-source/video02.avi"
                                  << "its video is mpeg4; only h264 and hevc can be served";
-    QTest::newRow("no media") << "README.md" << "cannot be opened as a media file";
-    QTest::newRow("folder") << "camera" << "cannot be opened as a media file";
+    QTest::newRow("no media") << "README.md"
+                              << "cannot be opened as a media file";
+    QTest::newRow("folder") << "camera"
+                            << "cannot be opened as a media file";
     QTest::newRow("header only") << "corrupt/invalid_userdata.mp4"
                                  << "has no picture that can be decoded";
 }

@@ -108,7 +108,8 @@ void tst_RtspControl::stall_holdsForViewersThatComeLater()
     QVERIFY(socket.waitForConnected(20000));
     // It is described by its first picture, and nothing follows.
     socket.write(QStringLiteral("DESCRIBE %1 RTSP/1.0\r\nCSeq: 1\r\n\r\n")
-                         .arg(server.url("cam")).toLatin1());
+                     .arg(server.url("cam"))
+                     .toLatin1());
     QByteArray reply;
     QVERIFY(waitFor([&] {
         socket.waitForReadyRead(10);
@@ -135,8 +136,8 @@ void tst_RtspControl::size_changesInTheMiddle()
     QVERIFY(client.open(server.url("cam")));
     QList<Picture> pictures = client.pictures(10);
     for (const QSize &size : {QSize(320, 240), QSize(1280, 720), QSize(642, 362)}) {
-        QVERIFY(server.command(QStringLiteral("size cam %1x%2").arg(size.width())
-                                       .arg(size.height())));
+        QVERIFY(
+            server.command(QStringLiteral("size cam %1x%2").arg(size.width()).arg(size.height())));
         while (pictures.last().size != size) {
             const QList<Picture> more = client.pictures(1);
             QVERIFY(!more.isEmpty());
@@ -161,8 +162,8 @@ void tst_RtspControl::fps_changesInTheMiddle()
     const qint64 audio = server.stat("audio", "cam");
     pictures += client.pictures(100);
     QVERIFY(isGapless(pictures));
-    const double ratio = double(server.stat("video", "cam") - video) /
-                         double(server.stat("audio", "cam") - audio);
+    const double ratio =
+        double(server.stat("video", "cam") - video) / double(server.stat("audio", "cam") - audio);
     QVERIFY2(ratio > 0.8 && ratio < 1.2, qPrintable(QString::number(ratio)));
 }
 
@@ -271,11 +272,26 @@ void tst_RtspControl::die_endsAtOnceWithoutGoodBye()
 void tst_RtspControl::control_answersWrongCommandsWithErr_data()
 {
     QTest::addColumn<QString>("line");
-    for (const char *line : {"", "nonsense", "stall", "stall nobody on", "stall cam", "stall cam 1",
-                             "size cam", "size cam 0x0", "size cam 641x360", "size cam 640",
-                             "size cam 99999x99999", "size cam 640x360x2", "fps cam 0",
-                             "fps cam fast", "codec cam h263", "codec cam", "end nobody",
-                             "mute-accept", "drop nobody", "explode cam"})
+    for (const char *line : {"",
+                             "nonsense",
+                             "stall",
+                             "stall nobody on",
+                             "stall cam",
+                             "stall cam 1",
+                             "size cam",
+                             "size cam 0x0",
+                             "size cam 641x360",
+                             "size cam 640",
+                             "size cam 99999x99999",
+                             "size cam 640x360x2",
+                             "fps cam 0",
+                             "fps cam fast",
+                             "codec cam h263",
+                             "codec cam",
+                             "end nobody",
+                             "mute-accept",
+                             "drop nobody",
+                             "explode cam"})
         QTest::newRow(line) << QString(line);
 }
 
@@ -298,11 +314,13 @@ void tst_RtspControl::control_takesCommandsFromAFifo()
     process.start(RtspServer::program(), {"--camera", "cam:h264", "--control", fifo});
     QByteArray output;
     const auto answered = [&](const QByteArray &text) {
-        return waitFor([&] {
-            process.waitForReadyRead(10);
-            output += process.readAllStandardOutput();
-            return output.contains(text);
-        }, 60000);
+        return waitFor(
+            [&] {
+                process.waitForReadyRead(10);
+                output += process.readAllStandardOutput();
+                return output.contains(text);
+            },
+            60000);
     };
     QVERIFY(answered("READY "));
     // One writer after the other: the end of one does not end the server.
@@ -311,8 +329,9 @@ void tst_RtspControl::control_takesCommandsFromAFifo()
         QVERIFY(writer.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
         writer.write(line);
         writer.close();
-        QVERIFY2(answered(*line == 's' ? "OK clients=0" : *line == 'f' ? "OK fps cam 10"
-                                                                       : "OK quit"),
+        QVERIFY2(answered(*line == 's'   ? "OK clients=0"
+                          : *line == 'f' ? "OK fps cam 10"
+                                         : "OK quit"),
                  output);
     }
     QVERIFY(process.waitForFinished(20000));
@@ -335,14 +354,18 @@ void tst_RtspControl::parent_itsDeathEndsTheServer()
     const QString fifo = folder.filePath("input");
     QCOMPARE(::mkfifo(qPrintable(fifo), 0600), 0);
     QProcess shell;
-    shell.start("sh", {"-c", "exec 3<>\"$2\"; \"$1\" --camera cam:h264 --control stdin <&3 & "
-                             "echo PID $!; wait", "sh", RtspServer::program(), fifo});
+    shell.start("sh", {"-c",
+                       "exec 3<>\"$2\"; \"$1\" --camera cam:h264 --control stdin <&3 & "
+                       "echo PID $!; wait",
+                       "sh", RtspServer::program(), fifo});
     QByteArray output;
-    QVERIFY(waitFor([&] {
-        shell.waitForReadyRead(10);
-        output += shell.readAllStandardOutput();
-        return output.contains("READY ") && output.contains("PID ");
-    }, 60000));
+    QVERIFY(waitFor(
+        [&] {
+            shell.waitForReadyRead(10);
+            output += shell.readAllStandardOutput();
+            return output.contains("READY ") && output.contains("PID ");
+        },
+        60000));
     const int at = output.indexOf("PID ") + 4;
     const int pid = output.mid(at, output.indexOf('\n', at) - at).toInt();
     QVERIFY(pid > 0 && ::kill(pid, 0) == 0);

@@ -63,8 +63,8 @@ QByteArray outputOf(const QString &tool, const QStringList &arguments)
     process.start(tool, arguments);
     process.waitForFinished(60000);
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0
-            ? process.readAllStandardOutput()
-            : QByteArray();
+               ? process.readAllStandardOutput()
+               : QByteArray();
 }
 
 /// Runs the server until it ends by itself; standard error and, in *status, the exit code.
@@ -117,9 +117,8 @@ void tst_RtspServer::camera_isServedAsNamed_data()
     QTest::addColumn<QSize>("size");
     for (const char *transport : {"tcp", "udp"}) {
         const auto row = [&](const char *camera, const char *video, const char *audio, QSize size) {
-            QTest::addRow("%s %s", camera, transport)
-                    << QString(camera) << QString(transport) << QString(video) << QString(audio)
-                    << size;
+            QTest::addRow("%s %s", camera, transport) << QString(camera) << QString(transport)
+                                                      << QString(video) << QString(audio) << size;
         };
         row("cam:h264:pcma:640x360:25", "h264", "pcm_alaw", QSize(640, 360));
         row("cam:h265:pcmu:320x240:15", "hevc", "pcm_mulaw", QSize(320, 240));
@@ -184,9 +183,8 @@ void tst_RtspServer::camera_isReadByFfprobeAndFfmpeg()
     QFETCH(QString, transport);
     RtspServer server;
     QVERIFY2(server.start({"--camera", "cam:h264:pcma:320x180"}), qPrintable(server.log()));
-    const QByteArray json =
-            outputOf("ffprobe", {"-v", "error", "-rtsp_transport", transport, "-of", "json",
-                                 "-show_streams", server.url("cam")});
+    const QByteArray json = outputOf("ffprobe", {"-v", "error", "-rtsp_transport", transport, "-of",
+                                                 "json", "-show_streams", server.url("cam")});
     const QJsonArray streams = QJsonDocument::fromJson(json).object()["streams"].toArray();
     QCOMPARE(streams.size(), 2);
     const QJsonObject video = streams[0].toObject();
@@ -203,10 +201,9 @@ void tst_RtspServer::camera_isReadByFfprobeAndFfmpeg()
     const QString file = folder.filePath("out.mkv");
     outputOf("ffmpeg", {"-v", "error", "-rtsp_transport", transport, "-i", server.url("cam"), "-c",
                         "copy", "-frames:v", "30", file});
-    const QByteArray packets = outputOf("ffprobe", {"-v", "error", "-count_packets",
-                                                    "-select_streams", "v", "-of", "csv=p=0",
-                                                    "-show_entries", "stream=nb_read_packets",
-                                                    file});
+    const QByteArray packets =
+        outputOf("ffprobe", {"-v", "error", "-count_packets", "-select_streams", "v", "-of",
+                             "csv=p=0", "-show_entries", "stream=nb_read_packets", file});
     QCOMPARE(packets.trimmed().toInt(), 30);
 }
 
@@ -269,10 +266,9 @@ void tst_RtspServer::camera_sendsWholePicturesWithParameterSets()
              qPrintable(server.log()));
     for (const char *name : {"a", "b"}) {
         const bool h264 = *name == 'a';
-        const QByteArray stream =
-                outputOf("ffmpeg", {"-v", "error", "-rtsp_transport", "tcp", "-i",
-                                    server.url(name), "-c", "copy", "-frames:v", "21", "-f",
-                                    h264 ? "h264" : "hevc", "-"});
+        const QByteArray stream = outputOf("ffmpeg", {"-v", "error", "-rtsp_transport", "tcp", "-i",
+                                                      server.url(name), "-c", "copy", "-frames:v",
+                                                      "21", "-f", h264 ? "h264" : "hevc", "-"});
         QVector<int> types;
         for (int at = stream.indexOf(QByteArray("\0\0\1", 3)); at >= 0 && at + 3 < stream.size();
              at = stream.indexOf(QByteArray("\0\0\1", 3), at + 3))

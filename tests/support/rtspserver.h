@@ -111,8 +111,8 @@ private:
     int m_port = 0;
 };
 
-/// A loopback port on which nobody listens: connections are refused. It was free a moment ago, which
-/// is as sure as it gets.
+/// A loopback port on which nobody listens: connections are refused. It was free a moment ago,
+/// which is as sure as it gets.
 int refusedPort();
 
 } // namespace vantratest
