@@ -75,7 +75,7 @@ void AddressCheck::onReadyRead()
     m_answer += m_socket.read(kMaximumAnswerBytes - m_answer.size());
     const int end = m_answer.indexOf("\r\n");
     if (end >= 0 || m_answer.size() >= kMaximumAnswerBytes)
-        finish(meaningOf(m_answer.left(end), m_address));
+        finish(meaningOf(end < 0 ? m_answer : m_answer.left(end), m_address));
 }
 
 void AddressCheck::onError(QAbstractSocket::SocketError error)

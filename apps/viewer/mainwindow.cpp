@@ -106,15 +106,17 @@ void MainWindow::connectToolBar()
 void MainWindow::addShortcuts()
 {
     const auto add = [this](const QKeySequence &keys, auto action) {
-        connect(new QShortcut(keys, this), &QShortcut::activated, this, action);
+        auto *shortcut = new QShortcut(keys, this);
+        connect(shortcut, &QShortcut::activated, this, action);
+        return shortcut;
     };
     const auto addForView = [this, add](const QKeySequence &keys, auto action) {
-        add(keys, [this, action] {
+        m_viewShortcuts.append(add(keys, [this, action] {
             if (m_selected)
                 action(m_selected);
-        });
+        }));
     };
-    add(Qt::Key_Space, [this] { togglePlay(); });
+    addForView(Qt::Key_Space, [this](StreamView *) { togglePlay(); });
     addForView(Qt::Key_M, [](StreamView *view) { view->toggleMuted(); });
     addForView(Qt::Key_S, [](StreamView *view) { view->nextScaleMode(); });
     addForView(Qt::Key_Z, [](StreamView *view) { view->toggleZoom(); });
@@ -128,7 +130,7 @@ void MainWindow::addShortcuts()
     add(Qt::Key_F, [this] { toggleFullScreen(); });
     add(Qt::Key_Escape, [this] { goBack(); });
     add(QKeySequence(Qt::CTRL + Qt::Key_N), [this] { askForAddress(); });
-    add(Qt::Key_Delete, [this] { removeSelected(); });
+    addForView(Qt::Key_Delete, [this](StreamView *) { removeSelected(); });
     add(Qt::Key_F1, [this] { showHelp(); });
     add(QKeySequence(Qt::CTRL + Qt::Key_Q), [this] { close(); });
     for (int number = 1; number <= 9; ++number)
@@ -196,6 +198,9 @@ void MainWindow::layOutViews()
             m_gridLayout->addWidget(view, i / columns, i % columns);
         view->setVisible(shown);
     }
+    // On the page with the address field these keys belong to the field.
+    for (QShortcut *shortcut : qAsConst(m_viewShortcuts))
+        shortcut->setEnabled(!m_views.isEmpty());
     m_pages->setCurrentIndex(m_views.isEmpty() ? 0 : 1);
     if (m_views.isEmpty())
         m_pages->currentWidget()->setFocus();

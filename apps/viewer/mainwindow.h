@@ -11,6 +11,7 @@
 #include <QWidget>
 
 class QGridLayout;
+class QShortcut;
 class QStackedWidget;
 class StreamView;
 class ToolBar;
@@ -65,6 +66,7 @@ private:
     QWidget *m_grid;
     QGridLayout *m_gridLayout;
     ToolBar *m_toolBar;
+    QList<QShortcut *> m_viewShortcuts;
     QList<StreamView *> m_views;
     QList<StreamView *> m_retired;     ///< removed; deleted when their threads have ended
     StreamView *m_selected = nullptr;

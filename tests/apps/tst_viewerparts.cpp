@@ -1,0 +1,237 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "options.h"
+#include "statistics.h"
+#include "support/waitfor.h"
+#include "theme.h"
+#include "viewstate.h"
+
+#include <QDirIterator>
+#include <QSvgRenderer>
+#include <QtTest>
+
+/// The parts of the viewer that need no stream: command line, summary, words, drawings.
+class TestViewerParts : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void options_defaults();
+    void options_allTaken();
+    void options_refused_data();
+    void options_refused();
+    void options_helpAndVersion();
+    void meter_countsAndGivesTheRate();
+    void meter_forgetsTheRateButNotTheCount();
+    void summary_hasALineForEachView();
+    void state_isToldInWords_data();
+    void state_isToldInWords();
+    void everyIconOfTheViewer_isReadable_data();
+    void everyIconOfTheViewer_isReadable();
+    void disabledIcon_isMuchDarker();
+    void label_fitsItsText();
+    void label_isShortened_whenThereIsNoRoom();
+};
+
+void TestViewerParts::options_defaults()
+{
+    const Options options = Options::parse({"vantra-viewer"});
+    QCOMPARE(options.action, Options::Action::Run);
+    QVERIFY(options.addresses.isEmpty());
+    QCOMPARE(options.transport, QString("tcp"));
+    QVERIFY(!options.isTimed());
+    QVERIFY(!options.verbose);
+}
+
+void TestViewerParts::options_allTaken()
+{
+    const Options options = Options::parse({"vantra-viewer", "--transport", "udp", "rtsp://a/1",
+                                            "--screenshot", "x.png", "--after=3", "--seconds", "9",
+                                            "--verbose", "rtsp://b/2"});
+    QCOMPARE(options.action, Options::Action::Run);
+    QCOMPARE(options.addresses.size(), 2);
+    QCOMPARE(options.addresses[1].name(), QString("b/2"));
+    QCOMPARE(options.transport, QString("udp"));
+    QCOMPARE(options.screenshot, QString("x.png"));
+    QCOMPARE(options.afterSeconds, 3);
+    QCOMPARE(options.seconds, 9);
+    QVERIFY(options.isTimed());
+    QVERIFY(options.verbose);
+}
+
+void TestViewerParts::options_refused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("word");
+    QTest::newRow("unknown option") << QStringList{"--colour"} << "colour";
+    QTest::newRow("transport") << QStringList{"--transport", "pigeon"} << "tcp or udp";
+    QTest::newRow("seconds") << QStringList{"--seconds", "soon"} << "--seconds";
+    QTest::newRow("no seconds") << QStringList{"--seconds", "0"} << "--seconds";
+    QTest::newRow("negative") << QStringList{"--after=-1"} << "--after";
+    QTest::newRow("value missing") << QStringList{"--after"} << "after";
+    QTest::newRow("no file") << QStringList{"--screenshot", ""} << "--screenshot";
+    QTest::newRow("second address") << QStringList{"rtsp://a/1", "rtsp://u:secret@:1"}
+                                    << "address 2:";
+    QTest::newRow("too many") << QStringList(QVector<QString>(17, "rtsp://a/1").toList())
+                              << "at most 16";
+}
+
+void TestViewerParts::options_refused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, word);
+    const Options options = Options::parse(QStringList{"vantra-viewer"} + arguments);
+    QCOMPARE(options.action, Options::Action::Refuse);
+    QVERIFY2(options.message.contains(word), qPrintable(options.message));
+    QVERIFY(options.message.contains("--help"));
+    QVERIFY(!options.message.contains("secret"));
+}
+
+void TestViewerParts::options_helpAndVersion()
+{
+    const Options help = Options::parse({"vantra-viewer", "--help", "rtsp://bad:"});
+    QCOMPARE(help.action, Options::Action::ShowHelp);
+    for (const char *option : {"--transport", "--seconds", "--screenshot", "--after", "--verbose",
+                               "--help", "--version"})
+        QVERIFY2(help.message.contains(option), option);
+    const Options version = Options::parse({"vantra-viewer", "--version"});
+    QCOMPARE(version.action, Options::Action::ShowVersion);
+    QVERIFY(QRegularExpression("^vantra-viewer \\d+\\.\\d+\\.\\d+\n$").match(version.message)
+                    .hasMatch());
+}
+
+void TestViewerParts::meter_countsAndGivesTheRate()
+{
+    PictureMeter meter;
+    QCOMPARE(meter.rate(), 0.0);
+    for (int i = 0; i < 30; ++i)
+        meter.countPicture();
+    QCOMPARE(meter.shown(), quint64(30));
+    QVERIFY(vantratest::waitFor([&] { meter.sample(); return meter.rate() > 0; }));
+    QVERIFY(meter.rate() <= 30);
+    // A second without pictures.
+    QVERIFY(vantratest::waitFor([&] { meter.sample(); return meter.rate() == 0; }));
+    QCOMPARE(meter.shown(), quint64(30));
+}
+
+void TestViewerParts::meter_forgetsTheRateButNotTheCount()
+{
+    PictureMeter meter;
+    meter.countPicture();
+    QVERIFY(vantratest::waitFor([&] { meter.sample(); return meter.rate() > 0; }));
+    meter.pause();
+    QCOMPARE(meter.rate(), 0.0);
+    QCOMPARE(meter.shown(), quint64(1));
+}
+
+void TestViewerParts::summary_hasALineForEachView()
+{
+    const QString table = summaryTable({{"cam/1", "live", QSize(640, 360), 250, 25},
+                                        {"a-longer-name/2", "no picture: why", QSize(), 0, 0}},
+                                       12.4);
+    QCOMPARE(table,
+             QString("view  name             size     pictures  per second  state\n"
+                     "1     cam/1            640x360       250        25.0  live\n"
+                     "2     a-longer-name/2  -               0         0.0  no picture: why\n"
+                     "streams 2, with pictures 1, pictures shown 250, 25.0 per second, "
+                     "CPU 12 % of one core\n"));
+}
+
+Q_DECLARE_METATYPE(ViewFacts)
+
+void TestViewerParts::state_isToldInWords_data()
+{
+    QTest::addColumn<ViewFacts>("facts");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("detail");
+    QTest::addColumn<QString>("line");
+    const QDateTime last(QDate(2026, 5, 1), QTime(12, 34, 56));
+    using S = ViewState;
+    QTest::newRow("stopped") << ViewFacts{S::Stopped, false, false, true, "", last} << "Stopped"
+                             << "Press Space to start." << "stopped";
+    QTest::newRow("at first") << ViewFacts{S::Connecting, false, false, false, "", {}}
+                              << "Connecting" << "" << "connecting";
+    QTest::newRow("failing") << ViewFacts{S::Connecting, false, true, false, "", {}}
+                             << "No picture" << "Trying again." << "connecting";
+    QTest::newRow("reason known")
+            << ViewFacts{S::Connecting, false, true, false, "Nobody\nhome.", {}} << "No picture"
+            << "Nobody\nhome.\nTrying again." << "no picture: Nobody home.";
+    QTest::newRow("open and mute") << ViewFacts{S::Connecting, true, true, false, "", {}}
+                                   << "No picture"
+                                   << "The camera is connected, but sends no picture.\nTrying again."
+                                   << "connecting";
+    QTest::newRow("lost") << ViewFacts{S::Connecting, false, false, true, "", last}
+                          << "Connection lost" << "Last picture at 12:34:56. Trying again."
+                          << "connecting";
+    QTest::newRow("frozen") << ViewFacts{S::NoSignal, true, false, true, "", last} << "No signal"
+                            << "Last picture at 12:34:56." << "no signal";
+    QTest::newRow("live") << ViewFacts{S::Live, true, false, true, "", last} << "" << "" << "live";
+}
+
+void TestViewerParts::state_isToldInWords()
+{
+    QFETCH(ViewFacts, facts);
+    const StatusOverlay::Message message = describe(facts);
+    QTEST(message.title, "title");
+    QTEST(message.detail, "detail");
+    QTEST(stateText(facts), "line");
+    // Only there is an old picture to be seen through the veil.
+    QCOMPARE(message.veil, facts.state == ViewState::NoSignal);
+}
+
+void TestViewerParts::everyIconOfTheViewer_isReadable_data()
+{
+    QTest::addColumn<QString>("path");
+    QDirIterator icons(":/viewer/icons");
+    while (icons.hasNext()) {
+        const QString path = icons.next();
+        QTest::newRow(qPrintable(icons.fileName())) << path;
+    }
+}
+
+void TestViewerParts::everyIconOfTheViewer_isReadable()
+{
+    QFETCH(QString, path);
+    QVERIFY(QSvgRenderer(path).isValid());
+    const QImage image = QIcon(path).pixmap(16).toImage();
+    int inked = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            inked += qAlpha(image.pixel(x, y)) > 127;
+    QVERIFY2(inked >= 10, "next to nothing is drawn");
+}
+
+void TestViewerParts::disabledIcon_isMuchDarker()
+{
+    const auto alphaSum = [](QIcon::Mode mode) {
+        const QImage image = theme::icon("play").pixmap(QSize(20, 20), mode).toImage();
+        int sum = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                sum += qAlpha(image.pixel(x, y));
+        return sum;
+    };
+    QVERIFY(alphaSum(QIcon::Normal) > 0);
+    QVERIFY(alphaSum(QIcon::Disabled) > 0);
+    QVERIFY(alphaSum(QIcon::Disabled) * 2 < alphaSum(QIcon::Normal));
+}
+
+void TestViewerParts::label_fitsItsText()
+{
+    const QImage narrow = theme::label("cam", 1);
+    const QImage wide = theme::label("a camera with a longer name", 1);
+    QVERIFY(wide.width() > narrow.width());
+    QCOMPARE(narrow.height(), theme::labelHeight());
+    const QImage sharp = theme::label("cam", 2);
+    QCOMPARE(sharp.size(), narrow.size() * 2);
+    QCOMPARE(sharp.devicePixelRatio(), 2.0);
+}
+
+void TestViewerParts::label_isShortened_whenThereIsNoRoom()
+{
+    QCOMPARE(theme::label("a camera with a longer name", 1, 80).width(), 80);
+    QVERIFY(theme::label("cam", 1, 5).isNull());
+}
+
+QTEST_MAIN(TestViewerParts)
+#include "tst_viewerparts.moc"
