@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "threadwatcher.h"
 
+#include "support/counterblocks.h"
+
 #include <QThread>
 
 namespace vantratest {
@@ -70,7 +72,9 @@ void ThreadWatcher::watch(AbstractVideoThread *thread)
                 note(QStringLiteral("frame"), true);
                 volatile quint64 sum = readPlanes(w, h, y, u, v, ly, lu, lv);
                 Q_UNUSED(sum)
-                pictures << Picture{w, h, readNumber(y, static_cast<int>(ly), w, h)};
+                const auto counter = readCounter(y, static_cast<int>(ly), w, h);
+                pictures << Picture{w, h, readNumber(y, static_cast<int>(ly), w, h),
+                                    counter ? static_cast<qint64>(*counter) : -1};
                 if (atFrame)
                     atFrame();
             },

@@ -111,7 +111,8 @@ public:
     {
         int width = 0;
         int height = 0;
-        int number = -1; ///< from the blocks of a made clip
+        int number = -1;     ///< from the blocks of a made clip
+        qint64 counter = -1; ///< from those of a test camera
     };
 
     explicit ThreadWatcher(AbstractVideoThread *thread = nullptr)
