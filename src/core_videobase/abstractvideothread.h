@@ -28,7 +28,8 @@
 ///
 /// Deletion. The object may be deleted at any time, running or not, on the thread it lives on:
 /// endRun() sees to that, and every subclass that run() depends on calls it first in its destructor.
-/// A receiver that owns the thread as a member deletes it in the body of its own destructor.
+/// A receiver that owns the thread as a member deletes it in the body of its own destructor. From
+/// within a slot for which run() stands waiting, use deleteLater() instead, as Qt asks of any slot.
 class VANTRA_EXPORT AbstractVideoThread : public QThread
 {
     Q_OBJECT
