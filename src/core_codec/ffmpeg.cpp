@@ -12,13 +12,13 @@ namespace {
 
 constexpr char kLogTag[] = "(ffpg)";
 constexpr int kErrorTextSize = 64; // bytes, terminator included
+constexpr unsigned kKeySize = sizeof(void *); // the key of a record is the value of its context
 
-// The key of a record is the value of its context pointer.
 template<typename Handle>
 Handle *findHandle(Handle *head, AVCodecContext *ctx)
 {
     Handle *found = nullptr;
-    HASH_FIND(hh, head, &ctx, sizeof(ctx), found);
+    HASH_FIND(hh, head, &ctx, kKeySize, found);
     return found;
 }
 
@@ -27,7 +27,7 @@ bool addHandle(Handle *&head, Handle *handle)
 {
     if (findHandle(head, handle->ctx))
         return false;
-    HASH_ADD(hh, head, ctx, sizeof(handle->ctx), handle);
+    HASH_ADD(hh, head, ctx, kKeySize, handle);
     return true;
 }
 

@@ -15,6 +15,9 @@
 /// Memory: what an output record points to belongs to the handle and is valid until the next call
 /// on that handle or its destruction. Input is only read during the call, and needs no padding.
 
+// Hosts know the records by these names.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+
 /// What a video decoder is made from.
 struct _tag_vdec_param_s
 {
@@ -76,6 +79,8 @@ struct _tag_audio_frame_s
     uint32_t size; ///< bytes
     uint64_t pts;  ///< the time stamp of the call
 };
+
+// NOLINTEND(bugprone-reserved-identifier)
 
 /// Returns a decoder, or null. A hardware device that is unknown, unsupported by the codec or
 /// absent ends in a software decoder. Release with ffmpeg_destroy_video_decoder.
