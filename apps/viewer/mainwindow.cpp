@@ -323,9 +323,11 @@ void MainWindow::tick()
 {
     m_cpu.sample();
     double rate = 0;
+    int live = 0;
     for (StreamView *view : qAsConst(m_views)) {
         view->tick();
         rate += view->pictureRate();
+        live += view->state() == ViewState::Live;
     }
     for (int i = m_retired.size() - 1; i >= 0; --i) {
         if (!m_retired[i]->hasRunningThreads())
@@ -338,8 +340,11 @@ void MainWindow::tick()
     }
     m_toolBar->showStatus(m_views.isEmpty()
                                   ? QString()
-                                  : tr("%1 pictures/s    CPU %2 %").arg(rate, 0, 'f', 0)
-                                            .arg(m_cpu.percent(), 0, 'f', 0));
+                                  : tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
+                                            .arg(QString::number(live),
+                                                 QString::number(m_views.size()),
+                                                 QString::number(rate, 'f', 0),
+                                                 QString::number(m_cpu.percent(), 'f', 0)));
 }
 
 QVector<ViewSummary> MainWindow::summaries() const

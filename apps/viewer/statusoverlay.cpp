@@ -11,8 +11,6 @@ namespace {
 
 constexpr int kIconSize = 40;
 constexpr int kTitlePixels = 16;
-/// Below this height there is room for the words only.
-constexpr int kRoomForIcon = 150;
 /// Long lines are hard to read, so text is no wider than this.
 constexpr int kMaximumTextWidth = 420;
 
@@ -49,22 +47,23 @@ void StatusOverlay::paintEvent(QPaintEvent *)
     const QRect unbounded(0, 0, width, height());
     const QRect title = QFontMetrics(titleFont).boundingRect(unbounded, wrapped, m_message.title);
     const QRect detail = fontMetrics().boundingRect(unbounded, wrapped, m_message.detail);
-    const bool withIcon = height() >= kRoomForIcon;
     const bool withDetail = !m_message.detail.isEmpty()
             && title.height() + detail.height() + 4 * theme::gap < height();
 
-    int total = title.height();
+    int total = title.height() + (withDetail ? detail.height() + theme::gap : 0);
+    constexpr int iconRoom = kIconSize + 2 * theme::gap;
+    // The name above stays free.
+    const int nameBottom = ViewLabels::kOffset + theme::labelHeight();
+    const bool withIcon = (height() - total - iconRoom) / 2 > nameBottom;
     if (withIcon)
-        total += kIconSize + 2 * theme::gap;
-    if (withDetail)
-        total += detail.height() + theme::gap;
+        total += iconRoom;
     const int left = (this->width() - width) / 2;
     int top = (height() - total) / 2;
     if (withIcon) {
         painter.setOpacity(0.55);
         m_icon.paint(&painter, (this->width() - kIconSize) / 2, top, kIconSize, kIconSize);
         painter.setOpacity(1);
-        top += kIconSize + 2 * theme::gap;
+        top += iconRoom;
     }
     painter.setFont(titleFont);
     painter.setPen(theme::text);

@@ -213,8 +213,10 @@ void StreamView::tick()
 
 void StreamView::showInfo(const QString &text)
 {
-    widgetPara.banner.text = text; // for the next time that the pointer enters
-    bannerWidget->showInfo(text);
+    // A text that would be cut off is none.
+    const bool fits = width() >= viewlook::bannerTextRoom;
+    widgetPara.banner.text = fits ? text : QString(); // for when the pointer enters next
+    bannerWidget->showInfo(widgetPara.banner.text);
 }
 
 void StreamView::setState(ViewState state)
@@ -321,6 +323,8 @@ void StreamView::nextScaleMode()
     notice(getScaleMode() == ScaleMode_Aspect ? tr("Fit into the view")
            : getScaleMode() == ScaleMode_Fill ? tr("Fill the view")
                                               : tr("Own size"));
+    bannerWidget->changeStatus(viewlook::scaleButton, viewlook::scaleButton,
+                               viewlook::scaleIcon(getScaleMode()));
     osdWidget->update();
     emit changed();
 }

@@ -4,6 +4,7 @@
 
 #include "streamview.h"
 #include "theme.h"
+#include "viewlook.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -55,17 +56,11 @@ void ToolBar::showView(const StreamView *view, bool enlarged, bool fullScreen)
     const bool muted = !view || view->isMuted();
     setLook(m_sound, muted ? ":/primary/close_volume.svg" : ":/primary/volume.svg",
             muted ? tr("Sound on (M)") : tr("Sound off (M), louder (+), quieter (-)"));
-    switch (view ? view->getScaleMode() : ScaleMode_Aspect) {
-    case ScaleMode_Aspect:
-        setLook(m_scale, "scale-fit", tr("Fits into the view; next: fill (S)"));
-        break;
-    case ScaleMode_Fill:
-        setLook(m_scale, "scale-fill", tr("Fills the view; next: own size (S)"));
-        break;
-    case ScaleMode_Auto:
-        setLook(m_scale, "scale-own", tr("Own size; next: fit (S)"));
-        break;
-    }
+    const ScaleMode mode = view ? view->getScaleMode() : ScaleMode_Aspect;
+    setLook(m_scale, viewlook::scaleIcon(mode),
+            mode == ScaleMode_Aspect ? tr("Fits into the view; next: fill (S)")
+            : mode == ScaleMode_Fill ? tr("Fills the view; next: own size (S)")
+                                     : tr("Own size; next: fit (S)"));
     const bool zoomed = view && view->isDigitalZoom();
     m_zoom->setChecked(zoomed);
     setLook(m_zoom, ":/primary/digital-zoom.svg",

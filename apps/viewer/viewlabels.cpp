@@ -34,12 +34,14 @@ void ViewLabels::show()
     m_view->removeOsd(kNameLabel);
     m_view->removeOsd(kClockLabel);
     m_clock.clear();
-    if (!m_visible)
-        return;
-    place(kNameLabel,
-          theme::label(m_name, m_view->devicePixelRatioF(), m_view->width() - 2 * kOffset),
-          QPoint(kOffset, kOffset));
+    if (m_visible) {
+        place(kNameLabel,
+              theme::label(m_name, m_view->devicePixelRatioF(), m_view->width() - 2 * kOffset),
+              QPoint(kOffset, kOffset));
+    }
     updateClock();
+    if (m_noticeTimer.isActive())
+        placeNotice();
 }
 
 void ViewLabels::toggle()
@@ -64,12 +66,18 @@ void ViewLabels::updateClock()
 
 void ViewLabels::notice(const QString &text)
 {
-    const QImage picture
-            = theme::label(text, m_view->devicePixelRatioF(), m_view->width() - 2 * kOffset);
+    m_notice = text;
+    placeNotice();
+    m_noticeTimer.start(kNoticeMs);
+}
+
+void ViewLabels::placeNotice()
+{
+    const QImage picture = theme::label(m_notice, m_view->devicePixelRatioF(),
+                                        m_view->width() - 2 * kOffset);
     place(kNoticeLabel, picture,
           QPoint((m_view->width() - widthOf(picture)) / 2,
                  m_view->height() - m_bottomRoom - theme::labelHeight() - kOffset));
-    m_noticeTimer.start(kNoticeMs);
 }
 
 void ViewLabels::reset()

@@ -36,6 +36,7 @@ public:
     void reset();
 
 private:
+    void placeNotice();
     void place(const QString &label, const QImage &picture, const QPoint &point);
 
     AbstractVideoWidget *const m_view;
@@ -43,5 +44,6 @@ private:
     const int m_bottomRoom;
     bool m_visible = true;
     QString m_clock; ///< as last drawn
+    QString m_notice;
     QTimer m_noticeTimer;
 };

@@ -34,19 +34,29 @@ WidgetPara make(const QString &cameraName)
     look.bannerPosition = 1;
     look.banner.margins = QMargins(10, 0, 8, 0);
     look.banner.spacing = 10;
-    look.banner.bgAlpha = 200;
+    look.banner.bgAlpha = 235;
     look.banner.bgColor = theme::window;
     look.banner.textColor = theme::text;
     look.banner.pressColor = theme::accent;
     look.banner.names = QStringList{stopButton, soundOffButton, scaleButton,
                                     zoomButton, saveButton, enlargeButton};
     look.banner.icons = QStringList{":/viewer/icons/stop.svg", ":/primary/close_volume.svg",
-                                    ":/viewer/icons/scale-fit.svg", ":/primary/digital-zoom.svg",
+                                    scaleIcon(look.scaleMode), ":/primary/digital-zoom.svg",
                                     ":/primary/snap.svg", ":/viewer/icons/enlarge.svg"};
     look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Fit, fill, or own size"),
                                    tr("Digital zoom"), tr("Save the picture"),
                                    tr("Show only this camera, or all")};
     return look;
+}
+
+QString scaleIcon(ScaleMode mode)
+{
+    switch (mode) {
+    case ScaleMode_Aspect: return QStringLiteral(":/viewer/icons/scale-fit.svg");
+    case ScaleMode_Fill: return QStringLiteral(":/viewer/icons/scale-fill.svg");
+    case ScaleMode_Auto: break;
+    }
+    return QStringLiteral(":/viewer/icons/scale-own.svg");
 }
 
 QString styleSheet()

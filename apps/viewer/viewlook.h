@@ -9,6 +9,8 @@ namespace viewlook {
 
 constexpr int frameWidth = 6;  ///< pixels; half of it is seen
 constexpr int bannerSize = 34; ///< pixels
+/// Width from which a view has room for a text beside the banner's buttons, pixels.
+constexpr int bannerTextRoom = 360;
 
 // Names of the banner's buttons; that of the sound button is its state too.
 constexpr char stopButton[] = "btnStop";
@@ -21,6 +23,8 @@ constexpr char enlargeButton[] = "btnEnlarge";
 
 /// The parameters of a new view. It is mute until somebody wants its sound.
 WidgetPara make(const QString &cameraName);
+/// Picture of the button that tells and changes how the picture fits.
+QString scaleIcon(ScaleMode mode);
 /// In place of the one that the library gives.
 QString styleSheet();
 

@@ -115,10 +115,10 @@ void TestStreamView::play_showsLivePictures()
         const auto now = readCounter(host.view.grab().toImage());
         return now && *now > *first + 5;
     }));
+    QVERIFY(waitFor([&] { return host.view.summary().pictures > 5; }));
     const ViewSummary summary = host.view.summary();
     QCOMPARE(summary.size, QSize(640, 360));
     QCOMPARE(summary.state, QString("live"));
-    QVERIFY(summary.pictures > 5);
 }
 
 void TestStreamView::halt_leavesAStoppedView()
@@ -182,7 +182,8 @@ void TestStreamView::droppedView_comesBackByItself()
 
 void TestStreamView::view_comesBack_whenTheCameraWasAway()
 {
-    log->expectMatching(Logger::Error, QRegularExpression("^\\(ffvdthr\\)(read frame|open input) err"));
+    log->expectMatching(Logger::Error,
+                        QRegularExpression("^\\(ffvdthr\\)(read frame|open input) err"));
     RtspServer server;
     QVERIFY(server.start({"--camera", "cam:h264"}));
     Host host(server.url("cam"));

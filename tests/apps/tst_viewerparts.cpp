@@ -158,7 +158,8 @@ void TestViewerParts::state_isToldInWords_data()
             << "Nobody\nhome.\nTrying again." << "no picture: Nobody home.";
     QTest::newRow("open and mute") << ViewFacts{S::Connecting, true, true, false, "", {}}
                                    << "No picture"
-                                   << "The camera is connected, but sends no picture.\nTrying again."
+                                   << "The camera is connected, but sends no picture.\n"
+                                      "Trying again."
                                    << "connecting";
     QTest::newRow("lost") << ViewFacts{S::Connecting, false, false, true, "", last}
                           << "Connection lost" << "Last picture at 12:34:56. Trying again."
