@@ -31,8 +31,8 @@ constexpr AVRational kMicroseconds{1, 1000000};
 /// The stream of a packet, or null.
 const AVStream *streamOf(const AVFormatContext *formatCtx, const AVPacket *packet)
 {
-    if (!formatCtx || !packet || packet->stream_index < 0
-        || static_cast<unsigned>(packet->stream_index) >= formatCtx->nb_streams)
+    if (!formatCtx || !packet || packet->stream_index < 0 ||
+        static_cast<unsigned>(packet->stream_index) >= formatCtx->nb_streams)
         return nullptr;
     return formatCtx->streams[packet->stream_index];
 }
@@ -55,7 +55,7 @@ void debugStep(AbstractVideoThread *thread, bool video, const char *step, int re
         return;
     thread->debug(video ? QStringLiteral("视频解码") : QStringLiteral("音频解码"),
                   QStringLiteral("步骤: %1 原因: %2")
-                          .arg(QLatin1String(step), FFmpegHelper::errorText(result)));
+                      .arg(QLatin1String(step), FFmpegHelper::errorText(result)));
 }
 
 } // namespace
@@ -122,8 +122,8 @@ QString FFmpegHelper::encodeUrl(const QString &url)
     const auto encoded = [&parts](int index) {
         return QString::fromLatin1(parts.value(index).toUtf8().toPercentEncoding());
     };
-    return QStringLiteral("rtsp://") + encoded(0) + QLatin1Char(':') + encoded(1)
-           + QLatin1Char('@') + url.mid(at + 1);
+    return QStringLiteral("rtsp://") + encoded(0) + QLatin1Char(':') + encoded(1) +
+           QLatin1Char('@') + url.mid(at + 1);
 }
 
 QString FFmpegHelper::encodeUrlOfType(const int &urlType, const QString &url)
@@ -190,8 +190,8 @@ qint64 FFmpegHelper::ptsUs(AVFormatContext *formatCtx, AVPacket *packet, qint64 
     const AVStream *stream = streamOf(formatCtx, packet);
     if (!stream)
         return 0;
-    return av_rescale_q(packetTime(packet), stream->time_base, kMicroseconds) + startTime
-           - av_gettime();
+    return av_rescale_q(packetTime(packet), stream->time_base, kMicroseconds) + startTime -
+           av_gettime();
 }
 
 void FFmpegHelper::delayTime(AVFormatContext *formatCtx, AVPacket *packet, qint64 startTime)
@@ -237,7 +237,11 @@ int FFmpegHelper::frameRateOf(AVStream *stream)
 
 int FFmpegHelper::defaultBitRate(int width, int height)
 {
-    struct Row { qint64 areaBelow; int bitRate; };
+    struct Row
+    {
+        qint64 areaBelow;
+        int bitRate;
+    };
     constexpr Row kRows[] = {
         {230401, 400000},   {518401, 900000},   {921601, 1500000},
         {2073601, 3000000}, {3686401, 3500000}, {8294401, 6000000},
@@ -257,12 +261,18 @@ int FFmpegHelper::hwPixelFormat(int deviceType)
     // By name: the numbers of these formats moved by two between FFmpeg 4 and 5 (VAAPI was 46 and
     // is 44), and a decoder offers those of the library in use.
     switch (deviceType) {
-    case AV_HWDEVICE_TYPE_VDPAU: return AV_PIX_FMT_VDPAU;
-    case AV_HWDEVICE_TYPE_VAAPI: return AV_PIX_FMT_VAAPI;
-    case AV_HWDEVICE_TYPE_DXVA2: return AV_PIX_FMT_DXVA2_VLD;
-    case AV_HWDEVICE_TYPE_VIDEOTOOLBOX: return AV_PIX_FMT_VIDEOTOOLBOX;
-    case AV_HWDEVICE_TYPE_D3D11VA: return AV_PIX_FMT_D3D11;
-    default: return AV_PIX_FMT_NONE;
+    case AV_HWDEVICE_TYPE_VDPAU:
+        return AV_PIX_FMT_VDPAU;
+    case AV_HWDEVICE_TYPE_VAAPI:
+        return AV_PIX_FMT_VAAPI;
+    case AV_HWDEVICE_TYPE_DXVA2:
+        return AV_PIX_FMT_DXVA2_VLD;
+    case AV_HWDEVICE_TYPE_VIDEOTOOLBOX:
+        return AV_PIX_FMT_VIDEOTOOLBOX;
+    case AV_HWDEVICE_TYPE_D3D11VA:
+        return AV_PIX_FMT_D3D11;
+    default:
+        return AV_PIX_FMT_NONE;
     }
 }
 

@@ -23,15 +23,16 @@ class VANTRA_EXPORT FFmpegHelper
 public:
     FFmpegHelper() = delete;
 
-    /// Pixel format (AVPixelFormat) that the last hardware decoder asked for; -1 is none. All threads
-    /// share this one value, so two that decode with different hardware at once disturb each other.
+    /// Pixel format (AVPixelFormat) that the last hardware decoder asked for; -1 is none. All
+    /// threads share this one value, so two that decode with different hardware at once disturb
+    /// each other.
     static std::atomic<int> hwPixFmt;
 
     // --- Addresses ---
 
     /// Whether the host of `url` accepts a TCP connection within `timeout` milliseconds; below 1
-    /// nothing is tried and the answer is true. Without a port 554 is used. Blocks the caller, on an
-    /// event loop of its own. An empty address is false.
+    /// nothing is tried and the answer is true. Without a port 554 is used. Blocks the caller, on
+    /// an event loop of its own. An empty address is false.
     static bool checkUrl(const QString &url, int timeout);
     /// The same by type of address (0 file, 3 network, 255 unknown), with a reason for a person
     /// told to thread->debug(). Other types pass.
@@ -46,8 +47,8 @@ public:
 
     // --- Decoding ---
 
-    /// One packet in, at most one frame out. Negative: `frame` holds nothing new, be it only because
-    /// the decoder wants more input. Failures are told to thread->debug().
+    /// One packet in, at most one frame out. Negative: `frame` holds nothing new, be it only
+    /// because the decoder wants more input. Failures are told to thread->debug().
     static int decodeFrame(AbstractVideoThread *thread, AVCodecContext *ctx, AVPacket *packet,
                            AVFrame *frame, bool video);
     /// From context to stream, or from stream to context.
@@ -76,7 +77,8 @@ public:
     /// AVCodecID.
     static int codecIdOf(AVStream *stream);
     static void streamSize(AVStream *stream, int &width, int &height);
-    /// Frames per second, cut to an integer: the average if that is from 1 to 60, else the base rate.
+    /// Frames per second, cut to an integer: the average if that is from 1 to 60, else the base
+    /// rate.
     static int frameRateOf(AVStream *stream);
     /// Bits per second for a picture of that area.
     static int defaultBitRate(int width, int height);
@@ -85,8 +87,8 @@ public:
 
     /// AVHWDeviceType to the AVPixelFormat of its frames; -1 for one that is not supported.
     static int hwPixelFormat(int deviceType);
-    /// Callback of a decoder: picks hwPixFmt from a list that ends with -1. -1 if it is not in there,
-    /// and the decoder then fails; there is no fall-back to software.
+    /// Callback of a decoder: picks hwPixFmt from a list that ends with -1. -1 if it is not in
+    /// there, and the decoder then fails; there is no fall-back to software.
     static int getHwFormat(AVCodecContext *ctx, const int *formats);
 
     // --- Names and texts ---
@@ -108,8 +110,8 @@ public:
     static void listOptions(const QString &deviceType, const QString &deviceName);
     static void listOptions(const QString &deviceName);
 
-    /// Copies a planar 4:2:0 picture, turned by 90 or 270 degrees or, for 180, flipped top to bottom;
-    /// any other angle copies no samples. Planes of `target` are written without padding, and must
-    /// be large enough; nothing is copied into a reference-counted buffer that is not.
+    /// Copies a planar 4:2:0 picture, turned by 90 or 270 degrees or, for 180, flipped top to
+    /// bottom; any other angle copies no samples. Planes of `target` are written without padding,
+    /// and must be large enough; nothing is copied into a reference-counted buffer that is not.
     static void rotateFrame(int angle, const AVFrame *source, AVFrame *target);
 };

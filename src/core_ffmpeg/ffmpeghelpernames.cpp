@@ -45,8 +45,9 @@ QString FFmpegHelper::errorText(int code)
 
 QString FFmpegHelper::pixelFormatName(int format)
 {
-#define VANTRA_NAMED(constant) \
-    case constant: return QStringLiteral(#constant)
+#define VANTRA_NAMED(constant)                                                                     \
+    case constant:                                                                                 \
+        return QStringLiteral(#constant)
     switch (format) {
         VANTRA_NAMED(AV_PIX_FMT_NONE);
         VANTRA_NAMED(AV_PIX_FMT_YUV420P);
@@ -68,7 +69,8 @@ QString FFmpegHelper::pixelFormatName(int format)
         VANTRA_NAMED(AV_PIX_FMT_CUDA);
         VANTRA_NAMED(AV_PIX_FMT_D3D11);
         VANTRA_NAMED(AV_PIX_FMT_YUV420P10LE);
-    default: return QString::number(format);
+    default:
+        return QString::number(format);
     }
 #undef VANTRA_NAMED
 }

@@ -65,8 +65,8 @@ qint64 roomAt(const AVFrame *frame, const quint8 *data)
 bool isUsable(const AVFrame *target, const Plane &plane)
 {
     const qint64 samples = static_cast<qint64>(plane.width) * plane.height;
-    return plane.source && plane.target && qAbs(plane.stride) >= plane.width
-           && roomAt(target, plane.target) >= samples;
+    return plane.source && plane.target && qAbs(plane.stride) >= plane.width &&
+           roomAt(target, plane.target) >= samples;
 }
 
 } // namespace

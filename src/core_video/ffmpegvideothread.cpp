@@ -13,16 +13,15 @@ extern "C" {
 namespace {
 
 constexpr char kLogTag[] = "(ffvdthr)";
-constexpr int kMaxReadErrors = 3;          ///< in a row; then the loop is left
-constexpr int kErrorsThatRestart = 2;      ///< in a row, when the loop is left
+constexpr int kMaxReadErrors = 3;     ///< in a row; then the loop is left
+constexpr int kErrorsThatRestart = 2; ///< in a row, when the loop is left
 constexpr qint64 kDefaultOpenLimitUs = 3000000;
 constexpr qint64 kDefaultReadLimitMs = 3000;
 
 } // namespace
 
 FFmpegVideoThread::FFmpegVideoThread(QObject *parent)
-    : AbstractVideoThread(parent),
-      videoCodecId(AV_CODEC_ID_H264),
+    : AbstractVideoThread(parent), videoCodecId(AV_CODEC_ID_H264),
       audioCodecId(AV_CODEC_ID_PCM_MULAW)
 {
 }
@@ -59,8 +58,8 @@ bool FFmpegVideoThread::interruptIsDue()
     }
     if (isOpening) {
         const qint64 gone = av_gettime() - openStartTime;
-        const qint64 limit = connectTimeout < 1 ? kDefaultOpenLimitUs
-                                                : static_cast<qint64>(connectTimeout) * 1000;
+        const qint64 limit =
+            connectTimeout < 1 ? kDefaultOpenLimitUs : static_cast<qint64>(connectTimeout) * 1000;
         if (gone > limit) {
             readTimedOut = true;
             VANTRA_LOG(Logger::Warning)

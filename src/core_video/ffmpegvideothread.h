@@ -11,8 +11,8 @@ struct AVFrame;
 struct AVPacket;
 
 /// Plays a URL as it comes: reads packets, decodes them while somebody watches, hands pictures and
-/// sound on, and opens the source again when it breaks. A live reader: no pacing, no seek, no speed,
-/// no pause. Of a file the end counts as a read error.
+/// sound on, and opens the source again when it breaks. A live reader: no pacing, no seek, no
+/// speed, no pause. Of a file the end counts as a read error.
 ///
 /// Threads. run() and all functions below but the constructor and the destructor execute on the
 /// stream thread. It blocks in FFmpeg, which a stop() or a time-out interrupts; in the TCP probe

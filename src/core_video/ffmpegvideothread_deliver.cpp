@@ -25,26 +25,28 @@ constexpr int kRgbPaddingBytes = 256;
 int scalerFlag(DecodeType type)
 {
     switch (type) {
-    case DecodeType_Quality: return SWS_BICUBIC;
-    case DecodeType_Balanced: return SWS_BILINEAR;
-    default: return SWS_FAST_BILINEAR;
+    case DecodeType_Quality:
+        return SWS_BICUBIC;
+    case DecodeType_Balanced:
+        return SWS_BILINEAR;
+    default:
+        return SWS_FAST_BILINEAR;
     }
 }
 
 bool isOnVideoCard(const AVFrame *frame)
 {
-    const AVPixFmtDescriptor *form =
-        av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
+    const AVPixFmtDescriptor *form = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
     return form && (form->flags & AV_PIX_FMT_FLAG_HWACCEL);
 }
 
-/// What a receiver of three planes can read: it takes the chroma planes for half as wide and half as
-/// high, with one line size for both.
+/// What a receiver of three planes can read: it takes the chroma planes for half as wide and half
+/// as high, with one line size for both.
 bool isPlanar420(const AVFrame *frame)
 {
-    return (frame->format == AV_PIX_FMT_YUV420P || frame->format == AV_PIX_FMT_YUVJ420P)
-           && frame->data[0] && frame->data[1] && frame->data[2] && frame->linesize[0] > 0
-           && frame->linesize[1] > 0 && frame->linesize[2] == frame->linesize[1];
+    return (frame->format == AV_PIX_FMT_YUV420P || frame->format == AV_PIX_FMT_YUVJ420P) &&
+           frame->data[0] && frame->data[1] && frame->data[2] && frame->linesize[0] > 0 &&
+           frame->linesize[1] > 0 && frame->linesize[2] == frame->linesize[1];
 }
 
 } // namespace
@@ -64,8 +66,7 @@ void FFmpegVideoThread::decodeVideo()
         emit receiveRenderStart();
     }
     if (FFmpegHelper::decodeFrame(this, session->videoCtx.get(), session->packet.get(),
-                                  session->videoFrame.get(), true)
-        < 0)
+                                  session->videoFrame.get(), true) < 0)
         return;
     // A picture in a new size never reaches a renderer that was built for the old one. A stop2()
     // that has cleared the flag meanwhile stays.
@@ -84,8 +85,8 @@ void FFmpegVideoThread::deliver()
         decodeImage();
         break;
     case VideoMode_Opengl:
-        // With hardware nothing is handed over in this mode; that is intended. A software picture of
-        // another layout is held back: its planes would be read beyond their end.
+        // With hardware nothing is handed over in this mode; that is intended. A software picture
+        // of another layout is held back: its planes would be read beyond their end.
         if (software && isPlanar420(frame)) {
             const auto lumaLine = static_cast<quint32>(frame->linesize[0]);
             const auto chromaLine = static_cast<quint32>(frame->linesize[1]);
@@ -128,9 +129,9 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
         return QImage();
 
     // Built anew only when size or form change.
-    session->rgbScaler.reset(sws_getCachedContext(
-        session->rgbScaler.release(), width, height, format, width, height, AV_PIX_FMT_BGRA,
-        scalerFlag(decodeType), nullptr, nullptr, nullptr));
+    session->rgbScaler.reset(
+        sws_getCachedContext(session->rgbScaler.release(), width, height, format, width, height,
+                             AV_PIX_FMT_BGRA, scalerFlag(decodeType), nullptr, nullptr, nullptr));
     if (!session->rgbScaler)
         return QImage();
     if (!session->rgbBuffer || session->rgbWidth != width || session->rgbHeight != height) {
@@ -146,8 +147,8 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
     int lines[4] = {};
     av_image_fill_arrays(planes, lines, session->rgbBuffer.get(), AV_PIX_FMT_BGRA, width, height,
                          kRgbAlignment);
-    if (sws_scale(session->rgbScaler.get(), frame->data, frame->linesize, 0, height, planes, lines)
-        < 0)
+    if (sws_scale(session->rgbScaler.get(), frame->data, frame->linesize, 0, height, planes,
+                  lines) < 0)
         return QImage();
     const auto release = [](void *holder) { delete static_cast<Session::RgbBytes *>(holder); };
     auto *holder = new Session::RgbBytes(session->rgbBuffer);
@@ -160,15 +161,16 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
 void FFmpegVideoThread::saveSnap(const QImage &image)
 {
     const QString name = getSnapName();
-    // The file appears under its name when it is whole: snapFinsh() may be reading the picture before.
+    // The file appears under its name when it is whole: snapFinsh() may be reading the picture
+    // before.
     QSaveFile file(name);
     file.setDirectWriteFallback(true);
     if (file.open(QIODevice::WriteOnly) && image.save(&file, "jpg", -1))
         file.commit();
     // If snapFinsh() has given the picture before its last name meanwhile, this one is left over.
     const QString png = QStringLiteral(".png");
-    if (name.endsWith(png)
-        && getSnapName() == name.left(name.size() - png.size()) + QStringLiteral(".jpg"))
+    if (name.endsWith(png) &&
+        getSnapName() == name.left(name.size() - png.size()) + QStringLiteral(".jpg"))
         QFile::remove(name);
     QMetaObject::invokeMethod(this, "snapFinsh");
 }
@@ -210,12 +212,12 @@ void FFmpegVideoThread::decodeAudio()
     // The resampler reads as many planes as it was built for.
     const Session::AudioForm form{frame->format, ffcompat::channels(frame), frame->sample_rate};
     const Session::AudioForm &built = session->resamplerForm;
-    if (form.sampleFormat != built.sampleFormat || form.channels != built.channels
-        || form.sampleRate != built.sampleRate) {
+    if (form.sampleFormat != built.sampleFormat || form.channels != built.channels ||
+        form.sampleRate != built.sampleRate) {
         if (!initResampler())
             session->resampler.reset();
-        if (!session->resampler || form.sampleFormat != built.sampleFormat
-            || form.channels != built.channels || form.sampleRate != built.sampleRate)
+        if (!session->resampler || form.sampleFormat != built.sampleFormat ||
+            form.channels != built.channels || form.sampleRate != built.sampleRate)
             return;
     }
 

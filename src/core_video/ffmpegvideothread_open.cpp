@@ -80,8 +80,8 @@ bool FFmpegVideoThread::initInput()
     const QString url = getVideoUrl();
     isOpening = true;
     const QByteArray address = FFmpegHelper::encodeUrl(url).toUtf8();
-    int result = avformat_open_input(&input, address.constData(), nullptr,
-                                     session->options.address());
+    int result =
+        avformat_open_input(&input, address.constData(), nullptr, session->options.address());
     isOpening = false;
     session->formatCtx.reset(input); // null after a failure
     if (result < 0) {
@@ -191,8 +191,8 @@ bool FFmpegVideoThread::initAudioInput()
     const AVCodecParameters *parameters = input->streams[audioIndex]->codecpar;
     const AVCodec *codec = avcodec_find_decoder(parameters->codec_id);
     if (!codec) {
-        VANTRA_LOG(Logger::Error)
-            << "find audio decoder err " << static_cast<int>(parameters->codec_id);
+        VANTRA_LOG(Logger::Error) << "find audio decoder err "
+                                  << static_cast<int>(parameters->codec_id);
         return false;
     }
     session->audioCtx.reset(avcodec_alloc_context3(codec));
@@ -220,8 +220,7 @@ bool FFmpegVideoThread::initAudioInput()
 
     if (!initResampler())
         return false;
-    session->audioBuffer.reset(
-        static_cast<std::uint8_t *>(av_malloc(Session::kAudioBufferBytes)));
+    session->audioBuffer.reset(static_cast<std::uint8_t *>(av_malloc(Session::kAudioBufferBytes)));
     return session->audioBuffer != nullptr;
 }
 

@@ -7,9 +7,9 @@
 
 #include <memory>
 
-/// What one open of a FFmpegVideoThread builds and its close frees: one packet and one set of frames
-/// that all packets share. Touched on the stream thread only. Members are destroyed from the last to
-/// the first, the input after everything that was made from it.
+/// What one open of a FFmpegVideoThread builds and its close frees: one packet and one set of
+/// frames that all packets share. Touched on the stream thread only. Members are destroyed from the
+/// last to the first, the input after everything that was made from it.
 struct FFmpegVideoThread::Session
 {
     /// Bytes of a picture in BGRA, shared with every QImage that wraps them, because a widget may

@@ -3,23 +3,18 @@
 #include "core_videobase/abstractvideothread.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QEvent>
-#include <QFile>
-#include <QFileInfo>
 #include <QMetaMethod>
-#include <QMutexLocker>
 #include <QTimer>
 
 namespace {
 
 constexpr int kOpenPauseStepMs = 100; ///< a stop cuts the pause between two opens short by this
 constexpr int kEndPollMs = 10;        ///< how often endRun() looks for a blocked run()
-constexpr int kNoSaveLimit = -1;
 
-/// Throws away what is queued for the objects that are being destroyed with `child`, which is a part
-/// of them, and for their other parts. An object that is deleted by its parent has already left the
-/// parent's list of children; that tells it from one that is deleted by itself.
+/// Throws away what is queued for the objects that are being destroyed with `child`, which is a
+/// part of them, and for their other parts. An object that is deleted by its parent has already
+/// left the parent's list of children; that tells it from one that is deleted by itself.
 void discardEventsOfDyingParents(const QObject *child)
 {
     for (QObject *parent = child->parent();
@@ -38,14 +33,9 @@ bool AbstractVideoThread::debugInfo = true;
 bool AbstractVideoThread::sharedData = true;
 
 AbstractVideoThread::AbstractVideoThread(QObject *parent)
-    : QThread(parent),
-      parentObject(parent),
-      saveInterval(RECORD_TYPE_MAX, kNoSaveLimit),
-      savePath(RECORD_TYPE_MAX),
-      recording(RECORD_TYPE_MAX, false),
-      saveAudio(RECORD_TYPE_MAX, true),
-      saveTimer(RECORD_TYPE_MAX),
-      fileName(RECORD_TYPE_MAX)
+    : QThread(parent), parentObject(parent), saveInterval(RECORD_TYPE_MAX, kNoSaveLimit),
+      savePath(RECORD_TYPE_MAX), recording(RECORD_TYPE_MAX, false),
+      saveAudio(RECORD_TYPE_MAX, true), saveTimer(RECORD_TYPE_MAX), fileName(RECORD_TYPE_MAX)
 {
     qRegisterMetaType<RecorderState>("RecorderState");
 }
@@ -53,222 +43,6 @@ AbstractVideoThread::AbstractVideoThread(QObject *parent)
 AbstractVideoThread::~AbstractVideoThread()
 {
     endRun();
-}
-
-// --- Parameters ---------------------------------------------------------------------------------
-
-QString AbstractVideoThread::locked(const QString &text) const
-{
-    QMutexLocker lock(&textMutex);
-    return text;
-}
-
-void AbstractVideoThread::setLocked(QString &text, const QString &value)
-{
-    QMutexLocker lock(&textMutex);
-    text = value;
-}
-
-VideoMode AbstractVideoThread::getVideoMode() const { return videoMode; }
-void AbstractVideoThread::setVideoMode(const VideoMode &mode) { videoMode = mode; }
-VideoCore AbstractVideoThread::getVideoCore() const { return videoCore; }
-void AbstractVideoThread::setVideoCore(const VideoCore &core) { videoCore = core; }
-DecodeType AbstractVideoThread::getDecodeType() const { return decodeType; }
-void AbstractVideoThread::setDecodeType(const DecodeType &type) { decodeType = type; }
-QString AbstractVideoThread::getHardware() const { return locked(hardware); }
-void AbstractVideoThread::setHardware(const QString &name) { setLocked(hardware, name); }
-QString AbstractVideoThread::getTransport() const { return locked(transport); }
-void AbstractVideoThread::setTransport(const QString &name) { setLocked(transport, name); }
-QString AbstractVideoThread::getBufferSize() const { return locked(bufferSize); }
-void AbstractVideoThread::setBufferSize(const QString &size) { setLocked(bufferSize, size); }
-QString AbstractVideoThread::getVideoUrl() const { return locked(videoUrl); }
-void AbstractVideoThread::setVideoUrl(const QString &url) { setLocked(videoUrl, url); }
-QString AbstractVideoThread::getSnapName() const { return locked(snapName); }
-void AbstractVideoThread::setSnapName(const QString &name) { setLocked(snapName, name); }
-int AbstractVideoThread::getFrameRate() const { return frameRate; }
-void AbstractVideoThread::setFrameRate(int rate) { frameRate = rate; }
-int AbstractVideoThread::getRotate() const { return rotate; }
-void AbstractVideoThread::setRotate(int degrees) { rotate = degrees; }
-int AbstractVideoThread::getCaching() const { return caching; }
-void AbstractVideoThread::setCaching(int milliseconds) { caching = milliseconds; }
-bool AbstractVideoThread::getPlayRepeat() const { return playRepeat; }
-void AbstractVideoThread::setPlayRepeat(bool repeat) { playRepeat = repeat; }
-int AbstractVideoThread::getOpenSleepTime() const { return openSleepTime; }
-void AbstractVideoThread::setOpenSleepTime(int milliseconds) { openSleepTime = milliseconds; }
-int AbstractVideoThread::getReadTimeout() const { return readTimeout; }
-void AbstractVideoThread::setReadTimeout(int milliseconds) { readTimeout = milliseconds; }
-int AbstractVideoThread::getConnectTimeout() const { return connectTimeout; }
-void AbstractVideoThread::setConnectTimeout(int milliseconds) { connectTimeout = milliseconds; }
-
-int AbstractVideoThread::getVideoWidth() const { return videoWidth; }
-int AbstractVideoThread::getVideoHeight() const { return videoHeight; }
-bool AbstractVideoThread::getOnlyAudio() const { return onlyAudio; }
-bool AbstractVideoThread::getIsOk() const { return isOk; }
-bool AbstractVideoThread::getIsPause() const { return isPause; }
-bool AbstractVideoThread::getIsSnap() const { return isSnap; }
-
-void AbstractVideoThread::setFlag(const QString &name) { setLocked(flag, name); }
-void AbstractVideoThread::setSnapPreview(bool preview) { snapPreview = preview; }
-QElapsedTimer *AbstractVideoThread::getTimer() { return &timer; }
-std::atomic<int> &AbstractVideoThread::previewRef() { return previewCount; }
-std::atomic<bool> &AbstractVideoThread::isOwned() { return owned; }
-
-int AbstractVideoThread::referenceCount() const
-{
-    return previewCount + recording.count(true);
-}
-
-bool AbstractVideoThread::isOpenTimeout() const { return openFailCount > 0; }
-bool AbstractVideoThread::isReadTimeout() const { return readTimedOut; }
-
-void AbstractVideoThread::updateTime()
-{
-    lastTime = QDateTime::currentDateTime();
-}
-
-void AbstractVideoThread::checkVideoSize(int w, int h)
-{
-    if (w <= 0 || h <= 0 || videoWidth <= 0 || videoHeight <= 0)
-        return;
-    if (w == videoWidth && h == videoHeight)
-        return;
-    videoWidth = w;
-    videoHeight = h;
-    QMetaObject::invokeMethod(this, "receiveSizeChanged");
-}
-
-void AbstractVideoThread::setVideoSize(const QString &size)
-{
-    setLocked(videoSize, size);
-    QStringList parts;
-    if (size.contains(QLatin1Char('*')))
-        parts = size.split(QLatin1Char('*'));
-    else if (size.contains(QLatin1Char('x')))
-        parts = size.split(QLatin1Char('x'));
-    if (parts.size() == 2) {
-        videoWidth = parts.at(0).toInt();
-        videoHeight = parts.at(1).toInt();
-    }
-}
-
-void AbstractVideoThread::checkCameraUrl(const QString &url, QString &cameraName,
-                                         QString &cameraSize, int &cameraFps)
-{
-    const QStringList parts = url.split(QLatin1Char('|'));
-    cameraName = parts.at(0);
-    if (parts.size() > 1) {
-        QStringList sizes;
-        if (parts.at(1).contains(QLatin1Char('*')))
-            sizes = parts.at(1).split(QLatin1Char('*'));
-        else if (parts.at(1).contains(QLatin1Char('x')))
-            sizes = parts.at(1).split(QLatin1Char('x'));
-        cameraSize = QStringLiteral("0x0");
-        if (sizes.size() == 2)
-            cameraSize = QStringLiteral("%1x%2").arg(sizes.at(0).toInt()).arg(sizes.at(1).toInt());
-        if (parts.size() > 2)
-            cameraFps = parts.at(2).toInt();
-    }
-    if (cameraSize == QLatin1String("0x0"))
-        cameraSize = QStringLiteral("640x480");
-}
-
-// --- Recording ----------------------------------------------------------------------------------
-
-void AbstractVideoThread::recordStart(RecordType type)
-{
-    if (isRecordType(type))
-        recording[type] = true;
-}
-
-void AbstractVideoThread::recordStop(RecordType type)
-{
-    if (isRecordType(type))
-        recording[type] = false;
-}
-
-bool AbstractVideoThread::isRecording(RecordType type) const
-{
-    return isRecordType(type) && recording.at(type);
-}
-
-void AbstractVideoThread::setSaveInterval(RecordType type, int seconds)
-{
-    if (isRecordType(type))
-        saveInterval[type] = seconds;
-}
-
-int AbstractVideoThread::getSaveInterval(RecordType type) const
-{
-    return isRecordType(type) ? saveInterval.at(type) : kNoSaveLimit;
-}
-
-void AbstractVideoThread::setSavePath(RecordType type, const QString &path)
-{
-    if (isRecordType(type))
-        setLocked(savePath[type], path);
-}
-
-void AbstractVideoThread::setSaveAudio(RecordType type, bool audio)
-{
-    if (isRecordType(type))
-        saveAudio[type] = audio;
-}
-
-void AbstractVideoThread::setFileName(RecordType type, const QString &name)
-{
-    if (!isRecordType(type))
-        return;
-    setLocked(fileName[type], name);
-    checkPath(name);
-}
-
-QString AbstractVideoThread::getFileName(RecordType type) const
-{
-    return isRecordType(type) ? locked(fileName.at(type)) : QString();
-}
-
-void AbstractVideoThread::checkPath(const QString &path)
-{
-    QString dir = QFileInfo(path).path();
-    if (dir.startsWith(QLatin1String("./"))) {
-        // Every dot goes, also one inside a folder's name: that is intended.
-        dir.remove(QLatin1Char('.'));
-        dir.prepend(QCoreApplication::applicationDirPath());
-    }
-    const QDir folder(dir);
-    if (!folder.exists())
-        folder.mkpath(dir);
-}
-
-// --- Snapshots ----------------------------------------------------------------------------------
-
-void AbstractVideoThread::snap(const QString &name)
-{
-    // Without a viewer nothing is decoded, and there is no picture to save.
-    if (previewCount <= 0 || !isRunning())
-        return;
-    // The flag comes last: the loop may act on it at once, and needs name and folder then.
-    setSnapName(name);
-    checkPath(name);
-    isSnap = true;
-}
-
-void AbstractVideoThread::snapFinsh()
-{
-    QString name = getSnapName();
-    // A close that came first has cleared the name.
-    const QImage image = name.isEmpty() ? QImage() : QImage(name);
-    const QString png = QStringLiteral(".png");
-    if (name.endsWith(png)) {
-        // The loop writes JPEG data whatever the name says; the name is put right here.
-        QFile::remove(name);
-        name.replace(name.size() - png.size(), png.size(), QStringLiteral(".jpg"));
-        setSnapName(name);
-        image.save(name, "jpg", -1);
-    }
-    isSnap = false;
-    if (snapPreview)
-        emit snapImage(image, name);
 }
 
 // --- Hooks and slots ----------------------------------------------------------------------------
@@ -331,8 +105,14 @@ void AbstractVideoThread::setPcm(const char *data, int len)
 }
 
 void AbstractVideoThread::readMediaInfo() {}
-qint64 AbstractVideoThread::getDuration() { return duration; }
-qint64 AbstractVideoThread::getPosition() { return position; }
+qint64 AbstractVideoThread::getDuration()
+{
+    return duration;
+}
+qint64 AbstractVideoThread::getPosition()
+{
+    return position;
+}
 
 void AbstractVideoThread::setPosition(qint64 value)
 {
@@ -340,7 +120,10 @@ void AbstractVideoThread::setPosition(qint64 value)
     emit receivePosition(value);
 }
 
-double AbstractVideoThread::getSpeed() { return 1.0; }
+double AbstractVideoThread::getSpeed()
+{
+    return 1.0;
+}
 void AbstractVideoThread::setSpeed(double) {}
 
 void AbstractVideoThread::stop2()
@@ -415,7 +198,8 @@ void AbstractVideoThread::resetSession()
 void AbstractVideoThread::restartAfterRun()
 {
     restartPending = true;
-    QMetaObject::invokeMethod(this, [this] { startOnceIdle(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this] { startOnceIdle(); }, Qt::QueuedConnection);
 }
 
 void AbstractVideoThread::startOnceIdle()

@@ -22,14 +22,15 @@
 /// purpose; share counters are atomic.
 ///
 /// Pictures. The receiveFrame signals carry pointers into decoder memory. They are to be connected
-/// with Qt::BlockingQueuedConnection, so that the loop stands still until the slot has returned, and
-/// a receiver keeps no pointer after that. Hence never call wait() on the GUI thread while run() may
-/// emit: stop by flag, and learn the end from QThread::finished.
+/// with Qt::BlockingQueuedConnection, so that the loop stands still until the slot has returned,
+/// and a receiver keeps no pointer after that. Hence never call wait() on the GUI thread while
+/// run() may emit: stop by flag, and learn the end from QThread::finished.
 ///
 /// Deletion. The object may be deleted at any time, running or not, on the thread it lives on:
-/// endRun() sees to that, and every subclass that run() depends on calls it first in its destructor.
-/// A receiver that owns the thread as a member deletes it in the body of its own destructor. From
-/// within a slot for which run() stands waiting, use deleteLater() instead, as Qt asks of any slot.
+/// endRun() sees to that, and every subclass that run() depends on calls it first in its
+/// destructor. A receiver that owns the thread as a member deletes it in the body of its own
+/// destructor. From within a slot for which run() stands waiting, use deleteLater() instead, as Qt
+/// asks of any slot.
 class VANTRA_EXPORT AbstractVideoThread : public QThread
 {
     Q_OBJECT
@@ -144,7 +145,8 @@ public:
     /// Path of the current file; makes its folder.
     void setFileName(RecordType type, const QString &fileName);
     QString getFileName(RecordType type) const;
-    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and every
+    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and
+    /// every
     /// "." in it is removed.
     void checkPath(const QString &path);
 
@@ -152,7 +154,8 @@ public:
 
     /// For subclasses, at a resize of what they watch. Empty.
     virtual void setGeometry();
-    /// The pause after an attempt to open, on the stream thread; returns whether the source is open.
+    /// The pause after an attempt to open, on the stream thread; returns whether the source is
+    /// open.
     virtual bool checkOpen();
     /// Builds the name of the next file and stores it with setFileName. Empty.
     virtual void setMP4FileName(RecordType type);
@@ -173,7 +176,8 @@ signals:
     void recorderStateChanged(const RecorderState &state, const QString &file);
     /// Comes before the first picture of a session.
     void receiveRenderStart();
-    /// Codec ("H264" or "H265") and size are known; the receiver may still choose mode and hardware.
+    /// Codec ("H264" or "H265") and size are known; the receiver may still choose mode and
+    /// hardware.
     void sig_updateCodecRender(const QString &codecFmt, int w, int h);
     /// Planar 4:2:0 picture, lent until the slot returns.
     void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU, quint8 *dataV,
@@ -248,6 +252,7 @@ protected:
     /// object as a child; other queued slots of the calling thread may run meanwhile.
     void endRun();
 
+    static constexpr int kNoSaveLimit = -1; ///< value of saveInterval: one file without limit
     static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; }
 
     QMutex mutex; ///< for subclasses
@@ -259,7 +264,7 @@ protected:
     bool isSnap = false;
 
     QString flag;
-    int errorCount = 0; ///< read errors in a row
+    int errorCount = 0;                                ///< read errors in a row
     QDateTime lastTime = QDateTime::currentDateTime(); ///< last sign of life
     QElapsedTimer timer;
     QObject *parentObject = nullptr;

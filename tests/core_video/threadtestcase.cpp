@@ -46,9 +46,8 @@ void ThreadTestCase::announceNoAudio()
 
 void ThreadTestCase::announceReadErrors()
 {
-    log->expectMatching(
-        Logger::Error,
-        QRegularExpression(QStringLiteral("^\\(ffvdthr\\)read frame err\\(\\d:[^)]+\\)$")));
+    log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral(
+                                           "^\\(ffvdthr\\)read frame err\\(\\d:[^)]+\\)$")));
 }
 
 void ThreadTestCase::end(TestThread *thread)

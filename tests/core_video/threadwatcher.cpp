@@ -37,8 +37,8 @@ void ThreadWatcher::note(const QString &event, bool blocking)
         if (emitted != received)
             ranAhead = true;
     }
-    const bool repeated = event == QLatin1String("frame") || event == QLatin1String("image")
-                          || event == QLatin1String("audio");
+    const bool repeated = event == QLatin1String("frame") || event == QLatin1String("image") ||
+                          event == QLatin1String("audio");
     if (!repeated || !events.contains(event))
         events << event;
     if (!repeated && atEvent)
@@ -66,40 +66,47 @@ void ThreadWatcher::watch(AbstractVideoThread *thread)
     connect(thread, &T::sig_updateCodecRender, this, countEmission, Qt::DirectConnection);
     connect(thread, &T::receiveRenderStart, this, countEmission, Qt::DirectConnection);
 
-    connect(thread, planes3, this,
-            [this](int w, int h, quint8 *y, quint8 *u, quint8 *v, quint32 ly, quint32 lu,
-                   quint32 lv) {
-                note(QStringLiteral("frame"), true);
-                volatile quint64 sum = readPlanes(w, h, y, u, v, ly, lu, lv);
-                Q_UNUSED(sum)
-                const auto counter = readCounter(y, static_cast<int>(ly), w, h);
-                pictures << Picture{w, h, readNumber(y, static_cast<int>(ly), w, h),
-                                    counter ? static_cast<qint64>(*counter) : -1};
-                if (atFrame)
-                    atFrame();
-            },
-            blocking);
-    connect(thread, planes2, this, [this] { ++twoPlanes; }, blocking);
-    connect(thread, surface, this, [this] { ++surfaces; }, blocking);
-    connect(thread, texture, this, [this] { ++textures; }, blocking);
-    connect(thread, &T::receivePlayStart, this,
-            [this](int time) { note(QStringLiteral("playStart:%1").arg(time), true); }, blocking);
-    connect(thread, &T::receivePlayFinsh, this,
-            [this, thread](QObject *object) {
-                note(object == thread ? QStringLiteral("playFinsh")
-                                      : QStringLiteral("playFinsh:wrong"),
-                     true);
-            },
-            blocking);
-    connect(thread, &T::sig_updateCodecRender, this,
-            [this](const QString &codec, int w, int h) {
-                note(QStringLiteral("codecRender:%1:%2x%3").arg(codec).arg(w).arg(h), true);
-            },
-            blocking);
-    connect(thread, &T::receiveRenderStart, this,
-            [this] { note(QStringLiteral("renderStart"), true); }, blocking);
-    connect(thread, &T::sig_decoderDestroyed, this,
-            [this] { note(QStringLiteral("decoderDestroyed"), false); }, blocking);
+    connect(
+        thread, planes3, this,
+        [this](int w, int h, quint8 *y, quint8 *u, quint8 *v, quint32 ly, quint32 lu, quint32 lv) {
+            note(QStringLiteral("frame"), true);
+            volatile quint64 sum = readPlanes(w, h, y, u, v, ly, lu, lv);
+            Q_UNUSED(sum)
+            const auto counter = readCounter(y, static_cast<int>(ly), w, h);
+            pictures << Picture{w, h, readNumber(y, static_cast<int>(ly), w, h),
+                                counter ? static_cast<qint64>(*counter) : -1};
+            if (atFrame)
+                atFrame();
+        },
+        blocking);
+    connect(
+        thread, planes2, this, [this] { ++twoPlanes; }, blocking);
+    connect(
+        thread, surface, this, [this] { ++surfaces; }, blocking);
+    connect(
+        thread, texture, this, [this] { ++textures; }, blocking);
+    connect(
+        thread, &T::receivePlayStart, this,
+        [this](int time) { note(QStringLiteral("playStart:%1").arg(time), true); }, blocking);
+    connect(
+        thread, &T::receivePlayFinsh, this,
+        [this, thread](QObject *object) {
+            note(object == thread ? QStringLiteral("playFinsh") : QStringLiteral("playFinsh:wrong"),
+                 true);
+        },
+        blocking);
+    connect(
+        thread, &T::sig_updateCodecRender, this,
+        [this](const QString &codec, int w, int h) {
+            note(QStringLiteral("codecRender:%1:%2x%3").arg(codec).arg(w).arg(h), true);
+        },
+        blocking);
+    connect(
+        thread, &T::receiveRenderStart, this, [this] { note(QStringLiteral("renderStart"), true); },
+        blocking);
+    connect(
+        thread, &T::sig_decoderDestroyed, this,
+        [this] { note(QStringLiteral("decoderDestroyed"), false); }, blocking);
 
     connect(thread, &T::receiveSizeChanged, this,
             [this] { note(QStringLiteral("sizeChanged"), false); });

@@ -16,8 +16,8 @@
 
 namespace vantratest {
 
-/// A stream thread whose inside a test may read, and whose device a test plays. Read the fields only
-/// while run() stands still or has ended.
+/// A stream thread whose inside a test may read, and whose device a test plays. Read the fields
+/// only while run() stands still or has ended.
 class TestThread final : public FFmpegVideoThread
 {
     Q_OBJECT
@@ -99,8 +99,8 @@ private:
     int deviceResult = 0;
 };
 
-/// Stands in for a widget: connects to everything in the way a widget does, and notes what comes, in
-/// order, on the thread that it lives on.
+/// Stands in for a widget: connects to everything in the way a widget does, and notes what comes,
+/// in order, on the thread that it lives on.
 class ThreadWatcher : public QObject
 {
     Q_OBJECT
@@ -127,7 +127,7 @@ public:
     /// The first n events, joined by blanks.
     QString first(int n) const { return events.mid(0, n).join(QLatin1Char(' ')); }
 
-    QStringList events; ///< without pictures and sound after their first
+    QStringList events;        ///< without pictures and sound after their first
     QVector<Picture> pictures; ///< of the three-plane form
     int twoPlanes = 0;
     int surfaces = 0;
@@ -135,10 +135,10 @@ public:
     QVector<QImage> images;
     QVector<QImage> snaps;
     QByteArray sound;
-    bool wrongThread = false;    ///< a slot ran anywhere but on the watcher's thread
-    bool ranAhead = false;       ///< run() emitted again before a blocking slot had returned
-    std::atomic<int> emitted{0}; ///< blocking signals, counted where they are emitted
-    int received = 0;            ///< and where they arrive
+    bool wrongThread = false;      ///< a slot ran anywhere but on the watcher's thread
+    bool ranAhead = false;         ///< run() emitted again before a blocking slot had returned
+    std::atomic<int> emitted{0};   ///< blocking signals, counted where they are emitted
+    int received = 0;              ///< and where they arrive
     std::function<void()> atFrame; ///< called in the slot of each picture
     std::function<void(const QString &)> atEvent; ///< called in the slots of the other signals
 

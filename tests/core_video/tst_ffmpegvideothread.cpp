@@ -48,7 +48,9 @@ void makeFlvAudioUnknown(QByteArray *bytes)
     constexpr char kAudioTag = 8;
     constexpr int kDeviceSpecific = 15;
     for (int at = kFileHeader; at + kTagHeader < bytes->size();) {
-        const auto byte = [&](int i) { return static_cast<int>(static_cast<quint8>(bytes->at(at + i))); };
+        const auto byte = [&](int i) {
+            return static_cast<int>(static_cast<quint8>(bytes->at(at + i)));
+        };
         const int size = byte(1) << 16 | byte(2) << 8 | byte(3);
         if (bytes->at(at) == kAudioTag)
             (*bytes)[at + kTagHeader] =
@@ -132,8 +134,8 @@ void TestFFmpegVideoThread::opening_tellsInThisOrder()
     watcher.events.clear();
     end(&thread);
     QVERIFY(waitFor([&] { return watcher.events.contains(QStringLiteral("finished")); }));
-    QVERIFY(watcher.events.indexOf(QStringLiteral("playFinsh"))
-            < watcher.events.indexOf(QStringLiteral("finished")));
+    QVERIFY(watcher.events.indexOf(QStringLiteral("playFinsh")) <
+            watcher.events.indexOf(QStringLiteral("finished")));
     QVERIFY(!thread.getIsOk());
     QCOMPARE(thread.getVideoWidth(), 0);
     QVERIFY(!thread.stopped); // ready for the next play
@@ -238,7 +240,8 @@ void TestFFmpegVideoThread::audioOnly_decodesNothing()
     thread.setVideoMode(VideoMode_Opengl);
     thread.previewRef() = 1;
     ThreadWatcher watcher(&thread);
-    log->expect(Logger::Warning, QStringLiteral("(ffvdthr)no video stream in %1").arg(source.url()));
+    log->expect(Logger::Warning,
+                QStringLiteral("(ffvdthr)no video stream in %1").arg(source.url()));
     int videoIndex = 7;
     watcher.atEvent = [&](const QString &event) {
         if (event == QLatin1String("playStart:0"))
@@ -249,7 +252,8 @@ void TestFFmpegVideoThread::audioOnly_decodesNothing()
     QCOMPARE(videoIndex, -1);
     QCOMPARE(thread.keyPackets.load(), 0);
     QVERIFY(watcher.sound.isEmpty());
-    QCOMPARE(watcher.first(4), QStringLiteral("started audioFormat:8000:2:16 playStart:0 renderStart"));
+    QCOMPARE(watcher.first(4),
+             QStringLiteral("started audioFormat:8000:2:16 playStart:0 renderStart"));
     QCOMPARE(log->missing(), QStringList());
     end(&thread);
 }
@@ -319,8 +323,8 @@ void TestFFmpegVideoThread::withoutMode_decodesAndDeliversNothing()
     QVERIFY(waitFor([&] { return thread.packets == 50; }));
     // Decoding has begun: the render signals come once more, before the first decoded picture.
     QCOMPARE(watcher.count(QStringLiteral("codecRender:H264:320x240")), 2);
-    QCOMPARE(watcher.pictures.size() + watcher.images.size() + watcher.twoPlanes + watcher.surfaces
-                 + watcher.textures,
+    QCOMPARE(watcher.pictures.size() + watcher.images.size() + watcher.twoPlanes +
+                 watcher.surfaces + watcher.textures,
              0);
     QVERIFY(thread.getIsSnap()); // and no snapshot either
     QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("a.jpg"))));
@@ -332,17 +336,27 @@ void TestFFmpegVideoThread::delivery_data()
     QTest::addColumn<int>("mode");
     QTest::addColumn<QString>("hardware");
     QTest::addColumn<QString>("form");
-    QTest::newRow("window, software") << 0 << "none" << "";
-    QTest::newRow("painter, software") << 1 << "none" << "image";
-    QTest::newRow("OpenGL, software") << 2 << "none" << "planes";
-    QTest::newRow("Direct3D 9, software") << 3 << "none" << "";
-    QTest::newRow("Direct3D 11, software") << 4 << "none" << "";
-    QTest::newRow("unknown mode, software") << 9 << "none" << "";
+    QTest::newRow("window, software") << 0 << "none"
+                                      << "";
+    QTest::newRow("painter, software") << 1 << "none"
+                                       << "image";
+    QTest::newRow("OpenGL, software") << 2 << "none"
+                                      << "planes";
+    QTest::newRow("Direct3D 9, software") << 3 << "none"
+                                          << "";
+    QTest::newRow("Direct3D 11, software") << 4 << "none"
+                                           << "";
+    QTest::newRow("unknown mode, software") << 9 << "none"
+                                            << "";
     // A picture in memory although hardware is named, as from a decoder that has no support for it.
-    QTest::newRow("painter, hardware") << 1 << "vaapi" << "image";
-    QTest::newRow("OpenGL, hardware") << 2 << "vaapi" << "";
-    QTest::newRow("Direct3D 9, hardware, no surface") << 3 << "vaapi" << "";
-    QTest::newRow("Direct3D 11, hardware, no texture") << 4 << "vaapi" << "";
+    QTest::newRow("painter, hardware") << 1 << "vaapi"
+                                       << "image";
+    QTest::newRow("OpenGL, hardware") << 2 << "vaapi"
+                                      << "";
+    QTest::newRow("Direct3D 9, hardware, no surface") << 3 << "vaapi"
+                                                      << "";
+    QTest::newRow("Direct3D 11, hardware, no texture") << 4 << "vaapi"
+                                                       << "";
 }
 
 void TestFFmpegVideoThread::delivery()
@@ -402,8 +416,8 @@ void TestFFmpegVideoThread::painter_imageOutlivesTheSource()
 
 void TestFFmpegVideoThread::painter_scalersGiveTheSamePicture()
 {
-    for (const auto type : {DecodeType_Fast, DecodeType_Quality, DecodeType_Balanced,
-                            static_cast<DecodeType>(77)}) {
+    for (const auto type :
+         {DecodeType_Fast, DecodeType_Quality, DecodeType_Balanced, static_cast<DecodeType>(77)}) {
         TcpSource source(clip(50));
         TestThread thread(source.url());
         thread.setDecodeType(type);
@@ -450,9 +464,12 @@ void TestFFmpegVideoThread::snapshot_data()
     QTest::addColumn<int>("mode");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("file");
-    QTest::newRow("painter") << 1 << "s/a.jpg" << "s/a.jpg";
-    QTest::newRow("OpenGL") << 2 << "s/a.jpg" << "s/a.jpg";
-    QTest::newRow("png ends as jpg") << 2 << "s/a.png" << "s/a.jpg";
+    QTest::newRow("painter") << 1 << "s/a.jpg"
+                             << "s/a.jpg";
+    QTest::newRow("OpenGL") << 2 << "s/a.jpg"
+                            << "s/a.jpg";
+    QTest::newRow("png ends as jpg") << 2 << "s/a.png"
+                                     << "s/a.jpg";
 }
 
 void TestFFmpegVideoThread::snapshot()
@@ -566,8 +583,8 @@ void TestFFmpegVideoThread::sizeChange_isNeverDelivered_andRestarts()
         announceNoAudio();
         thread.play();
         QVERIFY(waitFor([&] {
-            return log->count(Logger::Info, QStringLiteral("(ffvdthr)restart ff thr")) > 0
-                   && watcher.events.count(QStringLiteral("started")) > 1;
+            return log->count(Logger::Info, QStringLiteral("(ffvdthr)restart ff thr")) > 0 &&
+                   watcher.events.count(QStringLiteral("started")) > 1;
         }));
         QVERIFY(watcher.events.contains(QStringLiteral("playFinsh")));
         end(&thread);
@@ -696,9 +713,10 @@ void TestFFmpegVideoThread::failure_openInput()
     TcpSource source(QByteArray(4000, '\x5a'));
     source.setClosing(true);
     TestThread thread(source.url());
-    log->expect(Logger::Error,
-                QStringLiteral("(ffvdthr)open input err(%1:Invalid data found when processing input)")
-                    .arg(source.url()));
+    log->expect(
+        Logger::Error,
+        QStringLiteral("(ffvdthr)open input err(%1:Invalid data found when processing input)")
+            .arg(source.url()));
     ThreadWatcher watcher(&thread);
     thread.play();
     QVERIFY(waitFor([&] {

@@ -68,9 +68,8 @@ private slots:
 private:
     void announceReadTimeout()
     {
-        log->expectMatching(
-            Logger::Warning,
-            QRegularExpression(QStringLiteral("^\\(ffvdthr\\)read timeout \\(\\d+:\\d+\\)$")));
+        log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral(
+                                                 "^\\(ffvdthr\\)read timeout \\(\\d+:\\d+\\)$")));
         announceReadErrors();
     }
     int infos(const char *text) const
@@ -103,9 +102,8 @@ void TestFFmpegVideoThreadLife::openTimeout_isTold_andTriedAgain()
     const QRegularExpression line(
         QStringLiteral("^\\(ffvdthr\\)open timeout \\(200000:(\\d+)\\)$"));
     log->expectMatching(Logger::Warning, line);
-    const QRegularExpression failure =
-        escaped(QStringLiteral("^\\(ffvdthr\\)open input err\\("), server.url(),
-                QStringLiteral(":.+\\)$"));
+    const QRegularExpression failure = escaped(QStringLiteral("^\\(ffvdthr\\)open input err\\("),
+                                               server.url(), QStringLiteral(":.+\\)$"));
     log->expectMatching(Logger::Error, failure);
     thread.play();
     QVERIFY(waitFor([&] { return log->countMatching(Logger::Error, failure) >= 2; }));
@@ -177,9 +175,8 @@ void TestFFmpegVideoThreadLife::readTimeout_restartsAfterThreeErrors()
         if (line.level == Logger::Error || line.level == Logger::Info)
             lines << line.text;
     const QString error = QStringLiteral("(ffvdthr)read frame err(%1:Immediate exit requested)");
-    QCOMPARE(lines.mid(0, 4),
-             (QStringList{error.arg(1), error.arg(2), error.arg(3),
-                          QStringLiteral("(ffvdthr)restart ff thr")}));
+    QCOMPARE(lines.mid(0, 4), (QStringList{error.arg(1), error.arg(2), error.arg(3),
+                                           QStringLiteral("(ffvdthr)restart ff thr")}));
     QVERIFY(watcher.pictures.size() >= 100);
     QVERIFY(watcher.events.join(QLatin1Char(' '))
                 .contains(QStringLiteral("playFinsh finished started codecRender")));
@@ -353,9 +350,8 @@ void TestFFmpegVideoThreadLife::stop_whileOpening()
     thread.play();
     QVERIFY(waitFor([&] { return server.accepted() >= 2; })); // the probe, and the open
     // During the open the error is not always that of an interrupted call.
-    log->expectMatching(Logger::Error,
-                        escaped(QStringLiteral("^\\(ffvdthr\\)open input err\\("), server.url(),
-                                QStringLiteral(":.+\\)$")));
+    log->expectMatching(Logger::Error, escaped(QStringLiteral("^\\(ffvdthr\\)open input err\\("),
+                                               server.url(), QStringLiteral(":.+\\)$")));
     end(&thread);
     QVERIFY(log->count(Logger::Warning, QStringLiteral("(ffvdthr)try to stop")) > 0);
     QCOMPARE(log->lines().last().text, QStringLiteral("(ffvdthr)teminate ff thr"));
@@ -461,7 +457,8 @@ void TestFFmpegVideoThreadLife::stop_whileClosing_isNotLost()
 
 void TestFFmpegVideoThreadLife::stop_amongReadErrors_isNotLost()
 {
-    // Two errors in a row mean a new start, and the close takes `stopped` back; the stop counts still.
+    // Two errors in a row mean a new start, and the close takes `stopped` back; the stop counts
+    // still.
     TcpSource source(clip(50));
     source.setClosing(true);
     TestThread thread(source.url());

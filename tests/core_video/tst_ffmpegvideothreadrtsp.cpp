@@ -31,9 +31,11 @@ private:
     {
         announceReadErrors();
         announceNoAudio();
-        for (const char *text : {"^\\(ffvdthr\\)read timeout \\(", "^\\(ffvdthr\\)open timeout \\("})
+        for (const char *text :
+             {"^\\(ffvdthr\\)read timeout \\(", "^\\(ffvdthr\\)open timeout \\("})
             log->expectMatching(Logger::Warning, QRegularExpression(QLatin1String(text)));
-        for (const char *text : {"^\\(ffvdthr\\)open input err\\(", "^\\(ffvdthr\\)find stream err\\("})
+        for (const char *text :
+             {"^\\(ffvdthr\\)open input err\\(", "^\\(ffvdthr\\)find stream err\\("})
             log->expectMatching(Logger::Error, QRegularExpression(QLatin1String(text)));
     }
     /// Plays until pictures come, breaks the stream, mends it, and waits for pictures again.
@@ -48,11 +50,21 @@ void TestFFmpegVideoThreadRtsp::plays_data()
     QTest::addColumn<QString>("transport");
     QTest::addColumn<QString>("codec");
     QTest::addColumn<int>("audioCodec");
-    QTest::newRow("H.264, A-law, TCP") << "h264:pcma" << "tcp" << "H264" << 0x10007;
-    QTest::newRow("H.264, A-law, UDP") << "h264:pcma" << "udp" << "H264" << 0x10007;
-    QTest::newRow("H.265, mu-law, TCP") << "h265:pcmu" << "tcp" << "H265" << 0x10006;
-    QTest::newRow("H.265, mu-law, UDP") << "h265:pcmu" << "udp" << "H265" << 0x10006;
-    QTest::newRow("H.264, no sound, TCP") << "h264:none" << "tcp" << "H264" << 0;
+    QTest::newRow("H.264, A-law, TCP") << "h264:pcma"
+                                       << "tcp"
+                                       << "H264" << 0x10007;
+    QTest::newRow("H.264, A-law, UDP") << "h264:pcma"
+                                       << "udp"
+                                       << "H264" << 0x10007;
+    QTest::newRow("H.265, mu-law, TCP") << "h265:pcmu"
+                                        << "tcp"
+                                        << "H265" << 0x10006;
+    QTest::newRow("H.265, mu-law, UDP") << "h265:pcmu"
+                                        << "udp"
+                                        << "H265" << 0x10006;
+    QTest::newRow("H.264, no sound, TCP") << "h264:none"
+                                          << "tcp"
+                                          << "H264" << 0;
 }
 
 void TestFFmpegVideoThreadRtsp::plays()
@@ -73,9 +85,13 @@ void TestFFmpegVideoThreadRtsp::plays()
     if (audioCodec == 0)
         announceNoAudio();
     thread.play();
-    QVERIFY2(waitFor([&] {
-        return watcher.pictures.size() >= 40 && (audioCodec == 0 || watcher.sound.size() >= 32000);
-    }, 40000), qPrintable(server.log()));
+    QVERIFY2(waitFor(
+                 [&] {
+                     return watcher.pictures.size() >= 40 &&
+                            (audioCodec == 0 || watcher.sound.size() >= 32000);
+                 },
+                 40000),
+             qPrintable(server.log()));
     const QString render = QStringLiteral("codecRender:%1:320x192").arg(codec);
     QStringList expected = {QStringLiteral("started"), render, QStringLiteral("sizeChanged")};
     if (audioCodec != 0)
@@ -151,13 +167,13 @@ void TestFFmpegVideoThreadRtsp::breakAndMend(const std::function<bool()> &breakI
     thread.play();
     QVERIFY2(waitFor([&] { return watcher.pictures.size() > 10; }), qPrintable(server.log()));
     QVERIFY(breakIt());
-    QVERIFY(waitFor([&] {
-        return log->count(Logger::Info, QStringLiteral("(ffvdthr)restart ff thr")) > 0;
-    }));
+    QVERIFY(waitFor(
+        [&] { return log->count(Logger::Info, QStringLiteral("(ffvdthr)restart ff thr")) > 0; }));
     QVERIFY(mendIt());
     QVERIFY(waitFor([&] { return watcher.events.count(QStringLiteral("playFinsh")) > 0; }));
     watcher.pictures.clear();
-    QVERIFY2(waitFor([&] { return watcher.pictures.size() > 10; }, 60000), qPrintable(server.log()));
+    QVERIFY2(waitFor([&] { return watcher.pictures.size() > 10; }, 60000),
+             qPrintable(server.log()));
     QVERIFY(!thread.isReadTimeout());
     end(&thread);
 }
@@ -166,15 +182,19 @@ void TestFFmpegVideoThreadRtsp::stall_restarts_andPicturesComeBack()
 {
     breakAndMend([this] { return server.command(QStringLiteral("stall cam on")); },
                  [this] { return server.command(QStringLiteral("stall cam off")); });
-    QVERIFY(log->countMatching(
-                Logger::Warning,
-                QRegularExpression(QStringLiteral("^\\(ffvdthr\\)read timeout \\(1000:\\d+\\)$")))
-            > 0);
+    QVERIFY(log->countMatching(Logger::Warning,
+                               QRegularExpression(QStringLiteral(
+                                   "^\\(ffvdthr\\)read timeout \\(1000:\\d+\\)$"))) > 0);
 }
 
 void TestFFmpegVideoThreadRtsp::serverKilled_restarts_andPicturesComeBack()
 {
-    breakAndMend([this] { server.kill(); return true; }, [this] { return server.restart(); });
+    breakAndMend(
+        [this] {
+            server.kill();
+            return true;
+        },
+        [this] { return server.restart(); });
 }
 
 void TestFFmpegVideoThreadRtsp::droppedClient_restarts_andPicturesComeBack()

@@ -30,6 +30,7 @@ public:
     explicit LoopThread(QObject *parent = nullptr) : AbstractVideoThread(parent) {}
     ~LoopThread() override { endRun(); }
 
+    using AbstractVideoThread::channelCount;
     using AbstractVideoThread::endRun;
     using AbstractVideoThread::errorCount;
     using AbstractVideoThread::isOk;
@@ -41,14 +42,13 @@ public:
     using AbstractVideoThread::parentObject;
     using AbstractVideoThread::playedOnce;
     using AbstractVideoThread::profile;
-    using AbstractVideoThread::channelCount;
     using AbstractVideoThread::readTimedOut;
     using AbstractVideoThread::renderStartPending;
     using AbstractVideoThread::resetSession;
     using AbstractVideoThread::rotate;
     using AbstractVideoThread::sampleRate;
-    using AbstractVideoThread::savePath;
     using AbstractVideoThread::saveAudio;
+    using AbstractVideoThread::savePath;
     using AbstractVideoThread::saveTimer;
     using AbstractVideoThread::stopped;
     using AbstractVideoThread::videoHeight;
@@ -57,8 +57,8 @@ public:
 
     std::atomic<int> runs{0};
     std::atomic<int> rounds{0};
-    std::atomic<int> restarts{0};   ///< how often run() asks to be started again
-    std::atomic<bool> opening{false}; ///< run() only stands in checkOpen()
+    std::atomic<int> restarts{0};      ///< how often run() asks to be started again
+    std::atomic<bool> opening{false};  ///< run() only stands in checkOpen()
     std::atomic<bool> emitting{false}; ///< run() is in the blocking signal, or just before it
     std::atomic<int> geometries{0};
 
@@ -136,9 +136,9 @@ public slots:
 
 void connectBlocking(AbstractVideoThread *thread, Receiver *receiver)
 {
-    QObject::connect(thread, &T::receivePlayStart, receiver, &Receiver::started,
-                     static_cast<Qt::ConnectionType>(Qt::BlockingQueuedConnection
-                                                     | Qt::UniqueConnection));
+    QObject::connect(
+        thread, &T::receivePlayStart, receiver, &Receiver::started,
+        static_cast<Qt::ConnectionType>(Qt::BlockingQueuedConnection | Qt::UniqueConnection));
 }
 
 /// Waits without serving events, so that a thread that emits is blocked and stays so.
@@ -315,22 +315,46 @@ void TestAbstractVideoThread::accessorsKeepWhatTheyAreGiven()
 
 void TestAbstractVideoThread::metaObject_keepsTheOrderOfSignalsAndSlots()
 {
-    const QStringList names = {
-        "receivePlayStart(int)", "receivePlayFinsh(QObject*)", "receiveImage(QImage,int)",
-        "snapImage(QImage,QString)", "receiveSizeChanged()",
-        "recorderStateChanged(RecorderState,QString)", "receiveRenderStart()",
-        "sig_updateCodecRender(QString,int,int)",
-        "receiveFrame(int,int,quint8*,quint8*,quint8*,uint,uint,uint)",
-        "receiveFrame(int,int,quint8*,quint8*,uint,uint)",
-        "receiveFrame(int,int,quint8*,bool)", "receiveFrame(int,int,quint8*,int,bool)",
-        "receiveAudioFormat(int,int,int)", "receiveAudio(QByteArray)", "receiveVolume(int)",
-        "receiveMuted(bool)", "receiveDuration(qlonglong)", "receivePosition(qlonglong)",
-        "sig_decoderDestroyed()", "sig_connExceedMax()", "sig_otherError()",
-        "debug(QString,QString,QString)", "debug(QString,QString)", "setImage(QImage)",
-        "setYuv(quint8*,quint8*,quint8*,int,int)", "setPcm(const char*,int)", "readMediaInfo()",
-        "getDuration()", "getPosition()", "setPosition(qlonglong)", "getSpeed()", "setSpeed(double)",
-        "stop2()", "play()", "stop()", "pause()", "next()", "snap(QString)", "snap()",
-        "snapFinsh()"};
+    const QStringList names = {"receivePlayStart(int)",
+                               "receivePlayFinsh(QObject*)",
+                               "receiveImage(QImage,int)",
+                               "snapImage(QImage,QString)",
+                               "receiveSizeChanged()",
+                               "recorderStateChanged(RecorderState,QString)",
+                               "receiveRenderStart()",
+                               "sig_updateCodecRender(QString,int,int)",
+                               "receiveFrame(int,int,quint8*,quint8*,quint8*,uint,uint,uint)",
+                               "receiveFrame(int,int,quint8*,quint8*,uint,uint)",
+                               "receiveFrame(int,int,quint8*,bool)",
+                               "receiveFrame(int,int,quint8*,int,bool)",
+                               "receiveAudioFormat(int,int,int)",
+                               "receiveAudio(QByteArray)",
+                               "receiveVolume(int)",
+                               "receiveMuted(bool)",
+                               "receiveDuration(qlonglong)",
+                               "receivePosition(qlonglong)",
+                               "sig_decoderDestroyed()",
+                               "sig_connExceedMax()",
+                               "sig_otherError()",
+                               "debug(QString,QString,QString)",
+                               "debug(QString,QString)",
+                               "setImage(QImage)",
+                               "setYuv(quint8*,quint8*,quint8*,int,int)",
+                               "setPcm(const char*,int)",
+                               "readMediaInfo()",
+                               "getDuration()",
+                               "getPosition()",
+                               "setPosition(qlonglong)",
+                               "getSpeed()",
+                               "setSpeed(double)",
+                               "stop2()",
+                               "play()",
+                               "stop()",
+                               "pause()",
+                               "next()",
+                               "snap(QString)",
+                               "snap()",
+                               "snapFinsh()"};
     QStringList expected;
     for (const QString &name : names)
         expected << QString::fromLatin1(QMetaObject::normalizedSignature(qPrintable(name)));
@@ -542,14 +566,38 @@ void TestAbstractVideoThread::checkCameraUrl_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("size");
     QTest::addColumn<int>("fps");
-    QTest::newRow("name alone, size stays") << "cam0" << "320x240" << "cam0" << "320x240" << -7;
-    QTest::newRow("name alone, no size") << "cam0" << "0x0" << "cam0" << "640x480" << -7;
-    QTest::newRow("all") << "cam0|1280*720|15" << "0x0" << "cam0" << "1280x720" << 15;
-    QTest::newRow("x") << "cam0|1280x720|15" << "" << "cam0" << "1280x720" << 15;
-    QTest::newRow("no size in it") << "cam0|abc" << "320x240" << "cam0" << "640x480" << -7;
-    QTest::newRow("more parts") << "cam0|1x2|9|z" << "" << "cam0" << "1x2" << 9;
-    QTest::newRow("fps no number") << "cam0|1x2|z" << "" << "cam0" << "1x2" << 0;
-    QTest::newRow("empty") << "" << "" << "" << "" << -7;
+    QTest::newRow("name alone, size stays") << "cam0"
+                                            << "320x240"
+                                            << "cam0"
+                                            << "320x240" << -7;
+    QTest::newRow("name alone, no size") << "cam0"
+                                         << "0x0"
+                                         << "cam0"
+                                         << "640x480" << -7;
+    QTest::newRow("all") << "cam0|1280*720|15"
+                         << "0x0"
+                         << "cam0"
+                         << "1280x720" << 15;
+    QTest::newRow("x") << "cam0|1280x720|15"
+                       << ""
+                       << "cam0"
+                       << "1280x720" << 15;
+    QTest::newRow("no size in it") << "cam0|abc"
+                                   << "320x240"
+                                   << "cam0"
+                                   << "640x480" << -7;
+    QTest::newRow("more parts") << "cam0|1x2|9|z"
+                                << ""
+                                << "cam0"
+                                << "1x2" << 9;
+    QTest::newRow("fps no number") << "cam0|1x2|z"
+                                   << ""
+                                   << "cam0"
+                                   << "1x2" << 0;
+    QTest::newRow("empty") << ""
+                           << ""
+                           << ""
+                           << "" << -7;
 }
 
 void TestAbstractVideoThread::checkCameraUrl()
@@ -715,10 +763,10 @@ void TestAbstractVideoThread::resetSession_onlyAfterAnOpen()
     // By the time that it is told, everything is reset.
     bool clean = false;
     connect(&thread, &T::receivePlayFinsh, this, [&] {
-        clean = !thread.playedOnce && thread.getPosition() == 0 && thread.getDuration() == 0
-                && thread.videoWidth == 0 && thread.videoHeight == 0 && thread.rotate == 0
-                && thread.errorCount == 0 && thread.getSnapName().isEmpty() && !thread.stopped
-                && !thread.isOk && !thread.isPause && !thread.isSnap;
+        clean = !thread.playedOnce && thread.getPosition() == 0 && thread.getDuration() == 0 &&
+                thread.videoWidth == 0 && thread.videoHeight == 0 && thread.rotate == 0 &&
+                thread.errorCount == 0 && thread.getSnapName().isEmpty() && !thread.stopped &&
+                !thread.isOk && !thread.isPause && !thread.isSnap;
     });
     thread.resetSession();
     QVERIFY(clean);
@@ -838,8 +886,8 @@ void TestAbstractVideoThread::snap_makesTheFolder_andPngEndsAsJpg()
     thread.previewRef() = 1;
     thread.setSnapPreview(true);
     thread.play();
-    QVERIFY(QMetaObject::invokeMethod(&thread, "snap",
-                                      Q_ARG(QString, QStringLiteral("./snap/a.png"))));
+    QVERIFY(
+        QMetaObject::invokeMethod(&thread, "snap", Q_ARG(QString, QStringLiteral("./snap/a.png"))));
     QVERIFY(program.exists(QStringLiteral("snap")));
 
     QImage image(16, 8, QImage::Format_RGB32);
@@ -1069,9 +1117,11 @@ void TestAbstractVideoThread::grandparentDeleted_whileBlockedInEmit()
     auto *owner = new QObject(parent);
     auto *thread = new LoopThread(owner);
     connectBlocking(thread, parent);
-    // What other parts of the program have queued for a whole object stays in its queue or is served.
+    // What other parts of the program have queued for a whole object stays in its queue or is
+    // served.
     int served = 0;
-    QMetaObject::invokeMethod(&window, [&] { ++served; }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &window, [&] { ++served; }, Qt::QueuedConnection);
     thread->play();
     waitBlind([&] { return thread->emitting.load(); });
     delete top;
@@ -1099,7 +1149,8 @@ void TestAbstractVideoThread::endRun_keepsFinishedAndDestroyed()
     int destroyed = 0;
     std::atomic<int> finished{0};
     connect(thread, &QObject::destroyed, this, [&] { ++destroyed; });
-    connect(thread, &QThread::finished, this, [&] { ++finished; }, Qt::DirectConnection);
+    connect(
+        thread, &QThread::finished, this, [&] { ++finished; }, Qt::DirectConnection);
     thread->play();
     waitBlind([&] { return thread->rounds > 0; });
     delete thread;
@@ -1123,8 +1174,8 @@ void TestAbstractVideoThread::manyRounds_leaveNothingBehind()
     const ProcessLoad last = ProcessLoad::now();
     QCOMPARE(last.threads, first.threads);
     QCOMPARE(last.handles, first.handles);
-    QVERIFY2(last.residentKiB < first.residentKiB + 4096, qPrintable(QString::number(
-                                                              last.residentKiB - first.residentKiB)));
+    QVERIFY2(last.residentKiB < first.residentKiB + 4096,
+             qPrintable(QString::number(last.residentKiB - first.residentKiB)));
 }
 
 QTEST_MAIN(TestAbstractVideoThread)

@@ -12,7 +12,7 @@ namespace vantratest {
 struct ProcessLoad
 {
     int threads = 0;
-    int handles = 0;      ///< open files and sockets
+    int handles = 0;        ///< open files and sockets
     qint64 residentKiB = 0; ///< 0 under a sanitizer, which keeps what is freed
 
     static ProcessLoad now()
@@ -20,8 +20,9 @@ struct ProcessLoad
         ProcessLoad load;
         const auto entries = [](const char *dir) {
             return static_cast<int>(
-                QDir(QString::fromLatin1(dir)).entryList(QDir::AllEntries | QDir::System
-                                                         | QDir::NoDotAndDotDot).size());
+                QDir(QString::fromLatin1(dir))
+                    .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
+                    .size());
         };
         load.threads = entries("/proc/self/task");
         load.handles = entries("/proc/self/fd");

@@ -94,9 +94,9 @@ QByteArray makeStream(const QVector<AccessUnit> &units, const StreamOptions &opt
     while (ok && (unit < units.size() || (audio && sound < audioPackets))) {
         const qint64 soundTime = static_cast<qint64>(sound) * options.samplesPerPacket;
         const bool videoNext =
-            unit < units.size()
-            && (!audio || sound >= audioPackets
-                || av_compare_ts(unit, {1, options.fps}, soundTime, {1, options.sampleRate}) <= 0);
+            unit < units.size() &&
+            (!audio || sound >= audioPackets ||
+             av_compare_ts(unit, {1, options.fps}, soundTime, {1, options.sampleRate}) <= 0);
         if (videoNext) {
             avio_flush(io);
             if (unitOffsets)

@@ -16,11 +16,11 @@ struct StreamOptions
     int videoCodec = 27;        ///< AVCodecID of the units, H.264
     int width = 320;            ///< pixels, as the container tells them
     int height = 240;
-    int fps = 25;               ///< also the container's average
-    int audioCodec = 0;         ///< AVCodecID of the sound, 0: none
-    int sampleRate = 8000;      ///< Hz
+    int fps = 25;          ///< also the container's average
+    int audioCodec = 0;    ///< AVCodecID of the sound, 0: none
+    int sampleRate = 8000; ///< Hz
     int channels = 1;
-    QByteArray audio;           ///< coded sound, one byte per sample and channel
+    QByteArray audio; ///< coded sound, one byte per sample and channel
     int samplesPerPacket = 160;
 };
 

@@ -12,8 +12,8 @@
 
 namespace vantratest {
 
-/// A source behind a TCP port of this machine, for a URL "tcp://...": every client gets the bytes so
-/// far allowed, and the test decides what follows. Lives on the thread that runs the event loop.
+/// A source behind a TCP port of this machine, for a URL "tcp://...": every client gets the bytes
+/// so far allowed, and the test decides what follows. Lives on the thread that runs the event loop.
 class TcpSource : public QObject
 {
     Q_OBJECT
@@ -30,7 +30,8 @@ public:
     void setBytes(const QByteArray &bytes) { content = bytes; }
     /// New clients get only the first `count` bytes, until release(); -1: all.
     void setLimit(int count) { limit = count; }
-    /// Sends what the limit has held back, up to `count` bytes in all (-1: all), now and from now on.
+    /// Sends what the limit has held back, up to `count` bytes in all (-1: all), now and from now
+    /// on.
     void release(int count = -1);
     /// Ends a connection as soon as everything is sent; else it stays open and silent.
     void setClosing(bool close) { closing = close; }

@@ -1,0 +1,107 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// AbstractVideoThread: control of recordings and snapshots.
+#include "core_videobase/abstractvideothread.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+void AbstractVideoThread::recordStart(RecordType type)
+{
+    if (isRecordType(type))
+        recording[type] = true;
+}
+
+void AbstractVideoThread::recordStop(RecordType type)
+{
+    if (isRecordType(type))
+        recording[type] = false;
+}
+
+bool AbstractVideoThread::isRecording(RecordType type) const
+{
+    return isRecordType(type) && recording.at(type);
+}
+
+void AbstractVideoThread::setSaveInterval(RecordType type, int seconds)
+{
+    if (isRecordType(type))
+        saveInterval[type] = seconds;
+}
+
+int AbstractVideoThread::getSaveInterval(RecordType type) const
+{
+    return isRecordType(type) ? saveInterval.at(type) : kNoSaveLimit;
+}
+
+void AbstractVideoThread::setSavePath(RecordType type, const QString &path)
+{
+    if (isRecordType(type))
+        setLocked(savePath[type], path);
+}
+
+void AbstractVideoThread::setSaveAudio(RecordType type, bool audio)
+{
+    if (isRecordType(type))
+        saveAudio[type] = audio;
+}
+
+void AbstractVideoThread::setFileName(RecordType type, const QString &name)
+{
+    if (!isRecordType(type))
+        return;
+    setLocked(fileName[type], name);
+    checkPath(name);
+}
+
+QString AbstractVideoThread::getFileName(RecordType type) const
+{
+    return isRecordType(type) ? locked(fileName.at(type)) : QString();
+}
+
+void AbstractVideoThread::checkPath(const QString &path)
+{
+    QString dir = QFileInfo(path).path();
+    if (dir.startsWith(QLatin1String("./"))) {
+        // Every dot goes, also one inside a folder's name: that is intended.
+        dir.remove(QLatin1Char('.'));
+        dir.prepend(QCoreApplication::applicationDirPath());
+    }
+    const QDir folder(dir);
+    if (!folder.exists())
+        folder.mkpath(dir);
+}
+
+// --- Snapshots ----------------------------------------------------------------------------------
+
+void AbstractVideoThread::snap(const QString &name)
+{
+    // Without a viewer nothing is decoded, and there is no picture to save.
+    if (previewCount <= 0 || !isRunning())
+        return;
+    // The flag comes last: the loop may act on it at once, and needs name and folder then.
+    setSnapName(name);
+    checkPath(name);
+    isSnap = true;
+}
+
+void AbstractVideoThread::snapFinsh()
+{
+    QString name = getSnapName();
+    // A close that came first has cleared the name.
+    const QImage image = name.isEmpty() ? QImage() : QImage(name);
+    const QString png = QStringLiteral(".png");
+    if (name.endsWith(png)) {
+        // The loop writes JPEG data whatever the name says; the name is put right here.
+        QFile::remove(name);
+        name.replace(name.size() - png.size(), png.size(), QStringLiteral(".jpg"));
+        setSnapName(name);
+        image.save(name, "jpg", -1);
+    }
+    isSnap = false;
+    if (snapPreview)
+        emit snapImage(image, name);
+}
