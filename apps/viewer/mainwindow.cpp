@@ -249,6 +249,8 @@ void MainWindow::toggleFullScreen()
 {
     setWindowState(windowState() ^ Qt::WindowFullScreen);
     m_toolBar->setVisible(!isFullScreen());
+    if (m_selected && isFullScreen())
+        m_selected->notice(tr("F or Esc leaves full screen"));
     updateToolBar();
 }
 

@@ -48,6 +48,8 @@ public:
     void nextScaleMode();
     void toggleZoom();
     void toggleLabels();
+    /// Shows a few words over the live picture, which vanish by themselves.
+    void notice(const QString &text);
     /// Saves the next picture in the user's folder for pictures.
     void savePicture();
     /// Shows the frame that marks the selected view; off while it is the only one.
@@ -80,7 +82,6 @@ private:
     ViewFacts facts() const;
     void placeOverlay();
     void showInfo(const QString &text);
-    void notice(const QString &text);
     void setState(ViewState state);
     void restartIfDead();
 

@@ -13,6 +13,8 @@
 
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
+#include <QStandardPaths>
 #include <QtTest>
 
 using namespace vantratest;
@@ -72,6 +74,8 @@ private slots:
     void mute_isKept_throughStops();
     void controls_withoutAPicture_areHarmless();
     void scaleMode_goesRound();
+    void bannerButtons_doWhatTheKeysDo();
+    void savedPicture_isAJpegInTheFolderForPictures();
     void zoom_endsWithThePlay();
     void playAndHalt_manyTimes_leavesNoThreads();
     void window_removesAView_whoseThreadsStillRun();
@@ -282,6 +286,60 @@ void TestStreamView::scaleMode_goesRound()
     QCOMPARE(host.view.getScaleMode(), ScaleMode_Auto);
     host.view.nextScaleMode();
     QCOMPARE(host.view.getScaleMode(), ScaleMode_Aspect);
+}
+
+void TestStreamView::bannerButtons_doWhatTheKeysDo()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcmu"}));
+    Host host(server.url("cam"));
+    host.view.play();
+    QVERIFY(host.becomes(ViewState::Live));
+    const auto click = [&](const char *name) {
+        auto *button = host.view.findChild<QPushButton *>(name);
+        if (button)
+            button->click();
+        return button != nullptr;
+    };
+    // The sound button's name is its state.
+    QVERIFY(click("btnMuted"));
+    QVERIFY(!host.view.isMuted());
+    QVERIFY(click("btnSound"));
+    QVERIFY(host.view.isMuted());
+    QVERIFY(click("btnScale"));
+    QCOMPARE(host.view.getScaleMode(), ScaleMode_Fill);
+    QVERIFY(click("btnZoom"));
+    QVERIFY(host.view.isDigitalZoom());
+    QSignalSpy enlarge(&host.view, &StreamView::enlargeRequested);
+    QVERIFY(click("btnEnlarge"));
+    QCOMPARE(enlarge.count(), 1);
+    QTest::mouseDClick(&host.view, Qt::LeftButton);
+    QCOMPARE(enlarge.count(), 2);
+    // The key changes the look of the button too.
+    host.view.toggleMuted();
+    QVERIFY(host.view.findChild<QPushButton *>("btnSound"));
+    QVERIFY(click("btnStop"));
+    QCOMPARE(host.view.state(), ViewState::Stopped);
+    QVERIFY(!host.view.isWanted());
+}
+
+void TestStreamView::savedPicture_isAJpegInTheFolderForPictures()
+{
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264"}));
+    Host host(server.url("cam"));
+    host.view.play();
+    QVERIFY(host.becomes(ViewState::Live));
+    QSignalSpy saved(&host.view, &AbstractVideoWidget::snapImage);
+    host.view.savePicture();
+    QVERIFY(waitFor([&] { return !saved.isEmpty(); }));
+    const QString file = saved.first().last().toString();
+    QCOMPARE(QFileInfo(file).absolutePath(),
+             QStandardPaths::writableLocation(QStandardPaths::PicturesLocation));
+    const QRegularExpression name("^127\\.0\\.0\\.1_\\d+_cam_\\d{8}T\\d{6}\\.jpg$");
+    QVERIFY2(name.match(QFileInfo(file).fileName()).hasMatch(), qPrintable(file));
+    QCOMPARE(QImage(file, "jpg").size(), QSize(640, 360));
+    QVERIFY(QFile::remove(file));
 }
 
 void TestStreamView::zoom_endsWithThePlay()
