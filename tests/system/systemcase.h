@@ -7,6 +7,7 @@
 #include "support/playview.h"
 #include "support/waitfor.h"
 
+#include <QFile>
 #include <QRegularExpression>
 
 extern "C" {
@@ -15,7 +16,27 @@ extern "C" {
 
 namespace vantratest {
 
-/// Keeps what is logged on purpose off the console; a LogCapture still sees the library's lines.
+/// Datagrams that this machine's kernel has thrown away because nobody fetched them in time. Such a
+/// loss is a lack of processor time, of which the client is innocent.
+inline qint64 droppedDatagrams()
+{
+    QFile file(QStringLiteral("/proc/net/snmp"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    QList<QByteArray> names;
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (!line.startsWith("Udp:"))
+            continue;
+        const QList<QByteArray> words = line.simplified().split(' ');
+        if (names.isEmpty())
+            names = words;
+        else
+            return words.value(names.indexOf("RcvbufErrors")).toLongLong();
+    }
+    return 0;
+}
+
+/// Keeps what is logged on purpose off the console. Before any LogCapture: it removes all sinks.
 inline void quietConsole()
 {
     av_log_set_level(AV_LOG_QUIET);

@@ -9,7 +9,6 @@
 #include "systemcase.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QTest>
 
 #include <cmath>
@@ -26,26 +25,6 @@ constexpr double kHertz = 440;
 constexpr int kHeardLateMs = 100;
 constexpr int kPlayMs = 90000; ///< safeguard
 constexpr int kMostAttempts = 4;
-
-/// Datagrams that this machine's kernel has thrown away because nobody fetched them in time. Such a
-/// loss is a lack of processor time, of which the client is innocent.
-qint64 droppedDatagrams()
-{
-    QFile file(QStringLiteral("/proc/net/snmp"));
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    QList<QByteArray> names;
-    for (const QByteArray &line : file.readAll().split('\n')) {
-        if (!line.startsWith("Udp:"))
-            continue;
-        const QList<QByteArray> words = line.simplified().split(' ');
-        if (names.isEmpty())
-            names = words;
-        else
-            return words.value(names.indexOf("RcvbufErrors")).toLongLong();
-    }
-    return 0;
-}
 
 /// Empty if each picture has the counter after that of the picture before.
 QString gaps(const QVector<qint64> &counters)
