@@ -26,6 +26,25 @@ QRegularExpression escaped(const QString &before, const QString &text, const QSt
     return QRegularExpression(before + QRegularExpression::escape(text) + after);
 }
 
+/// Holds a thread just before the read error that ends its loop, so that the test can leave the
+/// event loop before anything is queued there.
+struct Gate
+{
+    std::atomic<bool> reached{false};
+    std::atomic<bool> open{false};
+
+    void holdBeforeLastError(TestThread *thread)
+    {
+        thread->atCodecAsk = [this](TestThread *self) {
+            if (self->errorCount != 2)
+                return;
+            reached = true;
+            while (!open && !self->stopped)
+                QThread::msleep(1);
+        };
+    }
+};
+
 } // namespace
 
 class TestFFmpegVideoThreadLife : public ThreadTestCase
@@ -269,7 +288,7 @@ void TestFFmpegVideoThreadLife::isOkCleared_reopensWithoutANewStart()
 {
     TcpSource source(clip(50));
     TestThread thread(source.url());
-    thread.setReadTimeout(300);
+    thread.setReadTimeout(2000);
     ThreadWatcher watcher(&thread);
     announceNoAudio();
     announceReadTimeout();
@@ -482,13 +501,15 @@ void TestFFmpegVideoThreadLife::stop_beforeTheRestart_dropsIt()
 {
     TcpSource source(clip(50));
     source.setClosing(true);
+    Gate gate;
     TestThread thread(source.url());
+    gate.holdBeforeLastError(&thread);
     thread.setReadTimeout(5000);
     announceNoAudio();
     announceReadErrors();
     thread.play();
-    // The event loop runs only until the first new start is queued, and not on to the start itself.
-    QVERIFY(waitFor([&] { return thread.packets == 50; }));
+    QVERIFY(waitFor([&] { return gate.reached.load(); }));
+    gate.open = true;
     while (infos("restart ff thr") == 0)
         QThread::msleep(1);
     QVERIFY(thread.wait(20000));
@@ -559,7 +580,7 @@ void TestFFmpegVideoThreadLife::deleted_whileProbing()
 
 void TestFFmpegVideoThreadLife::deleted_whileBlockedInAPicture()
 {
-    TcpSource source(clip(50));
+    TcpSource source(clip(750));
     ThreadWatcher watcher;
     auto *thread = new TestThread(source.url());
     thread->setVideoMode(VideoMode_Opengl);
@@ -579,12 +600,15 @@ void TestFFmpegVideoThreadLife::deleted_withARestartQueued()
 {
     TcpSource source(clip(50));
     source.setClosing(true);
+    Gate gate;
     auto *thread = new TestThread(source.url());
+    gate.holdBeforeLastError(thread);
     thread->setReadTimeout(5000);
     announceNoAudio();
     announceReadErrors();
     thread->play();
-    QVERIFY(waitFor([&] { return thread->packets == 50; }));
+    QVERIFY(waitFor([&] { return gate.reached.load(); }));
+    gate.open = true;
     while (infos("restart ff thr") == 0)
         QThread::msleep(1);
     delete thread;
