@@ -64,11 +64,11 @@ QString RtspServer::program()
     return QStringLiteral(VANTRA_RTSP_SERVER);
 }
 
-bool RtspServer::start(const QStringList &arguments)
+bool RtspServer::start(const QStringList &arguments, int port)
 {
     stop();
     m_arguments = arguments;
-    return launch(0);
+    return launch(port);
 }
 
 bool RtspServer::restart()

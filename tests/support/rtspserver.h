@@ -28,8 +28,9 @@ public:
     /// Path of the program.
     static QString program();
 
-    /// Starts it with `arguments` (cameras, clips; see its --help) and waits until it listens.
-    bool start(const QStringList &arguments);
+    /// Starts it with `arguments` (cameras, clips; see its --help) and waits until it listens: on
+    /// `port`, or on a free one.
+    bool start(const QStringList &arguments, int port = 0);
     /// Starts it again with the same arguments on the same port. Ends a running one first.
     bool restart();
     /// Clean end, and SIGKILL if that takes too long; false in that case, or if it had crashed.
