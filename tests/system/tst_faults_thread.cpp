@@ -400,10 +400,7 @@ void TestFaultsThread::frozenServer_timesOutByTheSocket_whereTheReadTimeoutIsLon
     QCOMPARE(story(), QStringList({"read frame err(1:Connection timed out)",
                                    "read frame err(2:Connection timed out)",
                                    "read frame err(3:Connection timed out)", "restart ff thr"}));
-    expect(Logger::Warning, "open timeout (");
-    expect(Logger::Error, "open input err(");
-    server->resume();
-    QVERIFY2(picturesComeAfter(1), qPrintable(server->log()));
+    QVERIFY(!thread->isReadTimeout()); // that is of the thread's own time-outs
 }
 
 void TestFaultsThread::stalledCamera_isReopened_untilItSendsAgain()
