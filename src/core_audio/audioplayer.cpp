@@ -240,11 +240,14 @@ void AudioPlayer::play(const char *data, int len)
 void AudioPlayer::write(const char *data, int len)
 {
     // Qt's PulseAudio output keeps the lock of its connection for ever if the server refuses a
-    // write, and every later open in this process would hang. So it never gets half a frame, and
-    // nothing at all when its stream is dead, which a free space of less than a byte tells.
+    // write, and every later open in this process would hang. At less than full volume an empty
+    // write is refused, and of a block that does not fit the rest becomes one. So it never gets half
+    // a frame, nor more than it has room for, which is none when its stream is dead.
     const int frameBytes = outputFormat.bytesPerFrame();
-    if (!data || len <= 0 || frameBytes <= 0)
+    if (!data || len <= 0 || frameBytes <= 0 || !audioOutput || !liveOutputDevice)
         return;
-    if (audioOutput && liveOutputDevice && audioOutput->bytesFree() > 0)
-        liveOutputDevice->write(data, len - len % frameBytes);
+    const int fitting = qMin(len, audioOutput->bytesFree());
+    const int bytes = fitting - fitting % frameBytes;
+    if (bytes > 0)
+        liveOutputDevice->write(data, bytes);
 }

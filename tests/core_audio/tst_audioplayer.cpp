@@ -131,6 +131,7 @@ private slots:
     void volume_100_isLinearOneAndReadsBackAs100();
     void volume_readsBackAsSet_data();
     void volume_readsBackAsSet();
+    void volume_belowFull_survivesBlocksThatDoNotFit();
     void volume_isOfTheOutputThatIsOpen();
     void mutedFlagAndMutedVolume_areTwoThings();
     void reset_setsFullVolumeAndNothingElse();
@@ -591,6 +592,24 @@ void TestAudioPlayer::volume_readsBackAsSet()
     // Cut to an integer, so that a rounding error may cost one.
     QVERIFY(player.getVolume() == readBack || player.getVolume() == readBack - 1);
     QCOMPARE(player.getMuted(), readBack == 0);
+}
+
+void TestAudioPlayer::volume_belowFull_survivesBlocksThatDoNotFit()
+{
+    SinkRecorder recorder;
+    QVERIFY(recorder.waitUntilRunning());
+    AudioPlayer player;
+    player.openAudioOutput(kRate, 1, 16);
+    QVERIFY(TonePump(player, 440.0).playUntilHeard(recorder));
+    player.setVolume(50);
+    // A burst, as a stream begins with: what does not fit is lost, and no more than that.
+    const QByteArray burst = sinePcm(440.0, kRate, 10 * kRate);
+    player.play(burst.constData(), burst.size());
+    const QByteArray block = burst.left(kBlockBytes);
+    for (int i = 0; i < 100; ++i)
+        player.play(block.constData(), block.size());
+    QCOMPARE(player.getAudioOutput()->error(), QAudio::NoError);
+    QVERIFY(TonePump(player, 880.0).playUntilHeard(recorder));
 }
 
 void TestAudioPlayer::volume_isOfTheOutputThatIsOpen()
