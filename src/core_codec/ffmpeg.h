@@ -101,7 +101,8 @@ int ffmpeg_destroy_video_decoder(void *handle);
 /// Returns a decoder from G.711 to PCM, or null. Release with ffmpeg_destroy_audio_decoder.
 void *ffmpeg_create_audio_decoder(const _tag_adec_param_s *param);
 
-/// Decodes one chunk of any length. Returns 0 with PCM in `out`, or -1.
+/// Decodes one chunk of any length; bytes at its end that are no sample of all channels are left
+/// out. Returns 0 with PCM in `out`, or -1.
 int ffmpeg_decoder_audio_frame(void *handle, unsigned char *data, unsigned int size, uint64_t pts,
                                _tag_audio_frame_s *out);
 

@@ -141,6 +141,14 @@ bool makeInputFrame(aenc_handle_s *encoder)
     return true;
 }
 
+/// The part of a chunk that holds whole samples of all channels, at a byte each. FFmpeg would keep
+/// the rest back, fail the next chunk for it, and then take no further one.
+unsigned int wholeSamples(const adec_handle_s *decoder, unsigned int size)
+{
+    const auto sample = static_cast<unsigned int>(decoder->channels);
+    return size < sample ? size : size - size % sample;
+}
+
 int samplesSize(const adec_handle_s *decoder, int *lineSize)
 {
     return av_samples_get_buffer_size(lineSize, decoder->channels, decoder->frame->nb_samples,
@@ -236,7 +244,7 @@ int ffmpeg_decoder_audio_frame(void *handle, unsigned char *data, unsigned int s
         return -1;
     auto *decoder = static_cast<adec_handle_s *>(handle);
 
-    const AVPacket packet = borrowed_packet(data, size, pts);
+    const AVPacket packet = borrowed_packet(data, wholeSamples(decoder, size), pts);
     int result = is_valid_input(data, size) ? avcodec_send_packet(decoder->ctx, &packet)
                                             : AVERROR(EINVAL);
     if (result < 0) {

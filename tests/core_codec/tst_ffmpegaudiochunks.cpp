@@ -45,6 +45,8 @@ private slots:
     void decoder_refusesInputThatIsNone_andStaysUsable();
     void decoder_decodesTwoChannels();
     void decoder_decodesOddPieces();
+    void decoder_staysUsable_afterChunkThatEndsWithinASample_data();
+    void decoder_staysUsable_afterChunkThatEndsWithinASample();
 
     void encoder_hasFramesOfTwentyMilliseconds_timesBytes_data();
     void encoder_hasFramesOfTwentyMilliseconds_timesBytes();
@@ -225,6 +227,40 @@ void TestFfmpegAudioChunks::decoder_decodesOddPieces()
         pcm += content(out);
     }
     QCOMPARE(pcm, expanded(kALaw, codes));
+}
+
+void TestFfmpegAudioChunks::decoder_staysUsable_afterChunkThatEndsWithinASample_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<int>("size");
+    for (const int channels : {2, 3}) {
+        for (const int size : {1, 2, 4, 5, 161, 1601})
+            QTest::addRow("%d channels, %d bytes", channels, size) << channels << size;
+    }
+}
+
+void TestFfmpegAudioChunks::decoder_staysUsable_afterChunkThatEndsWithinASample()
+{
+    QFETCH(int, channels);
+    QFETCH(int, size);
+    const int whole = size / channels * channels;
+    if (whole == 0)
+        m_log->expect(Logger::Error, QStringLiteral("(ffpg)avcodec_send_packet failed with bebbb1b7"
+                                                    " (Invalid data found when processing input)"));
+    const AudioDecoderHandle handle = makeDecoder(kALaw, 8000, channels);
+    const QByteArray codes = encodeALaw(makeTone(2000, 8000, 300));
+    _tag_audio_frame_s out;
+    for (int round = 0; round < 4; ++round) {
+        // More than once: FFmpeg queues one packet before it refuses to take another.
+        QCOMPARE(decode(handle, codes.left(size), &out), whole == 0 ? -1 : 0);
+        QCOMPARE(content(out), expanded(kALaw, codes.left(whole)));
+    }
+    for (int round = 0; round < 4; ++round) {
+        const QByteArray good = codes.mid(round * 240, 240);
+        QCOMPARE(decode(handle, good, &out), 0);
+        QCOMPARE(content(out), expanded(kALaw, good));
+    }
+    QCOMPARE(m_log->missing(), QStringList());
 }
 
 void TestFfmpegAudioChunks::encoder_hasFramesOfTwentyMilliseconds_timesBytes_data()
