@@ -19,6 +19,7 @@ bool Faults::hasCard = false;
 std::deque<Faults::Received> Faults::results;
 int Faults::transferFormat = AV_PIX_FMT_NV12;
 bool Faults::hasReusedMemory = false;
+std::function<void(Faults::Step, AVCodecContext *)> Faults::watcher;
 
 void Faults::reset()
 {
@@ -28,6 +29,7 @@ void Faults::reset()
     results.clear();
     transferFormat = AV_PIX_FMT_NV12;
     hasReusedMemory = false;
+    watcher = nullptr;
 }
 
 } // namespace vantratest
@@ -37,6 +39,12 @@ using vantratest::Faults;
 static bool fails(const char *name)
 {
     return Faults::failing && strcmp(Faults::failing, name) == 0;
+}
+
+static void tell(Faults::Step step, AVCodecContext *ctx)
+{
+    if (Faults::watcher)
+        Faults::watcher(step, ctx);
 }
 
 // The linker leads every call of NAME to __wrap_NAME, and calls of __real_NAME to NAME.
@@ -49,13 +57,12 @@ static bool fails(const char *name)
     }
 
 FAULT(void *, calloc, nullptr, (size_t count, size_t size), (count, size))
+FAULT(void *, malloc, nullptr, (size_t size), (size))
 FAULT(void *, av_malloc, nullptr, (size_t size), (size))
 FAULT(AVFrame *, av_frame_alloc, nullptr, (void), ())
 FAULT(const AVCodec *, avcodec_find_decoder, nullptr, (AVCodecID id), (id))
 FAULT(const AVCodec *, avcodec_find_encoder, nullptr, (AVCodecID id), (id))
 FAULT(AVCodecContext *, avcodec_alloc_context3, nullptr, (const AVCodec *codec), (codec))
-FAULT(int, avcodec_open2, Faults::code,
-      (AVCodecContext * ctx, const AVCodec *codec, AVDictionary **options), (ctx, codec, options))
 FAULT(int, swr_init, Faults::code, (SwrContext * swr), (swr))
 FAULT(int, av_frame_get_buffer, Faults::code, (AVFrame * frame, int align), (frame, align))
 FAULT(int, av_samples_get_buffer_size, Faults::code,
@@ -81,6 +88,10 @@ FAULT(SwrContext *, swr_alloc_set_opts, nullptr,
 
 extern "C" {
 
+int __real_avcodec_open2(AVCodecContext *ctx, const AVCodec *codec, AVDictionary **options);
+int __wrap_avcodec_open2(AVCodecContext *ctx, const AVCodec *codec, AVDictionary **options);
+void __real_avcodec_free_context(AVCodecContext **ctx);
+void __wrap_avcodec_free_context(AVCodecContext **ctx);
 int __real_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
                                   AVDictionary *options, int flags);
 int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
@@ -94,6 +105,18 @@ int __wrap_avcodec_receive_packet(AVCodecContext *ctx, AVPacket *packet);
 int __real_av_hwframe_transfer_data(AVFrame *target, const AVFrame *source, int flags);
 int __wrap_av_hwframe_transfer_data(AVFrame *target, const AVFrame *source, int flags);
 
+int __wrap_avcodec_open2(AVCodecContext *ctx, const AVCodec *codec, AVDictionary **options)
+{
+    tell(Faults::Step::Open, ctx);
+    return fails("avcodec_open2") ? Faults::code : __real_avcodec_open2(ctx, codec, options);
+}
+
+void __wrap_avcodec_free_context(AVCodecContext **ctx)
+{
+    tell(Faults::Step::Free, *ctx);
+    __real_avcodec_free_context(ctx);
+}
+
 int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
                                   AVDictionary *options, int flags)
 {
@@ -105,6 +128,7 @@ int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, con
 
 int __wrap_avcodec_send_packet(AVCodecContext *ctx, const AVPacket *packet)
 {
+    tell(Faults::Step::Decode, ctx);
     return Faults::hasCard ? 0 : __real_avcodec_send_packet(ctx, packet);
 }
 

@@ -7,6 +7,9 @@ extern "C" {
 }
 
 #include <deque>
+#include <functional>
+
+struct AVCodecContext;
 
 namespace vantratest {
 
@@ -38,6 +41,10 @@ struct Faults
     static int transferFormat;
     /// Of the last transfer: the memory of an earlier one was used again.
     static bool hasReusedMemory;
+
+    enum class Step { Open, Decode, Free };
+    /// Called, if set, before FFmpeg opens a codec, takes a packet to decode, or frees a codec.
+    static std::function<void(Step, AVCodecContext *)> watcher;
 
     static void reset();
 };
