@@ -9,6 +9,7 @@ class tst_EncPara : public QObject
     Q_OBJECT
 
 private slots:
+    void codecs_haveTheNumbersThatDevicesSend();
     void records_areNotValid_untilFilled();
     void video_isValid_data();
     void video_isValid();
@@ -18,11 +19,25 @@ private slots:
     void audio_isEqual_whenAllFieldsAgree();
 };
 
+void tst_EncPara::codecs_haveTheNumbersThatDevicesSend()
+{
+    QCOMPARE(int(HCodecH264), 1);
+    QCOMPARE(int(HCodecH265), 2);
+    QCOMPARE(int(HCodecG711A), 33);
+    QCOMPARE(int(HCodecG711U), 34);
+    QCOMPARE(int(HCodecPcm), 35);
+}
+
 void tst_EncPara::records_areNotValid_untilFilled()
 {
     QVERIFY(!HVideoEncPara().isValid());
     QVERIFY(!HAudioEncPara().isValid());
     QCOMPARE(HAudioEncPara().channels, 1);
+    const HVideoEncPara video;
+    for (const qint32 field : {video.width, video.height, video.frameRate, video.mode,
+                               video.bitRate, HAudioEncPara().sampleRate,
+                               HAudioEncPara().bitsPerSample})
+        QCOMPARE(field, 0);
     QVERIFY(HVideoEncPara() == HVideoEncPara());
     QVERIFY(HAudioEncPara() == HAudioEncPara());
 }

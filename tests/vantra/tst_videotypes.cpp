@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <algorithm>
+
 class tst_VideoTypes : public QObject
 {
     Q_OBJECT
@@ -18,6 +20,7 @@ private slots:
     void osdInfo_isHidden_whenDefaultBuilt();
     void graphInfo_isEmpty_whenDefaultBuilt();
     void records_areValues();
+    void records_haveTheirFieldsInOrder();
 };
 
 void tst_VideoTypes::enums_haveTheNumbersThatHostsStore()
@@ -134,6 +137,40 @@ void tst_VideoTypes::records_areValues()
     QCOMPARE(one.banner.icons, QStringList("a"));
     QCOMPARE(one.bgImage.pixelColor(0, 0), QColor(Qt::red));
     QCOMPARE(one.scaleMode, ScaleMode_Auto);
+}
+
+/// Distances of fields from the start of their record.
+template<typename Record, typename... Fields>
+static QVector<qptrdiff> offsets(const Record &record, const Fields &...fields)
+{
+    const auto *start = reinterpret_cast<const char *>(&record);
+    return {(reinterpret_cast<const char *>(&fields) - start)...};
+}
+
+void tst_VideoTypes::records_haveTheirFieldsInOrder()
+{
+    const VideoPara video;
+    const OsdInfo osd;
+    const GraphInfo graph;
+    const BannerPara banner;
+    const WidgetPara widget;
+    for (const QVector<qptrdiff> &found :
+         {offsets(video, video.videoCore, video.hardware, video.readTimeout, video.connectTimeout),
+          offsets(osd, osd.name, osd.visible, osd.fontSize, osd.text, osd.color, osd.image,
+                  osd.point, osd.format, osd.position),
+          offsets(graph, graph.name, graph.borderWidth, graph.borderColor, graph.fillColor,
+                  graph.rect, graph.path, graph.points),
+          offsets(banner, banner.margins, banner.spacing, banner.bgAlpha, banner.bgColor,
+                  banner.textColor, banner.pressColor, banner.position, banner.icons, banner.names,
+                  banner.tips, banner.text),
+          offsets(widget, widget.borderWidth, widget.borderColor, widget.focusColor, widget.bgColor,
+                  widget.textColor, widget.fillColor, widget.bgTextSize, widget.bgText,
+                  widget.bgImage, widget.spareFlag, widget.copyImage, widget.muted,
+                  widget.videoFlag, widget.scaleMode, widget.videoMode, widget.bannerEnable,
+                  widget.bannerSize, widget.bannerPosition, widget.banner)}) {
+        QCOMPARE(found.first(), qptrdiff(0));
+        QVERIFY(std::is_sorted(found.begin(), found.end()));
+    }
 }
 
 void tst_VideoTypes::bannerPara_hasDefaults()

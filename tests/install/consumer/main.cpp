@@ -65,7 +65,8 @@ int main(int argc, char **argv)
     if (!cuteLoggerInstance())
         return fail("no logger");
     if (AbstractVideoWidget::recordPath != QStringLiteral("./video") ||
-        AbstractVideoWidget::snapPath != QStringLiteral("snap"))
+        AbstractVideoWidget::snapPath != QStringLiteral("snap") ||
+        !AbstractVideoThread::debugInfo || !AbstractVideoThread::sharedData)
         return fail("the statics are not reached");
     if (QUIHelper::urlToIp(QStringLiteral("rtsp://192.0.2.1/x")) != QStringLiteral("192.0.2.1"))
         return fail("the toolkit is not reached");
