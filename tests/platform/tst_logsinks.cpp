@@ -6,7 +6,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
 #include <thread>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -56,7 +59,8 @@ private slots:
     void file_startsOver_whenItCannotBeRenamed();
     void file_dropsLines_whileTheFolderIsGone();
     void file_isMadeAnew_whenSomebodyRemovesIt();
-    void file_dropsLines_whenTheDiskIsFull();
+    void file_dropsLines_andTearsNone_whenTheDiskIsFull();
+    void file_dropsLines_whenThePathIsADevice();
     void file_neverBlocks_whenThePathIsAPipe();
     void file_losesNothing_whenThreadsShareIt();
     void memory_keepsTheNewestLines();
@@ -144,7 +148,29 @@ void tst_LogSinks::file_isMadeAnew_whenSomebodyRemovesIt()
     QCOMPARE(textsOf("app.log"), QStringList("b"));
 }
 
-void tst_LogSinks::file_dropsLines_whenTheDiskIsFull()
+void tst_LogSinks::file_dropsLines_andTearsNone_whenTheDiskIsFull()
+{
+    // A limit on the size of files stands in for the full disk: a write ends within a line.
+    const qint64 lineSize = formatLogRecord(record(QStringLiteral("line 0"))).toUtf8().size() + 1;
+    const auto formerHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit former = {};
+    QCOMPARE(getrlimit(RLIMIT_FSIZE, &former), 0);
+    RotatingFileSink sink(path());
+    const rlimit full = {rlim_t(lineSize * 2 + lineSize / 2), former.rlim_max};
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &full), 0);
+    for (int i = 0; i < 5; ++i)
+        sink.write(record(QStringLiteral("line %1").arg(i)));
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &former), 0);
+    std::signal(SIGXFSZ, formerHandler);
+
+    QCOMPARE(sink.droppedLines(), quint64(3));
+    QCOMPARE(textsOf("app.log"), QStringList({"line 0", "line 1"}));
+    sink.write(record(QStringLiteral("line 5"))); // there is room again
+    QCOMPARE(textsOf("app.log"), QStringList({"line 0", "line 1", "line 5"}));
+    QCOMPARE(sink.droppedLines(), quint64(3));
+}
+
+void tst_LogSinks::file_dropsLines_whenThePathIsADevice()
 {
     if (!QFile::exists(QStringLiteral("/dev/full")))
         QSKIP("no /dev/full here");
