@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "streamview.h"
 
+#include "core_audio/audiothread.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_videobase/bannerwidget.h"
 #include "theme.h"
@@ -107,6 +108,18 @@ void StreamView::begin()
     m_sincePicture.start();
     start();
     tick();
+}
+
+void StreamView::startAudioThread()
+{
+    if (!audioThread)
+        StandardVideoWidget::startAudioThread();
+}
+
+void StreamView::stopAudioThread()
+{
+    if (audioThread)
+        QMetaObject::invokeMethod(audioThread.data(), "closeAudioOutput", Qt::QueuedConnection);
 }
 
 bool StreamView::createVideoThread()

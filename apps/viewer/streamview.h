@@ -63,6 +63,10 @@ signals:
     void changed();
 
 protected:
+    // One sound worker for the life of the view: the library keeps some memory for each that it
+    // makes, and a view may reconnect for weeks.
+    void startAudioThread() override;
+    void stopAudioThread() override;
     bool createVideoThread() override;
     void releaseVideoThread() override;
     void receivePlayStart(int time) override;
