@@ -42,6 +42,18 @@ QString itemUrl(QObject *source)
     return item->data(0, Qt::UserRole).toString();
 }
 
+// Ends a thread without waiting for it: it goes as soon as run() has returned. Until then the
+// application owns it, so that none outlives that.
+void letGo(AbstractVideoThread *thread)
+{
+    thread->setParent(QCoreApplication::instance());
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    if (thread->isRunning())
+        thread->stop();
+    else // has ended meanwhile, perhaps before it was connected
+        thread->deleteLater();
+}
+
 } // namespace
 
 QString AbstractVideoWidget::recordPath = QStringLiteral("./video");
@@ -80,13 +92,30 @@ AbstractVideoWidget::~AbstractVideoWidget()
     // also lets go of a thread that waits for its slot.
     const auto children =
         findChildren<AbstractVideoThread *>(QString(), Qt::FindDirectChildrenOnly);
-    for (AbstractVideoThread *thread : children)
+    for (AbstractVideoThread *thread : children) {
         thread->disconnect(this);
+        // The call under way may be the one that this thread waits for, and it cannot return
+        // before the widget is gone.
+        if (queuedCalls > 0 && thread->isRunning())
+            letGo(thread);
+    }
     if (videoThread)
         videoThread->disconnect(this);
     if (recordThread)
         recordThread->disconnect(this);
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+}
+
+bool AbstractVideoWidget::event(QEvent *event)
+{
+    if (event->type() != QEvent::MetaCall)
+        return QWidget::event(event);
+    const QPointer<AbstractVideoWidget> self(this);
+    ++queuedCalls;
+    const bool handled = QWidget::event(event);
+    if (self) // a host may delete the widget in its handler
+        --queuedCalls;
+    return handled;
 }
 
 template<typename Value>

@@ -38,8 +38,14 @@ class YuvWidget;
 /// blocking queued connections only. So never wait for a stream thread here. Frames are lent: no
 /// pointer of a receiveFrame slot is kept by the widget after the slot has returned.
 ///
-/// Ownership. The widget owns its layers, overlays, surfaces and audio thread. The destructor stops
-/// no stream thread; a host stops playing first. Controls without a target do nothing, in silence.
+/// Ownership. The widget owns its layers, overlays, surfaces and audio thread. Controls without a
+/// target do nothing, in silence.
+///
+/// Deletion. A host stops playing first, but may delete the widget at any time, also in its handler
+/// of a signal of the widget. Stream threads that are children end with it, as children do. Only
+/// where the widget goes within a queued call of one of its slots, for which a child may stand
+/// waiting, are the running children told to stop and deleted by themselves as soon as they have
+/// ended, with the application at the latest.
 class VANTRA_EXPORT AbstractVideoWidget : public QWidget
 {
     Q_OBJECT
@@ -204,6 +210,7 @@ protected slots:
     void onDecoderDestroyed();
 
 protected:
+    bool event(QEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
@@ -258,6 +265,8 @@ protected:
     VideoMode renderMode = VideoMode_Hwnd; ///< in force, as against widgetPara.videoMode
 
 private:
+    int queuedCalls = 0; ///< of slots or signals of this widget that have not returned yet
+
     bool isShown() const;
     /// Whether Qt must not paint over what is configured to be presented in hwndWidget.
     bool isNativeMode() const;

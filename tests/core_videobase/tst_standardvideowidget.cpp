@@ -870,6 +870,109 @@ private slots:
         }
     }
 
+    void widget_mayGo_inTheReportForWhichItsThreadWaits_data()
+    {
+        QTest::addColumn<bool>("start");
+        QTest::addColumn<int>("way");
+        for (const bool start : {true, false}) {
+            const QByteArray report(start ? "start, " : "end, ");
+            QTest::newRow(report + "by itself") << start << 0;
+            QTest::newRow(report + "with its window") << start << 1;
+            QTest::newRow(report + "later, in an event loop of the report") << start << 2;
+            QTest::newRow(report + "by its button, in such a loop") << start << 3;
+        }
+    }
+    void widget_mayGo_inTheReportForWhichItsThreadWaits()
+    {
+        QFETCH(bool, start);
+        QFETCH(int, way);
+        for (int round = 0; round < 5; ++round) {
+            auto *window = new QWidget;
+            auto *widget = new PlayWidget(window);
+            const QPointer<QObject> widgetLeft(widget);
+            QVERIFY(widget->startAndRun());
+            const QPointer<FakeThread> thread(widget->thread());
+            QObject *ownerThen = nullptr;
+            const auto end = [&] {
+                if (way == 0)
+                    delete widget;
+                if (way == 1)
+                    delete window;
+                if (way >= 2) {
+                    QEventLoop loop;
+                    connect(widget, &QObject::destroyed, &loop, &QEventLoop::quit);
+                    connect(widget, &AbstractVideoWidget::sig_btnClicked, [&] { delete widget; });
+                    if (way == 2)
+                        QTimer::singleShot(0, widget, &QObject::deleteLater);
+                    else
+                        QMetaObject::invokeMethod(widget, "sig_btnClicked", Qt::QueuedConnection,
+                                                  Q_ARG(QString, QStringLiteral("close")));
+                    loop.exec();
+                }
+                ownerThen = thread->parent(); // it stands in its emit: it cannot have gone
+            };
+            bool stopAsked = false;
+            if (start) {
+                connect(widget, &AbstractVideoWidget::sig_receivePlayStart, end);
+                thread->post([t = thread.data(), &stopAsked] {
+                    emit t->receivePlayStart(0);
+                    stopAsked = t->isStopAsked();
+                });
+            } else {
+                connect(widget, &AbstractVideoWidget::sig_receivePlayFinsh, end);
+                thread->post([t = thread.data(), &stopAsked] {
+                    emit t->receivePlayFinsh(t);
+                    stopAsked = t->isStopAsked();
+                });
+            }
+            QVERIFY(waitFor([&] { return !thread; }));
+            QVERIFY(!widgetLeft);
+            QVERIFY(stopAsked);
+            // Nothing of this library is left to own it, and it may not be left running at exit.
+            QCOMPARE(ownerThen, static_cast<QObject *>(QCoreApplication::instance()));
+            if (way != 1)
+                delete window;
+        }
+    }
+
+    void widget_mayGo_inAnyQueuedReport_whileItsThreadEmits()
+    {
+        for (int round = 0; round < 20; ++round) {
+            auto *widget = new PlayWidget;
+            const QPointer<QObject> widgetLeft(widget);
+            QVERIFY(widget->startAndRun());
+            // One that has been stopped and one that plays.
+            const QPointer<FakeThread> first(widget->thread());
+            first->deafToStop = true;
+            widget->stop();
+            first->post([t = first.data()] {
+                while (t->deafToStop)
+                    emit t->receivePosition(1);
+            });
+            QVERIFY(widget->startAndRun());
+            const QPointer<FakeThread> second(widget->thread());
+            connect(widget, &AbstractVideoWidget::sig_otherError, [widget] { delete widget; });
+            second->post([t = second.data()] { emitEverything(t); });
+            QVERIFY(waitFor([&] { return !widgetLeft; }));
+            QVERIFY(first); // still running, and nobody has waited for it
+            first->deafToStop = false;
+            QVERIFY(waitFor([&] { return !first && !second; }));
+        }
+    }
+
+    void widget_thatHasHandledReports_stillTakesItsThreadsAlong()
+    {
+        auto widget = std::make_unique<PlayWidget>();
+        QVERIFY(widget->startAndRun());
+        const QPointer<FakeThread> thread(widget->thread());
+        QVERIFY(thread->call([t = thread.data()] {
+            emit t->receivePlayStart(0);
+            emit t->sig_otherError();
+        }));
+        widget.reset();
+        QVERIFY(!thread);
+    }
+
     void widget_mayGo_beforeAThreadThatIsNotItsChild()
     {
         FakeThread thread;
