@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kLogTag[] = "(stdvwgt)";
 
-constexpr auto kQueued = Qt::UniqueConnection;
+constexpr auto kUnique = Qt::UniqueConnection; // queued, where the thread emits in its run()
 // The thread stands still until the slot has returned.
 constexpr auto kBlocking = Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
 
@@ -96,12 +96,16 @@ bool StandardVideoWidget::isStopped(const QObject *thread) const
                        [thread](const auto &stopped) { return stopped.data() == thread; });
 }
 
-// A report of a stopped thread that was in the event queue before it was disconnected belongs to
-// a play that is over; the next three leave the present play alone then.
+// A report of a former thread belongs to a play that is over; the next three leave the present play
+// alone then. The end stays connected, the others were in the event queue before they were
+// disconnected.
 
 void StandardVideoWidget::finished()
 {
-    if (isStopped(sender()) && videoThread && videoThread->isRunning())
+    // A thread that is about to report its end does not count as running any more, and so may have
+    // been taken from stoppedThreads already.
+    const auto *thread = qobject_cast<AbstractVideoThread *>(sender());
+    if (thread && thread != videoThread && videoThread && videoThread->isRunning())
         return;
     AbstractVideoWidget::finished();
 }
@@ -149,18 +153,18 @@ void StandardVideoWidget::connectBaseSignalSlots()
     Thread *thread = videoThread;
     if (!thread)
         return;
-    connect(thread, &QThread::started, this, &Widget::started, kQueued);
-    connect(thread, &QThread::finished, this, &Widget::finished, kQueued);
+    connect(thread, &QThread::started, this, &Widget::started, kUnique);
+    connect(thread, &QThread::finished, this, &Widget::finished, kUnique);
     connect(thread, &Thread::receivePlayStart, this, &Widget::receivePlayStart, kBlocking);
     connect(thread, &Thread::receivePlayFinsh, this, &Widget::receivePlayFinsh, kBlocking);
     connect(thread, &Thread::sig_decoderDestroyed, this, &Widget::onDecoderDestroyed, kBlocking);
-    connect(thread, &Thread::sig_connExceedMax, this, &Widget::sig_connExceedMax, kQueued);
-    connect(thread, &Thread::sig_otherError, this, &Widget::sig_otherError, kQueued);
-    connect(thread, &Thread::receivePosition, this, &Widget::receivePosition, kQueued);
+    connect(thread, &Thread::sig_connExceedMax, this, &Widget::sig_connExceedMax, kUnique);
+    connect(thread, &Thread::sig_otherError, this, &Widget::sig_otherError, kUnique);
+    connect(thread, &Thread::receivePosition, this, &Widget::receivePosition, kUnique);
     if (noStreamControl)
         return;
-    connect(thread, &Thread::receiveAudioFormat, this, &Widget::openAudioOutput, kQueued);
-    connect(thread, &Thread::receiveAudio, this, &Widget::playAudio, kQueued);
+    connect(thread, &Thread::receiveAudioFormat, this, &Widget::openAudioOutput, kUnique);
+    connect(thread, &Thread::receiveAudio, this, &Widget::playAudio, kUnique);
 }
 
 void StandardVideoWidget::disconnectBaseSignalSlots()
@@ -189,9 +193,9 @@ void StandardVideoWidget::connectStreamSignalSlots()
     if (!thread)
         return;
     connect(thread, SIGNAL(receiveImage(QImage, int)), this, SLOT(receiveImage(QImage, int)),
-            kQueued);
+            kUnique);
     connect(thread, SIGNAL(snapImage(QImage, QString)), this, SIGNAL(snapImage(QImage, QString)),
-            kQueued);
+            kUnique);
     connect(thread,
             SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
             this,

@@ -709,6 +709,22 @@ private slots:
         QVERIFY(waitFor([&] { return !widget.getIsRunning(); }));
     }
 
+    void lateEndOfAForgottenThread_doesNotEndTheNextPlay()
+    {
+        PlayWidget widget;
+        QVERIFY(widget.startAndRun());
+        FakeThread *first = widget.thread();
+        widget.stop();
+        QVERIFY(waitFor([&] { return first->isFinished() && !widget.getIsRunning(); }));
+        QVERIFY(widget.startAndRun());
+        QVERIFY(widget.stoppedThreads.isEmpty());
+        // A thread does not count as running any more a moment before it reports its end.
+        QVERIFY(QMetaObject::invokeMethod(first, "finished", Qt::DirectConnection));
+        QVERIFY(widget.getIsRunning());
+        widget.thread()->end();
+        QVERIFY(waitFor([&] { return !widget.getIsRunning(); }));
+    }
+
     void lateReportsOfAStoppedThread_leaveTheNextPlayAlone()
     {
         PlayWidget widget;
