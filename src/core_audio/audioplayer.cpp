@@ -110,7 +110,10 @@ int AudioPlayer::volumeNow()
 
 void AudioPlayer::setVolume(int volume)
 {
+    const QPointer<AudioPlayer> guard(this); // a listener may delete the player
     emit receiveVolume(volume);
+    if (!guard)
+        return;
     QMutexLocker locker(&outputMutex);
     if (audioOutput) {
         audioOutput->setVolume(QAudio::convertVolume(
@@ -228,7 +231,10 @@ void AudioPlayer::play(const char *data, int len)
 {
     if (!outputDevice)
         return;
+    const QPointer<AudioPlayer> guard(this); // a listener may delete the player
     emit receiveOutputData(data, len);
+    if (!guard)
+        return;
     if (!muted)
         write(data, len);
     if (level) {

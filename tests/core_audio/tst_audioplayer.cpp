@@ -10,6 +10,7 @@
 #include <QAudioInput>
 #include <QAudioOutput>
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTest>
@@ -123,14 +124,18 @@ private slots:
     void play_survivesFormatsThatCannotBe_data();
     void play_survivesFormatsThatCannotBe();
     void play_survivesAListenerThatReopens();
+    void listeners_mayDeleteThePlayer_data();
+    void listeners_mayDeleteThePlayer();
     void level_isToldOnlyWhenAsked_mutedOrNot();
     void level_followsTheSampleSizeOfTheOutput();
 
     void muted_silencesTheSpeaker();
+    void muted_isInForce_whenItIsTold();
     void volume_followsTheLogarithmicScale();
     void volume_100_isLinearOneAndReadsBackAs100();
     void volume_readsBackAsSet_data();
     void volume_readsBackAsSet();
+    void volume_isTold_beforeItIsSet();
     void volume_belowFull_survivesBlocksThatDoNotFit();
     void volume_isOfTheOutputThatIsOpen();
     void mutedFlagAndMutedVolume_areTwoThings();
@@ -142,6 +147,7 @@ private slots:
     void input_isReadAndDropped_whenMuted();
     void input_isReplaced_whenOpenedAgain();
     void input_deliversNothing_afterClose();
+    void input_deliversNothing_betweenCloseAndRelease();
 
     void devices_areReleased_whenDestroyedOpen();
 
@@ -461,6 +467,43 @@ void TestAudioPlayer::play_survivesAListenerThatReopens()
     QCOMPARE(levels, QList<double>({64.0 / 255.0 - 0.5}));
 }
 
+void TestAudioPlayer::listeners_mayDeleteThePlayer_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("of a block") << 0;
+    QTest::newRow("of a level") << 1;
+    QTest::newRow("of the volume") << 2;
+    QTest::newRow("of the mute") << 3;
+}
+
+void TestAudioPlayer::listeners_mayDeleteThePlayer()
+{
+    QFETCH(int, signal);
+    const QPointer<AudioPlayer> player = new AudioPlayer;
+    player->setLevel(true);
+    player->openAudioOutput(kRate, 1, 16);
+    const auto end = [player] { delete player.data(); };
+    switch (signal) {
+    case 0:
+        connect(player.data(), &AudioPlayer::receiveOutputData, this, end);
+        break;
+    case 1:
+        connect(player.data(), &AudioPlayer::receiveLevel, this, end);
+        break;
+    case 2:
+        connect(player.data(), &AudioPlayer::receiveVolume, this, end);
+        player->setVolume(50);
+        break;
+    default:
+        connect(player.data(), &AudioPlayer::receiveMuted, this, end);
+        player->setMuted(true);
+        break;
+    }
+    if (player)
+        player->play(kHalf.constData(), kHalf.size());
+    QVERIFY(player.isNull());
+}
+
 void TestAudioPlayer::level_isToldOnlyWhenAsked_mutedOrNot()
 {
     AudioPlayer player;
@@ -523,6 +566,22 @@ void TestAudioPlayer::muted_silencesTheSpeaker()
     player.setMuted(false);
     QVERIFY(TonePump(player, 1320.0).playUntilHeard(recorder));
     QVERIFY(!hasTone(recorder.pcm(), kRecordedRate, 880.0));
+}
+
+void TestAudioPlayer::muted_isInForce_whenItIsTold()
+{
+    AudioPlayer player;
+    player.openAudioOutput(kRate, 1, 16);
+    QAudioOutput *output = player.getAudioOutput();
+    QVERIFY(waitFor([&] { return output->bytesFree() >= kBlockBytes; }));
+    bool written = true;
+    connect(&player, &AudioPlayer::receiveMuted, this, [&] {
+        const int free = output->bytesFree();
+        player.play(QByteArray(kBlockBytes, '\0').constData(), kBlockBytes);
+        written = output->bytesFree() < free;
+    });
+    player.setMuted(true);
+    QVERIFY(!written);
 }
 
 void TestAudioPlayer::volume_followsTheLogarithmicScale()
@@ -592,6 +651,18 @@ void TestAudioPlayer::volume_readsBackAsSet()
     // Cut to an integer, so that a rounding error may cost one.
     QVERIFY(player.getVolume() == readBack || player.getVolume() == readBack - 1);
     QCOMPARE(player.getMuted(), readBack == 0);
+}
+
+void TestAudioPlayer::volume_isTold_beforeItIsSet()
+{
+    AudioPlayer player;
+    player.openAudioOutput(kRate, 1, 16);
+    QList<qreal> volumes;
+    connect(&player, &AudioPlayer::receiveVolume, this,
+            [&] { volumes.append(player.getAudioOutput()->volume()); });
+    player.setVolume(0);
+    player.setVolume(100);
+    QCOMPARE(volumes, QList<qreal>({1.0, 0.0}));
 }
 
 void TestAudioPlayer::volume_belowFull_survivesBlocksThatDoNotFit()
@@ -748,6 +819,25 @@ void TestAudioPlayer::input_deliversNothing_afterClose()
     QVERIFY(waitFor([&] { return input.isNull(); }));
     QVERIFY(QMetaObject::invokeMethod(&player, "readyRead"));
     QVERIFY(told.isEmpty());
+}
+
+void TestAudioPlayer::input_deliversNothing_betweenCloseAndRelease()
+{
+    AudioPlayer player;
+    QSignalSpy told(&player, &AudioPlayer::receiveInputData);
+    player.openAudioInput(kRate, 1, 16);
+    QVERIFY(waitFor([&] { return !told.isEmpty(); }));
+    const QPointer<QAudioInput> input = player.getAudioInput();
+    player.closeAudioInput();
+    told.clear();
+    // No deferred deletion here: the closed device goes on capturing, and nobody reads it.
+    constexpr int kPiledUp = 4000; // bytes: a quarter of a second
+    const QDeadlineTimer deadline(20000);
+    while (input && input->bytesReady() < kPiledUp && told.isEmpty() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    QVERIFY(input);
+    QCOMPARE(told.size(), 0);
+    QVERIFY(input->bytesReady() >= kPiledUp);
 }
 
 void TestAudioPlayer::devices_areReleased_whenDestroyedOpen()
