@@ -93,9 +93,12 @@ public:
 
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (watched == osdWidget && event->type() == QEvent::Paint)
+        const bool kept = AbstractVideoWidget::eventFilter(watched, event);
+        if (watched == osdWidget && event->type() == QEvent::Paint) {
             ++paints;
-        return AbstractVideoWidget::eventFilter(watched, event);
+            paintsKept += kept;
+        }
+        return kept;
     }
 
     void play(FakeThread *thread)
@@ -116,7 +119,8 @@ public:
     QRect target() const { return targetRect; }
     DigitalZoom &zoomState() { return zoom; }
 
-    int paints = 0;
+    int paints = 0;     ///< of the layer,
+    int paintsKept = 0; ///< and those that its own paint did not get to see
 };
 
 /// Shows the widget and waits for it; returns whether it has its size.

@@ -575,6 +575,27 @@ private slots:
         QVERIFY(!turn(-80)); // nothing to zoom: left to the base class
     }
 
+    void mouse_reachesTheBaseClass_zoomedOrNot()
+    {
+        FrameWidget widget;
+        widget.resize(100, 100);
+        widget.zoom.sourceRect = QRectF(0, 0, 200, 200);
+        widget.zoom.zoomRect = QRectF(50, 50, 100, 100);
+        const auto leavesToTheParent = [&widget](auto handler, QEvent::Type type) {
+            QMouseEvent event(type, QPointF(20, 30), Qt::LeftButton, Qt::LeftButton,
+                              Qt::NoModifier);
+            event.accept();
+            (widget.*handler)(&event);
+            return !event.isAccepted(); // as the base class does
+        };
+        for (const bool on : {false, true}) {
+            widget.setDigitalZoom(on);
+            QVERIFY(leavesToTheParent(&FrameWidget::mousePressEvent, QEvent::MouseButtonPress));
+            QVERIFY(leavesToTheParent(&FrameWidget::mouseMoveEvent, QEvent::MouseMove));
+            QVERIFY(leavesToTheParent(&FrameWidget::mouseReleaseEvent, QEvent::MouseButtonRelease));
+        }
+    }
+
     void enter_showsTheBanner_onlyOverVideo()
     {
         FrameWidget widget;
@@ -623,6 +644,7 @@ private slots:
         widget.enterEvent(&enter);
         QVERIFY(widget.testAttribute(Qt::WA_SetCursor));
         QCOMPARE(widget.cursor().pixmap().size(), QSize(20, 20));
+        QCOMPARE(widget.cursor().hotSpot(), QPoint(10, 10)); // the middle
         widget.leaveEvent(&leave);
         QVERIFY(!widget.testAttribute(Qt::WA_SetCursor));
     }

@@ -26,10 +26,12 @@ private slots:
     void osd_imageAtEachPosition_data();
     void osd_imageAtEachPosition();
     void osd_isNotDrawn_inHwndModeOrWithOnlyAudio();
+    void osd_liesOverThePicture();
     void osd_changes_repaintAsTold();
     void graph_changes_repaintAsTold();
     void graphs_areBurntIntoThePicture();
     void clear_wipesEverything();
+    void clear_repaints();
 
 private:
     std::unique_ptr<vantratest::LogCapture> log;
@@ -168,6 +170,21 @@ void TestWidgetOverlays::osd_isNotDrawn_inHwndModeOrWithOnlyAudio()
     QVERIFY(Shot(widget).isAll(kBlack));
 }
 
+void TestWidgetOverlays::osd_liesOverThePicture()
+{
+    Widget widget;
+    widget.setScaleMode(ScaleMode_Fill);
+    QVERIFY(show(widget));
+    widget.setImage(solid(QSize(40, 30), kBlue));
+    settle();
+    OsdInfo osd = textOsd(QStringLiteral("not shown"));
+    osd.format = OsdFormat_Image;
+    osd.image = solid(QSize(20, 10), kRed);
+    widget.appendOsd(osd);
+    QCOMPARE(Shot(widget).bounds(kRed), QRect(5, 5, 20, 10));
+    QCOMPARE(Shot(widget).at(30, 20), kBlue);
+}
+
 void TestWidgetOverlays::osd_changes_repaintAsTold()
 {
     Widget widget;
@@ -288,6 +305,18 @@ void TestWidgetOverlays::clear_wipesEverything()
     QCOMPARE(Shot(widget).bounds(kBlue), QRect(0, 0, 399, 299));
     QVERIFY(!Shot(widget).contains(kGreen));
     QVERIFY(!Shot(widget).contains(Qt::white));
+}
+
+void TestWidgetOverlays::clear_repaints()
+{
+    Widget widget;
+    QVERIFY(show(widget));
+    QTRY_VERIFY(widget.paints > 0);
+    settle();
+    const int before = widget.paints;
+    widget.clear(); // there is nothing to forget, and it repaints all the same
+    settle();
+    QVERIFY(widget.paints > before);
 }
 
 QTEST_MAIN(TestWidgetOverlays)

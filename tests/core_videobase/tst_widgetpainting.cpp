@@ -30,6 +30,7 @@ private slots:
     void picture_isDropped_whileMinimizedOrHidden();
     void picture_ofEndedThread_wipesWidget();
     void border_liesHalfInside();
+    void border_isSmooth();
     void border_takesFocusColor();
     void colors_notChosen_comeFromPaletteForGood();
     void bgColor_fillsTheFrame();
@@ -41,6 +42,7 @@ private slots:
     void fillColor_showsBesideThePicture_data();
     void fillColor_showsBesideThePicture();
     void fillColor_isNotUsed_withFillOrTransparent();
+    void paint_leavesTheLayerItsOwnPaint();
 
 private:
     std::unique_ptr<vantratest::LogCapture> log;
@@ -266,6 +268,25 @@ void TestWidgetPainting::border_liesHalfInside()
     QCOMPARE(shot.at(394, 150), kBlack);
 }
 
+void TestWidgetPainting::border_isSmooth()
+{
+    Widget widget;
+    widget.setBorderWidth(1);
+    widget.setBorderColor(kGreen);
+    widget.setFocusColor(kGreen);
+    QVERIFY(show(widget));
+    const Shot shot(widget);
+    QCOMPARE(shot.image, expectedCanvas(widget, [](QPainter &painter) {
+                 painter.setPen(QPen(kGreen, 1));
+                 painter.drawRect(0, 0, kWidth, kHeight);
+             }));
+    if (qFuzzyCompare(widget.devicePixelRatioF(), 1.0)) {
+        // Half of the line lies outside: the pixels of the edge are covered by half.
+        const int green = shot.at(0, 150).green();
+        QVERIFY2(green > 100 && green < 155, qPrintable(QString::number(green)));
+    }
+}
+
 void TestWidgetPainting::border_takesFocusColor()
 {
     Widget widget;
@@ -452,6 +473,15 @@ void TestWidgetPainting::fillColor_isNotUsed_withFillOrTransparent()
     widget.setPalettex(true);
     QVERIFY(!widget.autoFillBackground());
     QVERIFY(!Shot(widget).contains(kGreen));
+}
+
+void TestWidgetPainting::paint_leavesTheLayerItsOwnPaint()
+{
+    Widget widget;
+    QVERIFY(show(widget));
+    (void)Shot(widget);
+    QVERIFY(widget.paints > 0);
+    QCOMPARE(widget.paintsKept, 0);
 }
 
 QTEST_MAIN(TestWidgetPainting)
