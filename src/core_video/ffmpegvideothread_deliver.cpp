@@ -128,20 +128,25 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
     if (size <= 0)
         return QImage();
 
-    // Built anew only when size or form change.
-    session->rgbScaler.reset(
-        sws_getCachedContext(session->rgbScaler.release(), width, height, format, width, height,
-                             AV_PIX_FMT_BGRA, scalerFlag(decodeType), nullptr, nullptr, nullptr));
-    if (!session->rgbScaler)
-        return QImage();
-    if (!session->rgbBuffer || session->rgbWidth != width || session->rgbHeight != height) {
+    // Built anew only when size or form change. sws_getCachedContext() would build for each picture
+    // of a full-range layout, since it compares with the layout that it has made of it.
+    const Session::RgbForm form{width, height, format, scalerFlag(decodeType)};
+    const Session::RgbForm built = session->rgbForm;
+    const bool sameSize = form.width == built.width && form.height == built.height;
+    const bool sameScaler = sameSize && form.pixelFormat == built.pixelFormat
+                            && form.scalerFlag == built.scalerFlag;
+    session->rgbForm = form;
+    if (!session->rgbScaler || !sameScaler) {
+        session->rgbScaler.reset(sws_getContext(width, height, format, width, height,
+                                                AV_PIX_FMT_BGRA, form.scalerFlag, nullptr, nullptr,
+                                                nullptr));
+    }
+    if (!session->rgbBuffer || !sameSize) {
         session->rgbBuffer.reset(static_cast<std::uint8_t *>(av_mallocz(size + kRgbPaddingBytes)),
                                  [](std::uint8_t *bytes) { av_free(bytes); });
-        session->rgbWidth = width;
-        session->rgbHeight = height;
-        if (!session->rgbBuffer)
-            return QImage();
     }
+    if (!session->rgbScaler || !session->rgbBuffer)
+        return QImage();
 
     std::uint8_t *planes[4] = {};
     int lines[4] = {};

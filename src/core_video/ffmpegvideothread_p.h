@@ -24,6 +24,15 @@ struct FFmpegVideoThread::Session
         int sampleRate = 0; ///< Hz
     };
 
+    /// What a picture is converted from, and how.
+    struct RgbForm
+    {
+        int width = 0;
+        int height = 0;
+        int pixelFormat = AV_PIX_FMT_NONE;
+        int scalerFlag = 0;
+    };
+
     AVDictionaryOwner options;
     AVFormatInputPtr formatCtx;
     AVCodecContextPtr videoCtx;
@@ -34,10 +43,9 @@ struct FFmpegVideoThread::Session
     AVFramePtr hwFrame;    ///< a picture brought down from the video card, for a snapshot
     AVFramePtr audioFrame;
 
-    SwsContextPtr rgbScaler;
-    RgbBytes rgbBuffer;
-    int rgbWidth = 0; ///< size of the picture that rgbBuffer holds
-    int rgbHeight = 0;
+    SwsContextPtr rgbScaler; ///< for pictures of the form rgbForm
+    RgbBytes rgbBuffer;      ///< for pictures of the size of rgbForm
+    RgbForm rgbForm;
 
     SwrContextPtr resampler;
     AudioForm resamplerForm;

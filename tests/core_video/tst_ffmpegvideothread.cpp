@@ -20,6 +20,7 @@ extern "C" {
 }
 
 #include <cstdlib>
+#include <cstring>
 
 using namespace vantratest;
 
@@ -80,6 +81,7 @@ private slots:
     void delivery();
     void painter_imageOutlivesTheSource();
     void painter_scalersGiveTheSamePicture();
+    void painter_buildsOneScaler_forFullRangeToo();
     void otherLayouts_areNotLentAsPlanes();
     void snapshot_data();
     void snapshot();
@@ -432,6 +434,35 @@ void TestFFmpegVideoThread::painter_scalersGiveTheSamePicture()
                  qPrintable(colour.name()));
         end(&thread);
     }
+}
+
+void TestFFmpegVideoThread::painter_buildsOneScaler_forFullRangeToo()
+{
+    // FFmpeg tells at each building that it takes this layout for another one of full range.
+    static std::atomic<int> built{0};
+    built = 0;
+    av_log_set_callback([](void *, int, const char *format, va_list) {
+        built += strstr(format, "deprecated pixel format") != nullptr;
+    });
+    ClipOptions made;
+    made.count = 50;
+    made.format = AV_PIX_FMT_YUVJ420P;
+    made.colour = {200, 128, 128};
+    TcpSource source(makeStream(makeClip(made), {}));
+    TestThread thread(source.url());
+    thread.setVideoMode(VideoMode_Painter);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    announceNoAudio();
+    thread.play();
+    const bool came = waitFor([&] { return watcher.images.size() >= 50; });
+    end(&thread);
+    av_log_set_callback(av_log_default_callback);
+    QVERIFY(came);
+    QCOMPARE(built.load(), 1);
+    // The range is that of the layout: 200 stays 200.
+    const QColor colour = watcher.images.last().pixelColor(160, 200);
+    QVERIFY2(qAbs(colour.red() - 200) < 8, qPrintable(colour.name()));
 }
 
 void TestFFmpegVideoThread::otherLayouts_areNotLentAsPlanes()
