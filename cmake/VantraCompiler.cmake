@@ -30,9 +30,9 @@ endif()
 
 # Log lines carry the source file relative to its root ("core_video/ffmpegvideothread.cpp"). ccache
 # hands the compiler paths that are relative to the build folder. Of several that fit, the last counts.
-file(RELATIVE_PATH VANTRA_SOURCE_FROM_BUILD "${CMAKE_BINARY_DIR}" "${CMAKE_SOURCE_DIR}")
+file(RELATIVE_PATH VANTRA_SOURCE_FROM_BUILD "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
 string(REGEX REPLACE "/$" "" VANTRA_SOURCE_FROM_BUILD "${VANTRA_SOURCE_FROM_BUILD}")
-foreach(root "${CMAKE_SOURCE_DIR}" "${VANTRA_SOURCE_FROM_BUILD}")
+foreach(root "${PROJECT_SOURCE_DIR}" "${VANTRA_SOURCE_FROM_BUILD}")
   add_compile_options("-fmacro-prefix-map=${root}/=" "-fmacro-prefix-map=${root}/src/=")
 endforeach()
 
