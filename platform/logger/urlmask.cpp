@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "logger/logger.h"
 
+#include <algorithm>
+
 // Passwords are found as people type them into address fields: with '@', ':' and '/' that a correct
 // URL would have encoded. Where it is uncertain what a password is, too much is masked, not too
 // little.
@@ -76,11 +78,16 @@ bool isPlainHost(const QString &text, int start, int end)
 
 bool isNumber(const QStringRef &text)
 {
-    for (const QChar c : text) {
-        if (!c.isDigit())
-            return false;
-    }
-    return true;
+    return !text.isEmpty() &&
+           std::all_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
+}
+
+/// Whether this can be a host with or without a port at all.
+bool isNameOrAddress(const QStringRef &text)
+{
+    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) {
+        return isHostChar(c) || c == QLatin1Char(':');
+    });
 }
 
 /// Position of the '@' that ends the user information of the URL with its authority at `start`, or
@@ -111,7 +118,7 @@ int userInfoEnd(const QString &text, int start, int end)
         if (firstAt < 0)
             firstAt = i;
     }
-    if (at >= 0)
+    if (at >= 0 && (firstAt < 0 || isNameOrAddress(authority.mid(at + 1))))
         return start + at;
     return hostAndPort ? -1 : firstAt;
 }
