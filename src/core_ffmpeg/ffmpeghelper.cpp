@@ -142,6 +142,10 @@ int FFmpegHelper::decodeFrame(AbstractVideoThread *thread, AVCodecContext *ctx, 
     if (result < 0) {
         if (isFailure(result))
             debugStep(thread, video, "avcodec_send_packet", result);
+        // Packets that hold more than one frame have filled the decoder. One frame is given up for
+        // each packet that finds no room: without it none would ever find any again.
+        if (result == AVERROR(EAGAIN) && avcodec_receive_frame(ctx, frame) >= 0)
+            av_frame_unref(frame);
         return result;
     }
     // One receive for each send: a second picture of the same packet waits for the next one.

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "core_codec/codeccompat_p.h"
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_ffmpeg/ffmpegptr.h"
@@ -127,6 +128,7 @@ private slots:
     void decodeFrame_decodes();
     void decodeFrame_afterTheEnd_isSilent();
     void decodeFrame_onDamage_isNegative();
+    void decodeFrame_takesPacketsAgain_afterSomeThatHeldMoreThanAFrame();
     void decodeFrame_ofNothing_fails();
     void copyParameters_bothWays();
     void packets_areReferencesOrEmpty();
@@ -339,6 +341,35 @@ void TestFFmpegHelper::decodeFrame_onDamage_isNegative()
             FFmpegHelper::decodeFrame(&thread, ctx.get(), packet.get(), frame.get(), video);
         QVERIFY(result < 0 && result != AVERROR(EAGAIN));
         QVERIFY(!frame->data[0]);
+    }
+}
+
+void TestFFmpegHelper::decodeFrame_takesPacketsAgain_afterSomeThatHeldMoreThanAFrame()
+{
+    const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_PCM_ALAW);
+    const AVCodecContextPtr ctx(avcodec_alloc_context3(codec));
+    set_channels(ctx.get(), 2);
+    ctx->sample_rate = 8000;
+    QCOMPARE(avcodec_open2(ctx.get(), codec, nullptr), 0);
+    const AVFramePtr frame(av_frame_alloc());
+    AbstractVideoThread thread;
+    // The last byte is no sample of two channels, and is decoded by itself.
+    const AVPacketPtr odd = packetOf(QByteArray(161, '\x55'));
+    int refused = 0;
+    for (int i = 0; i < 10; ++i) {
+        av_frame_unref(frame.get());
+        const int result =
+            FFmpegHelper::decodeFrame(&thread, ctx.get(), odd.get(), frame.get(), false);
+        refused += result == AVERROR(EAGAIN);
+        QCOMPARE(frame->data[0] != nullptr, result >= 0);
+    }
+    QVERIFY(refused > 0);
+    const AVPacketPtr good = packetOf(QByteArray(160, '\x55'));
+    for (int i = 0; i < 3; ++i) // what is left of the others
+        FFmpegHelper::decodeFrame(&thread, ctx.get(), good.get(), frame.get(), false);
+    for (int i = 0; i < 10; ++i) {
+        QCOMPARE(FFmpegHelper::decodeFrame(&thread, ctx.get(), good.get(), frame.get(), false), 0);
+        QCOMPARE(frame->nb_samples, 80);
     }
 }
 
