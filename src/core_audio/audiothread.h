@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vantraglobal.h"
+
 #include <QMutex>
 #include <QObject>
 
@@ -23,7 +25,7 @@ class QThread;
 /// Each start makes a new player: not muted, not measuring, nothing open. An object with a parent
 /// cannot change threads, so there is none. A subclass that overrides an operation calls
 /// stopThread() in its own destructor, because the worker may call the override until then.
-class AudioThread : public QObject
+class VANTRA_EXPORT AudioThread : public QObject
 {
     Q_OBJECT
     Q_DISABLE_COPY(AudioThread)

@@ -7,7 +7,7 @@
 
 #include "core_d3d/nv12d3d9widget.h"
 #include "core_videobase/bannerwidget.h"
-#include "core_videobase/picturegeometry.h"
+#include "core_videobase/picturegeometry_p.h"
 
 #include <QCursor>
 #include <QMouseEvent>

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "core_videobase/picturegeometry.h"
+#include "core_videobase/picturegeometry_p.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "vantraglobal.h"
 #include "videotypes.h"
 
 #include <QImage>
@@ -14,14 +15,14 @@ class QLabel;
 
 /// Steps a widget through a fixed series of texts and pictures, then clears them and starts over.
 /// `step` counts and is kept by the caller; start with 0.
-void demoOsd(AbstractVideoWidget *widget, int &step);
+VANTRA_EXPORT void demoOsd(AbstractVideoWidget *widget, int &step);
 /// The same with graphs.
-void demoGraph(AbstractVideoWidget *widget, int &step);
+VANTRA_EXPORT void demoGraph(AbstractVideoWidget *widget, int &step);
 
 /// Shows a snapshot, no larger than 1280 by 720 pixels, in `label`, or in a new window if that is
 /// null; returns the label, which the caller owns.
-QLabel *showSnapPreview(QLabel *label, const QImage &image);
+VANTRA_EXPORT QLabel *showSnapPreview(QLabel *label, const QImage &image);
 
 /// Scales an image in place to `size`: Auto only shrinks, Aspect fits, anything else ignores the
 /// aspect ratio. `fast` leaves out the smoothing.
-void scaleImage(QImage &image, const QSize &size, ScaleMode scaleMode, bool fast);
+VANTRA_EXPORT void scaleImage(QImage &image, const QSize &size, ScaleMode scaleMode, bool fast);

@@ -3,8 +3,10 @@
 //
 // A host that knows nothing but the installed tree: starts the library, plays an address that
 // refuses, and ends. Exits with 0 if all that it sees is as the headers promise.
+#include "core_audio/audiothread.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_videobase/standardvideowidget.h"
+#include "core_videobase/videowidgethelpers.h"
 #include "logger/logger.h"
 #include "uitoolkit/quihelper.h"
 #include "vantra.h"
@@ -22,6 +24,12 @@ public:
     bool ended = false;
 
 protected:
+    void startAudioThread() override
+    {
+        StandardVideoWidget::startAudioThread();
+        connect(audioThread.data(), &AudioThread::receiveLevel, this, &View::receiveLevel);
+    }
+
     bool createVideoThread() override
     {
         auto *thread = new FFmpegVideoThread(this);
@@ -72,6 +80,9 @@ int main(int argc, char **argv)
         return fail("the toolkit is not reached");
 
     View view;
+    int step = 0;
+    demoOsd(&view, step);
+    demoGraph(&view, step);
     view.setVideoMode(VideoMode_Painter);
     view.show();
     if (!view.start())
