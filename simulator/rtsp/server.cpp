@@ -68,14 +68,26 @@ void onPlay(GstRTSPClient *, GstRTSPContext *context, gpointer)
         Mount::addViewer(context->media);
 }
 
+/// After a TEARDOWN, gst-rtsp-server (1.22) closes the client by an idle source that holds no
+/// reference. A client that hangs up at once, as FFmpeg does, is freed before; so it is kept until
+/// all other idle sources have run.
+void onClosed(GstRTSPClient *client, gpointer)
+{
+    std::fputs("client closed\n", stderr);
+    g_idle_add_full(
+        G_PRIORITY_LOW,
+        [](gpointer closed) -> gboolean {
+            g_object_unref(closed);
+            return G_SOURCE_REMOVE;
+        },
+        g_object_ref(client), nullptr);
+}
+
 void onClient(GstRTSPServer *, GstRTSPClient *client, gpointer)
 {
     std::fputs("client connected\n", stderr);
     g_signal_connect(client, "play-request", G_CALLBACK(onPlay), nullptr);
-    g_signal_connect(client, "closed", G_CALLBACK(+[](GstRTSPClient *, gpointer) {
-                         std::fputs("client closed\n", stderr);
-                     }),
-                     nullptr);
+    g_signal_connect(client, "closed", G_CALLBACK(onClosed), nullptr);
 }
 
 } // namespace
