@@ -19,6 +19,10 @@ bool Faults::hasCard = false;
 std::deque<Faults::Received> Faults::results;
 int Faults::transferFormat = AV_PIX_FMT_NV12;
 bool Faults::hasReusedMemory = false;
+AVPacket Faults::sentPacket = {};
+int64_t Faults::sentFramePts = 0;
+int Faults::convertRoom = 0;
+int Faults::convertSamples = 0;
 std::function<void(Faults::Step, AVCodecContext *)> Faults::watcher;
 
 void Faults::reset()
@@ -29,6 +33,10 @@ void Faults::reset()
     results.clear();
     transferFormat = AV_PIX_FMT_NV12;
     hasReusedMemory = false;
+    sentPacket = {};
+    sentFramePts = 0;
+    convertRoom = 0;
+    convertSamples = 0;
     watcher = nullptr;
 }
 
@@ -71,8 +79,6 @@ FAULT(int, av_samples_get_buffer_size, Faults::code,
 FAULT(int, av_image_alloc, Faults::code,
       (uint8_t * data[4], int lineSizes[4], int width, int height, AVPixelFormat format, int align),
       (data, lineSizes, width, height, format, align))
-FAULT(int, avcodec_send_frame, Faults::code, (AVCodecContext * ctx, const AVFrame *frame),
-      (ctx, frame))
 
 #if LIBSWRESAMPLE_VERSION_INT >= AV_VERSION_INT(4, 5, 100)
 FAULT(int, swr_alloc_set_opts2, AVERROR(ENOMEM),
@@ -98,6 +104,10 @@ int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, con
                                   AVDictionary *options, int flags);
 int __real_avcodec_send_packet(AVCodecContext *ctx, const AVPacket *packet);
 int __wrap_avcodec_send_packet(AVCodecContext *ctx, const AVPacket *packet);
+int __real_avcodec_send_frame(AVCodecContext *ctx, const AVFrame *frame);
+int __wrap_avcodec_send_frame(AVCodecContext *ctx, const AVFrame *frame);
+int __real_swr_convert(SwrContext *swr, uint8_t **out, int room, const uint8_t **in, int samples);
+int __wrap_swr_convert(SwrContext *swr, uint8_t **out, int room, const uint8_t **in, int samples);
 int __real_avcodec_receive_frame(AVCodecContext *ctx, AVFrame *frame);
 int __wrap_avcodec_receive_frame(AVCodecContext *ctx, AVFrame *frame);
 int __real_avcodec_receive_packet(AVCodecContext *ctx, AVPacket *packet);
@@ -129,7 +139,22 @@ int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, con
 int __wrap_avcodec_send_packet(AVCodecContext *ctx, const AVPacket *packet)
 {
     tell(Faults::Step::Decode, ctx);
+    if (packet) // null drains the decoder
+        Faults::sentPacket = *packet;
     return Faults::hasCard ? 0 : __real_avcodec_send_packet(ctx, packet);
+}
+
+int __wrap_avcodec_send_frame(AVCodecContext *ctx, const AVFrame *frame)
+{
+    Faults::sentFramePts = frame ? frame->pts : AV_NOPTS_VALUE; // null drains the encoder
+    return fails("avcodec_send_frame") ? Faults::code : __real_avcodec_send_frame(ctx, frame);
+}
+
+int __wrap_swr_convert(SwrContext *swr, uint8_t **out, int room, const uint8_t **in, int samples)
+{
+    Faults::convertRoom = room;
+    Faults::convertSamples = samples;
+    return __real_swr_convert(swr, out, room, in, samples);
 }
 
 int __wrap_avcodec_receive_packet(AVCodecContext *ctx, AVPacket *packet)

@@ -3,6 +3,7 @@
 #pragma once
 
 extern "C" {
+#include <libavcodec/packet.h>
 #include <libavutil/frame.h>
 }
 
@@ -41,6 +42,14 @@ struct Faults
     static int transferFormat;
     /// Of the last transfer: the memory of an earlier one was used again.
     static bool hasReusedMemory;
+
+    /// The packet that was last sent to a decoder; its data may be gone.
+    static AVPacket sentPacket;
+    /// Time stamp of the frame that was last sent to an encoder.
+    static int64_t sentFramePts;
+    /// Of the last conversion: the room told, and the samples that went in.
+    static int convertRoom;
+    static int convertSamples;
 
     enum class Step { Open, Decode, Free };
     /// Called, if set, before FFmpeg opens a codec, takes a packet to decode, or frees a codec.
