@@ -82,14 +82,14 @@ void TestCodecRegistries::video_isMadeAndWorks_whenItsContextIsThereAlready()
         add_video_decoder(&squatter);
     };
     // Survived, so a warning here.
-    m_log->expectMatching(
-        Logger::Warning,
-        QRegularExpression(QStringLiteral("^\\(ffpg\\)decoder 0x[0-9a-f]+ was existed$")));
+    m_log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral(
+                                               "^\\(ffpg\\)decoder 0x[0-9a-f]+ was existed$")));
     VideoHandle handle = makeVideo(1);
     Faults::watcher = nullptr;
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Warning, QString::asprintf("(ffpg)decoder %p was existed",
-                                                             handle.get())), 1);
+    QCOMPARE(m_log->count(Logger::Warning,
+                          QString::asprintf("(ffpg)decoder %p was existed", handle.get())),
+             1);
     QCOMPARE(video_decoders, &squatter);
     QCOMPARE(HASH_COUNT(video_decoders), 1u);
     QCOMPARE(decode(handle, m_unit), 0);
@@ -111,8 +111,9 @@ void TestCodecRegistries::audioDecoder_isMadeAndWorks_whenItsContextIsThereAlrea
     AudioDecoderHandle handle = makeDecoder(kALaw);
     Faults::watcher = nullptr;
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Error, QString::asprintf("(ffpg)audio decoder %p was existed",
-                                                           handle.get())), 1);
+    QCOMPARE(m_log->count(Logger::Error,
+                          QString::asprintf("(ffpg)audio decoder %p was existed", handle.get())),
+             1);
     QCOMPARE(HASH_COUNT(audio_decoders), 1u);
     _tag_audio_frame_s out;
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), 0);
@@ -135,8 +136,9 @@ void TestCodecRegistries::audioEncoder_isMadeAndWorks_whenItsContextIsThereAlrea
     AudioEncoderHandle handle = makeEncoder(kALaw);
     Faults::watcher = nullptr;
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Error, QString::asprintf("(ffpg)audio decoder %p was existed",
-                                                           handle.get())), 1);
+    QCOMPARE(m_log->count(Logger::Error,
+                          QString::asprintf("(ffpg)audio decoder %p was existed", handle.get())),
+             1);
     QCOMPARE(HASH_COUNT(audio_encoders), 1u);
     _tag_audio_frame_s out;
     QCOMPARE(encode(handle, QByteArray(640, '\0'), &out), 0);
@@ -219,8 +221,7 @@ void TestCodecRegistries::process_ends_whenThereIsNoMemoryForATable()
 {
     QFETCH(QString, kind);
     QProcess process;
-    process.start(QCoreApplication::applicationFilePath(),
-                  {QLatin1String(kExhaustArgument), kind});
+    process.start(QCoreApplication::applicationFilePath(), {QLatin1String(kExhaustArgument), kind});
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitStatus(), QProcess::NormalExit);
     QCOMPARE(process.exitCode(), 255); // -1, as the hash table has it

@@ -34,9 +34,9 @@ void tst_EncPara::records_areNotValid_untilFilled()
     QVERIFY(!HAudioEncPara().isValid());
     QCOMPARE(HAudioEncPara().channels, 1);
     const HVideoEncPara video;
-    for (const qint32 field : {video.width, video.height, video.frameRate, video.mode,
-                               video.bitRate, HAudioEncPara().sampleRate,
-                               HAudioEncPara().bitsPerSample})
+    for (const qint32 field :
+         {video.width, video.height, video.frameRate, video.mode, video.bitRate,
+          HAudioEncPara().sampleRate, HAudioEncPara().bitsPerSample})
         QCOMPARE(field, 0);
     QVERIFY(HVideoEncPara() == HVideoEncPara());
     QVERIFY(HAudioEncPara() == HAudioEncPara());

@@ -100,10 +100,10 @@ void TestVantra::initAndRelease_leaveFFmpegAlone()
 
 void TestVantra::resources_areThere_fromTheStart()
 {
-    for (const char *file : {":/primary/mic.svg", ":/primary/mic-close.svg", ":/primary/volume.svg",
-                             ":/primary/close_volume.svg", ":/primary/digital-zoom.svg",
-                             ":/primary/snap.svg", ":/primary/iconfont.ttf",
-                             ":/image/bg_novideo.png"})
+    for (const char *file :
+         {":/primary/mic.svg", ":/primary/mic-close.svg", ":/primary/volume.svg",
+          ":/primary/close_volume.svg", ":/primary/digital-zoom.svg", ":/primary/snap.svg",
+          ":/primary/iconfont.ttf", ":/image/bg_novideo.png"})
         QVERIFY2(QFile::exists(QLatin1String(file)), file);
 }
 
