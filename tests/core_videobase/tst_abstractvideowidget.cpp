@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 #include "support/logcapture.h"
+#include "support/pixels.h"
 #include "videowidgetfakes.h"
 
 #include <QMetaMethod>
@@ -29,6 +30,22 @@ public:
         return QObject::eventFilter(watched, event);
     }
     int count = 0;
+};
+
+// Writes down how it ends.
+class EndingSurface : public FakeD3D9
+{
+public:
+    EndingSurface(QStringList &steps, QWidget *parent) : FakeD3D9(parent), steps(steps) {}
+    ~EndingSurface() override { steps << QStringLiteral("delete"); }
+    void clear() override { steps << QStringLiteral("clear"); }
+
+protected:
+    void hideEvent(QHideEvent *) override { steps << QStringLiteral("hide"); }
+    void closeEvent(QCloseEvent *) override { steps << QStringLiteral("close"); }
+
+private:
+    QStringList &steps;
 };
 
 class ButtonWidget : public FrameWidget
@@ -599,6 +616,25 @@ private slots:
         QVERIFY(yuv->calls.isEmpty() && nv12->calls.isEmpty() && d3d11->calls.isEmpty());
     }
 
+    void receivePlayFinsh_tellsTheHost_whenTheSurfaceIsGone()
+    {
+        FrameWidget widget;
+        widget.setVideoMode(VideoMode_D3D9);
+        QVERIFY(shows(&widget));
+        QStringList steps;
+        auto *surface = new EndingSurface(steps, widget.hwndWidget);
+        surface->show();
+        widget.nv12D3D9Widget = surface;
+        widget.osdTimer->start();
+        widget.hwndWidget->setUpdatesEnabled(false);
+        connect(&widget, &AbstractVideoWidget::sig_receivePlayFinsh, [&] {
+            QVERIFY(widget.hwndWidget->updatesEnabled() && !widget.osdTimer->isActive());
+            steps << QStringLiteral("signal");
+        });
+        widget.receivePlayFinsh(nullptr);
+        QCOMPARE(steps, QStringList({"clear", "hide", "close", "delete", "signal"}));
+    }
+
     void osdTimer_repaintsThePaintedLayer()
     {
         FrameWidget widget;
@@ -692,15 +728,27 @@ private slots:
     void emptyControls_doNothing()
     {
         FrameWidget widget;
+        FakeThread thread;
+        const auto audio = QSharedPointer<FakeAudio>::create();
+        widget.videoThread = &thread;
+        widget.recordThread = &thread;
+        widget.audioThread = audio;
+        QSignalSpy clicks(&widget, &AbstractVideoWidget::sig_btnClicked);
         widget.snap();
         widget.snap(QStringLiteral("x"), true);
         widget.talkStart();
         widget.talkStop();
         widget.btnClicked(QStringLiteral("x"));
+        QCoreApplication::sendPostedEvents(audio.data(), QEvent::MetaCall);
+        QCoreApplication::sendPostedEvents(&thread, QEvent::MetaCall);
+        QVERIFY(audio->calls.isEmpty() && thread.calls.isEmpty());
+        QVERIFY(thread.getSnapName().isEmpty());
+        QCOMPARE(clicks.count(), 0);
     }
 
     void controls_withoutATarget_areIgnored()
     {
+        const vantratest::QtWarnings warnings;
         FrameWidget widget;
         widget.recordStart(QStringLiteral("x"));
         widget.recordStop();
@@ -711,6 +759,7 @@ private slots:
         widget.playAudio(QByteArray("x"));
         widget.stopAudioThread();
         QVERIFY(!widget.audioThread);
+        QCOMPARE(warnings.lines(), QStringList());
     }
 
     void recording_isForwardedToTheRecordThread()
@@ -775,6 +824,14 @@ private slots:
         QCOMPARE(audio->calls,
                  QStringList({QStringLiteral("open 8000 1 16"), QStringLiteral("play pcm"),
                               QStringLiteral("volume 42"), QStringLiteral("muted 1")}));
+    }
+
+    void sound_hasTheSlotsThatAreReachedByName()
+    {
+        const QMetaObject &meta = AudioThread::staticMetaObject;
+        for (const char *slot : {"openAudioOutput(int,int,int)", "play(QByteArray)",
+                                 "receiveVolume(int)", "receiveMuted(bool)"})
+            QVERIFY2(meta.indexOfSlot(slot) >= 0, slot);
     }
 
     void setMuted_isNotEvenStored_withoutAnAudioThread()

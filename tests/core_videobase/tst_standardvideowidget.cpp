@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 #include "support/logcapture.h"
+#include "support/pixels.h"
 #include "videowidgetfakes.h"
 
 #include <QCloseEvent>
@@ -309,11 +310,13 @@ private slots:
 
     void connecting_withoutAThread_doesNothing()
     {
+        const vantratest::QtWarnings warnings;
         PlayWidget widget;
         widget.connectBaseSignalSlots();
         widget.connectStreamSignalSlots();
         widget.disconnectBaseSignalSlots();
         widget.disconnectStreamSignalSlots();
+        QCOMPARE(warnings.lines(), QStringList());
     }
 
     void sound_isNotConnected_withoutStreamControl()

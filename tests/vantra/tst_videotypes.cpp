@@ -20,6 +20,7 @@ private slots:
     void osdInfo_isHidden_whenDefaultBuilt();
     void graphInfo_isEmpty_whenDefaultBuilt();
     void records_areValues();
+    void records_keepTheOrderOfTheirFields();
     void records_haveTheirFieldsInOrder();
 };
 
@@ -171,6 +172,80 @@ void tst_VideoTypes::records_haveTheirFieldsInOrder()
         QCOMPARE(found.first(), qptrdiff(0));
         QVERIFY(std::is_sorted(found.begin(), found.end()));
     }
+}
+
+// Hosts fill records by position.
+void tst_VideoTypes::records_keepTheOrderOfTheirFields()
+{
+    const VideoPara video{VideoCore_Device, QStringLiteral("dxva2"), 1, 2};
+    QCOMPARE(video.videoCore, VideoCore_Device);
+    QCOMPARE(video.hardware, QStringLiteral("dxva2"));
+    QCOMPARE(video.readTimeout, 1);
+    QCOMPARE(video.connectTimeout, 2);
+
+    const QImage picture(1, 1, QImage::Format_RGB32);
+    const OsdInfo osd{QStringLiteral("n"), true, 9, QStringLiteral("t"), Qt::red, picture,
+                      QPoint(3, 4), OsdFormat_Time, OsdPosition_Center};
+    QCOMPARE(osd.name, QStringLiteral("n"));
+    QVERIFY(osd.visible);
+    QCOMPARE(osd.fontSize, 9);
+    QCOMPARE(osd.text, QStringLiteral("t"));
+    QCOMPARE(osd.color, QColor(Qt::red));
+    QCOMPARE(osd.image, picture);
+    QCOMPARE(osd.point, QPoint(3, 4));
+    QCOMPARE(osd.format, OsdFormat_Time);
+    QCOMPARE(osd.position, OsdPosition_Center);
+
+    QPainterPath path;
+    path.addRect(1, 2, 3, 4);
+    const GraphInfo graph{QStringLiteral("g"), 5,    Qt::red,       Qt::blue,
+                          QRect(1, 2, 3, 4),   path, {QPoint(7, 8)}};
+    QCOMPARE(graph.name, QStringLiteral("g"));
+    QCOMPARE(graph.borderWidth, 5);
+    QCOMPARE(graph.borderColor, QColor(Qt::red));
+    QCOMPARE(graph.fillColor, QColor(Qt::blue));
+    QCOMPARE(graph.rect, QRect(1, 2, 3, 4));
+    QCOMPARE(graph.path, path);
+    QCOMPARE(graph.points, QList<QPoint>{QPoint(7, 8)});
+
+    BannerPara banner;
+    banner.text = QStringLiteral("b");
+    const WidgetPara look{1,
+                          Qt::red,
+                          Qt::green,
+                          Qt::blue,
+                          Qt::cyan,
+                          Qt::magenta,
+                          2,
+                          QStringLiteral("bg"),
+                          picture,
+                          false,
+                          true,
+                          true,
+                          QStringLiteral("flag"),
+                          ScaleMode_Fill,
+                          VideoMode_Opengl,
+                          true,
+                          3,
+                          4,
+                          banner};
+    QCOMPARE(look.borderWidth, 1);
+    QCOMPARE(look.borderColor, QColor(Qt::red));
+    QCOMPARE(look.focusColor, QColor(Qt::green));
+    QCOMPARE(look.bgColor, QColor(Qt::blue));
+    QCOMPARE(look.textColor, QColor(Qt::cyan));
+    QCOMPARE(look.fillColor, QColor(Qt::magenta));
+    QCOMPARE(look.bgTextSize, 2);
+    QCOMPARE(look.bgText, QStringLiteral("bg"));
+    QCOMPARE(look.bgImage, picture);
+    QVERIFY(!look.spareFlag && look.copyImage && look.muted);
+    QCOMPARE(look.videoFlag, QStringLiteral("flag"));
+    QCOMPARE(look.scaleMode, ScaleMode_Fill);
+    QCOMPARE(look.videoMode, VideoMode_Opengl);
+    QVERIFY(look.bannerEnable);
+    QCOMPARE(look.bannerSize, 3);
+    QCOMPARE(look.bannerPosition, 4);
+    QCOMPARE(look.banner.text, QStringLiteral("b"));
 }
 
 void tst_VideoTypes::bannerPara_hasDefaults()
