@@ -16,9 +16,9 @@
 
 namespace vantratest {
 
-/// A widget that plays one address, as the widgets of hosts do, and notes what it shows: the counter
-/// of each picture, read back from the widget's own pixels. It takes what the address and the
-/// settings are at each start(). GUI thread only.
+/// A widget that plays one address, as the widgets of hosts do, and notes what it shows: the
+/// counter of each picture, read back from the widget's own pixels. It takes what the address and
+/// the settings are at each start(). GUI thread only.
 ///
 ///     PlayView view(server.url("cam"));
 ///     view.show();
@@ -26,8 +26,8 @@ namespace vantratest {
 ///     QVERIFY(waitFor([&] { return view.pictures() >= 3; }));
 ///
 /// VideoMode_Painter, with time-outs of 3 s, is what it starts with. There the thread converts into
-/// one buffer, so that of a burst of pictures (as at the start of a stream) the last is seen several
-/// times: counters never go back within a stream, but they may repeat and skip.
+/// one buffer, so that of a burst of pictures (as at the start of a stream) the last is seen
+/// several times: counters never go back within a stream, but they may repeat and skip.
 class PlayView : public StandardVideoWidget
 {
     Q_DISABLE_COPY(PlayView)
@@ -47,8 +47,13 @@ public:
         setTimeouts(3000, 3000);
         resize(640, 360);
     }
-    /// Ends the play. The threads it has made are its children and end with it.
-    ~PlayView() override { stop(); }
+    /// Ends the play first, as a host does, unless setStopsAtEnd(false). The threads it has made
+    /// are its children and end with it.
+    ~PlayView() override
+    {
+        if (stopsAtEnd)
+            stop();
+    }
 
     static QString defaultTransport() { return QStringLiteral("tcp"); }
 
@@ -65,6 +70,7 @@ public:
     }
     /// Milliseconds between two attempts to open.
     void setOpenSleepTime(int milliseconds) { openSleepTime = milliseconds; }
+    void setStopsAtEnd(bool stops) { stopsAtEnd = stops; }
 
     /// Pictures taken while shown and running, since construction or forget().
     int pictures() const { return m_counters.size(); }
@@ -86,7 +92,10 @@ public:
     /// Whether no play is under way; a thread that was let go of may still run.
     bool isIdle() const { return !isStart && !videoThread; }
     /// The thread of the play under way; null while idle.
-    FFmpegVideoThread *thread() const { return static_cast<FFmpegVideoThread *>(videoThread.data()); }
+    FFmpegVideoThread *thread() const
+    {
+        return static_cast<FFmpegVideoThread *>(videoThread.data());
+    }
     /// All it has made, the eldest first, ended ones included.
     QList<FFmpegVideoThread *> threads() const
     {
@@ -154,7 +163,8 @@ protected:
 
     void receiveImage(const QImage &picture, int time) override
     {
-        const bool counts = sender() == videoThread && isVisible() && !getIsMinimized() && isRunning;
+        const bool counts =
+            sender() == videoThread && isVisible() && !getIsMinimized() && isRunning;
         StandardVideoWidget::receiveImage(picture, time);
         if (counts)
             noteCounter();
@@ -170,6 +180,7 @@ protected:
     QString url;
     QString transport;
     int openSleepTime = 500; ///< milliseconds
+    bool stopsAtEnd = true;
 
 private:
     QVector<qint64> m_counters;

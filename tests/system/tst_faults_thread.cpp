@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// Faults of the network and of the server, as a FFmpegVideoThread meets them: what it logs, what its
-// receiver sees, that pictures come back without help, and that no fault holds up the GUI thread.
+// Faults of the network and of the server, as a FFmpegVideoThread meets them: what it logs, what
+// its receiver sees, that pictures come back without help, and that no fault holds up the GUI
+// thread.
 #include "core_video/ffmpegvideothread.h"
 #include "support/counterblocks.h"
 #include "support/heartbeat.h"
@@ -28,12 +29,12 @@ constexpr int kReadTimeoutMs = 1500;
 constexpr int kConnectTimeoutMs = 2000;
 constexpr int kOpenSleepMs = 300;
 constexpr int kEnoughPictures = 5;
-constexpr int kHealMs = 60000;        ///< safeguard
-constexpr int kSoonMs = 1000;         ///< in which a stopped thread ends, beyond its phase's limit
-constexpr int kSlackMs = 2000;        ///< of a machine under load
-constexpr int kLongestGapMs = 1500;   ///< of the heartbeat; a freeze lasts for seconds
+constexpr int kHealMs = 60000;      ///< safeguard
+constexpr int kSoonMs = 1000;       ///< in which a stopped thread ends, beyond its phase's limit
+constexpr int kSlackMs = 2000;      ///< of a machine under load
+constexpr int kLongestGapMs = 1500; ///< of the heartbeat; a freeze lasts for seconds
 constexpr int kAtOnceMs = 400;
-constexpr int kQuietMs = 500;         ///< without a picture, after which none is under way
+constexpr int kQuietMs = 500; ///< without a picture, after which none is under way
 
 /// A stream thread that tells how far its opening has come.
 class WatchedThread final : public FFmpegVideoThread
@@ -71,23 +72,32 @@ public:
         thread->previewRef().fetch_add(1);
         connect(thread, &QThread::started, this, [this] { note("started"); });
         connect(thread, &QThread::finished, this, [this] { note("finished"); });
-        connect(thread, &Thread::receivePlayStart, this, [this] {
-            note("open");
-            ++opens;
-            pictures = 0;
-        }, waited);
-        connect(thread, &Thread::receivePlayFinsh, this, [this] { note("closed"); }, waited);
-        connect(thread, &Thread::sig_updateCodecRender, this,
-                [this](const QString &codec, int width, int height) {
-                    note(QStringLiteral("%1 %2x%3").arg(codec).arg(width).arg(height));
-                }, waited);
-        connect(thread,
-                qOverload<int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32>(
-                        &Thread::receiveFrame),
-                this, [this](int width, int height, quint8 *luma, quint8 *, quint8 *, quint32 line) {
-                    note(QStringLiteral("picture %1x%2").arg(width).arg(height));
-                    pictures += readCounter(luma, int(line), width, height).has_value();
-                }, waited);
+        connect(
+            thread, &Thread::receivePlayStart, this,
+            [this] {
+                note("open");
+                ++opens;
+                pictures = 0;
+            },
+            waited);
+        connect(
+            thread, &Thread::receivePlayFinsh, this, [this] { note("closed"); }, waited);
+        connect(
+            thread, &Thread::sig_updateCodecRender, this,
+            [this](const QString &codec, int width, int height) {
+                note(QStringLiteral("%1 %2x%3").arg(codec).arg(width).arg(height));
+            },
+            waited);
+        connect(
+            thread,
+            qOverload<int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32>(
+                &Thread::receiveFrame),
+            this,
+            [this](int width, int height, quint8 *luma, quint8 *, quint8 *, quint32 line) {
+                note(QStringLiteral("picture %1x%2").arg(width).arg(height));
+                pictures += readCounter(luma, int(line), width, height).has_value();
+            },
+            waited);
     }
 
     int count(const QString &event) const { return events.count(event); }
@@ -247,8 +257,8 @@ QStringList TestFaultsThread::story() const
 /// Announces the thread's lines that begin so.
 void TestFaultsThread::expect(Logger::LogLevel level, const QString &start)
 {
-    log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(ffvdthr\\)")
-                                                  + QRegularExpression::escape(start)));
+    log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(ffvdthr\\)") +
+                                                  QRegularExpression::escape(start)));
 }
 
 int TestFaultsThread::count(const QString &start) const
@@ -317,8 +327,7 @@ void TestFaultsThread::unreachableServer_isTriedAgain_untilItAnswers()
     expect(Logger::Warning, "open timeout (");
     QVERIFY2(picturesComeAfter(0), qPrintable(server->log()));
     // The render signals come twice at the first session: at the open and before the first picture.
-    QCOMPARE(receiver->events,
-             QStringList({"started", kRender, "open", kRender, kPicture}));
+    QCOMPARE(receiver->events, QStringList({"started", kRender, "open", kRender, kPicture}));
     QVERIFY(!thread->isReadTimeout());
     QCOMPARE(count("restart ff thr"), 0);
 }
@@ -401,6 +410,10 @@ void TestFaultsThread::frozenServer_timesOutByTheSocket_whereTheReadTimeoutIsLon
                                    "read frame err(2:Connection timed out)",
                                    "read frame err(3:Connection timed out)", "restart ff thr"}));
     QVERIFY(!thread->isReadTimeout()); // that is of the thread's own time-outs
+    expect(Logger::Warning, "open timeout (");
+    expect(Logger::Error, "open input err(");
+    server->resume();
+    QVERIFY2(picturesComeAfter(1), qPrintable(server->log()));
 }
 
 void TestFaultsThread::stalledCamera_isReopened_untilItSendsAgain()
@@ -413,9 +426,9 @@ void TestFaultsThread::stalledCamera_isReopened_untilItSendsAgain()
     // The server answers, so that the open succeeds; but it sends no more than one picture.
     QVERIFY(waitFor([&] { return receiver->opens >= 2; }, kHealMs));
     const QStringList told = {"read timeout (1500)", "read frame err(1:Immediate exit requested)",
-                        "read timeout (1500)", "read frame err(2:Immediate exit requested)",
-                        "read timeout (1500)", "read frame err(3:Immediate exit requested)",
-                        "restart ff thr"};
+                              "read timeout (1500)", "read frame err(2:Immediate exit requested)",
+                              "read timeout (1500)", "read frame err(3:Immediate exit requested)",
+                              "restart ff thr"};
     QCOMPARE(story().mid(0, told.size()), told);
 
     QVERIFY(command("stall cam off"));
@@ -450,7 +463,7 @@ void TestFaultsThread::brokenStream_isReopened_data()
     for (const char *transport : {"tcp", "udp"}) {
         const auto row = [&](const char *name, const char *fault, const char *codec) {
             QTest::addRow("%s %s", name, transport)
-                    << QString(fault) << QString(transport) << QString(codec);
+                << QString(fault) << QString(transport) << QString(codec);
         };
         row("client dropped", "drop cam", "H264");
         row("stream ends", "end cam", "H264");
@@ -467,8 +480,8 @@ void TestFaultsThread::brokenStream_isReopened()
     expect(Logger::Error, "read frame err(");
     QVERIFY(command(fault));
     QVERIFY2(picturesComeAfter(1), qPrintable(server->log()));
-    QCOMPARE(receiver->sinceClosed(), QStringList({"closed", "finished", "started",
-                                                   codec + " 320x240", "open", kPicture}));
+    QCOMPARE(receiver->sinceClosed(),
+             QStringList({"closed", "finished", "started", codec + " 320x240", "open", kPicture}));
     QCOMPARE(story(), QStringList({"read frame err(1:End of file)", "read frame err(2:End of file)",
                                    "read frame err(3:End of file)", "restart ff thr"}));
 }
@@ -554,8 +567,10 @@ void TestFaultsThread::stop_endsTheThreadSoon_inEachPhase_data()
     QTest::addColumn<QString>("phase");
     QTest::addColumn<QString>("transport");
     QTest::addColumn<int>("limit"); // ms for which the phase may go on by itself
-    QTest::newRow("probe") << "probe" << "tcp" << 500;
-    QTest::newRow("pause") << "pause" << "tcp" << 100;
+    QTest::newRow("probe") << "probe"
+                           << "tcp" << 500;
+    QTest::newRow("pause") << "pause"
+                           << "tcp" << 100;
     for (const char *phase : {"open", "find stream info", "read", "read without data"}) {
         for (const char *transport : {"tcp", "udp"})
             QTest::addRow("%s %s", phase, transport) << phase << transport << 0;
@@ -585,8 +600,8 @@ bool TestFaultsThread::reachPhase(const QString &phase)
     if (phase == "find stream info") {
         thread->setVideoUrl(server->url("cam"));
         thread->play();
-        return waitFor([&] { return thread->isInOpen(); })
-               && waitFor([&] { return !thread->isInOpen(); }) && receiver->opens == 0;
+        return waitFor([&] { return thread->isInOpen(); }) &&
+               waitFor([&] { return !thread->isInOpen(); }) && receiver->opens == 0;
     }
     thread->setVideoUrl(server->url("cam"));
     thread->play();
@@ -598,11 +613,11 @@ bool TestFaultsThread::reachPhase(const QString &phase)
     int pictures = receiver->pictures;
     quiet.start();
     return command("stall cam on") && waitFor([&] {
-        if (receiver->pictures != pictures)
-            quiet.start();
-        pictures = receiver->pictures;
-        return quiet.elapsed() > kQuietMs;
-    });
+               if (receiver->pictures != pictures)
+                   quiet.start();
+               pictures = receiver->pictures;
+               return quiet.elapsed() > kQuietMs;
+           });
 }
 
 void TestFaultsThread::stop_endsTheThreadSoon_inEachPhase()

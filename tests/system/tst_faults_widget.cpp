@@ -26,12 +26,12 @@ const QString kCamera = QStringLiteral("cam:h264:pcma:320x240:25:gop=10");
 constexpr int kConnectTimeoutMs = 2000;
 constexpr int kReadTimeoutMs = 1500;
 constexpr int kOpenSleepMs = 300;
-constexpr int kAgainMs = 300;         ///< pause of the host before it begins anew
+constexpr int kAgainMs = 300; ///< pause of the host before it begins anew
 constexpr int kEnoughPictures = 5;
-constexpr int kHealMs = 60000;        ///< safeguard
-constexpr int kSoonMs = 1000;         ///< in which a stopped thread ends, beyond its phase's limit
-constexpr int kSlackMs = 2000;        ///< of a machine under load
-constexpr int kLongestGapMs = 1500;   ///< of the heartbeat; a freeze lasts for seconds
+constexpr int kHealMs = 60000;      ///< safeguard
+constexpr int kSoonMs = 1000;       ///< in which a stopped thread ends, beyond its phase's limit
+constexpr int kSlackMs = 2000;      ///< of a machine under load
+constexpr int kLongestGapMs = 1500; ///< of the heartbeat; a freeze lasts for seconds
 constexpr int kAtOnceMs = 400;
 
 /// Pixels of the widget's face that are not of its background.
@@ -196,12 +196,12 @@ int TestFaultsWidget::count(const QString &start) const
 /// Announces the thread's lines that begin so.
 void TestFaultsWidget::expect(Logger::LogLevel level, const QString &start)
 {
-    log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(ffvdthr\\)")
-                                                  + QRegularExpression::escape(start)));
+    log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(ffvdthr\\)") +
+                                                  QRegularExpression::escape(start)));
 }
 
-/// The lines of a stream that breaks, of the stop by which the widget ends it, and of the opens that
-/// fail until the server is back.
+/// The lines of a stream that breaks, of the stop by which the widget ends it, and of the opens
+/// that fail until the server is back.
 void TestFaultsWidget::expectBrokenStream()
 {
     expect(Logger::Error, "read frame err(");
@@ -294,9 +294,12 @@ void TestFaultsWidget::hostThatBeginsAnew_seesPicturesAgain_data()
 {
     QTest::addColumn<QString>("fault");
     QTest::addColumn<QString>("transport");
-    QTest::newRow("server killed, udp") << "server killed" << "udp";
-    QTest::newRow("server stands still, tcp") << "server stands still" << "tcp";
-    QTest::newRow("stall, udp") << "stall" << "udp";
+    QTest::newRow("server killed, udp") << "server killed"
+                                        << "udp";
+    QTest::newRow("server stands still, tcp") << "server stands still"
+                                              << "tcp";
+    QTest::newRow("stall, udp") << "stall"
+                                << "udp";
 }
 
 void TestFaultsWidget::hostThatBeginsAnew_seesPicturesAgain()
@@ -364,15 +367,16 @@ bool TestFaultsWidget::reachPhase(const QString &phase)
     if (phase == "open") {
         silent = std::make_unique<SilentServer>();
         view->setUrl(silent->url());
-        return view->start() && waitFor([&] { return silent->accepted() == 2; }); // one is the probe
+        return view->start() &&
+               waitFor([&] { return silent->accepted() == 2; }); // one is the probe
     }
     if (phase == "find stream info") {
         // The client that is known to a camera has been told to play it; its first packets follow.
         view->setUrl(server->url("cam"));
         return view->start() && waitFor([&] {
                    return heart->leaveOut([&] { return server->stat("clients", "cam") == 1; });
-               })
-               && view->playStarts() == 0;
+               }) &&
+               view->playStarts() == 0;
     }
     view->setUrl(server->url("cam"));
     return view->start() && picturesCome() && (phase == "read" || command("stall cam on"));
