@@ -36,7 +36,8 @@ foreach(root "${PROJECT_SOURCE_DIR}" "${VANTRA_SOURCE_FROM_BUILD}")
   add_compile_options("-fmacro-prefix-map=${root}/=" "-fmacro-prefix-map=${root}/src/=")
 endforeach()
 
-add_compile_options(-Wall -Wextra -Wnon-virtual-dtor -Wno-missing-field-initializers)
+add_compile_options(-Wall -Wextra -Wno-missing-field-initializers
+                    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
 if(VANTRA_WARNINGS_AS_ERRORS)
   # What a future FFmpeg takes away is told at compile time, and does not stop a build.
   add_compile_options(-Werror -Wno-error=deprecated-declarations)
