@@ -299,6 +299,7 @@ void TestAudioPlayer::devices_haveTheFormatAskedFor()
     AudioPlayer player;
     player.openAudioOutput(sampleRate, channelCount, sampleSize);
     QCOMPARE(player.getAudioOutput()->format(), expected);
+    QVERIFY(!player.getAudioOutput()->parent());
     player.openAudioInput(sampleRate, channelCount, sampleSize);
     QCOMPARE(player.getAudioInput()->format(), expected);
 }
@@ -308,6 +309,8 @@ void TestAudioPlayer::namedDevices_haveTheFormatAskedFor()
     AudioPlayer player;
     player.openAudioOutput(PrivatePulse::kSpare, 11025, 2, 8);
     player.openAudioInput(PrivatePulse::kMicrophone, 11025, 2, 8);
+    QCOMPARE(player.getAudioInput()->parent(), &player);
+    QVERIFY(!player.getAudioOutput()->parent());
     for (const QAudioFormat &format :
          {player.getAudioOutput()->format(), player.getAudioInput()->format()}) {
         QCOMPARE(format.sampleRate(), 11025);

@@ -138,6 +138,7 @@ private slots:
     void changeStatus_changesNothing_withoutMatch();
     void receiveMuted_followsSound();
     void receiveMuted_changesNothing_withoutSoundButton();
+    void receiveMuted_goesByTheEndOfTheName();
     void receivePlayFinsh_unmutes();
     void button_doesNotTakeFocus();
 };
@@ -672,6 +673,26 @@ void TestBannerWidget::receiveMuted_changesNothing_withoutSoundButton()
     QCOMPARE(buttonNames(banner), QStringList({QStringLiteral("btnSnap"), QStringLiteral("btnTalk")}));
     for (int i : {0, 1})
         QCOMPARE(iconOf(buttonAt(banner, i)), iconFrom(QStringLiteral(":/primary/snap.svg")));
+}
+
+void TestBannerWidget::receiveMuted_goesByTheEndOfTheName()
+{
+    BannerWidget banner;
+    const QStringList off{QStringLiteral("roomMuted"), QStringLiteral("btnMuted")};
+    rebuild(banner, paraWith({QStringLiteral("roomSound"), QStringLiteral("btnMuted")}));
+    QVERIFY(callMuted(banner, true)); // "btn" need not stand before it, as for a click
+    QCOMPARE(buttonNames(banner), off);
+    QVERIFY(callMuted(banner, false));
+    QCOMPARE(buttonNames(banner).first(), QStringLiteral("roomSound"));
+    QVERIFY(callMuted(banner, true));
+    QVERIFY(call(banner, "receivePlayFinsh"));
+    QCOMPARE(buttonNames(banner).first(), QStringLiteral("roomSound"));
+
+    // Intended: a muted talk button ends with "Muted" too, and the first match is taken.
+    rebuild(banner, paraWith({QStringLiteral("btnTalkMuted"), QStringLiteral("btnMuted")}));
+    QVERIFY(callMuted(banner, false));
+    QCOMPARE(buttonNames(banner),
+             QStringList({QStringLiteral("btnTalkSound"), QStringLiteral("btnMuted")}));
 }
 
 void TestBannerWidget::receivePlayFinsh_unmutes()
