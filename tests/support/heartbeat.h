@@ -8,6 +8,14 @@
 
 namespace vantratest {
 
+/// Milliseconds without a beat from which a thread counts as frozen; one that really freezes stands
+/// for several seconds.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int kFrozenMs = 4000;
+#else
+constexpr int kFrozenMs = 1500;
+#endif
+
 /// A timer on the thread that makes it, which notes the longest time between two of its beats: how
 /// long that thread has not come round to its events. A guard against freezing, not a measurement:
 /// judge it by seconds.
