@@ -80,7 +80,8 @@ void FFmpegVideoThread::deliver()
 {
     AVFrame *frame = session->videoFrame.get();
     const bool software = getHardware() == QLatin1String("none");
-    switch (videoMode) {
+    const VideoMode mode = videoMode; // which a receiver may change at any time
+    switch (mode) {
     case VideoMode_Painter:
         decodeImage();
         break;
@@ -101,7 +102,7 @@ void FFmpegVideoThread::deliver()
         // Decoders without hardware support ignore the device and give pictures in memory, whose
         // planes must not pass for a surface or a texture.
         if (!software && isOnVideoCard(frame)) {
-            if (videoMode == VideoMode_D3D9)
+            if (mode == VideoMode_D3D9)
                 emit receiveFrame(frame->width, frame->height, frame->data[3], false);
             else
                 emit receiveFrame(frame->width, frame->height, frame->data[0],
@@ -217,12 +218,13 @@ void FFmpegVideoThread::decodeAudio()
     // The resampler reads as many planes as it was built for.
     const Session::AudioForm form{frame->format, ffcompat::channels(frame), frame->sample_rate};
     const Session::AudioForm &built = session->resamplerForm;
-    if (form.sampleFormat != built.sampleFormat || form.channels != built.channels ||
-        form.sampleRate != built.sampleRate) {
-        if (!initResampler())
-            session->resampler.reset();
-        if (!session->resampler || form.sampleFormat != built.sampleFormat ||
-            form.channels != built.channels || form.sampleRate != built.sampleRate)
+    const auto fits = [&] {
+        return session->resampler && form.sampleFormat == built.sampleFormat &&
+               form.channels == built.channels && form.sampleRate == built.sampleRate;
+    };
+    if (!fits()) {
+        initResampler();
+        if (!fits())
             return;
     }
 

@@ -224,12 +224,15 @@ bool FFmpegVideoThread::initAudioInput()
     return session->audioBuffer != nullptr;
 }
 
+/// Makes the resampler for what the decoder gives now; without one on failure.
 bool FFmpegVideoThread::initResampler()
 {
     const AVCodecContext *ctx = session->audioCtx.get();
     session->resampler.reset(ffcompat::newStereoResampler(ctx, sampleRate));
     session->resamplerForm = {ctx->sample_fmt, ffcompat::channels(ctx), ctx->sample_rate};
-    return session->resampler && swr_init(session->resampler.get()) >= 0;
+    if (session->resampler && swr_init(session->resampler.get()) < 0)
+        session->resampler.reset();
+    return session->resampler != nullptr;
 }
 
 bool FFmpegVideoThread::initData()

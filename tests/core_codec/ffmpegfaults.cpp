@@ -4,16 +4,18 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
 #include <libavutil/hwcontext.h>
 #include <libavutil/imgutils.h>
 #include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
 }
 
 #include <cstring>
 
 namespace vantratest {
 
-const char *Faults::failing = nullptr;
+std::atomic<const char *> Faults::failing{nullptr};
 int Faults::code = 0;
 bool Faults::hasCard = false;
 std::deque<Faults::Received> Faults::results;
@@ -23,6 +25,11 @@ AVPacket Faults::sentPacket = {};
 int64_t Faults::sentFramePts = 0;
 int Faults::convertRoom = 0;
 int Faults::convertSamples = 0;
+int Faults::transferWidth = 0;
+int Faults::transferHeight = 0;
+std::function<void(AVCodecContext *, AVFrame *)> Faults::atFrame;
+std::vector<std::pair<std::string, std::string>> Faults::inputOptions;
+int Faults::scalerFlags = 0;
 std::function<void(Faults::Step, AVCodecContext *)> Faults::watcher;
 
 void Faults::reset()
@@ -37,6 +44,10 @@ void Faults::reset()
     sentFramePts = 0;
     convertRoom = 0;
     convertSamples = 0;
+    transferWidth = transferHeight = 0;
+    atFrame = nullptr;
+    inputOptions.clear();
+    scalerFlags = 0;
     watcher = nullptr;
 }
 
@@ -46,7 +57,8 @@ using vantratest::Faults;
 
 static bool fails(const char *name)
 {
-    return Faults::failing && strcmp(Faults::failing, name) == 0;
+    const char *failing = Faults::failing;
+    return failing && strcmp(failing, name) == 0;
 }
 
 static void tell(Faults::Step step, AVCodecContext *ctx)
@@ -71,6 +83,14 @@ FAULT(AVFrame *, av_frame_alloc, nullptr, (void), ())
 FAULT(const AVCodec *, avcodec_find_decoder, nullptr, (AVCodecID id), (id))
 FAULT(const AVCodec *, avcodec_find_encoder, nullptr, (AVCodecID id), (id))
 FAULT(AVCodecContext *, avcodec_alloc_context3, nullptr, (const AVCodec *codec), (codec))
+FAULT(int, avcodec_parameters_to_context, Faults::code,
+      (AVCodecContext * ctx, const AVCodecParameters *parameters), (ctx, parameters))
+FAULT(AVPacket *, av_packet_alloc, nullptr, (void), ())
+FAULT(void *, av_mallocz, nullptr, (size_t size), (size))
+FAULT(int, sws_scale, Faults::code,
+      (SwsContext * scaler, const uint8_t *const source[], const int sourceLines[], int y,
+       int height, uint8_t *const target[], const int targetLines[]),
+      (scaler, source, sourceLines, y, height, target, targetLines))
 FAULT(int, swr_init, Faults::code, (SwrContext * swr), (swr))
 FAULT(int, av_frame_get_buffer, Faults::code, (AVFrame * frame, int align), (frame, align))
 FAULT(int, av_samples_get_buffer_size, Faults::code,
@@ -98,6 +118,16 @@ int __real_avcodec_open2(AVCodecContext *ctx, const AVCodec *codec, AVDictionary
 int __wrap_avcodec_open2(AVCodecContext *ctx, const AVCodec *codec, AVDictionary **options);
 void __real_avcodec_free_context(AVCodecContext **ctx);
 void __wrap_avcodec_free_context(AVCodecContext **ctx);
+int __real_avformat_open_input(AVFormatContext **input, const char *url, const AVInputFormat *form,
+                               AVDictionary **options);
+int __wrap_avformat_open_input(AVFormatContext **input, const char *url, const AVInputFormat *form,
+                               AVDictionary **options);
+SwsContext *__real_sws_getContext(int w, int h, AVPixelFormat form, int targetW, int targetH,
+                                  AVPixelFormat targetForm, int flags, SwsFilter *from,
+                                  SwsFilter *to, const double *parameters);
+SwsContext *__wrap_sws_getContext(int w, int h, AVPixelFormat form, int targetW, int targetH,
+                                  AVPixelFormat targetForm, int flags, SwsFilter *from,
+                                  SwsFilter *to, const double *parameters);
 int __real_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
                                   AVDictionary *options, int flags);
 int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
@@ -127,9 +157,32 @@ void __wrap_avcodec_free_context(AVCodecContext **ctx)
     __real_avcodec_free_context(ctx);
 }
 
+int __wrap_avformat_open_input(AVFormatContext **input, const char *url, const AVInputFormat *form,
+                               AVDictionary **options)
+{
+    Faults::inputOptions.clear();
+    const AVDictionaryEntry *entry = nullptr;
+    while (options && (entry = av_dict_get(*options, "", entry, AV_DICT_IGNORE_SUFFIX)))
+        Faults::inputOptions.emplace_back(entry->key, entry->value);
+    return __real_avformat_open_input(input, url, form, options);
+}
+
+SwsContext *__wrap_sws_getContext(int w, int h, AVPixelFormat form, int targetW, int targetH,
+                                  AVPixelFormat targetForm, int flags, SwsFilter *from,
+                                  SwsFilter *to, const double *parameters)
+{
+    Faults::scalerFlags = flags;
+    return fails("sws_getContext")
+               ? nullptr
+               : __real_sws_getContext(w, h, form, targetW, targetH, targetForm, flags, from, to,
+                                       parameters);
+}
+
 int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
                                   AVDictionary *options, int flags)
 {
+    if (fails("av_hwdevice_ctx_create"))
+        return Faults::code;
     if (!Faults::hasCard)
         return __real_av_hwdevice_ctx_create(device, type, name, options, flags);
     *device = av_hwdevice_ctx_alloc(type);
@@ -154,7 +207,8 @@ int __wrap_swr_convert(SwrContext *swr, uint8_t **out, int room, const uint8_t *
 {
     Faults::convertRoom = room;
     Faults::convertSamples = samples;
-    return __real_swr_convert(swr, out, room, in, samples);
+    return fails("swr_convert") ? Faults::code
+                                : __real_swr_convert(swr, out, room, in, samples);
 }
 
 int __wrap_avcodec_receive_packet(AVCodecContext *ctx, AVPacket *packet)
@@ -170,6 +224,8 @@ int __wrap_avcodec_receive_frame(AVCodecContext *ctx, AVFrame *frame)
 {
     if (!Faults::hasCard) {
         const int result = __real_avcodec_receive_frame(ctx, frame);
+        if (result >= 0 && Faults::atFrame)
+            Faults::atFrame(ctx, frame);
         if (!fails("avcodec_receive_frame"))
             return result;
         av_frame_unref(frame); // a frame whose receiving failed is gone
@@ -201,16 +257,17 @@ int __wrap_av_hwframe_transfer_data(AVFrame *target, const AVFrame *source, int 
     Faults::hasReusedMemory = target->buf[0];
     if (!target->buf[0]) {
         target->format = Faults::transferFormat;
-        target->width = source->width;
-        target->height = source->height;
+        target->width = Faults::transferWidth ? Faults::transferWidth : source->width;
+        target->height = Faults::transferHeight ? Faults::transferHeight : source->height;
         const int result = av_frame_get_buffer(target, 0);
         if (result < 0)
             return result;
     }
     // One red: Y 81, U 90, V 240. As a card does, lines of the source's number are written.
     const bool isNv12 = Faults::transferFormat == AV_PIX_FMT_NV12;
-    memset(target->data[0], 81, size_t(target->linesize[0]) * size_t(source->height));
-    for (int i = 0; i < target->linesize[1] * ((source->height + 1) / 2); ++i)
+    const int lines = Faults::transferHeight ? target->height : source->height;
+    memset(target->data[0], 81, size_t(target->linesize[0]) * size_t(lines));
+    for (int i = 0; i < target->linesize[1] * ((lines + 1) / 2); ++i)
         target->data[1][i] = (i % 2 == 0) == isNv12 ? 90 : 240;
     return 0;
 }

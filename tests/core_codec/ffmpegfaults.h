@@ -7,20 +7,25 @@ extern "C" {
 #include <libavutil/frame.h>
 }
 
+#include <atomic>
 #include <deque>
 #include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 struct AVCodecContext;
 
 namespace vantratest {
 
-/// Makes calls that the codec layer sends to FFmpeg and the C library fail, or succeed without a
-/// video card. It works in executables that are linked with the wrappers of ffmpegfaults.cpp, for
-/// calls from our own objects; calls within FFmpeg stay as they are.
+/// Makes calls that our own objects send to FFmpeg and the C library fail, or succeed without a
+/// video card, and notes what some of them hand over. It works in executables that are linked with
+/// the wrappers of ffmpegfaults.cpp; calls within FFmpeg stay as they are. But for `failing` the
+/// fields may be touched only while no other thread calls FFmpeg.
 struct Faults
 {
     /// Name of the function that fails; null: none.
-    static const char *failing;
+    static std::atomic<const char *> failing;
     /// What it answers where it answers with a code.
     static int code;
 
@@ -42,6 +47,17 @@ struct Faults
     static int transferFormat;
     /// Of the last transfer: the memory of an earlier one was used again.
     static bool hasReusedMemory;
+    /// Size of what a transfer gives; 0: that of its source.
+    static int transferWidth;
+    static int transferHeight;
+
+    /// Called with each frame that was received, unless a card is pretended.
+    static std::function<void(AVCodecContext *, AVFrame *)> atFrame;
+
+    /// Options of the last avformat_open_input, in their order.
+    static std::vector<std::pair<std::string, std::string>> inputOptions;
+    /// What the last sws_getContext was given.
+    static int scalerFlags;
 
     /// The packet that was last sent to a decoder; its data may be gone.
     static AVPacket sentPacket;

@@ -73,11 +73,13 @@ void ThreadTestCase::initTestCase()
 
 void ThreadTestCase::init()
 {
+    reset();
     log = std::make_unique<LogCapture>();
 }
 
 void ThreadTestCase::cleanup()
 {
+    reset();
     QCOMPARE(log->unexpected(), QStringList());
     log.reset();
 }

@@ -37,6 +37,8 @@ protected:
     void announceReadErrors();
     /// Stops the thread, which may make it log an interrupted call, and waits for its end.
     void end(TestThread *thread);
+    /// Called before and after each test, for what a test case changes in the process.
+    virtual void reset() {}
 
     std::unique_ptr<LogCapture> log;
 
