@@ -29,11 +29,11 @@ int schemeStart(const QString &text, int colon, int from)
     return start;
 }
 
-/// End of the URL whose scheme starts at `scheme` and whose authority starts at `start`: the
-/// closing quote if it is quoted, else white space, or the next URL.
-int urlEnd(const QString &text, int scheme, int start)
+/// Where the URL ends at the latest whose scheme starts at `scheme` and whose authority starts at
+/// `start`: at the closing quote if it is quoted, at the next URL, or with the line.
+int urlLimit(const QString &text, int scheme, int start)
 {
-    QChar closing;
+    QChar closing = QLatin1Char('\n');
     if (scheme > 0) {
         const QChar before = text.at(scheme - 1);
         if (before == QLatin1Char('"') || before == QLatin1Char('\''))
@@ -44,9 +44,25 @@ int urlEnd(const QString &text, int scheme, int start)
     const int next = text.indexOf(kSchemeEnd, start);
     const int limit = next < 0 ? text.size() : schemeStart(text, next, start);
     int end = start;
-    while (end < limit && !text.at(end).isSpace() && (closing.isNull() || text.at(end) != closing))
+    while (end < limit && text.at(end) != QLatin1Char('\n') && text.at(end) != closing)
         ++end;
     return end;
+}
+
+/// End of the first word.
+int firstBlank(const QString &text, int start, int end)
+{
+    while (start < end && !text.at(start).isSpace())
+        ++start;
+    return start;
+}
+
+/// End of the authority.
+int firstSlash(const QString &text, int start, int end)
+{
+    while (start < end && !QStringLiteral("/?#").contains(text.at(start)))
+        ++start;
+    return start;
 }
 
 bool isHostChar(QChar c)
@@ -94,9 +110,7 @@ bool isNameOrAddress(const QStringRef &text)
 /// -1.
 int userInfoEnd(const QString &text, int start, int end)
 {
-    int slash = start;
-    while (slash < end && !QStringLiteral("/?#").contains(text.at(slash)))
-        ++slash;
+    const int slash = firstSlash(text, start, end);
     const QStringRef authority = text.midRef(start, slash - start);
     const int at = authority.lastIndexOf(QLatin1Char('@'));
     if (at >= 0 && (slash == end || isPlainHost(text, start + at + 1, end)))
@@ -123,6 +137,63 @@ int userInfoEnd(const QString &text, int start, int end)
     return hostAndPort ? -1 : firstAt;
 }
 
+/// Whether a ':' stands in there that does not end a word, as between a user and a password.
+bool holdsPair(const QString &text, int start, int end)
+{
+    for (int i = start; i + 1 < end; ++i) {
+        if (text.at(i) == QLatin1Char(':') && !text.at(i + 1).isSpace())
+            return true;
+    }
+    return false;
+}
+
+/// Whether a host with the path or port of a URL stands at `start`, which no mail address has.
+bool isHostOfUrl(const QString &text, int start, int end)
+{
+    int host = start;
+    while (host < end && isHostChar(text.at(host)))
+        ++host;
+    if (host == start || host == end)
+        return false;
+    return text.at(host) == QLatin1Char('/') ||
+           (text.at(host) == QLatin1Char(':') && host + 1 < end && text.at(host + 1).isDigit());
+}
+
+/// Whether the authority up to `slash`, in which no '@' stands, is host and port beyond doubt.
+bool isHostAlone(const QString &text, int start, int slash, int end)
+{
+    const QStringRef authority = text.midRef(start, slash - start);
+    const int colon = authority.indexOf(QLatin1Char(':'));
+    if (authority.startsWith(QLatin1Char('[')) || authority == QLatin1String("localhost"))
+        return true;
+    if (colon >= 0 && !isNumber(authority.mid(colon + 1)))
+        return false;
+    if (slash < end || (colon >= 0 && isPlainHost(text, start, end)))
+        return true;
+    const int dot = authority.lastIndexOf(QLatin1Char('.'));
+    return colon < 0 && dot >= 0 && isNumber(authority.mid(dot + 1)); // an IPv4 address
+}
+
+/// As userInfoEnd(), where user name or password may hold blanks. The first word of the URL ends at
+/// `end`, and `at` is what was found in it; all of it ends at `limit` at the latest.
+int userInfoEndBehindBlanks(const QString &text, int start, int end, int limit, int at)
+{
+    int last = limit - 1;
+    while (last >= end && text.at(last) != QLatin1Char('@'))
+        --last;
+    if (last < end)
+        return at;
+    const int slash = firstSlash(text, qMax(start, at), end);
+    if (at >= start) // a host follows, unless what follows is a part of the password too
+        return slash < end || isPlainHost(text, at + 1, end) ? at : last;
+    if (isHostAlone(text, start, slash, end))
+        return -1;
+    const bool hasColon = text.midRef(start, slash - start).contains(QLatin1Char(':'));
+    const bool isUser = hasColon || holdsPair(text, end, last) ||
+                        (!isPlainHost(text, start, end) && isHostOfUrl(text, last + 1, limit));
+    return isUser ? last : -1;
+}
+
 } // namespace
 
 QString maskUrlCredentials(const QString &text)
@@ -137,7 +208,11 @@ QString maskUrlCredentials(const QString &text)
         mark += kSchemeEnd.size();
         if (scheme == mark - kSchemeEnd.size())
             continue;
-        const int at = userInfoEnd(text, mark, urlEnd(text, scheme, mark));
+        const int limit = urlLimit(text, scheme, mark);
+        const int end = firstBlank(text, mark, limit);
+        int at = userInfoEnd(text, mark, end);
+        if (end < limit)
+            at = userInfoEndBehindBlanks(text, mark, end, limit, at);
         if (at <= mark)
             continue;
         const bool hasPassword = text.midRef(mark, at - mark).contains(QLatin1Char(':'));
