@@ -134,8 +134,8 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
     const Session::RgbForm form{width, height, format, scalerFlag(decodeType)};
     const Session::RgbForm built = session->rgbForm;
     const bool sameSize = form.width == built.width && form.height == built.height;
-    const bool sameScaler = sameSize && form.pixelFormat == built.pixelFormat
-                            && form.scalerFlag == built.scalerFlag;
+    const bool sameScaler =
+        sameSize && form.pixelFormat == built.pixelFormat && form.scalerFlag == built.scalerFlag;
     session->rgbForm = form;
     if (!session->rgbScaler || !sameScaler) {
         session->rgbScaler.reset(sws_getContext(width, height, format, width, height,

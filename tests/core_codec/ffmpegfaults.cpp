@@ -172,10 +172,9 @@ SwsContext *__wrap_sws_getContext(int w, int h, AVPixelFormat form, int targetW,
                                   SwsFilter *to, const double *parameters)
 {
     Faults::scalerFlags = flags;
-    return fails("sws_getContext")
-               ? nullptr
-               : __real_sws_getContext(w, h, form, targetW, targetH, targetForm, flags, from, to,
-                                       parameters);
+    return fails("sws_getContext") ? nullptr
+                                   : __real_sws_getContext(w, h, form, targetW, targetH, targetForm,
+                                                           flags, from, to, parameters);
 }
 
 int __wrap_av_hwdevice_ctx_create(AVBufferRef **device, AVHWDeviceType type, const char *name,
@@ -207,8 +206,7 @@ int __wrap_swr_convert(SwrContext *swr, uint8_t **out, int room, const uint8_t *
 {
     Faults::convertRoom = room;
     Faults::convertSamples = samples;
-    return fails("swr_convert") ? Faults::code
-                                : __real_swr_convert(swr, out, room, in, samples);
+    return fails("swr_convert") ? Faults::code : __real_swr_convert(swr, out, room, in, samples);
 }
 
 int __wrap_avcodec_receive_packet(AVCodecContext *ctx, AVPacket *packet)

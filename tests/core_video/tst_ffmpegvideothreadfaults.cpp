@@ -188,9 +188,8 @@ void TestFFmpegVideoThreadFaults::failedOpen_isTold_andTriedAgain_data()
     QTest::addColumn<QString>("error");
     QTest::addColumn<QString>("step");
     const auto row = [](const char *failing, bool sound, const char *error, const char *step) {
-        QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(QLatin1String(failing),
-                                                              QLatin1String(sound ? "sound"
-                                                                                  : "pictures"))))
+        QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(
+            QLatin1String(failing), QLatin1String(sound ? "sound" : "pictures"))))
             << QByteArray(failing) << sound << QString::fromLatin1(error)
             << QString::fromLatin1(step);
     };
@@ -227,10 +226,9 @@ void TestFFmpegVideoThreadFaults::failedOpen_isTold_andTriedAgain()
         thread.setHardware(QStringLiteral("vdpau"));
     ThreadWatcher watcher(&thread);
     const QString tag = QStringLiteral("(ffvdthr)");
-    log->expect(Logger::Warning, tag +
-                                     (sound ? QStringLiteral("no video stream in %1")
-                                            : QStringLiteral("no audio stream in %1"))
-                                         .arg(source.url()));
+    log->expect(Logger::Warning, tag + (sound ? QStringLiteral("no video stream in %1")
+                                              : QStringLiteral("no audio stream in %1"))
+                                           .arg(source.url()));
     if (!error.isEmpty())
         log->expect(Logger::Error, tag + error);
     Faults::code = AVERROR(ENOMEM);
