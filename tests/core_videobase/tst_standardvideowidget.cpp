@@ -905,7 +905,7 @@ private slots:
     {
         QFETCH(bool, start);
         QFETCH(int, way);
-        for (int round = 0; round < 5; ++round) {
+        for (int round = 0; round < 2; ++round) {
             auto *window = new QWidget;
             auto *widget = new PlayWidget(window);
             const QPointer<QObject> widgetLeft(widget);
@@ -956,7 +956,7 @@ private slots:
 
     void widget_mayGo_inAnyQueuedReport_whileItsThreadEmits()
     {
-        for (int round = 0; round < 20; ++round) {
+        for (int round = 0; round < 5; ++round) {
             auto *widget = new PlayWidget;
             const QPointer<QObject> widgetLeft(widget);
             QVERIFY(widget->startAndRun());
