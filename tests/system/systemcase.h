@@ -68,13 +68,14 @@ inline bool endPlay(PlayView *view)
 }
 
 /// From now on the thread of a started view goes on only when the view has shown the picture just
-/// sent. In VideoMode_Painter it would else convert the next one into the buffer that is being shown,
-/// and how many are overwritten unseen would depend on the load of the machine.
+/// sent. In VideoMode_Painter it would else convert the next one into the buffer that is being
+/// shown, and how many are overwritten unseen would depend on the load of the machine.
 inline void holdForEachPicture(PlayView *view)
 {
     // Queued behind the picture itself, for the same thread: handled when that one has been.
-    QObject::connect(view->thread(), &AbstractVideoThread::receiveImage, view, [] {},
-                     Qt::BlockingQueuedConnection);
+    QObject::connect(
+        view->thread(), &AbstractVideoThread::receiveImage, view, [] {},
+        Qt::BlockingQueuedConnection);
 }
 
 } // namespace vantratest

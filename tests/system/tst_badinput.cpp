@@ -35,8 +35,8 @@ class BadView : public PlayView
     Q_DISABLE_COPY(BadView)
 
 public:
-    using PlayView::PlayView;
     using PlayView::image;
+    using PlayView::PlayView;
     using PlayView::receiveImage;
 };
 
@@ -93,8 +93,8 @@ private slots:
     void image_null_changesNothing();
 
 private:
-    /// Starts a view of something that cannot be opened, until this line has come so many times, and
-    /// ends it.
+    /// Starts a view of something that cannot be opened, until this line has come so many times,
+    /// and ends it.
     void playInVain(const QString &url, Logger::LogLevel level, const QString &line, int times = 2);
     bool startView(BadView *view);
 
@@ -206,9 +206,10 @@ void TestBadInput::address_ofNoStream_isLogged()
 {
     TcpSource source("no stream at all, but a few words of text, again and again\n");
     source.setClosing(true);
-    playInVain(source.url(), Logger::Error,
-               QStringLiteral("(ffvdthr)open input err(%1:Invalid data found when processing input)")
-                   .arg(source.url()));
+    playInVain(
+        source.url(), Logger::Error,
+        QStringLiteral("(ffvdthr)open input err(%1:Invalid data found when processing input)")
+            .arg(source.url()));
 }
 
 void TestBadInput::stream_ofUnknownCodec_isLogged()
@@ -243,8 +244,8 @@ void TestBadInput::stream_ofSoundAlone_showsAndPlaysNothing()
     TcpSource source(makeStream({}, options));
     const QString line = QStringLiteral("(ffvdthr)no video stream in %1").arg(source.url());
     log->expect(Logger::Warning, line);
-    log->expectMatching(Logger::Warning,
-                        QRegularExpression(QStringLiteral("^\\(ffvdthr\\)read timeout \\(500:\\d+\\)$")));
+    log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral(
+                                             "^\\(ffvdthr\\)read timeout \\(500:\\d+\\)$")));
     BadView view(source.url());
     view.setTimeouts(20000, 500);
     QVERIFY(startView(&view));

@@ -57,8 +57,9 @@ public:
     {
         if (window == 0) {
             const QString pid = QString::number(process.processId());
-            window = xdotool({"search", "--onlyvisible", "--all", "--pid", pid, "--name",
-                              "^Vantra$"}).toULongLong();
+            window =
+                xdotool({"search", "--onlyvisible", "--all", "--pid", pid, "--name", "^Vantra$"})
+                    .toULongLong();
         }
         return window == 0 ? QImage()
                            : QGuiApplication::primaryScreen()->grabWindow(window).toImage();
@@ -71,12 +72,14 @@ public:
     bool showsPictures()
     {
         QVector<quint32> seen;
-        return waitFor([&] {
-            const auto now = counter();
-            if (now && (seen.isEmpty() || *now > seen.last()))
-                seen.append(*now);
-            return seen.size() >= kPictures;
-        }, kDeadlineMs);
+        return waitFor(
+            [&] {
+                const auto now = counter();
+                if (now && (seen.isEmpty() || *now > seen.last()))
+                    seen.append(*now);
+                return seen.size() >= kPictures;
+            },
+            kDeadlineMs);
     }
 
     /// Closes the window as its owner does.
@@ -89,8 +92,8 @@ public:
     /// Exit status; -1 if it does not end, or crashes.
     int exitCode()
     {
-        const bool ended = waitFor([&] { return process.state() == QProcess::NotRunning; },
-                                   kDeadlineMs);
+        const bool ended =
+            waitFor([&] { return process.state() == QProcess::NotRunning; }, kDeadlineMs);
         return ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
 

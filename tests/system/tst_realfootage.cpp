@@ -93,8 +93,8 @@ struct Clip
     /// played until so many pictures have come.
     int pictures;
     /// Pictures of the end that do not come. Where some are shown in another order than they are
-    /// coded in, the decoder shows none before its place is sure, and nothing asks it for those that
-    /// it holds when the clip is over. Besides, a change of size ends the play.
+    /// coded in, the decoder shows none before its place is sure, and nothing asks it for those
+    /// that it holds when the clip is over. Besides, a change of size ends the play.
     int missing;
     const char *sound; ///< file of the PCM that was coded; null: none, or one that is not served
     bool fullRange = false;
@@ -140,30 +140,34 @@ public:
         thread->setReadTimeout(kPatienceMs);
         thread->previewRef().fetch_add(1);
         // The end of the clip would else be taken for a fault, and the clip be opened again.
-        connect(thread.get(), &Thread::receivePlayFinsh, this, [this] { thread->stop(); },
-                Qt::BlockingQueuedConnection);
-        connect(thread.get(), &Thread::receiveAudioFormat, this, [this](int rate, int channels, int bits) {
-            format = QStringLiteral("%1:%2:%3").arg(rate).arg(channels).arg(bits);
-        });
-        connect(thread.get(), &Thread::receiveAudio, this, [this](const QByteArray &pcm) { sound += pcm; });
-        connect(thread.get(),
-                qOverload<int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32>(
-                        &Thread::receiveFrame),
-                this,
-                [this, clip](int width, int height, quint8 *y, quint8 *u, quint8 *v,
-                                  quint32 lineY, quint32 lineU, quint32 lineV) {
-                    const uint8_t *const planes[] = {y, u, v};
-                    const int lines[] = {int(lineY), int(lineU), int(lineV)};
-                    if (clip.pictures > 0 && sums.size() >= clip.pictures)
-                        return;
-                    sums.append(pictureMd5(planes, lines, width, height, AV_PIX_FMT_YUV420P));
-                    size = QSize(width, height);
-                    if (fields.size() < kShownPictures)
-                        fields.append(Fields::of(y, lineY, width, height, clip.fullRange));
-                    if (sums.size() == clip.pictures)
-                        thread->stop();
-                },
-                Qt::BlockingQueuedConnection);
+        connect(
+            thread.get(), &Thread::receivePlayFinsh, this, [this] { thread->stop(); },
+            Qt::BlockingQueuedConnection);
+        connect(thread.get(), &Thread::receiveAudioFormat, this,
+                [this](int rate, int channels, int bits) {
+                    format = QStringLiteral("%1:%2:%3").arg(rate).arg(channels).arg(bits);
+                });
+        connect(thread.get(), &Thread::receiveAudio, this,
+                [this](const QByteArray &pcm) { sound += pcm; });
+        connect(
+            thread.get(),
+            qOverload<int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32>(
+                &Thread::receiveFrame),
+            this,
+            [this, clip](int width, int height, quint8 *y, quint8 *u, quint8 *v, quint32 lineY,
+                         quint32 lineU, quint32 lineV) {
+                const uint8_t *const planes[] = {y, u, v};
+                const int lines[] = {int(lineY), int(lineU), int(lineV)};
+                if (clip.pictures > 0 && sums.size() >= clip.pictures)
+                    return;
+                sums.append(pictureMd5(planes, lines, width, height, AV_PIX_FMT_YUV420P));
+                size = QSize(width, height);
+                if (fields.size() < kShownPictures)
+                    fields.append(Fields::of(y, lineY, width, height, clip.fullRange));
+                if (sums.size() == clip.pictures)
+                    thread->stop();
+            },
+            Qt::BlockingQueuedConnection);
         thread->play();
     }
 
@@ -238,8 +242,8 @@ QString difference(const Clip &clip, const QVector<QByteArray> &sums)
     }
     const int wanted = clip.pictures > 0 ? clip.pictures : reference.size() - clip.missing;
     return sums.size() == wanted
-            ? QString()
-            : QStringLiteral("%1 pictures instead of %2").arg(sums.size()).arg(wanted);
+               ? QString()
+               : QStringLiteral("%1 pictures instead of %2").arg(sums.size()).arg(wanted);
 }
 
 } // namespace
@@ -253,9 +257,15 @@ private slots:
     void cleanup() { QCOMPARE(log->unexpected(), QStringList()); }
     void cleanupTestCase();
 
-    void planes_areThoseOfTheReference_data() { rows([](const Clip &) { return true; }); }
+    void planes_areThoseOfTheReference_data()
+    {
+        rows([](const Clip &) { return true; });
+    }
     void planes_areThoseOfTheReference();
-    void sound_isThatOfTheReference_data() { rows([](const Clip &clip) { return clip.sound; }); }
+    void sound_isThatOfTheReference_data()
+    {
+        rows([](const Clip &clip) { return clip.sound; });
+    }
     void sound_isThatOfTheReference();
     void painter_showsThesePictures_data()
     {
@@ -295,7 +305,7 @@ void TestRealFootage::initTestCase()
     QVERIFY2(pulse.start(), qPrintable(pulse.log())); // without one, Qt complains
     log = std::make_unique<LogCapture>();
     log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral(
-                                               "^\\(ffvdthr\\)read frame err\\(\\d:End of file\\)$")));
+                                           "^\\(ffvdthr\\)read frame err\\(\\d:End of file\\)$")));
     announceStop(log.get());
     QStringList arguments;
     for (int i = 0; i < kClipCount; ++i) {

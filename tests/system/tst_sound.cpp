@@ -80,10 +80,10 @@ void TestSound::initTestCase()
 {
     quietConsole();
     QVERIFY2(pulse.start(), qPrintable(pulse.log()));
-    QVERIFY2(server.start({"--camera", "alaw:h264:pcma:320x180", "--camera",
-                           "ulaw:h265:pcmu:320x180", "--camera",
-                           "other:h264:pcmu:320x180:tone=1000"}),
-             qPrintable(server.log()));
+    QVERIFY2(
+        server.start({"--camera", "alaw:h264:pcma:320x180", "--camera", "ulaw:h265:pcmu:320x180",
+                      "--camera", "other:h264:pcmu:320x180:tone=1000"}),
+        qPrintable(server.log()));
 }
 
 void TestSound::init()
@@ -110,21 +110,25 @@ bool TestSound::startView(SoundView *view)
 
 bool TestSound::isHeard(double hertz, ToneMeasure *measure)
 {
-    return waitFor([&] {
-        const ToneMeasure heard = bestTone(recorder->last(kHeardLateMs), kRate, hertz);
-        if (measure)
-            *measure = heard;
-        return heard.purity > 0.98;
-    }, kHeardMs);
+    return waitFor(
+        [&] {
+            const ToneMeasure heard = bestTone(recorder->last(kHeardLateMs), kRate, hertz);
+            if (measure)
+                *measure = heard;
+            return heard.purity > 0.98;
+        },
+        kHeardMs);
 }
 
 bool TestSound::silenceFalls()
 {
     recorder->clear();
-    return waitFor([&] {
-        const QByteArray last = recorder->last(kSilenceMs);
-        return last.size() >= kRate / 1000 * kSilenceMs * 2 && isSilent(last);
-    }, kHeardMs);
+    return waitFor(
+        [&] {
+            const QByteArray last = recorder->last(kSilenceMs);
+            return last.size() >= kRate / 1000 * kSilenceMs * 2 && isSilent(last);
+        },
+        kHeardMs);
 }
 
 void TestSound::tone_isHeard_atItsFrequencyAndLoudness_data()
@@ -132,11 +136,16 @@ void TestSound::tone_isHeard_atItsFrequencyAndLoudness_data()
     QTest::addColumn<QString>("camera");
     QTest::addColumn<QString>("transport");
     QTest::addColumn<double>("hertz");
-    QTest::newRow("A-law, TCP") << "alaw" << "tcp" << kHertz;
-    QTest::newRow("A-law, UDP") << "alaw" << "udp" << kHertz;
-    QTest::newRow("mu-law, TCP") << "ulaw" << "tcp" << kHertz;
-    QTest::newRow("mu-law, UDP") << "ulaw" << "udp" << kHertz;
-    QTest::newRow("another tone") << "other" << "tcp" << kOtherHertz;
+    QTest::newRow("A-law, TCP") << "alaw"
+                                << "tcp" << kHertz;
+    QTest::newRow("A-law, UDP") << "alaw"
+                                << "udp" << kHertz;
+    QTest::newRow("mu-law, TCP") << "ulaw"
+                                 << "tcp" << kHertz;
+    QTest::newRow("mu-law, UDP") << "ulaw"
+                                 << "udp" << kHertz;
+    QTest::newRow("another tone") << "other"
+                                  << "tcp" << kOtherHertz;
 }
 
 void TestSound::tone_isHeard_atItsFrequencyAndLoudness()
@@ -152,10 +161,12 @@ void TestSound::tone_isHeard_atItsFrequencyAndLoudness()
     QVERIFY2(std::abs(measure.amplitude / kAmplitude - 1) < kToleranceOfVolume,
              qPrintable(QString::number(measure.amplitude)));
     QByteArray heard;
-    QVERIFY(waitFor([&] {
-        heard = recorder->last(kHeardLateMs);
-        return hasTone(heard, kRate, hertz);
-    }, kHeardMs));
+    QVERIFY(waitFor(
+        [&] {
+            heard = recorder->last(kHeardLateMs);
+            return hasTone(heard, kRate, hertz);
+        },
+        kHeardMs));
     const double measured = zeroCrossingHertz(heard, kRate);
     QVERIFY2(std::abs(measured - hertz) < 5, qPrintable(QString::number(measured)));
     QVERIFY(endPlay(&view));
@@ -195,11 +206,14 @@ void TestSound::volume_followsTheLogarithmicScale()
     for (const auto &step : steps) {
         view.setVolume(step.volume);
         ToneMeasure heard;
-        const bool reached = waitFor([&] {
-            heard = bestTone(recorder->last(kHeardLateMs), kRate, kHertz);
-            return heard.purity > 0.98 &&
-                    std::abs(heard.amplitude / (kAmplitude * step.linear) - 1) < kToleranceOfVolume;
-        }, kHeardMs);
+        const bool reached = waitFor(
+            [&] {
+                heard = bestTone(recorder->last(kHeardLateMs), kRate, kHertz);
+                return heard.purity > 0.98 &&
+                       std::abs(heard.amplitude / (kAmplitude * step.linear) - 1) <
+                           kToleranceOfVolume;
+            },
+            kHeardMs);
         QVERIFY2(reached, qPrintable(QString("%1: %2").arg(step.volume).arg(heard.amplitude)));
     }
     view.setVolume(0);
@@ -226,12 +240,14 @@ void TestSound::twoViews_areHeardTogether()
     QVERIFY(startView(&view));
     QVERIFY(startView(&other));
     // Each has half of the energy.
-    QVERIFY(waitFor([&] {
-        const QByteArray last = recorder->last(kHeardLateMs);
-        const double one = bestTone(last, kRate, kHertz).purity;
-        const double two = bestTone(last, kRate, kOtherHertz).purity;
-        return one > 0.45 && two > 0.45 && one + two > 0.98;
-    }, kHeardMs));
+    QVERIFY(waitFor(
+        [&] {
+            const QByteArray last = recorder->last(kHeardLateMs);
+            const double one = bestTone(last, kRate, kHertz).purity;
+            const double two = bestTone(last, kRate, kOtherHertz).purity;
+            return one > 0.45 && two > 0.45 && one + two > 0.98;
+        },
+        kHeardMs));
     view.setMuted(true);
     QVERIFY(isHeard(kOtherHertz));
     QVERIFY(endPlay(&view));
@@ -246,7 +262,8 @@ void TestSound::level_isThatOfTheTone()
     player.setLevel(true);
     QVector<double> levels;
     QVector<double> peaks;
-    connect(&player, &AudioPlayer::receiveLevel, &view, [&](double level) { levels.append(level); });
+    connect(&player, &AudioPlayer::receiveLevel, &view,
+            [&](double level) { levels.append(level); });
     QVERIFY(startView(&view));
     connect(view.thread(), &AbstractVideoThread::receiveAudio, &view, [&](const QByteArray &pcm) {
         int peak = 0;
