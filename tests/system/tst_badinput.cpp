@@ -313,7 +313,7 @@ void TestBadInput::parameters_outOfRange_leaveThePlayAlone()
         view.appendOsd(osd);
         GraphInfo graph;
         graph.borderWidth = value;
-        graph.rect = QRect(value, value, value, value);
+        graph.rect.setCoords(-1, -1, value, value);
         graph.points = {QPoint(value, value), QPoint(-1, -1)};
         view.appendGraph(graph);
         view.seekFile(QDateTime());
