@@ -24,6 +24,7 @@ namespace {
 const QString kCamera = QStringLiteral("cam:h264:pcma:320x240:25:gop=10");
 
 constexpr int kConnectTimeoutMs = 2000;
+constexpr int kPatienceMs = 20000; ///< for an open that a loaded machine must not break
 constexpr int kReadTimeoutMs = 1500;
 constexpr int kOpenSleepMs = 300;
 constexpr int kAgainMs = 300; ///< pause of the host before it begins anew
@@ -144,6 +145,7 @@ bool TestFaultsWidget::playCamera(const QString &transport)
 {
     if (!startServer())
         return false;
+    view->setTimeouts(kPatienceMs, kReadTimeoutMs);
     view->setTransport(transport);
     view->setUrl(server->url("cam"));
     return view->start() && picturesCome();
