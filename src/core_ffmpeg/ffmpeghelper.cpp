@@ -7,6 +7,7 @@
 #include "uitoolkit/quihelper.h"
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/hwcontext.h>
 #include <libavutil/time.h>
 }
@@ -194,8 +195,9 @@ qint64 FFmpegHelper::ptsUs(AVFormatContext *formatCtx, AVPacket *packet, qint64 
     const AVStream *stream = streamOf(formatCtx, packet);
     if (!stream)
         return 0;
-    return av_rescale_q(packetTime(packet), stream->time_base, kMicroseconds) + startTime -
-           av_gettime();
+    // A time stamp of a hostile stream may be of any size.
+    const qint64 time = av_rescale_q(packetTime(packet), stream->time_base, kMicroseconds);
+    return av_sat_sub64(av_sat_add64(time, startTime), av_gettime());
 }
 
 void FFmpegHelper::delayTime(AVFormatContext *formatCtx, AVPacket *packet, qint64 startTime)

@@ -38,9 +38,9 @@ public:
     /// told to thread->debug(). Other types pass.
     static bool checkUrlOfType(AbstractVideoThread *thread, const int &urlType, const QString &url,
                                int timeout);
-    /// Encodes user and password by percent signs. The result is an "rtsp://" address whatever the
-    /// scheme was, and a password ends at a ":" in it. Without "@", or with an empty user part, the
-    /// address comes back as it is.
+    /// Encodes user and password, which stand before the last "@", by percent signs. The result is
+    /// an "rtsp://" address whatever the scheme was, with a ":" even if there is no password, and a
+    /// password ends at a ":" in it. An address without "@", or with "@" first, comes back as it is.
     static QString encodeUrl(const QString &url);
     /// The same for type 3; other types come back as they are.
     static QString encodeUrlOfType(const int &urlType, const QString &url);

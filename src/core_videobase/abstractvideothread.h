@@ -145,8 +145,7 @@ public:
     /// Path of the current file; makes its folder.
     void setFileName(RecordType type, const QString &fileName);
     QString getFileName(RecordType type) const;
-    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and
-    /// every
+    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and every
     /// "." in it is removed.
     void checkPath(const QString &path);
 

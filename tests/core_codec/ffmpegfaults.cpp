@@ -28,6 +28,8 @@ int Faults::convertSamples = 0;
 int Faults::transferWidth = 0;
 int Faults::transferHeight = 0;
 std::function<void(AVCodecContext *, AVFrame *)> Faults::atFrame;
+std::string Faults::inputName;
+bool Faults::inputHasOptions = false;
 std::vector<std::pair<std::string, std::string>> Faults::inputOptions;
 int Faults::scalerFlags = 0;
 std::function<void(Faults::Step, AVCodecContext *)> Faults::watcher;
@@ -46,6 +48,8 @@ void Faults::reset()
     convertSamples = 0;
     transferWidth = transferHeight = 0;
     atFrame = nullptr;
+    inputName.clear();
+    inputHasOptions = false;
     inputOptions.clear();
     scalerFlags = 0;
     watcher = nullptr;
@@ -160,6 +164,8 @@ void __wrap_avcodec_free_context(AVCodecContext **ctx)
 int __wrap_avformat_open_input(AVFormatContext **input, const char *url, const AVInputFormat *form,
                                AVDictionary **options)
 {
+    Faults::inputName = url;
+    Faults::inputHasOptions = options;
     Faults::inputOptions.clear();
     const AVDictionaryEntry *entry = nullptr;
     while (options && (entry = av_dict_get(*options, "", entry, AV_DICT_IGNORE_SUFFIX)))

@@ -54,7 +54,9 @@ struct Faults
     /// Called with each frame that was received, unless a card is pretended.
     static std::function<void(AVCodecContext *, AVFrame *)> atFrame;
 
-    /// Options of the last avformat_open_input, in their order.
+    /// What the last avformat_open_input was given; options in their order.
+    static std::string inputName;
+    static bool inputHasOptions;
     static std::vector<std::pair<std::string, std::string>> inputOptions;
     /// What the last sws_getContext was given.
     static int scalerFlags;
