@@ -11,6 +11,7 @@
 
 #include "core_ffmpeg/ffmpeghelper.h"
 
+#include <QMetaMethod>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -67,6 +68,7 @@ class TestFFmpegVideoThread : public ThreadTestCase
     Q_OBJECT
 
 private slots:
+    void metaObject_addsTwoProtectedSlots();
     void opening_tellsInThisOrder();
     void pictures_areLent_oneByOne();
     void sound_isStereo_ofTheSource();
@@ -85,6 +87,7 @@ private slots:
     void otherLayouts_areNotLentAsPlanes();
     void snapshot_data();
     void snapshot();
+    void snapshot_withoutAName_isGivenUp();
     void snapshot_isNotTaken_ofAPictureThatIsNotOnTheCard();
     void withoutViewer_readsAndDecodesNothing_untilTheNextKeyPicture();
     void sizeChange_isNeverDelivered_andRestarts();
@@ -104,6 +107,21 @@ private slots:
     void failure_hardwareName();
     void failure_hardwareDevice();
 };
+
+void TestFFmpegVideoThread::metaObject_addsTwoProtectedSlots()
+{
+    const QMetaObject &meta = FFmpegVideoThread::staticMetaObject;
+    QStringList added;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        const QMetaMethod method = meta.method(i);
+        QCOMPARE(method.methodType(), QMetaMethod::Slot);
+        QCOMPARE(method.access(), QMetaMethod::Protected);
+        added << QString::fromLatin1(method.typeName()) + QLatin1Char(' ') +
+                     QString::fromLatin1(method.methodSignature());
+    }
+    QCOMPARE(added, (QStringList{QStringLiteral("bool openVideo()"),
+                                 QStringLiteral("void closeVideo()")}));
+}
 
 void TestFFmpegVideoThread::opening_tellsInThisOrder()
 {
@@ -133,6 +151,7 @@ void TestFFmpegVideoThread::opening_tellsInThisOrder()
     QCOMPARE(thread.audioCodecId, static_cast<int>(AV_CODEC_ID_PCM_ALAW));
     QCOMPARE(thread.sampleRate, 8000);
     QCOMPARE(thread.channelCount, 2);
+    QCOMPARE(thread.profile, -99); // as the decoder tells it: unknown
     watcher.events.clear();
     end(&thread);
     QVERIFY(waitFor([&] { return watcher.events.contains(QStringLiteral("finished")); }));
@@ -533,6 +552,30 @@ void TestFFmpegVideoThread::snapshot()
         QVERIFY(!QFileInfo::exists(dir.filePath(name)));
     QVERIFY(!watcher.wrongThread);
     end(&thread);
+}
+
+void TestFFmpegVideoThread::snapshot_withoutAName_isGivenUp()
+{
+    QTemporaryDir dir;
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(dir.path()));
+    TcpSource source(clip(50));
+    TestThread thread(source.url());
+    thread.setVideoMode(VideoMode_Painter);
+    thread.setSnapPreview(true);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    announceNoAudio();
+    watcher.atEvent = [&](const QString &event) {
+        if (event == QLatin1String("playStart:0"))
+            thread.snap();
+    };
+    thread.play();
+    QVERIFY(waitFor([&] { return !watcher.snaps.isEmpty() && !thread.getIsSnap(); }));
+    end(&thread);
+    QVERIFY(watcher.snaps.first().isNull());
+    QVERIFY(QDir().isEmpty());
+    QDir::setCurrent(before);
 }
 
 void TestFFmpegVideoThread::snapshot_isNotTaken_ofAPictureThatIsNotOnTheCard()
