@@ -67,7 +67,7 @@ bool FFmpegVideoThread::interruptIsDue()
             return true;
         }
     } else if (isReading) {
-        const qint64 gone = lastTime.msecsTo(QDateTime::currentDateTime());
+        const qint64 gone = quietMs();
         const qint64 limit = readTimeout < 1 ? kDefaultReadLimitMs : readTimeout;
         if (gone > limit) {
             readTimedOut = true;

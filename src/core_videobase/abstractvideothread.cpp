@@ -128,9 +128,9 @@ void AbstractVideoThread::setSpeed(double) {}
 
 void AbstractVideoThread::stop2()
 {
-    if (readTimeout > 0 && isOk && isRunning()) {
+    if (getReadTimeout() > 0 && getIsOk() && isRunning()) {
         debug(QStringLiteral("重新打开"), QString());
-        isOk = false;
+        askToReopen();
         return;
     }
     // No class of this library has that name, on purpose: a host's own class may.
@@ -159,10 +159,20 @@ void AbstractVideoThread::stop()
         restartPending = false;
         return;
     }
-    stopAsked = true;
-    stopped = true;
+    askToStop();
     isPause = false;
     isSnap = false;
+}
+
+void AbstractVideoThread::askToStop()
+{
+    stopAsked = true;
+    stopped = true;
+}
+
+void AbstractVideoThread::askToReopen()
+{
+    isOk = false;
 }
 
 void AbstractVideoThread::pause()
@@ -228,8 +238,7 @@ void AbstractVideoThread::endRun()
     // A run() that stands in a blocking signal goes on when the event it has posted is executed or
     // destroyed, and disconnecting does neither. A close may clear the flags, so they are set anew.
     do {
-        stopAsked = true;
-        stopped = true;
+        askToStop();
         quit(); // for a run() that is an event loop
         QCoreApplication::removePostedEvents(this);
         discardEventsOfDyingParents(this);

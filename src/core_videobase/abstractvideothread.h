@@ -251,6 +251,9 @@ protected:
     /// object as a child; other queued slots of the calling thread may run meanwhile.
     void endRun();
 
+    /// Milliseconds since the last sign of life.
+    qint64 quietMs() const;
+
     static constexpr int kNoSaveLimit = -1; ///< value of saveInterval: one file without limit
     static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; }
 
@@ -263,8 +266,9 @@ protected:
     bool isSnap = false;
 
     QString flag;
-    int errorCount = 0;                                ///< read errors in a row
-    QDateTime lastTime = QDateTime::currentDateTime(); ///< last sign of life
+    int errorCount = 0; ///< read errors in a row
+    /// Last sign of life. Read by quietMs() and written by updateTime(), on any thread.
+    QDateTime lastTime = QDateTime::currentDateTime();
     QElapsedTimer timer;
     QObject *parentObject = nullptr;
 
@@ -318,11 +322,17 @@ protected:
     std::atomic<bool> restartPending{false}; ///< restartAfterRun() has been called
 
 private:
+    // The writes that another thread than the loop makes, each under a name, so that the list of what
+    // is shared on purpose can name nothing but these.
+    void askToStop();
+    void askToReopen();
+    void setSnapPending(bool pending);
+
     QString locked(const QString &text) const;
     void setLocked(QString &text, const QString &value);
     void startOnceIdle();
 
-    /// Guards the texts of the accessors, since a QString does not bear a reader beside a writer.
+    /// Guards the texts of the accessors and lastTime, which do not bear a reader beside a writer.
     /// Leaf lock: held for one copy.
-    mutable QMutex textMutex;
+    mutable QMutex valueMutex;
 };

@@ -8,13 +8,13 @@
 
 QString AbstractVideoThread::locked(const QString &text) const
 {
-    QMutexLocker lock(&textMutex);
+    QMutexLocker lock(&valueMutex);
     return text;
 }
 
 void AbstractVideoThread::setLocked(QString &text, const QString &value)
 {
-    QMutexLocker lock(&textMutex);
+    QMutexLocker lock(&valueMutex);
     text = value;
 }
 
@@ -201,7 +201,16 @@ bool AbstractVideoThread::isReadTimeout() const
 
 void AbstractVideoThread::updateTime()
 {
-    lastTime = QDateTime::currentDateTime();
+    const QDateTime now = QDateTime::currentDateTime();
+    QMutexLocker lock(&valueMutex);
+    lastTime = now;
+}
+
+qint64 AbstractVideoThread::quietMs() const
+{
+    const QDateTime now = QDateTime::currentDateTime();
+    QMutexLocker lock(&valueMutex);
+    return lastTime.msecsTo(now);
 }
 
 void AbstractVideoThread::checkVideoSize(int w, int h)

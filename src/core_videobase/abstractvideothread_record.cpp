@@ -85,7 +85,12 @@ void AbstractVideoThread::snap(const QString &name)
     // The flag comes last: the loop may act on it at once, and needs name and folder then.
     setSnapName(name);
     checkPath(name);
-    isSnap = true;
+    setSnapPending(true);
+}
+
+void AbstractVideoThread::setSnapPending(bool pending)
+{
+    isSnap = pending;
 }
 
 void AbstractVideoThread::snapFinsh()
@@ -101,7 +106,7 @@ void AbstractVideoThread::snapFinsh()
         setSnapName(name);
         image.save(name, "jpg", -1);
     }
-    isSnap = false;
+    setSnapPending(false);
     if (snapPreview)
         emit snapImage(image, name);
 }
