@@ -95,7 +95,11 @@ public:
     bool settle()
     {
         const int before = left.available();
-        return queue(*this, "startTalk") && waitFor([&] { return left.available() > before; });
+        if (!queue(*this, "startTalk") || !waitFor([&] { return left.available() > before; }))
+            return false;
+        left.acquire(); // orders what onTalk() has noted, as a look at the count does not
+        left.release();
+        return true;
     }
 
     std::atomic<AudioPlayer *> seenPlayer{nullptr};

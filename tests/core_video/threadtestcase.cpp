@@ -60,6 +60,7 @@ void ThreadTestCase::end(TestThread *thread)
                             "err\\(.*):Immediate exit requested\\)$")));
     thread->stop();
     QVERIFY(waitFor([&] { return thread->isFinished(); }));
+    QVERIFY(thread->wait()); // its report of the end is still under way
     QCoreApplication::processEvents(); // what is still queued for a watcher
 }
 
@@ -80,7 +81,8 @@ void ThreadTestCase::init()
 void ThreadTestCase::cleanup()
 {
     reset();
-    QCOMPARE(log->unexpected(), QStringList());
+    const QStringList unexpected = log->unexpected();
+    QVERIFY2(unexpected.isEmpty(), qPrintable(unexpected.join(QLatin1Char('\n'))));
     log.reset();
 }
 

@@ -41,7 +41,6 @@ public:
     using FFmpegVideoThread::curVideoPara;
     using FFmpegVideoThread::errorCount;
     using FFmpegVideoThread::isOk;
-    using FFmpegVideoThread::isOpening;
     using FFmpegVideoThread::lastTime;
     using FFmpegVideoThread::profile;
     using FFmpegVideoThread::readTimedOut;
@@ -49,6 +48,10 @@ public:
     using FFmpegVideoThread::stopped;
     using FFmpegVideoThread::videoCodecId;
     using FFmpegVideoThread::videoIndex;
+
+    // Looks from outside, while run() goes on, at what is the stream thread's alone.
+    bool peekOpening() const { return isOpening; }
+    bool peekCodec(const HVideoEncPara &para) const { return curVideoPara == para; }
 
     /// What the device answers from now on.
     void setDeviceCodec(const HVideoEncPara &video, const HAudioEncPara &audio, int result = 0)

@@ -694,7 +694,7 @@ void TestFFmpegVideoThread::deviceCodecChange_restarts_withoutReadTimeout()
     const QString told = watcher.events.join(QLatin1Char(' '));
     QVERIFY2(told.contains(QStringLiteral("playFinsh finished started codecRender")),
              qPrintable(told));
-    QVERIFY(waitFor([&] { return thread.curVideoPara == h265; }));
+    QVERIFY(waitFor([&] { return thread.peekCodec(h265); }));
 
     // The audio record decides as well.
     const int opens = thread.opens;

@@ -388,7 +388,7 @@ void TestFFmpegVideoThreadLife::stop_whileFindingStreams()
     announceNoAudio();
     thread.play();
     // The open proper is over, and is no longer watched as one.
-    QVERIFY(waitFor([&] { return source.connections() >= 2 && !thread.isOpening; }));
+    QVERIFY(waitFor([&] { return source.connections() >= 2 && !thread.peekOpening(); }));
     end(&thread);
     QVERIFY(log->count(Logger::Warning, QStringLiteral("(ffvdthr)try to stop")) > 0);
     QCOMPARE(thread.opens.load(), 1);

@@ -61,7 +61,10 @@ LogCapture::~LogCapture()
 QVector<LogCapture::Line> LogCapture::lines() const
 {
     std::lock_guard<std::mutex> lock(m_sink->mutex);
-    return m_sink->lines;
+    // Not shared: a vector that is being read must not be appended to when it is let go.
+    QVector<Line> copy = m_sink->lines;
+    copy.detach();
+    return copy;
 }
 
 void LogCapture::clear()
