@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vantraglobal.h"
+
+#include <QSharedPointer>
+
+#include <atomic>
+
+class HNetDevice;
+
+/// Binds a stream thread to a device: the second base of every thread that is fed, or told its
+/// address, by one. Who holds such a thread as an AbstractVideoThread reaches this part of it by
+/// dynamic_cast; where the cast fails, the thread is bound to no device.
+///
+/// Fields other than `exceedCount` are written only while the thread is not running, so they need
+/// no lock.
+class VANTRA_EXPORT DeviceInterface
+{
+public:
+    /// Shares the device in place of the one bound before, and returns 0. A null `dev` changes
+    /// nothing, is logged as an error, and gives -1.
+    int bindDevice(const QSharedPointer<HNetDevice> &dev);
+    /// Lets go of the device.
+    void unbindDevice();
+    /// Which stream of the device it is. The values are not checked.
+    void setStreamChannel(int channel, int stream);
+    /// Whether the latest starts were refused because the device takes no further connection. Any
+    /// thread, at any time.
+    bool isStreamExceedMax() const;
+
+    int channel = 0; ///< on the device, from 0
+    int stream = 0;  ///< within the channel; 0 is the main stream
+    /// Refusals with HRetExceedMax in a row; 0 again with the next start that succeeds. Written by
+    /// the thread, read by widgets.
+    std::atomic<int> exceedCount{0};
+    QSharedPointer<HNetDevice> device; ///< null while unbound
+};
