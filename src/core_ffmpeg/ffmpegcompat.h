@@ -45,6 +45,19 @@ inline int channels(const AVFrame *frame)
 #endif
 }
 
+/// Describes sound as front left and right, whatever `channels` says.
+inline void setStereo(AVCodecParameters *parameters, int channels)
+{
+#if VANTRA_HAS_CHANNEL_LAYOUT
+    (void)channels; // the layout tells how many there are
+    av_channel_layout_uninit(&parameters->ch_layout);
+    av_channel_layout_from_mask(&parameters->ch_layout, AV_CH_LAYOUT_STEREO);
+#else
+    parameters->channels = channels;
+    parameters->channel_layout = AV_CH_LAYOUT_STEREO;
+#endif
+}
+
 /// A resampler, not yet initialised, from what `ctx` decodes to, laid out as is usual for its count
 /// of channels, to interleaved 16-bit stereo at `sampleRate`. Null on failure; swr_free() frees it.
 inline SwrContext *newStereoResampler(const AVCodecContext *ctx, int sampleRate)

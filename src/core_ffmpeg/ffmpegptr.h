@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
 #include <libavformat/avformat.h>
 #include <libavutil/buffer.h>
 #include <libavutil/dict.h>
@@ -40,6 +41,11 @@ using AVPacketPtr = FFmpegPtr<AVPacket, &av_packet_free>;
 using AVCodecContextPtr = FFmpegPtr<AVCodecContext, &avcodec_free_context>;
 /// An input, opened or not.
 using AVFormatInputPtr = FFmpegPtr<AVFormatContext, &avformat_close_input>;
+/// An output; its file has an owner of its own, which must live longer.
+using AVFormatOutputPtr = FFmpegPtr<AVFormatContext, &avformat_free_context>;
+/// An open file. Whoever wrote to it closes it by hand, to see the result.
+using AVIOContextPtr = FFmpegPtr<AVIOContext, &avio_close>;
+using AVBSFContextPtr = FFmpegPtr<AVBSFContext, &av_bsf_free>;
 using SwsContextPtr = FFmpegPtr<SwsContext, &sws_freeContext>;
 using SwrContextPtr = FFmpegPtr<SwrContext, &swr_free>;
 using AVBufferRefPtr = FFmpegPtr<AVBufferRef, &av_buffer_unref>;

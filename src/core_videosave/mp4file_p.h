@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "core_ffmpeg/ffmpegptr.h"
+#include "devicelink/encpara.h"
+
+#include <QByteArray>
+
+#include <memory>
+#include <vector>
+
+/// A stream of the file, as a producer needs to know it.
+struct Mp4Stream
+{
+    int index = -1; ///< -1: the file has none
+    AVRational timebase = {0, 1};
+};
+
+/// The file of one recording, from createMp4() to closeMp4(): muxer, sound transcoder, filter. Used
+/// by one thread at a time. Every packet that the muxer has taken is handed to the system at once,
+/// so that a process that is killed loses no finished fragment.
+class Mp4File
+{
+    Q_DISABLE_COPY(Mp4File)
+
+public:
+    Mp4File();
+    /// Closes what is still open, without a trailer.
+    ~Mp4File();
+
+    /// Creates the file and its streams by those parameters that are usable. 0, or -1 with a line
+    /// in the log. `fileName` is UTF-8.
+    int createMp4(const QByteArray &fileName, const HVideoEncPara &video,
+                  const HAudioEncPara &audio);
+    /// Starts the transcoder. False with a line in the log; the file stays open.
+    bool createEncoder(const HAudioEncPara &audio);
+    /// Writes the trailer and closes. Nothing happens without a file.
+    void closeMp4();
+
+    Mp4Stream videoStream() const { return streamAt(videoIndex); }
+    Mp4Stream audioStream() const { return streamAt(audioIndex); }
+
+    /// Writes a picture, or a block of sound once it has become AAC. A failure is a line in the
+    /// log, and does not stop the next one.
+    void write(const AVPacket *packet);
+
+private:
+    struct EncoderDeleter
+    {
+        void operator()(void *encoder) const;
+    };
+    /// How much the muxer holds back until a fragment is complete.
+    struct Held
+    {
+        qint64 bytes = 0;
+        int packets = 0;
+    };
+
+    Mp4Stream streamAt(int index) const;
+    int addStreams(const HVideoEncPara &video, const HAudioEncPara &audio);
+    AVStream *addStream(AVCodecID id);
+    void describe(AVCodecParameters *parameters, const HVideoEncPara &video);
+    void describe(AVCodecParameters *parameters, const HAudioEncPara &audio);
+    int openFile(const QByteArray &fileName);
+    int fail();
+    void closeFile();
+
+    void writeVideo(const AVPacket *packet);
+    void writeAudio(const AVPacket *packet);
+    bool audioG711ToAAC(const AVPacket *in);
+    void writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 delay);
+    int writeToMuxer(AVPacket *packet);
+
+    // In this order, so that each goes before what it uses.
+    AVIOContextPtr pb;
+    AVFormatOutputPtr fmtCtx;
+    AVBSFContextPtr bsfCtx;
+    std::unique_ptr<void, EncoderDeleter> aacEncoder;
+    std::vector<quint8> aacBuffer; ///< what one call of the transcoder gives
+    std::vector<quint8> aacFrames; ///< what one packet has become: ADTS frames one after the other
+    int videoIndex = -1;
+    int audioIndex = -1;
+    bool headerWritten = false;
+    bool soundWritten = false;
+    Held held;
+};
+
+/// AVCodecID of a HAVCodecID, 0 for one that cannot be recorded.
+AVCodecID getCodecId(int codecId);
+/// Bytes of the ADTS frame that begins there, header and all; `size` if it is none.
+int adtsFrameSize(const quint8 *data, int size);

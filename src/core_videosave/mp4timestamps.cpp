@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_videosave/mp4timestamps_p.h"
+
+extern "C" {
+#include <libavutil/avutil.h>
+#include <libavutil/mathematics.h>
+}
+
+namespace {
+
+qint64 sum(qint64 a, qint64 b)
+{
+    return static_cast<qint64>(static_cast<quint64>(a) + static_cast<quint64>(b));
+}
+
+qint64 difference(qint64 a, qint64 b)
+{
+    return static_cast<qint64>(static_cast<quint64>(a) - static_cast<quint64>(b));
+}
+
+} // namespace
+
+void Mp4Timestamps::end()
+{
+    started = false;
+    awaitsStamp = false;
+    startPts = 0;
+    lastPts = 0;
+    ptsOffset = 0;
+}
+
+qint64 Mp4Timestamps::packetTime(bool video, qint64 pts)
+{
+    if (video && pts == AV_NOPTS_VALUE) {
+        // Cameras send this as their first stamp. Taken for a number it would spoil all that
+        // follow.
+        currentPts = sum(currentPts, 1);
+        if (!started)
+            awaitsStamp = true;
+    } else if (video) {
+        if (started && awaitsStamp)
+            startPts = difference(pts, sum(difference(currentPts, startPts), 1));
+        awaitsStamp = false;
+        currentPts = pts;
+    }
+    if (!started) {
+        started = true;
+        startPts = currentPts;
+    }
+    return difference(currentPts, startPts);
+}
+
+Mp4Timestamps::FrameTime Mp4Timestamps::frameTime(bool video, qint64 pts, bool join)
+{
+    if (!started) {
+        started = true;
+        startPts = pts;
+        lastPts = pts;
+        ptsOffset = 0;
+    }
+    FrameTime result;
+    if (video)
+        stepTo(pts, &result);
+    result.time = join ? difference(pts, ptsOffset) : pts;
+    return result;
+}
+
+void Mp4Timestamps::stepTo(qint64 pts, FrameTime *result)
+{
+    const qint64 step = difference(pts, lastPts);
+    // The step from the first picture to the second is never corrected: this is intended.
+    if (lastPts != startPts) {
+        const bool isRegular = pts > lastPts && static_cast<quint64>(step) <= kLongestStep;
+        if (!isRegular)
+            ptsOffset = sum(ptsOffset, difference(step, kGapLeft));
+    }
+    result->tell = static_cast<quint64>(step) > kLongestQuietStep;
+    result->previous = lastPts;
+    lastPts = pts;
+}
+
+qint64 rescaleTime(qint64 time, AVRational from, AVRational to)
+{
+    return av_rescale_q_rnd(time, from, to,
+                            static_cast<AVRounding>(AV_ROUND_NEAR_INF | AV_ROUND_PASS_MINMAX));
+}

@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_videosave/packetqueue_p.h"
+
+#include "log.h"
+
+#include <QDeadlineTimer>
+#include <QMutexLocker>
+
+#include <utility>
+
+namespace {
+constexpr char kLogTag[] = "(svmp4ff)";
+} // namespace
+
+bool CountingSemaphore::create()
+{
+    const QMutexLocker locker(&mutex);
+    exists = true;
+    count = 0;
+    return true;
+}
+
+void CountingSemaphore::destroy()
+{
+    const QMutexLocker locker(&mutex);
+    exists = false;
+    changed.wakeAll();
+}
+
+void CountingSemaphore::release()
+{
+    const QMutexLocker locker(&mutex);
+    if (!exists || count >= kMaximum)
+        return;
+    ++count;
+    changed.wakeOne();
+}
+
+CountingSemaphore::Result CountingSemaphore::wait(int milliseconds)
+{
+    const QDeadlineTimer deadline =
+        milliseconds < 0 ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(milliseconds);
+    const QMutexLocker locker(&mutex);
+    while (exists && count == 0) {
+        if (!changed.wait(&mutex, deadline) && exists && count == 0)
+            return TimedOut;
+    }
+    if (!exists)
+        return Failed;
+    --count;
+    return Signalled;
+}
+
+bool PacketQueue::isQueueEmpty()
+{
+    const QMutexLocker locker(&queueMutex);
+    return queue.empty();
+}
+
+bool PacketQueue::isQueueFull()
+{
+    const QMutexLocker locker(&queueMutex);
+    return queue.size() >= kLimit;
+}
+
+AVPacketPtr PacketQueue::dequeue()
+{
+    const QMutexLocker locker(&queueMutex);
+    if (queue.empty())
+        return nullptr;
+    AVPacketPtr packet = std::move(queue.front());
+    queue.pop_front();
+    return packet;
+}
+
+bool PacketQueue::enqueue(AVPacketPtr &packet)
+{
+    const QMutexLocker locker(&queueMutex);
+    if (queue.size() >= kLimit) {
+        VANTRA_LOG(Logger::Warning) << "queue is full";
+        return false;
+    }
+    queue.push_back(std::move(packet));
+    return true;
+}
+
+void PacketQueue::clearQueue()
+{
+    std::deque<AVPacketPtr> dropped; // freed without the lock
+    const QMutexLocker locker(&queueMutex);
+    queue.swap(dropped);
+}
+
+void PacketQueue::writePacket(AVPacketPtr packet)
+{
+    if (isQueueFull()) {
+        VANTRA_LOG(Logger::Warning) << "queue is full";
+        return;
+    }
+    if (!enqueue(packet)) { // another producer was faster
+        VANTRA_LOG(Logger::Warning) << "enqueue fail";
+        return;
+    }
+    semaphore.release();
+}

@@ -1,0 +1,242 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_videosave/savemp4ffmpeg.h"
+
+#include "core_videosave/mp4file_p.h"
+#include "core_videosave/mp4timestamps_p.h"
+#include "core_videosave/packetqueue_p.h"
+#include "devicelink/hframeheader.h"
+#include "log.h"
+
+#include <QMutexLocker>
+#include <QtDebug>
+
+#include <cstring>
+#include <utility>
+
+namespace {
+
+constexpr char kLogTag[] = "(svmp4ff)";
+
+constexpr int kDefaultReadTimeout = 500; // milliseconds
+
+} // namespace
+
+/// All that one recording needs. The file belongs to the owner's thread until the writer runs, then
+/// to the writer; a producer only ever touches what stands under `producerMutex`, and the queue.
+struct SaveMp4FFmpeg::Recording
+{
+    std::atomic<int> readTimeout{kDefaultReadTimeout};
+    HVideoEncPara vcodecPar;
+    HAudioEncPara acodecPar;
+    Mp4File file;
+    PacketQueue queue;
+
+    QMutex producerMutex; ///< held for arithmetic only
+    AVRational vTimebase = {1, 1000};
+    bool join = false;
+    Mp4Timestamps timestamps;
+    Mp4Stream videoStream;
+    Mp4Stream audioStream;
+};
+
+SaveMp4FFmpeg::SaveMp4FFmpeg(QObject *parent)
+    : AbstractSaveThread(parent), m(std::make_unique<Recording>())
+{
+}
+
+SaveMp4FFmpeg::~SaveMp4FFmpeg()
+{
+    endThread();
+    wait(); // for a close() under way too
+}
+
+bool SaveMp4FFmpeg::isQueueEmpty() const
+{
+    return m->queue.isQueueEmpty();
+}
+
+bool SaveMp4FFmpeg::isQueueFull() const
+{
+    return m->queue.isQueueFull();
+}
+
+void SaveMp4FFmpeg::setPara(HVideoEncPara vcodecPar, HAudioEncPara acodecPar, int readTimeout)
+{
+    m->vcodecPar = vcodecPar;
+    m->acodecPar = acodecPar;
+    m->readTimeout = readTimeout;
+}
+
+void SaveMp4FFmpeg::setTimebase(AVRational vTimebase)
+{
+    const QMutexLocker locker(&m->producerMutex);
+    m->vTimebase = vTimebase;
+}
+
+void SaveMp4FFmpeg::setJoin(bool enable)
+{
+    const QMutexLocker locker(&m->producerMutex);
+    m->join = enable;
+}
+
+bool SaveMp4FFmpeg::init()
+{
+    if (fileName.isEmpty()) {
+        qCritical();
+        return false;
+    }
+    m->queue.clearQueue();
+    {
+        const QMutexLocker locker(&m->producerMutex);
+        m->timestamps.begin();
+        m->videoStream = {};
+        m->audioStream = {};
+    }
+    if (!m->queue.semaphore.create()) {
+        VANTRA_LOG(Logger::Error) << "creat sem null";
+        return false;
+    }
+    if (m->file.createMp4(fileName.toUtf8(), m->vcodecPar, m->acodecPar) != 0) {
+        VANTRA_LOG(Logger::Error) << "creat mp4 err";
+        return false;
+    }
+    if (m->acodecPar.isValid() && !m->file.createEncoder(m->acodecPar))
+        return false;
+    const QMutexLocker locker(&m->producerMutex);
+    m->videoStream = m->file.videoStream();
+    m->audioStream = m->file.audioStream();
+    return true;
+}
+
+void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
+{
+    if (!pkt)
+        return;
+    Mp4Stream stream;
+    qint64 pts = 0;
+    {
+        const QMutexLocker locker(&m->producerMutex);
+        stream = video ? m->videoStream : m->audioStream;
+        if (stream.index < 0) {
+            VANTRA_LOG(Logger::Warning) << QStringLiteral("find av stream [%1:%2] err")
+                                               .arg(QString::number(m->videoStream.index),
+                                                    QString::number(m->audioStream.index));
+            return;
+        }
+        pts = rescaleTime(m->timestamps.packetTime(video, pkt->pts), m->vTimebase, stream.timebase);
+    }
+    AVPacketPtr clone(av_packet_clone(pkt));
+    if (!clone) {
+        VANTRA_LOG(Logger::Warning) << "clone pkt err";
+        return;
+    }
+    clone->stream_index = stream.index;
+    clone->pts = pts; // no reordering: pictures are shown in the order in which they are decoded
+    clone->dts = pts;
+    clone->duration = 0;
+    clone->pos = -1;
+    m->queue.writePacket(std::move(clone));
+}
+
+void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
+{
+    if (!frame)
+        return;
+    const bool video = frame->isVideo();
+    Mp4Stream stream;
+    {
+        const QMutexLocker locker(&m->producerMutex);
+        if (video)
+            stream = m->videoStream;
+        else if (frame->isAudio())
+            stream = m->audioStream;
+        if (stream.index < 0) {
+            VANTRA_LOG(Logger::Error) << QStringLiteral("find av stream (%1:%2) err")
+                                             .arg(QString::number(m->videoStream.index),
+                                                  QString::number(m->audioStream.index));
+            return;
+        }
+    }
+    AVPacketPtr packet(av_packet_alloc());
+    if (!packet) {
+        VANTRA_LOG(Logger::Error) << "allock pkg err";
+        qCritical();
+        return;
+    }
+    if (!frame->fitsBuffer() ||
+        av_new_packet(packet.get(), static_cast<int>(frame->frameSize)) != 0) {
+        qCritical();
+        return;
+    }
+    memcpy(packet->data, frame->payload(), frame->frameSize);
+    packet->stream_index = stream.index;
+    if (frame->isKeyFrame())
+        packet->flags |= AV_PKT_FLAG_KEY;
+
+    Mp4Timestamps::FrameTime time;
+    {
+        const QMutexLocker locker(&m->producerMutex);
+        time = m->timestamps.frameTime(video, frame->pts, m->join);
+        packet->pts = rescaleTime(time.time, m->vTimebase, stream.timebase);
+    }
+    if (time.tell) {
+        VANTRA_LOG(Logger::Warning)
+            << QStringLiteral("%1 pts (%2:%3)")
+                   .arg(fileName, QString::number(frame->pts), QString::number(time.previous));
+    }
+    packet->dts = packet->pts;
+    packet->duration = 0;
+    packet->pos = -1;
+    m->queue.writePacket(std::move(packet));
+}
+
+void SaveMp4FFmpeg::save()
+{
+    const CountingSemaphore::Result result = m->queue.semaphore.wait(m->readTimeout);
+    if (result == CountingSemaphore::TimedOut)
+        VANTRA_LOG(Logger::Info) << "wait data timeout";
+    else if (result != CountingSemaphore::Signalled)
+        VANTRA_LOG(Logger::Warning) << "wait sem err " << static_cast<quint32>(result);
+    if (m->queue.isQueueEmpty())
+        return;
+    const AVPacketPtr packet = m->queue.dequeue();
+    if (!packet) {
+        VANTRA_LOG(Logger::Warning) << "deque null";
+        return;
+    }
+    m->file.write(packet.get());
+}
+
+void SaveMp4FFmpeg::close()
+{
+    {
+        // From here on producers find no stream, so that the queue comes to an end.
+        const QMutexLocker locker(&m->producerMutex);
+        m->videoStream = {};
+        m->audioStream = {};
+        m->timestamps.end();
+    }
+    while (!m->queue.isQueueEmpty()) {
+        if (const AVPacketPtr packet = m->queue.dequeue())
+            m->file.write(packet.get());
+    }
+    m->queue.clearQueue();
+    m->file.closeMp4();
+    m->queue.semaphore.destroy();
+}
+
+void SaveMp4FFmpeg::stop()
+{
+    endThread();
+}
+
+void SaveMp4FFmpeg::endThread()
+{
+    if (!requestStop())
+        return;
+    m->queue.semaphore.release(); // the writer may wait for data
+    wait();
+}
+
+#include "moc_savemp4ffmpeg.cpp"

@@ -1,0 +1,216 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "support/logcapture.h"
+#include "support/waitfor.h"
+
+#include "core_videosave/packetqueue_p.h"
+
+#include <QtTest>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+using namespace vantratest;
+
+namespace {
+
+const QString kFull = QStringLiteral("(svmp4ff)queue is full");
+const QString kLost = QStringLiteral("(svmp4ff)enqueue fail");
+constexpr int kForever = -1;
+
+AVPacketPtr numbered(qint64 number)
+{
+    AVPacketPtr packet(av_packet_alloc());
+    packet->pts = number;
+    return packet;
+}
+
+} // namespace
+
+class TestPacketQueue : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { m_log = std::make_unique<LogCapture>(); }
+    void cleanup()
+    {
+        QCOMPARE(m_log->unexpected(), QStringList());
+        m_log.reset();
+    }
+
+    void semaphore_fails_withoutBeingCreated();
+    void semaphore_timesOut_withoutACount();
+    void semaphore_countsReleases_upToItsMaximum();
+    void semaphore_beginsAtZero_whenCreatedAgain();
+    void semaphore_release_endsAWaitWithoutLimit();
+    void semaphore_destroy_endsAWait();
+    void queue_givesPacketsInOrder();
+    void queue_isFull_atAHundred();
+    void queue_keepsNoPacketItRefuses();
+    void queue_clear_empties();
+    void queue_bearsManyProducers();
+
+private:
+    std::unique_ptr<LogCapture> m_log;
+};
+
+void TestPacketQueue::semaphore_fails_withoutBeingCreated()
+{
+    CountingSemaphore semaphore;
+    semaphore.release();
+    QCOMPARE(semaphore.wait(kForever), CountingSemaphore::Failed);
+}
+
+void TestPacketQueue::semaphore_timesOut_withoutACount()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.create());
+    QCOMPARE(semaphore.wait(0), CountingSemaphore::TimedOut);
+    QCOMPARE(semaphore.wait(5), CountingSemaphore::TimedOut);
+    QCOMPARE(int(CountingSemaphore::TimedOut), 258);
+}
+
+void TestPacketQueue::semaphore_countsReleases_upToItsMaximum()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.create());
+    for (int i = 0; i < 1030; ++i)
+        semaphore.release();
+    int count = 0;
+    while (semaphore.wait(0) == CountingSemaphore::Signalled)
+        ++count;
+    QCOMPARE(count, 1024);
+}
+
+void TestPacketQueue::semaphore_beginsAtZero_whenCreatedAgain()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.create());
+    semaphore.release();
+    QVERIFY(semaphore.create());
+    QCOMPARE(semaphore.wait(0), CountingSemaphore::TimedOut);
+}
+
+void TestPacketQueue::semaphore_release_endsAWaitWithoutLimit()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.create());
+    std::atomic<quint32> result{CountingSemaphore::TimedOut};
+    std::thread waiter([&] { result = semaphore.wait(kForever); });
+    semaphore.release();
+    waiter.join();
+    QCOMPARE(result.load(), quint32(CountingSemaphore::Signalled));
+}
+
+void TestPacketQueue::semaphore_destroy_endsAWait()
+{
+    CountingSemaphore semaphore;
+    QVERIFY(semaphore.create());
+    std::atomic<quint32> result{CountingSemaphore::TimedOut};
+    std::thread waiter([&] { result = semaphore.wait(kForever); });
+    semaphore.destroy();
+    waiter.join();
+    QCOMPARE(result.load(), quint32(CountingSemaphore::Failed));
+}
+
+void TestPacketQueue::queue_givesPacketsInOrder()
+{
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    QVERIFY(queue.isQueueEmpty());
+    QVERIFY(!queue.dequeue());
+    for (int i = 0; i < 3; ++i)
+        queue.writePacket(numbered(i));
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
+        QCOMPARE(queue.dequeue()->pts, qint64(i));
+    }
+    QVERIFY(queue.isQueueEmpty());
+    QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::TimedOut);
+}
+
+void TestPacketQueue::queue_isFull_atAHundred()
+{
+    m_log->expect(Logger::Warning, kFull);
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    for (int i = 0; i < 99; ++i)
+        queue.writePacket(numbered(i));
+    QVERIFY(!queue.isQueueFull());
+    queue.writePacket(numbered(99));
+    QVERIFY(queue.isQueueFull());
+    QCOMPARE(m_log->count(Logger::Warning, kFull), 0);
+    queue.writePacket(numbered(100));
+    QCOMPARE(m_log->count(Logger::Warning, kFull), 1);
+    int count = 0;
+    while (queue.semaphore.wait(0) == CountingSemaphore::Signalled)
+        QCOMPARE(queue.dequeue()->pts, qint64(count++));
+    QCOMPARE(count, 100);
+}
+
+void TestPacketQueue::queue_keepsNoPacketItRefuses()
+{
+    m_log->expect(Logger::Warning, kFull);
+    PacketQueue queue;
+    for (int i = 0; i < 100; ++i)
+        queue.writePacket(numbered(i));
+    AVPacketPtr packet = numbered(7);
+    QVERIFY(!queue.enqueue(packet));
+    QVERIFY(packet);
+    QCOMPARE(m_log->count(Logger::Warning, kFull), 1);
+}
+
+void TestPacketQueue::queue_clear_empties()
+{
+    PacketQueue queue;
+    for (int i = 0; i < 100; ++i)
+        queue.writePacket(numbered(i));
+    queue.clearQueue();
+    QVERIFY(queue.isQueueEmpty());
+    QVERIFY(!queue.isQueueFull());
+    AVPacketPtr packet = numbered(7);
+    QVERIFY(queue.enqueue(packet));
+    QVERIFY(!packet);
+}
+
+void TestPacketQueue::queue_bearsManyProducers()
+{
+    constexpr int kProducers = 4;
+    constexpr int kEach = 500;
+    m_log->expect(Logger::Warning, kFull);
+    m_log->expect(Logger::Warning, kLost);
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    std::vector<std::thread> producers;
+    std::atomic<int> running{kProducers};
+    for (int p = 0; p < kProducers; ++p) {
+        producers.emplace_back([&queue, &running, p] {
+            for (int i = 0; i < kEach; ++i)
+                queue.writePacket(numbered(p * kEach + i));
+            --running;
+        });
+    }
+    std::vector<qint64> newest(kProducers, -1);
+    int taken = 0;
+    bool inOrder = true;
+    while (running > 0 || !queue.isQueueEmpty()) {
+        queue.semaphore.wait(1);
+        if (const AVPacketPtr packet = queue.dequeue()) {
+            qint64 &before = newest[size_t(packet->pts / kEach)];
+            inOrder = inOrder && packet->pts > before;
+            before = packet->pts;
+            ++taken;
+        }
+    }
+    for (std::thread &producer : producers)
+        producer.join();
+    QVERIFY(inOrder);
+    // Each packet was either taken or dropped with one warning, or two where it lost the race.
+    const int dropped = m_log->count(Logger::Warning, kFull);
+    QCOMPARE(taken + dropped, kProducers * kEach);
+}
+
+QTEST_GUILESS_MAIN(TestPacketQueue)
+#include "tst_packetqueue.moc"
