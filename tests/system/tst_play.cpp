@@ -21,6 +21,8 @@ namespace {
 
 constexpr int kDeadlineMs = 90000; ///< safeguard
 constexpr int kPictures = 10;
+constexpr int kCloseTries = 6;
+constexpr int kCloseTryMs = 5000;
 
 /// Output of xdotool; empty if it fails or hangs.
 QByteArray xdotool(const QStringList &arguments)
@@ -82,11 +84,16 @@ public:
             kDeadlineMs);
     }
 
-    /// Closes the window as its owner does.
+    /// Closes the window as its owner does, who presses the keys again if a busy window manager has
+    /// missed them.
     void close()
     {
-        xdotool({"windowactivate", "--sync", QString::number(window), "key", "--clearmodifiers",
-                 "alt+F4"});
+        const auto ended = [this] { return process.state() == QProcess::NotRunning; };
+        for (int i = 0; i < kCloseTries && !ended(); ++i) {
+            xdotool({"windowactivate", QString::number(window)});
+            xdotool({"key", "--clearmodifiers", "alt+F4"});
+            waitFor(ended, kCloseTryMs);
+        }
     }
 
     /// Exit status; -1 if it does not end, or crashes.
