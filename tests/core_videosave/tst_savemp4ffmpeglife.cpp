@@ -1,0 +1,273 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+
+/// The life of a writer: stops, disks that are slow or full, what is in the file before the end.
+
+#include "recordedfile.h"
+#include "recordingtools.h"
+
+#include "support/logcapture.h"
+#include "support/processload.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+
+using namespace vantratest;
+
+namespace {
+
+const QString kFull = QStringLiteral("(svmp4ff)queue is full");
+const QString kTimeout = QStringLiteral("(svmp4ff)wait data timeout");
+
+} // namespace
+
+class TestSaveMp4FFmpegLife : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        m_log = std::make_unique<LogCapture>();
+    }
+    void cleanup()
+    {
+        QCOMPARE(m_log->unexpected(), QStringList());
+        QCOMPARE(m_log->missing(), QStringList());
+        m_log.reset();
+    }
+
+    void open_worksAgain_afterStopAndFailure();
+    void timeout_isTold_after500ByDefault();
+    void fullQueue_dropsAndNeverWaits();
+    void fullDisk_endsNoRecording();
+    void finishedFragments_areInTheFile_beforeTheEnd();
+    void announcedSound_thatNeverComes_isNotWaitedForWithoutEnd();
+    void stop_returnsAtOnce_whenNotOpened();
+    void stop_twice();
+    void stop_wakesTheWriter_andWritesWhatWaits();
+    void destruction_completesTheFile();
+    void rounds_leaveNothingBehind();
+
+private:
+    QString path(const QString &name = QStringLiteral("a.mp4")) const
+    {
+        return m_dir->filePath(name);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<LogCapture> m_log;
+};
+
+void TestSaveMp4FFmpegLife::open_worksAgain_afterStopAndFailure()
+{
+    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
+    SaveMp4FFmpeg writer;
+    Feeder feed(writer);
+    for (int round = 0; round < 3; ++round) {
+        HAudioEncPara refused = audioPara(HCodecG711A);
+        refused.channels = 256;
+        writer.setPara(videoPara(), refused, kHour);
+        writer.open(path());
+        QVERIFY(!writer.getOpened());
+        writer.setPara(videoPara(2), HAudioEncPara(), kHour);
+        writer.open(path());
+        for (int i = 0; i < kPictures; ++i)
+            feed.picture(clip(2).at(i), i * kFrameMs);
+        writer.stop();
+        const RecordedFile file = readRecording(path());
+        QCOMPARE(file.error, QString());
+        QCOMPARE(file.pictures.size(), kPictures);
+    }
+}
+
+void TestSaveMp4FFmpegLife::timeout_isTold_after500ByDefault()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.setPara(videoPara(), HAudioEncPara());
+    writer.open(path());
+    QVERIFY(waitFor([&] { return m_log->count(Logger::Info, kTimeout) >= 2; }));
+    const QVector<LogCapture::Line> lines = m_log->lines();
+    writer.stop();
+    QCOMPARE(lines.first().category, QStringLiteral("vantra"));
+}
+
+void TestSaveMp4FFmpegLife::fullQueue_dropsAndNeverWaits()
+{
+    // A pipe that nobody empties stands for a disk that does not answer.
+    const QByteArray pipe = QFile::encodeName(path());
+    QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
+    const int reader = ::open(pipe.constData(), O_RDWR | O_NONBLOCK);
+    QVERIFY(reader >= 0);
+    m_log->expect(Logger::Warning, kFull);
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    QVERIFY(writer.getOpened());
+    const QByteArray large = clip(1).first().data + QByteArray(300000, '\1');
+    for (int i = 0; i < 4; ++i)
+        writer.writeData(Frame(0, i * kFrameMs, large).header());
+    for (int i = 4; i < 300; ++i)
+        writer.writeData(Frame(1, i * kFrameMs, clip(1).at(1).data).header());
+    QVERIFY(writer.isQueueFull());
+    QVERIFY(m_log->count(Logger::Warning, kFull) > 0);
+    // The disk answers again, and stop() comes to an end.
+    std::atomic<bool> done{false};
+    std::atomic<qint64> bytes{0};
+    std::thread drain([&] {
+        char buffer[65536];
+        while (!done) {
+            const ssize_t got = ::read(reader, buffer, sizeof(buffer));
+            if (got > 0)
+                bytes += got;
+            else
+                QThread::yieldCurrentThread();
+        }
+    });
+    writer.stop();
+    done = true;
+    drain.join();
+    ::close(reader);
+    QVERIFY(writer.isQueueEmpty());
+    QVERIFY(bytes > 600000);
+}
+
+void TestSaveMp4FFmpegLife::fullDisk_endsNoRecording()
+{
+    QVERIFY(QFile::link(QStringLiteral("/dev/full"), path()));
+    m_log->expectMatching(Logger::Error,
+                          QRegularExpression(QStringLiteral(
+                              "^\\(svmp4ff\\)write video （\\d+:.*\\)  err \\(-28:.*\\)$")));
+    m_log->expectMatching(
+        Logger::Error,
+        QRegularExpression(QStringLiteral("^\\(svmp4ff\\)(write trailer|avio close) err \\(-28:")));
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i < kPictures; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    QVERIFY(writer.getOpened());
+    writer.stop();
+}
+
+void TestSaveMp4FFmpegLife::finishedFragments_areInTheFile_beforeTheEnd()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i <= 3 * kGop; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    const QString copy = path(QStringLiteral("copy.mp4"));
+    RecordedFile file;
+    QVERIFY(waitFor([&] {
+        QFile::remove(copy);
+        QFile::copy(path(), copy);
+        file = readRecording(copy);
+        return file.error.isEmpty() && file.pictures.size() >= 3 * kGop;
+    }));
+    QCOMPARE(file.pictures.size(), 3 * kGop);
+    writer.stop();
+    QCOMPARE(readRecording(path()).pictures.size(), 3 * kGop + 1);
+}
+
+void TestSaveMp4FFmpegLife::announcedSound_thatNeverComes_isNotWaitedForWithoutEnd()
+{
+    constexpr int kMany = 800;
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i < kMany; ++i)
+        feed.picture(clip(1).at(i % kPictures), i * kFrameMs);
+    QVERIFY(waitFor([&] { return QFileInfo(path()).size() > 10000; }));
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.times.size(), kMany);
+}
+
+void TestSaveMp4FFmpegLife::stop_returnsAtOnce_whenNotOpened()
+{
+    SaveMp4FFmpeg writer;
+    writer.stop();
+    QVERIFY(!writer.getOpened());
+    QVERIFY(m_log->lines().isEmpty());
+}
+
+void TestSaveMp4FFmpegLife::stop_twice()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    writer.stop();
+    const qint64 size = QFileInfo(path()).size();
+    writer.stop();
+    QVERIFY(!writer.getOpened());
+    QCOMPARE(QFileInfo(path()).size(), size);
+}
+
+void TestSaveMp4FFmpegLife::stop_wakesTheWriter_andWritesWhatWaits()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), -1); // waits without a limit
+    writer.open(path());
+    for (int i = 0; i < kPictures; ++i)
+        writer.writeData(
+            Frame(clip(1).at(i).key ? 0 : 1, i * kFrameMs, clip(1).at(i).data).header());
+    writer.stop();
+    QCOMPARE(readRecording(path()).pictures.size(), kPictures);
+    QVERIFY(m_log->lines().isEmpty());
+}
+
+void TestSaveMp4FFmpegLife::destruction_completesTheFile()
+{
+    auto writer = std::make_unique<SaveMp4FFmpeg>();
+    writer->setPara(videoPara(), HAudioEncPara(), -1);
+    writer->open(path());
+    for (int i = 0; i < kPictures; ++i)
+        writer->writeData(
+            Frame(clip(1).at(i).key ? 0 : 1, i * kFrameMs, clip(1).at(i).data).header());
+    writer.reset();
+    QCOMPARE(readRecording(path()).pictures.size(), kPictures);
+}
+
+void TestSaveMp4FFmpegLife::rounds_leaveNothingBehind()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
+    const auto round = [&] {
+        writer.open(path());
+        writer.writeData(Frame(0, 0, clip(1).first().data).header());
+        writer.stop();
+    };
+    for (int i = 0; i < 20; ++i)
+        round();
+    const ProcessLoad before = ProcessLoad::now();
+    for (int i = 0; i < 200; ++i)
+        round();
+    QVERIFY(waitFor([&] { return ProcessLoad::now().threads <= before.threads; }));
+    const ProcessLoad after = ProcessLoad::now();
+    QVERIFY(after.handles <= before.handles);
+    QVERIFY2(after.residentKiB - before.residentKiB < 8192,
+             qPrintable(QString::number(after.residentKiB - before.residentKiB)));
+}
+
+int main(int argc, char *argv[])
+{
+    av_log_set_level(AV_LOG_QUIET);
+    QCoreApplication app(argc, argv);
+    TestSaveMp4FFmpegLife test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_savemp4ffmpeglife.moc"
