@@ -15,8 +15,8 @@ namespace vantratest {
 /// Collects the lines of the process's logger from its construction to its destruction, and knows
 /// which warnings and errors the test has announced. All functions may be called on any thread.
 ///
-///     void init() { log = std::make_unique<LogCapture>(); }
-///     void cleanup() { QCOMPARE(log->unexpected(), QStringList()); log.reset(); }
+/// A test case mostly has one for each test by being a LoggedTest, which also looks for the
+/// unexpected.
 class LogCapture
 {
     Q_DISABLE_COPY(LogCapture)
