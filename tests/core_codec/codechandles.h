@@ -17,14 +17,6 @@ inline const char kAgain[] =
 inline const char kInvalidSend[] =
         "(ffpg)avcodec_send_packet failed with ffffffea (Invalid argument)";
 
-/// Keeps failures that are provoked by the hundred off the console; they are still captured.
-inline void quietConsole()
-{
-    av_log_set_level(AV_LOG_QUIET);
-    for (const auto &sink : cuteLoggerInstance()->sinks())
-        cuteLoggerInstance()->removeSink(sink);
-}
-
 inline _tag_vdec_param_s videoParam(int codec, const char *device = "")
 {
     _tag_vdec_param_s param = {};

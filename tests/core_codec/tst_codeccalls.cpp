@@ -4,38 +4,33 @@
 /// What the codec layer hands to FFmpeg, where pictures and sound alone do not tell.
 
 #include "audiohandles.h"
+#include "codectest.h"
 #include "core_codec/codeccompat_p.h"
 #include "ffmpegfaults.h"
-#include "support/logcapture.h"
 
 #include <QtTest>
 
-#include <memory>
-
 using namespace vantratest;
 
-class TestCodecCalls : public QObject
+class TestCodecCalls : public CodecTest
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase() { quietConsole(); }
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
+protected:
+    void tearDown() override
     {
         Faults::reset();
-        QCOMPARE(m_log->unexpected(), QStringList());
-        m_log.reset();
+        CodecTest::tearDown();
     }
+
+private slots:
+    void initTestCase() { quietConsole(); }
 
     void videoPacket_borrowsItsData_andCarriesStampAndKey();
     void audioPacket_borrowsItsData_andCarriesItsStamp();
     void encodedFrame_hasNoStamp();
     void conversion_isToldBytesAsRoom();
     void layout_isTheDefaultOne_inEncoders();
-
-private:
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestCodecCalls::videoPacket_borrowsItsData_andCarriesStampAndKey()

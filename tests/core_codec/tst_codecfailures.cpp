@@ -4,15 +4,12 @@
 /// Every failure that the codec layer has to tell, made to happen at the border to FFmpeg; and
 /// hardware decoding with a pretended card. Leaks are found by the memory checkers.
 
-#include "codechandles.h"
+#include "codectest.h"
 #include "core_codec/mediacodec.h"
 #include "ffmpegfaults.h"
 #include "support/clipmaker.h"
-#include "support/logcapture.h"
 
 #include <QtTest>
-
-#include <memory>
 
 using namespace vantratest;
 
@@ -35,21 +32,20 @@ DESTROY_FAULT(_Z28ffmpeg_destroy_video_decoderPv)
 DESTROY_FAULT(_Z28ffmpeg_destroy_audio_decoderPv)
 DESTROY_FAULT(_Z28ffmpeg_destroy_audio_encoderPv)
 
-class TestCodecFailures : public QObject
+class TestCodecFailures : public CodecTest
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
+protected:
+    void tearDown() override
     {
         Faults::reset();
         destroyFails = false;
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!video_decoders && !audio_decoders && !audio_encoders);
-        m_log.reset();
+        CodecTest::tearDown();
     }
+
+private slots:
+    void initTestCase();
 
     void create_returnsNull_andTells_data();
     void create_returnsNull_andTells();
@@ -72,7 +68,6 @@ private slots:
     void card_tellsFailedTransfer_andKeepsYuv();
 
 private:
-    std::unique_ptr<LogCapture> m_log;
     AccessUnit m_unit;
     QByteArray m_pcm;
 };
@@ -80,9 +75,7 @@ private:
 void TestCodecFailures::initTestCase()
 {
     quietConsole();
-    ClipOptions options;
-    options.count = 1;
-    m_unit = makeClip(options).value(0);
+    m_unit = keyPicture();
     QVERIFY(!m_unit.data.isEmpty());
     m_pcm = pcmBytes(makeTone(320, 8000, 440));
 }
@@ -131,7 +124,7 @@ void TestCodecFailures::create_returnsNull_andTells()
     QFETCH(int, code);
     QFETCH(QString, line);
     if (!line.isEmpty())
-        m_log->expect(Logger::Error, QStringLiteral("(ffpg)") + line);
+        log->expect(Logger::Error, QStringLiteral("(ffpg)") + line);
     if (kind != QLatin1String("video") && LIBSWRESAMPLE_VERSION_INT < AV_VERSION_INT(4, 5, 100)
         && failing == "swr_alloc_set_opts2")
         failing = "swr_alloc_set_opts";
@@ -146,7 +139,7 @@ void TestCodecFailures::create_returnsNull_andTells()
                                                       : ffmpeg_create_audio_encoder(&encoder);
         Faults::failing = nullptr;
         QCOMPARE(handle != nullptr, round == 1);
-        QCOMPARE(m_log->missing(), QStringList());
+        QCOMPARE(log->missing(), QStringList());
         if (round == 0)
             continue;
         if (kind == QLatin1String("video"))
@@ -160,8 +153,8 @@ void TestCodecFailures::create_returnsNull_andTells()
 
 void TestCodecFailures::video_tellsMissingRgbBuffer_andKeepsYuv()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(ffpg)av_image_alloc failed[-12] 320 * 240"));
-    m_log->expect(Logger::Error, QStringLiteral("(ffpg)av_image_alloc failed[0] 320 * 240"));
+    log->expect(Logger::Error, QStringLiteral("(ffpg)av_image_alloc failed[-12] 320 * 240"));
+    log->expect(Logger::Error, QStringLiteral("(ffpg)av_image_alloc failed[0] 320 * 240"));
     const VideoHandle handle = makeVideo(1);
     _tag_yuv_frame_s yuv;
     _tag_rgb_frame_s rgb;
@@ -172,7 +165,7 @@ void TestCodecFailures::video_tellsMissingRgbBuffer_andKeepsYuv()
         QCOMPARE(readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height), 0);
         QVERIFY(!rgb.data);
     }
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     Faults::failing = nullptr;
     QCOMPARE(decode(handle, m_unit, &yuv, &rgb), 0); // made when it can be
     QVERIFY(rgb.data);
@@ -182,7 +175,7 @@ void TestCodecFailures::audioDecoder_tellsFailedReceive_andStaysUsable()
 {
     const QString line =
         QStringLiteral("(ffpg)avcodec_receive_frame failed with fffffff4 (Cannot allocate memory)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     const _tag_adec_param_s param = {33, 8000, 16, 1};
     const AudioDecoderHandle handle(ffmpeg_create_audio_decoder(&param));
     unsigned char codes[160] = {};
@@ -190,22 +183,21 @@ void TestCodecFailures::audioDecoder_tellsFailedReceive_andStaysUsable()
     Faults::failing = "avcodec_receive_frame";
     Faults::code = AVERROR(ENOMEM);
     QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     for (const int code : {AVERROR(EAGAIN), AVERROR_EOF}) { // neither has a line
         Faults::code = code;
         QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), -1);
         QVERIFY(!out.data);
     }
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     Faults::failing = nullptr;
     QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), 0);
 }
 
 void TestCodecFailures::audioDecoder_tellsSizeThatCannotBe()
 {
-    m_log->expect(Logger::Error,
-                  QStringLiteral("(ffpg)av_samples_get_buffer_size failed with -22"));
-    m_log->expect(Logger::Error, QStringLiteral("(ffpg)av_samples_get_buffer_size failed with 0"));
+    log->expect(Logger::Error, QStringLiteral("(ffpg)av_samples_get_buffer_size failed with -22"));
+    log->expect(Logger::Error, QStringLiteral("(ffpg)av_samples_get_buffer_size failed with 0"));
     const _tag_adec_param_s param = {33, 8000, 16, 1};
     const AudioDecoderHandle handle(ffmpeg_create_audio_decoder(&param));
     unsigned char codes[160] = {};
@@ -216,21 +208,21 @@ void TestCodecFailures::audioDecoder_tellsSizeThatCannotBe()
         QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), -1);
         QVERIFY(!handle->buffer);
     }
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     Faults::failing = nullptr;
     QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), 0);
 }
 
 void TestCodecFailures::audioDecoder_tellsMissingBuffer()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(ffpg)av_samples_malloc_buffer 320 failed"));
+    log->expect(Logger::Error, QStringLiteral("(ffpg)av_samples_malloc_buffer 320 failed"));
     const _tag_adec_param_s param = {33, 8000, 16, 1};
     const AudioDecoderHandle handle(ffmpeg_create_audio_decoder(&param));
     unsigned char codes[160] = {};
     _tag_audio_frame_s out;
     Faults::failing = "av_malloc";
     QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), -1);
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     Faults::failing = nullptr;
     QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), codes, 160, 0, &out), 0);
     QCOMPARE(out.size, 320u);
@@ -254,7 +246,7 @@ void TestCodecFailures::audioEncoder_tellsEachFailure_andStaysUsable()
     QFETCH(QByteArray, failing);
     QFETCH(int, code);
     QFETCH(QString, line);
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     const _tag_aenc_param_s param = {33, 8000, 16, 1};
     const AudioEncoderHandle handle(ffmpeg_create_audio_encoder(&param));
     _tag_audio_frame_s out;
@@ -262,7 +254,7 @@ void TestCodecFailures::audioEncoder_tellsEachFailure_andStaysUsable()
     Faults::failing = failing.constData();
     Faults::code = code;
     QCOMPARE(ffmpeg_encoder_audio_frame(handle.get(), bytesOf(m_pcm), 640, 1, &out), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     QVERIFY(!out.data && out.size == 0 && out.pts == 0);
     Faults::failing = nullptr;
     QCOMPARE(ffmpeg_encoder_audio_frame(handle.get(), bytesOf(m_pcm), 640, 1, &out), 0);
@@ -271,18 +263,18 @@ void TestCodecFailures::audioEncoder_tellsEachFailure_andStaysUsable()
     // That nothing is there yet is an error too, unlike in decoding.
     const QString again = QStringLiteral("(ffpg)avcodec_receive_packet failed with fffffff5 "
                                          "(Resource temporarily unavailable)");
-    m_log->expect(Logger::Error, again);
+    log->expect(Logger::Error, again);
     Faults::failing = "avcodec_receive_packet";
     Faults::code = AVERROR(EAGAIN);
     QCOMPARE(ffmpeg_encoder_audio_frame(handle.get(), bytesOf(m_pcm), 640, 1, &out), -1);
-    QCOMPARE(m_log->count(Logger::Error, again), 1);
+    QCOMPARE(log->count(Logger::Error, again), 1);
 }
 
 void TestCodecFailures::mediaCodec_tellsFailedDestroy_andForgetsTheHandle()
 {
     for (const char *what : {"video decoder", "audio decoder", "audio encoder"})
-        m_log->expect(Logger::Warning,
-                      QStringLiteral("(mdcdc)destroy %1 fail").arg(QLatin1String(what)));
+        log->expect(Logger::Warning,
+                    QStringLiteral("(mdcdc)destroy %1 fail").arg(QLatin1String(what)));
     MediaCodec codec;
     QVERIFY(codec.createVideoDecoder(videoParam(1)));
     QVERIFY(codec.createAudioDecoder({33, 8000, 16, 1}));
@@ -291,11 +283,11 @@ void TestCodecFailures::mediaCodec_tellsFailedDestroy_andForgetsTheHandle()
     codec.destroyVideoDecoder();
     codec.destroyAudioDecoder();
     codec.destroyAudioEncoder();
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     QVERIFY(codec.isVideoDecoderNull() && codec.isAudioDecoderNull());
-    m_log->clear();
+    log->clear();
     codec.destroyAudioEncoder(); // gone as well
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestCodecFailures::card_isNegotiated()
@@ -309,7 +301,7 @@ void TestCodecFailures::card_isNegotiated()
     QCOMPARE(handle->hw_pix_fmt, AV_PIX_FMT_VAAPI);
     QVERIFY(handle->frame && handle->hw_frame);
     QVERIFY(handle->ctx->flags & AV_CODEC_FLAG_LOW_DELAY);
-    QCOMPARE(m_log->lines().size(), 1); // created, and nothing else to tell
+    QCOMPARE(log->lines().size(), 1); // created, and nothing else to tell
 }
 
 void TestCodecFailures::card_handsOverSurfaces_data()
@@ -359,21 +351,21 @@ void TestCodecFailures::card_isSilent_whileThereIsNoPicture()
     const VideoHandle handle = makeVideo(1, "vaapi");
     if (!handle->ctx->hw_device_ctx)
         QSKIP("FFmpeg was built without this type");
-    m_log->clear();
+    log->clear();
     for (const int code : {AVERROR(EAGAIN), AVERROR_EOF}) {
         Faults::Received received;
         received.result = code;
         Faults::results.push_back(received);
         QCOMPARE(decode(handle, m_unit), -1);
     }
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestCodecFailures::card_tellsFailedReceive()
 {
     const QString line =
             QStringLiteral("(ffpg)avcodec_receive_frame with fffffff4 (Cannot allocate memory)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     Faults::hasCard = true;
     const VideoHandle handle = makeVideo(1, "vaapi");
     if (!handle->ctx->hw_device_ctx)
@@ -382,7 +374,7 @@ void TestCodecFailures::card_tellsFailedReceive()
     received.result = AVERROR(ENOMEM);
     Faults::results.push_back(received);
     QCOMPARE(decode(handle, m_unit), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
 }
 
 void TestCodecFailures::card_givesRgb_redFirst_data()
@@ -421,8 +413,7 @@ void TestCodecFailures::card_reusesMemoryOfTransfer_onlyForPicturesOfOneForm()
     const VideoHandle handle = makeVideo(1, "vaapi");
     if (!handle->ctx->hw_device_ctx)
         QSKIP("FFmpeg was built without this type");
-    m_log->expectMatching(Logger::Warning,
-                          QRegularExpression(QStringLiteral("^\\(ffpg\\)yuv2rgb")));
+    log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral("^\\(ffpg\\)yuv2rgb")));
     const struct
     {
         int width, height, format;
@@ -448,7 +439,7 @@ void TestCodecFailures::card_tellsFailedTransfer_andKeepsYuv()
 {
     const QString line =
         QStringLiteral("(ffpg)av_hwframe_transfer_data failed with fffffffb (Input/output error)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     Faults::hasCard = true;
     const VideoHandle handle = makeVideo(1, "vaapi");
     if (!handle->ctx->hw_device_ctx)
@@ -463,7 +454,7 @@ void TestCodecFailures::card_tellsFailedTransfer_andKeepsYuv()
     _tag_yuv_frame_s yuv;
     _tag_rgb_frame_s rgb;
     QCOMPARE(decode(handle, m_unit, &yuv, &rgb), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     QVERIFY(yuv.y == &surface);
     QVERIFY(!rgb.data);
     Faults::failing = nullptr;

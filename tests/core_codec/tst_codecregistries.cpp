@@ -5,15 +5,14 @@
 /// moments at which nobody may hold their locks, and no memory left for a table.
 
 #include "audiohandles.h"
+#include "codectest.h"
 #include "ffmpegfaults.h"
-#include "support/logcapture.h"
 #include "support/waitfor.h"
 
 #include <QProcess>
 #include <QtTest>
 
 #include <atomic>
-#include <memory>
 #include <thread>
 
 using namespace vantratest;
@@ -34,20 +33,19 @@ bool isFree(QReadWriteLock &lock)
 
 } // namespace
 
-class TestCodecRegistries : public QObject
+class TestCodecRegistries : public CodecTest
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
+protected:
+    void tearDown() override
     {
         Faults::reset();
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!video_decoders && !audio_decoders && !audio_encoders);
-        m_log.reset();
+        CodecTest::tearDown();
     }
+
+private slots:
+    void initTestCase();
 
     void video_isMadeAndWorks_whenItsContextIsThereAlready();
     void audioDecoder_isMadeAndWorks_whenItsContextIsThereAlready();
@@ -59,16 +57,13 @@ private slots:
     void process_ends_whenThereIsNoMemoryForATable();
 
 private:
-    std::unique_ptr<LogCapture> m_log;
     AccessUnit m_unit;
 };
 
 void TestCodecRegistries::initTestCase()
 {
     quietConsole();
-    ClipOptions options;
-    options.count = 1;
-    m_unit = makeClip(options).value(0);
+    m_unit = keyPicture();
     QVERIFY(!m_unit.data.isEmpty());
 }
 
@@ -82,13 +77,13 @@ void TestCodecRegistries::video_isMadeAndWorks_whenItsContextIsThereAlready()
         add_video_decoder(&squatter);
     };
     // Survived, so a warning here.
-    m_log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral(
-                                               "^\\(ffpg\\)decoder 0x[0-9a-f]+ was existed$")));
+    log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral(
+                                             "^\\(ffpg\\)decoder 0x[0-9a-f]+ was existed$")));
     VideoHandle handle = makeVideo(1);
     Faults::watcher = nullptr;
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Warning,
-                          QString::asprintf("(ffpg)decoder %p was existed", handle.get())),
+    QCOMPARE(log->count(Logger::Warning,
+                        QString::asprintf("(ffpg)decoder %p was existed", handle.get())),
              1);
     QCOMPARE(video_decoders, &squatter);
     QCOMPARE(HASH_COUNT(video_decoders), 1u);
@@ -107,12 +102,12 @@ void TestCodecRegistries::audioDecoder_isMadeAndWorks_whenItsContextIsThereAlrea
         squatter.ctx = ctx;
         add_audio_decoder(&squatter);
     };
-    m_log->expectMatching(Logger::Error, kAudioWasExisted);
+    log->expectMatching(Logger::Error, kAudioWasExisted);
     AudioDecoderHandle handle = makeDecoder(kALaw);
     Faults::watcher = nullptr;
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Error,
-                          QString::asprintf("(ffpg)audio decoder %p was existed", handle.get())),
+    QCOMPARE(log->count(Logger::Error,
+                        QString::asprintf("(ffpg)audio decoder %p was existed", handle.get())),
              1);
     QCOMPARE(HASH_COUNT(audio_decoders), 1u);
     _tag_audio_frame_s out;
@@ -132,12 +127,12 @@ void TestCodecRegistries::audioEncoder_isMadeAndWorks_whenItsContextIsThereAlrea
         add_audio_encoder(&squatter);
     };
     // "decoder" is intended for an encoder too.
-    m_log->expectMatching(Logger::Error, kAudioWasExisted);
+    log->expectMatching(Logger::Error, kAudioWasExisted);
     AudioEncoderHandle handle = makeEncoder(kALaw);
     Faults::watcher = nullptr;
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Error,
-                          QString::asprintf("(ffpg)audio decoder %p was existed", handle.get())),
+    QCOMPARE(log->count(Logger::Error,
+                        QString::asprintf("(ffpg)audio decoder %p was existed", handle.get())),
              1);
     QCOMPARE(HASH_COUNT(audio_encoders), 1u);
     _tag_audio_frame_s out;
@@ -185,7 +180,7 @@ void TestCodecRegistries::handle_isOutOfItsRegistry_whenItsContextIsFreed()
         QVERIFY(!video_decoders || video_decoders->ctx != ctx);
         QVERIFY(!audio_decoders || audio_decoders->ctx != ctx);
         QVERIFY(!audio_encoders || audio_encoders->ctx != ctx);
-        QCOMPARE(m_log->countMatching(Logger::Debug, QRegularExpression(QStringLiteral("destroy"))),
+        QCOMPARE(log->countMatching(Logger::Debug, QRegularExpression(QStringLiteral("destroy"))),
                  freed - 1); // told when it is done
     };
     video.destroy();

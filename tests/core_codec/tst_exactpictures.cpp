@@ -10,29 +10,19 @@
 /// out. Where the stream does not tell its depth, the decoder learns it by the way and leaves
 /// pictures out meanwhile. Of two fields sent one by one, the first gives no picture.
 
-#include "codechandles.h"
-#include "support/logcapture.h"
+#include "codectest.h"
 #include "support/media.h"
 
 #include <QtTest>
 
-#include <memory>
-
 using namespace vantratest;
 
-class TestExactPictures : public QObject
+class TestExactPictures : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { quietConsole(); }
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!video_decoders);
-        m_log.reset();
-    }
 
     void everyPictureIsExact_data();
     void everyPictureIsExact();
@@ -45,7 +35,6 @@ private slots:
 private:
     static QString path(const QString &file) { return mediaDir() + QLatin1Char('/') + file; }
 
-    std::unique_ptr<LogCapture> m_log;
     QStringList m_covered;
 };
 
@@ -91,7 +80,7 @@ void TestExactPictures::everyPictureIsExact()
     const VideoHandle handle = makeVideo(video.codec);
     QVERIFY(handle);
 
-    m_log->expect(Logger::Error, kAgain);
+    log->expect(Logger::Error, kAgain);
     int failures = 0;
     const QVector<QByteArray> sums = decodeSums(handle, video.units, &failures);
     QCOMPARE(sums.size(), reference.size() - heldBack);
@@ -99,7 +88,7 @@ void TestExactPictures::everyPictureIsExact()
         QVERIFY2(sums[i] == reference[i], qPrintable(QStringLiteral("picture %1").arg(i)));
     // Each call without a picture has told so; without reordering and fields there is none.
     QCOMPARE(failures, video.units.size() - sums.size());
-    QCOMPARE(m_log->count(Logger::Error, kAgain), failures);
+    QCOMPARE(log->count(Logger::Error, kAgain), failures);
 }
 
 void TestExactPictures::picturesAreExactAndSomeLeftOut_whileDepthIsLearnt_data()
@@ -121,7 +110,7 @@ void TestExactPictures::picturesAreExactAndSomeLeftOut_whileDepthIsLearnt()
     const QVector<QByteArray> reference = readFrameMd5(file);
     const VideoHandle handle = makeVideo(video.codec);
 
-    m_log->expect(Logger::Error, kAgain);
+    log->expect(Logger::Error, kAgain);
     int failures = 0;
     const QVector<QByteArray> sums = decodeSums(handle, video.units, &failures);
     QCOMPARE(sums.size(), pictures);
@@ -130,7 +119,7 @@ void TestExactPictures::picturesAreExactAndSomeLeftOut_whileDepthIsLearnt()
         next = reference.indexOf(sum, next) + 1;
         QVERIFY(next > 0);
     }
-    QCOMPARE(m_log->count(Logger::Error, kAgain), failures);
+    QCOMPARE(log->count(Logger::Error, kAgain), failures);
 }
 
 void TestExactPictures::damagedStreamIsTold_andHandleStaysUsable_data()
@@ -167,10 +156,10 @@ void TestExactPictures::damagedStreamIsTold_andHandleStaysUsable()
 
     const QRegularExpression told(QStringLiteral(
             "^\\(ffpg\\)avcodec_(send_packet|receive_frame) failed with [0-9a-f]{8} \\(.+\\)$"));
-    m_log->expectMatching(Logger::Error, told);
+    log->expectMatching(Logger::Error, told);
     int failures = 0;
     decodeSums(handle, damaged, &failures);
-    QCOMPARE(m_log->countMatching(Logger::Error, told), failures);
+    QCOMPARE(log->countMatching(Logger::Error, told), failures);
 
     // The next good stream comes through from its first key frame on. What the decoder still held
     // of the damaged one may come before.

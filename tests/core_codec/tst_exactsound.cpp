@@ -3,30 +3,21 @@
 
 /// G.711 vectors and speech, decoded bit for bit; and the encoder against the tables.
 
-#include "codechandles.h"
+#include "codectest.h"
 #include "support/clipmaker.h"
-#include "support/logcapture.h"
 #include "support/media.h"
 
 #include <QtEndian>
 #include <QtTest>
 
-#include <memory>
-
 using namespace vantratest;
 
-class TestExactSound : public QObject
+class TestExactSound : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { quietConsole(); }
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        m_log.reset();
-    }
 
     void vectors_decodeBitForBit_data();
     void vectors_decodeBitForBit();
@@ -37,8 +28,6 @@ private slots:
 
 private:
     static QString path(const QString &file) { return mediaDir() + QLatin1String("/g711/") + file; }
-
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestExactSound::vectors_decodeBitForBit_data()

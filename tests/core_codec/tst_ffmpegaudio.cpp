@@ -4,31 +4,22 @@
 /// Making and releasing audio handles, and their registries.
 
 #include "audiohandles.h"
-#include "support/logcapture.h"
+#include "codectest.h"
 
 #include <QtTest>
 
 #include <atomic>
-#include <memory>
 #include <thread>
 #include <vector>
 
 using namespace vantratest;
 
-class TestFfmpegAudio : public QObject
+class TestFfmpegAudio : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { quietConsole(); }
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!audio_decoders);
-        QVERIFY(!audio_encoders);
-        m_log.reset();
-    }
 
     void create_refusesOtherCodecs_inBothDirections_data();
     void create_refusesOtherCodecs_inBothDirections();
@@ -47,17 +38,6 @@ private slots:
     void registries_areNull_afterLastHandle_andStartAnew();
     void registries_keepFirst_ofTwoWithOneContext();
     void manyHandles_liveAtOnce_onManyThreads();
-
-private:
-    static void lawRows()
-    {
-        QTest::addColumn<int>("codec");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("A-law") << kALaw << "pcm_alaw";
-        QTest::newRow("mu-law") << kMuLaw << "pcm_mulaw";
-    }
-
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestFfmpegAudio::create_refusesOtherCodecs_inBothDirections_data()
@@ -71,14 +51,14 @@ void TestFfmpegAudio::create_refusesOtherCodecs_inBothDirections()
 {
     QFETCH(int, codec);
     const QString line = QStringLiteral("(ffpg)codec %1 is not supported").arg(codec);
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     QVERIFY(!makeDecoder(codec));
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     QVERIFY(!makeEncoder(codec));
-    QCOMPARE(m_log->count(Logger::Error, line), 2);
-    QCOMPARE(m_log->lines().size(), 2);
-    QCOMPARE(m_log->lines()[0].category, QStringLiteral("vantra"));
-    QVERIFY(m_log->lines()[0].file.endsWith(QLatin1String("core_codec/ffmpegaudio.cpp")));
+    QCOMPARE(log->count(Logger::Error, line), 2);
+    QCOMPARE(log->lines().size(), 2);
+    QCOMPARE(log->lines()[0].category, QStringLiteral("vantra"));
+    QVERIFY(log->lines()[0].file.endsWith(QLatin1String("core_codec/ffmpegaudio.cpp")));
 }
 
 void TestFfmpegAudio::create_returnsNull_withoutParameters()
@@ -102,9 +82,10 @@ void TestFfmpegAudio::createDecoder_fillsItsRecord()
     QVERIFY(handle->swr && handle->frame);
     QVERIFY(!handle->buffer);
     QCOMPARE(audio_decoders, handle.record());
-    QCOMPARE(m_log->count(Logger::Debug,
-                          QString::asprintf("(ffpg)create audio decoder %p (%s, 16000, 16, 2)",
-                                            handle.get(), qPrintable(name))), 1);
+    QCOMPARE(log->count(Logger::Debug,
+                        QString::asprintf("(ffpg)create audio decoder %p (%s, 16000, 16, 2)",
+                                          handle.get(), qPrintable(name))),
+             1);
 }
 
 void TestFfmpegAudio::createEncoder_fillsItsRecord()
@@ -123,47 +104,47 @@ void TestFfmpegAudio::createEncoder_fillsItsRecord()
     QVERIFY(handle->swr);
     QVERIFY(!handle->buffer);
     QCOMPARE(audio_encoders, handle.record());
-    QCOMPARE(m_log->count(Logger::Debug,
-                          QString::asprintf("(ffpg)create audio encoder %p (%s, 8000, 16, 1)",
-                                            handle.get(), qPrintable(name))), 1);
+    QCOMPARE(log->count(Logger::Debug,
+                        QString::asprintf("(ffpg)create audio encoder %p (%s, 8000, 16, 1)",
+                                          handle.get(), qPrintable(name))),
+             1);
 }
 
 void TestFfmpegAudio::create_tellsFailedOpen()
 {
     const QString line =
             QStringLiteral("(ffpg)avcodec_open2 failed with ffffffea (Invalid argument)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     for (const int channels : {0, -1, INT_MIN, INT_MAX})
         QVERIFY(!makeDecoder(kALaw, 8000, channels));
     QVERIFY(!makeDecoder(kALaw, -8000, 1));
-    QCOMPARE(m_log->count(Logger::Error, line), 5);
+    QCOMPARE(log->count(Logger::Error, line), 5);
     for (const int channels : {-1, INT_MIN, INT_MAX})
         QVERIFY(!makeEncoder(kALaw, 8000, channels));
     QVERIFY(!makeEncoder(kALaw, 0, 1));
     QVERIFY(!makeEncoder(kALaw, -8000, 1));
-    QCOMPARE(m_log->count(Logger::Error, line), 10);
+    QCOMPARE(log->count(Logger::Error, line), 10);
 }
 
 void TestFfmpegAudio::create_tellsFailedResampler()
 {
     const QString line = QStringLiteral("(ffpg)swr_init failed with ffffffea (Invalid argument)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     QVERIFY(!makeDecoder(kALaw, 0, 1)); // the codecs themselves do not mind
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
 }
 
 void TestFfmpegAudio::create_toldOrWorking_forAnyNumberOfChannels()
 {
     const QRegularExpression failed(QStringLiteral(
             "^\\(ffpg\\)(avcodec_open2|swr_alloc_set_opts|swr_init|av_frame_get_buffer) failed"));
-    m_log->expectMatching(Logger::Error, failed);
+    log->expectMatching(Logger::Error, failed);
     for (int channels = 0; channels < 80; ++channels) {
-        m_log->clear();
+        log->clear();
         const AudioDecoderHandle decoder = makeDecoder(kALaw, 8000, channels);
-        QCOMPARE(m_log->countMatching(Logger::Error, failed), decoder ? 0 : 1);
+        QCOMPARE(log->countMatching(Logger::Error, failed), decoder ? 0 : 1);
         const AudioEncoderHandle encoder = makeEncoder(kALaw, 8000, channels);
-        QCOMPARE(m_log->countMatching(Logger::Error, failed),
-                 (decoder ? 0 : 1) + (encoder ? 0 : 1));
+        QCOMPARE(log->countMatching(Logger::Error, failed), (decoder ? 0 : 1) + (encoder ? 0 : 1));
         QVERIFY(channels != 0 || (!decoder && !encoder));
         if (!decoder || !encoder)
             continue;
@@ -180,9 +161,9 @@ void TestFfmpegAudio::createEncoder_tellsFailedBuffer()
     // Below 25 Hz a frame has no sample.
     const QString line =
             QStringLiteral("(ffpg)av_frame_get_buffer failed with ffffffea (Invalid argument)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     QVERIFY(!makeEncoder(kMuLaw, 24, 1));
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
 }
 
 void TestFfmpegAudio::calls_returnMinusOne_withoutHandleOrOutput()
@@ -205,17 +186,17 @@ void TestFfmpegAudio::destroy_returnsZero_andLogs()
 {
     QCOMPARE(ffmpeg_destroy_audio_decoder(nullptr), 0);
     QCOMPARE(ffmpeg_destroy_audio_encoder(nullptr), 0);
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
     const _tag_adec_param_s decoderParam = {kALaw, 8000, 16, 1};
     const _tag_aenc_param_s encoderParam = {kALaw, 8000, 16, 1};
     void *decoder = ffmpeg_create_audio_decoder(&decoderParam);
     void *encoder = ffmpeg_create_audio_encoder(&encoderParam);
     QCOMPARE(ffmpeg_destroy_audio_decoder(decoder), 0);
     QCOMPARE(ffmpeg_destroy_audio_encoder(encoder), 0);
-    QCOMPARE(m_log->count(Logger::Debug,
-                          QString::asprintf("(ffpg)destroy audio decoder %p", decoder)), 1);
-    QCOMPARE(m_log->count(Logger::Debug,
-                          QString::asprintf("(ffpg)destroy audio encoder %p", encoder)), 1);
+    QCOMPARE(
+        log->count(Logger::Debug, QString::asprintf("(ffpg)destroy audio decoder %p", decoder)), 1);
+    QCOMPARE(
+        log->count(Logger::Debug, QString::asprintf("(ffpg)destroy audio encoder %p", encoder)), 1);
 }
 
 void TestFfmpegAudio::registries_areNull_afterLastHandle_andStartAnew()
@@ -250,12 +231,12 @@ void TestFfmpegAudio::registries_keepFirst_ofTwoWithOneContext()
                                                   static_cast<void *>(&decoderTwin));
     const QString encoderLine = QString::asprintf("(ffpg)audio decoder %p was existed",
                                                   static_cast<void *>(&encoderTwin));
-    m_log->expect(Logger::Error, decoderLine);
-    m_log->expect(Logger::Error, encoderLine);
+    log->expect(Logger::Error, decoderLine);
+    log->expect(Logger::Error, encoderLine);
     QCOMPARE(add_audio_decoder(&decoderTwin), -1);
     QCOMPARE(add_audio_encoder(&encoderTwin), -1);
-    QCOMPARE(m_log->count(Logger::Error, decoderLine), 1);
-    QCOMPARE(m_log->count(Logger::Error, encoderLine), 1);
+    QCOMPARE(log->count(Logger::Error, decoderLine), 1);
+    QCOMPARE(log->count(Logger::Error, encoderLine), 1);
     remove_audio_decoder(&decoderTwin);
     remove_audio_encoder(&encoderTwin);
     QCOMPARE(audio_decoders, decoder.record());

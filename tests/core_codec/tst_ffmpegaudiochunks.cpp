@@ -4,11 +4,10 @@
 /// What audio handles make of the chunks that they are given.
 
 #include "audiohandles.h"
-#include "support/logcapture.h"
+#include "codectest.h"
 
 #include <QtTest>
 
-#include <memory>
 #include <vector>
 
 using namespace vantratest;
@@ -19,20 +18,12 @@ constexpr int kReserve = 64 * 1024; // bytes that a decoder's buffer holds at le
 
 } // namespace
 
-class TestFfmpegAudioChunks : public QObject
+class TestFfmpegAudioChunks : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { quietConsole(); }
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!audio_decoders);
-        QVERIFY(!audio_encoders);
-        m_log.reset();
-    }
 
     void decoder_expandsEveryCode_data() { lawRows(); }
     void decoder_expandsEveryCode();
@@ -58,17 +49,6 @@ private slots:
     void encoder_keepsBufferOfFirstPacket_andFailsLarger();
     void encoder_refusesNoData_andStaysUsable();
     void encoder_encodesTwoChannels();
-
-private:
-    static void lawRows()
-    {
-        QTest::addColumn<int>("codec");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("A-law") << kALaw << "pcm_alaw";
-        QTest::newRow("mu-law") << kMuLaw << "pcm_mulaw";
-    }
-
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestFfmpegAudioChunks::decoder_expandsEveryCode()
@@ -82,8 +62,9 @@ void TestFfmpegAudioChunks::decoder_expandsEveryCode()
     QCOMPARE(decode(handle, codes, &out), 0);
     QCOMPARE(out.size, 512u);
     QCOMPARE(content(out), expanded(codec, codes));
-    QCOMPARE(m_log->count(Logger::Debug, QStringLiteral(
-            "(ffpg)av_samples_get_buffer_size ret 512, linesize 512")), 1);
+    QCOMPARE(log->count(Logger::Debug,
+                        QStringLiteral("(ffpg)av_samples_get_buffer_size ret 512, linesize 512")),
+             1);
 }
 
 void TestFfmpegAudioChunks::decoder_handsBackTimeStamp_andItsOwnBuffer()
@@ -98,8 +79,9 @@ void TestFfmpegAudioChunks::decoder_handsBackTimeStamp_andItsOwnBuffer()
     QCOMPARE(out.pts, quint64(5));
     QCOMPARE(content(out), expanded(kALaw, QByteArray(160, '\x2a')));
     // The buffer was made, and told, once.
-    QCOMPARE(m_log->countMatching(Logger::Debug, QRegularExpression(QStringLiteral(
-            "av_samples_get_buffer_size"))), 1);
+    QCOMPARE(log->countMatching(Logger::Debug,
+                                QRegularExpression(QStringLiteral("av_samples_get_buffer_size"))),
+             1);
 }
 
 void TestFfmpegAudioChunks::decoder_writesLargerFrame_intoTheFirstBuffer()
@@ -124,13 +106,13 @@ void TestFfmpegAudioChunks::decoder_failsFrame_largerThanItsBuffer()
 {
     const QRegularExpression line(
         QStringLiteral("^\\(ffpg\\)swr_convert failed with [0-9a-f]{8}$"));
-    m_log->expectMatching(Logger::Error, line);
+    log->expectMatching(Logger::Error, line);
     const AudioDecoderHandle handle = makeDecoder(kALaw);
     _tag_audio_frame_s out;
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), 0);
     QCOMPARE(decode(handle, QByteArray(kReserve / 2 + 1, '\x55'), &out), -1);
     QVERIFY(!out.data && out.size == 0);
-    QCOMPARE(m_log->countMatching(Logger::Error, line), 1);
+    QCOMPARE(log->countMatching(Logger::Error, line), 1);
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), 0);
 
     // A buffer is as large as its first frame, if that is large.
@@ -146,7 +128,7 @@ void TestFfmpegAudioChunks::decoder_goesOnWithNextFrame_whenConversionFailed()
 {
     const QRegularExpression line(
         QStringLiteral("^\\(ffpg\\)swr_convert failed with [0-9a-f]{8}$"));
-    m_log->expectMatching(Logger::Error, line);
+    log->expectMatching(Logger::Error, line);
     const AudioDecoderHandle handle = makeDecoder(kALaw);
     _tag_audio_frame_s out;
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), 0);
@@ -157,7 +139,7 @@ void TestFfmpegAudioChunks::decoder_goesOnWithNextFrame_whenConversionFailed()
 
     const QByteArray next(80, '\x31');
     QCOMPARE(decode(handle, next, &out, 2), 0);
-    QCOMPARE(m_log->countMatching(Logger::Error, line), 1);
+    QCOMPARE(log->countMatching(Logger::Error, line), 1);
     QCOMPARE(content(out), expanded(kALaw, next));
     QCOMPARE(out.pts, quint64(2));
 }
@@ -165,40 +147,34 @@ void TestFfmpegAudioChunks::decoder_goesOnWithNextFrame_whenConversionFailed()
 void TestFfmpegAudioChunks::decoder_failsInSilence_whenNothingFollowsFailedConversion()
 {
     const QString line = QStringLiteral("(ffpg)swr_convert failed with ffffffea");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     const AudioDecoderHandle handle = makeDecoder(kALaw);
     swr_close(handle->swr); // it refuses to convert until it is initialised again
     _tag_audio_frame_s out;
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
-    QCOMPARE(m_log->unexpected(), QStringList()); // that there is no further frame has no line
+    QCOMPARE(log->count(Logger::Error, line), 1);
+    QCOMPARE(log->unexpected(), QStringList()); // that there is no further frame has no line
     QCOMPARE(swr_init(handle->swr), 0);
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), 0);
 }
 
 void TestFfmpegAudioChunks::decoder_refusesInputThatIsNone_andStaysUsable_data()
 {
-    QTest::addColumn<bool>("isNull");
-    QTest::addColumn<unsigned>("size");
-    QTest::newRow("no data") << true << 100u;
-    QTest::newRow("no data, no size") << true << 0u;
-    QTest::newRow("no size") << false << 0u;
-    QTest::newRow("size negative as int") << false << 0x80000000u;
-    QTest::newRow("size -1") << false << 0xffffffffu;
+    unusableInputRows();
 }
 
 void TestFfmpegAudioChunks::decoder_refusesInputThatIsNone_andStaysUsable()
 {
     QFETCH(bool, isNull);
     QFETCH(unsigned, size);
-    m_log->expect(Logger::Error, kInvalidSend);
+    log->expect(Logger::Error, kInvalidSend);
     const AudioDecoderHandle handle = makeDecoder(kALaw);
     unsigned char byte = 0;
     _tag_audio_frame_s out;
     memset(&out, 0xaa, sizeof(out));
     QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), isNull ? nullptr : &byte, size, 3, &out), -1);
     QVERIFY(!out.data && out.size == 0 && out.pts == 0);
-    QCOMPARE(m_log->count(Logger::Error, kInvalidSend), 1);
+    QCOMPARE(log->count(Logger::Error, kInvalidSend), 1);
     QCOMPARE(decode(handle, QByteArray(160, '\x55'), &out), 0);
 }
 
@@ -245,8 +221,8 @@ void TestFfmpegAudioChunks::decoder_staysUsable_afterChunkThatEndsWithinASample(
     QFETCH(int, size);
     const int whole = size / channels * channels;
     if (whole == 0)
-        m_log->expect(Logger::Error, QStringLiteral("(ffpg)avcodec_send_packet failed with bebbb1b7"
-                                                    " (Invalid data found when processing input)"));
+        log->expect(Logger::Error, QStringLiteral("(ffpg)avcodec_send_packet failed with bebbb1b7"
+                                                  " (Invalid data found when processing input)"));
     const AudioDecoderHandle handle = makeDecoder(kALaw, 8000, channels);
     const QByteArray codes = encodeALaw(makeTone(2000, 8000, 300));
     _tag_audio_frame_s out;
@@ -260,7 +236,7 @@ void TestFfmpegAudioChunks::decoder_staysUsable_afterChunkThatEndsWithinASample(
         QCOMPARE(decode(handle, good, &out), 0);
         QCOMPARE(content(out), expanded(kALaw, good));
     }
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
 }
 
 void TestFfmpegAudioChunks::encoder_hasFramesOfTwentyMilliseconds_timesBytes_data()
@@ -358,10 +334,10 @@ void TestFfmpegAudioChunks::encoder_keepsBufferOfFirstPacket_andFailsLarger()
     QCOMPARE(out.size, 160u);
     const uint8_t *buffer = out.data;
     const QString line = QStringLiteral("(ffpg)av_malloc 320 failed");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     handle->frame->nb_samples = 320;
     QCOMPARE(encode(handle, pcm, &out), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     QVERIFY(!out.data);
     handle->frame->nb_samples = 80;
     QCOMPARE(encode(handle, pcm, &out), 0);
@@ -373,11 +349,11 @@ void TestFfmpegAudioChunks::encoder_refusesNoData_andStaysUsable()
 {
     const QString line =
             QStringLiteral("(ffpg)avcodec_send_frame failed with ffffffea (Invalid argument)");
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     const AudioEncoderHandle handle = makeEncoder(kALaw);
     _tag_audio_frame_s out;
     QCOMPARE(ffmpeg_encoder_audio_frame(handle.get(), nullptr, 640, 0, &out), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
     QCOMPARE(encode(handle, pcmBytes(makeTone(320, 8000, 440)), &out), 0);
 }
 

@@ -5,9 +5,8 @@
 /// choice of the surface format, and hardware mode on a device reference behind which there is no
 /// card.
 
-#include "codechandles.h"
+#include "codectest.h"
 #include "support/clipmaker.h"
-#include "support/logcapture.h"
 
 #include <QtTest>
 
@@ -15,23 +14,14 @@ extern "C" {
 #include <libavutil/hwcontext.h>
 }
 
-#include <memory>
-
 using namespace vantratest;
 
-class TestFfmpegHardware : public QObject
+class TestFfmpegHardware : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!video_decoders);
-        m_log.reset();
-    }
 
     void create_fallsBackToSoftware_withoutDevice_data();
     void create_fallsBackToSoftware_withoutDevice();
@@ -54,7 +44,6 @@ private slots:
 private:
     bool enterHardwareMode(const VideoHandle &handle);
 
-    std::unique_ptr<LogCapture> m_log;
     QVector<AccessUnit> m_units;
     QVector<AccessUnit> m_reordered;
 };
@@ -125,12 +114,12 @@ void TestFfmpegHardware::create_fallsBackToSoftware_withoutDevice()
             QSKIP("FFmpeg was built without this type");
     }
     const QRegularExpression pattern(QStringLiteral("^\\(ffpg\\)%1$").arg(line));
-    m_log->expectMatching(Logger::LogLevel(level), pattern);
+    log->expectMatching(Logger::LogLevel(level), pattern);
     const VideoHandle handle = makeVideo(codec, qPrintable(device));
     QVERIFY(handle);
     if (handle->ctx->hw_device_ctx)
         QSKIP("this machine has such a device");
-    QCOMPARE(m_log->countMatching(Logger::LogLevel(level), pattern), 1);
+    QCOMPARE(log->countMatching(Logger::LogLevel(level), pattern), 1);
 
     // The format stays chosen where only the device was missing; the mode is software all the same.
     QCOMPARE(handle->hw_pix_fmt != AV_PIX_FMT_NONE, level == Logger::Error);
@@ -178,9 +167,9 @@ void TestFfmpegHardware::getHwFormat_fails_whenFormatIsNotOffered()
                                      AV_PIX_FMT_NV12, AV_PIX_FMT_NONE};
     const QString line = QString::asprintf("(ffpg)ctx %p failed to get hw surface format",
                                            static_cast<void *>(handle->ctx));
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     QCOMPARE(int(get_hw_format(handle->ctx, isEmpty ? offered + 2 : offered)), -1);
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, line), 1);
 }
 
 void TestFfmpegHardware::getHwFormat_fails_forUnknownContext()
@@ -191,15 +180,15 @@ void TestFfmpegHardware::getHwFormat_fails_forUnknownContext()
         QString::asprintf("(ffpg)found no decoder with ctx %p", address),
         QString::asprintf("(ffpg)ctx %p failed to get hw surface format", address)};
     for (const QString &line : lines)
-        m_log->expect(Logger::Error, line);
+        log->expect(Logger::Error, line);
     const AVPixelFormat offered[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NONE};
     QCOMPARE(int(get_hw_format(ctx, offered)), -1); // no table at all
     const VideoHandle other = makeVideo(1);
-    m_log->clear();
+    log->clear();
     QCOMPARE(int(get_hw_format(ctx, offered)), -1); // a table without it
-    QCOMPARE(m_log->lines().size(), 2);
-    QCOMPARE(m_log->lines()[0].text, lines[0]);
-    QCOMPARE(m_log->lines()[1].text, lines[1]);
+    QCOMPARE(log->lines().size(), 2);
+    QCOMPARE(log->lines()[0].text, lines[0]);
+    QCOMPARE(log->lines()[1].text, lines[1]);
     // The lock is free again.
     QVERIFY(video_decoders_lock.tryLockForWrite());
     video_decoders_lock.unlock();
@@ -223,13 +212,13 @@ void TestFfmpegHardware::decode_failsForGood_whenNoFormatFits()
     const QString refused = QString::asprintf("(ffpg)ctx %p failed to get hw surface format",
                                               static_cast<void *>(handle->ctx));
     const QRegularExpression failed(QStringLiteral("^\\(ffpg\\)avcodec_send_packet failed with"));
-    m_log->expect(Logger::Error, refused);
-    m_log->expectMatching(Logger::Error, failed);
+    log->expect(Logger::Error, refused);
+    log->expectMatching(Logger::Error, failed);
     // No change to software later: only a new handle changes the mode.
     for (int round = 0; round < 3; ++round)
         QCOMPARE(decode(handle, m_units[0]), -1);
-    QVERIFY(m_log->count(Logger::Error, refused) >= 1);
-    QCOMPARE(m_log->countMatching(Logger::Error, failed), 3);
+    QVERIFY(log->count(Logger::Error, refused) >= 1);
+    QCOMPARE(log->countMatching(Logger::Error, failed), 3);
     const VideoHandle next = makeVideo(1);
     QCOMPARE(decode(next, m_units[0]), 0);
 }
@@ -239,12 +228,12 @@ void TestFfmpegHardware::hardwareMode_isSilent_whileThereIsNoPicture()
     const VideoHandle handle = makeVideo(1);
     if (!enterHardwareMode(handle))
         QSKIP("FFmpeg was built without any hardware device");
-    m_log->clear();
+    log->clear();
     _tag_yuv_frame_s yuv;
     memset(&yuv, 0xaa, sizeof(yuv));
     QCOMPARE(decode(handle, m_reordered[0], &yuv), -1);
     QCOMPARE(yuv.pts, quint64(0));
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestFfmpegHardware::hardwareMode_tellsFailedReceive_inItsOwnWords()
@@ -261,9 +250,9 @@ void TestFfmpegHardware::hardwareMode_tellsFailedReceive_inItsOwnWords()
     // Without "failed" here.
     const QRegularExpression line(
             QStringLiteral("^\\(ffpg\\)avcodec_receive_frame with [0-9a-f]{8} \\(.+\\)$"));
-    m_log->expectMatching(Logger::Error, line);
+    log->expectMatching(Logger::Error, line);
     QCOMPARE(decode(handle, other), -1);
-    QCOMPARE(m_log->countMatching(Logger::Error, line), 1);
+    QCOMPARE(log->countMatching(Logger::Error, line), 1);
 }
 
 void TestFfmpegHardware::hardwareMode_givesOnlyTimeStamp_forOtherSurfaces()
@@ -290,13 +279,13 @@ void TestFfmpegHardware::hardwareMode_tellsFailedTransfer_andKeepsYuv()
         QSKIP("FFmpeg was built without any hardware device");
     const QRegularExpression line(
         QStringLiteral("^\\(ffpg\\)av_hwframe_transfer_data failed with [0-9a-f]{8} \\(.+\\)$"));
-    m_log->expectMatching(Logger::Error, line);
+    log->expectMatching(Logger::Error, line);
     AccessUnit unit = m_units[0];
     unit.pts = 4711;
     _tag_yuv_frame_s yuv;
     _tag_rgb_frame_s rgb;
     QCOMPARE(decode(handle, unit, &yuv, &rgb), -1);
-    QCOMPARE(m_log->countMatching(Logger::Error, line), 1);
+    QCOMPARE(log->countMatching(Logger::Error, line), 1);
     QCOMPARE(yuv.pts, quint64(4711));
     QVERIFY(!rgb.data);
     QVERIFY(!handle->rgb_data[0]);

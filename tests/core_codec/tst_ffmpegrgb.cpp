@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "codechandles.h"
+#include "codectest.h"
 #include "support/clipmaker.h"
-#include "support/logcapture.h"
 
 #include <QColor>
 #include <QtTest>
@@ -81,18 +80,12 @@ bool isAbout(const uint8_t *pixel, const QColor &colour)
 
 } // namespace
 
-class TestFfmpegRgb : public QObject
+class TestFfmpegRgb : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { quietConsole(); }
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        m_log.reset();
-    }
 
     void everyFormat_givesRedFirst_data();
     void everyFormat_givesRedFirst();
@@ -107,9 +100,6 @@ private slots:
     void grownPicture_keepsTheFirstBuffer_andFails();
     void smallerPicture_usesTheFirstBuffer();
     void picture_withoutChroma_failsConversion_andKeepsYuv();
-
-private:
-    std::unique_ptr<LogCapture> m_log;
 };
 
 static void addPatches()
@@ -279,7 +269,7 @@ void TestFfmpegRgb::grownPicture_keepsTheFirstBuffer_andFails()
     options.count = 1;
     const AccessUnit first = makeClip(options).first();
     const QString line = QStringLiteral("(ffpg)yuv2rgb fmt: 0 err: -1");
-    m_log->expect(Logger::Warning, line);
+    log->expect(Logger::Warning, line);
     for (const QSize &size : {QSize(640, 480), QSize(640, 120), QSize(320, 242), QSize(240, 320)}) {
         options.width = size.width();
         options.height = size.height();
@@ -289,10 +279,10 @@ void TestFfmpegRgb::grownPicture_keepsTheFirstBuffer_andFails()
         _tag_rgb_frame_s rgb;
         QCOMPARE(decode(handle, first, &yuv, &rgb), 0);
         uint8_t *buffer = handle->rgb_data[0];
-        m_log->clear();
+        log->clear();
         // It has no room; that one picture fails, and nothing is written beyond.
         QCOMPARE(decode(handle, grown, &yuv, &rgb), -1);
-        QCOMPARE(m_log->count(Logger::Warning, line), 1);
+        QCOMPARE(log->count(Logger::Warning, line), 1);
         QVERIFY(!rgb.data);
         QVERIFY(yuv.y);
         QCOMPARE(yuv.width, size.width());
@@ -339,11 +329,11 @@ void TestFfmpegRgb::picture_withoutChroma_failsConversion_andKeepsYuv()
         QSKIP("the H.265 encoder makes no grey pictures");
     const VideoHandle handle = makeVideo(2);
     const QString line = QStringLiteral("(ffpg)yuv2rgb fmt: %1 err: -1").arg(AV_PIX_FMT_GRAY8);
-    m_log->expect(Logger::Warning, line);
+    log->expect(Logger::Warning, line);
     _tag_yuv_frame_s yuv;
     _tag_rgb_frame_s rgb;
     QCOMPARE(decode(handle, units[0], &yuv, &rgb), -1);
-    QCOMPARE(m_log->count(Logger::Warning, line), 1);
+    QCOMPARE(log->count(Logger::Warning, line), 1);
     QCOMPARE(readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height), 0);
     QVERIFY(!yuv.u && !yuv.v);
     QCOMPARE(yuv.linesize_uv, 0);

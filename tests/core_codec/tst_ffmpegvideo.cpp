@@ -1,31 +1,22 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "codechandles.h"
+#include "codectest.h"
 #include "support/clipmaker.h"
-#include "support/logcapture.h"
 
 #include <QtTest>
 
 #include <atomic>
-#include <memory>
 #include <thread>
 #include <vector>
 
 using namespace vantratest;
 
-class TestFfmpegVideo : public QObject
+class TestFfmpegVideo : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!video_decoders);
-        m_log.reset();
-    }
 
     void create_returnsNull_forUnknownCodec_data();
     void create_returnsNull_forUnknownCodec();
@@ -55,7 +46,6 @@ private slots:
     void manyHandles_liveAtOnce_onManyThreads();
 
 private:
-    std::unique_ptr<LogCapture> m_log;
     QVector<AccessUnit> m_h264;
     QVector<AccessUnit> m_h265;
 };
@@ -83,12 +73,12 @@ void TestFfmpegVideo::create_returnsNull_forUnknownCodec()
 {
     QFETCH(int, codec);
     const QString line = QStringLiteral("(ffpg)codec %1 is not supported").arg(codec);
-    m_log->expect(Logger::Error, line);
+    log->expect(Logger::Error, line);
     QVERIFY(!makeVideo(codec));
-    QCOMPARE(m_log->count(Logger::Error, line), 1);
-    QCOMPARE(m_log->lines().size(), 1);
-    QCOMPARE(m_log->lines()[0].category, QStringLiteral("vantra"));
-    QVERIFY(m_log->lines()[0].file.endsWith(QLatin1String("core_codec/ffmpegvideo.cpp")));
+    QCOMPARE(log->count(Logger::Error, line), 1);
+    QCOMPARE(log->lines().size(), 1);
+    QCOMPARE(log->lines()[0].category, QStringLiteral("vantra"));
+    QVERIFY(log->lines()[0].file.endsWith(QLatin1String("core_codec/ffmpegvideo.cpp")));
 }
 
 void TestFfmpegVideo::create_returnsNull_withoutParameters()
@@ -127,7 +117,7 @@ void TestFfmpegVideo::create_makesSoftwareDecoder_forNoneAndEmpty()
     const QString address = QString::asprintf("%p", handle.get());
     handle.destroy();
     QStringList lines;
-    for (const LogCapture::Line &line : m_log->lines()) {
+    for (const LogCapture::Line &line : log->lines()) {
         QCOMPARE(line.level, Logger::Debug);
         lines << line.text;
     }
@@ -161,10 +151,10 @@ void TestFfmpegVideo::create_readsDeviceName_thatFillsItsArray()
     const QString name(32, QLatin1Char('x'));
     const QString line =
             QStringLiteral("(ffpg)find no h264 decoder support device %1").arg(name);
-    m_log->expect(Logger::Warning, line);
+    log->expect(Logger::Warning, line);
     const VideoHandle handle = makeVideo(1, name.toLatin1().constData());
     QVERIFY(handle);
-    QCOMPARE(m_log->count(Logger::Warning, line), 1);
+    QCOMPARE(log->count(Logger::Warning, line), 1);
 }
 
 void TestFfmpegVideo::decode_givesEveryPicture_frameByFrame_data()
@@ -227,10 +217,10 @@ void TestFfmpegVideo::decode_tellsAgain_asErrorInSoftware()
     options.bFrames = 2;
     const QVector<AccessUnit> units = makeClip(options);
     const VideoHandle handle = makeVideo(1);
-    m_log->expect(Logger::Error, kAgain);
+    log->expect(Logger::Error, kAgain);
     _tag_yuv_frame_s yuv;
     QCOMPARE(decode(handle, units[0], &yuv), -1);
-    QCOMPARE(m_log->count(Logger::Error, kAgain), 1);
+    QCOMPARE(log->count(Logger::Error, kAgain), 1);
     // Late by the depth of reordering, and then in order.
     int next = 0;
     for (int i = 1; i < units.size(); ++i) {
@@ -238,13 +228,13 @@ void TestFfmpegVideo::decode_tellsAgain_asErrorInSoftware()
             QCOMPARE(readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height), next++);
     }
     QVERIFY(next >= units.size() - 3);
-    QCOMPARE(m_log->count(Logger::Error, kAgain), units.size() - next);
+    QCOMPARE(log->count(Logger::Error, kAgain), units.size() - next);
 }
 
 void TestFfmpegVideo::decode_zeroesOutputs_onFailure()
 {
     const VideoHandle handle = makeVideo(1);
-    m_log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral("avcodec_send_packet")));
+    log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral("avcodec_send_packet")));
     _tag_yuv_frame_s yuv;
     _tag_rgb_frame_s rgb;
     const _tag_yuv_frame_s noYuv = {};
@@ -258,14 +248,7 @@ void TestFfmpegVideo::decode_zeroesOutputs_onFailure()
 
 void TestFfmpegVideo::decode_refusesInputThatIsNone_andStaysUsable_data()
 {
-    QTest::addColumn<bool>("isNull");
-    QTest::addColumn<unsigned>("size");
-    QTest::newRow("no data") << true << 100u;
-    // To FFmpeg the signal to drain and to take nothing more.
-    QTest::newRow("no data, no size") << true << 0u;
-    QTest::newRow("no size") << false << 0u;
-    QTest::newRow("size negative as int") << false << 0x80000000u;
-    QTest::newRow("size -1") << false << 0xffffffffu;
+    unusableInputRows();
     QTest::newRow("size without room for padding") << false << 0x7fffffffu;
 }
 
@@ -274,11 +257,11 @@ void TestFfmpegVideo::decode_refusesInputThatIsNone_andStaysUsable()
     QFETCH(bool, isNull);
     QFETCH(unsigned, size);
     const VideoHandle handle = makeVideo(1);
-    m_log->expect(Logger::Error, kInvalidSend);
+    log->expect(Logger::Error, kInvalidSend);
     unsigned char byte = 0;
     QCOMPARE(ffmpeg_decoder_video_frame(handle.get(), isNull ? nullptr : &byte, size, 1, 0, nullptr,
                                         nullptr), -1);
-    QCOMPARE(m_log->count(Logger::Error, kInvalidSend), 1);
+    QCOMPARE(log->count(Logger::Error, kInvalidSend), 1);
     for (const AccessUnit &unit : m_h264)
         QCOMPARE(decode(handle, unit), 0);
 }
@@ -289,15 +272,15 @@ void TestFfmpegVideo::decode_survivesGarbage_andStaysUsable()
                                         "(Invalid data found when processing input)");
     const QRegularExpression failed(
             QStringLiteral("^\\(ffpg\\)avcodec_(send_packet|receive_frame) failed with"));
-    m_log->expectMatching(Logger::Error, failed);
-    m_log->expect(Logger::Error, line);
+    log->expectMatching(Logger::Error, failed);
+    log->expect(Logger::Error, line);
     for (const int codec : {1, 2}) {
         const QVector<AccessUnit> &good = codec == 1 ? m_h264 : m_h265;
         const VideoHandle handle = makeVideo(codec);
         // Without parameter sets there is nothing to decode with.
-        m_log->clear();
+        log->clear();
         QCOMPARE(decode(handle, good[1]), -1);
-        QCOMPARE(m_log->count(Logger::Error, line), 1);
+        QCOMPARE(log->count(Logger::Error, line), 1);
 
         quint32 seed = 1;
         for (int round = 0; round < 200; ++round) {
@@ -367,10 +350,10 @@ void TestFfmpegVideo::decode_tellsFailedReceive_andStaysUsable()
     QCOMPARE(decode(handle, m_h264[0]), 0);
     const QRegularExpression line(
             QStringLiteral("^\\(ffpg\\)avcodec_receive_frame failed with [0-9a-f]{8} \\(.+\\)$"));
-    m_log->expectMatching(Logger::Error, line);
+    log->expectMatching(Logger::Error, line);
     QCOMPARE(decode(handle, other), -1);
-    QCOMPARE(m_log->countMatching(Logger::Error, line), 1);
-    QCOMPARE(m_log->count(Logger::Error, kAgain), 0);
+    QCOMPARE(log->countMatching(Logger::Error, line), 1);
+    QCOMPARE(log->count(Logger::Error, kAgain), 0);
     QCOMPARE(decode(handle, m_h264[0]), 0);
 }
 
@@ -407,9 +390,9 @@ void TestFfmpegVideo::registry_keepsFirst_ofTwoWithOneContext()
     twin->ctx = handle->ctx;
     const QString line =
             QString::asprintf("(ffpg)decoder %p was existed", static_cast<void *>(twin));
-    m_log->expect(Logger::Warning, line);
+    log->expect(Logger::Warning, line);
     QCOMPARE(add_video_decoder(twin), -1);
-    QCOMPARE(m_log->count(Logger::Warning, line), 1);
+    QCOMPARE(log->count(Logger::Warning, line), 1);
     QCOMPARE(HASH_COUNT(video_decoders), 1u);
     // Taking out what was refused leaves the one that is there.
     remove_video_decoder(twin);

@@ -1,13 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "codechandles.h"
+#include "codectest.h"
 #include "core_codec/mediacodec.h"
 #include "support/clipmaker.h"
-#include "support/logcapture.h"
 
 #include <QtTest>
 
-#include <memory>
 #include <type_traits>
 
 using namespace vantratest;
@@ -17,19 +15,12 @@ static_assert(sizeof(MediaCodec) == 3 * sizeof(void *), "three handles and nothi
 static_assert(std::is_trivially_destructible<MediaCodec>::value, "the owner destroys the handles");
 static_assert(!std::is_copy_constructible<MediaCodec>::value, "a handle has one owner");
 
-class TestMediaCodec : public QObject
+class TestMediaCodec : public CodecTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init() { m_log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QVERIFY(!video_decoders && !audio_decoders && !audio_encoders);
-        m_log.reset();
-    }
 
     void first_setsLogLevelOfFfmpeg_andOthersDoNot();
     void isEmpty_afterConstruction();
@@ -50,7 +41,6 @@ private slots:
 private:
     void tellsMissingHandles(MediaCodec *codec);
 
-    std::unique_ptr<LogCapture> m_log;
     QVector<AccessUnit> m_units;
     const _tag_vdec_param_s m_video = videoParam(1);
     const _tag_adec_param_s m_decoder = {33, 8000, 16, 1};
@@ -105,7 +95,7 @@ void TestMediaCodec::create_refusesSecond_andKeepsFirst()
 {
     for (const char *text : {"video decoder already exist", "audio decoder already exist",
                              "audio encoder already exist"})
-        m_log->expect(Logger::Warning, QStringLiteral("(mdcdc)%1").arg(QLatin1String(text)));
+        log->expect(Logger::Warning, QStringLiteral("(mdcdc)%1").arg(QLatin1String(text)));
     MediaCodec codec;
     codec.createVideoDecoder(m_video);
     codec.createAudioDecoder(m_decoder);
@@ -114,7 +104,7 @@ void TestMediaCodec::create_refusesSecond_andKeepsFirst()
     QVERIFY(!codec.createVideoDecoder(videoParam(2)));
     QVERIFY(!codec.createAudioDecoder(m_decoder));
     QVERIFY(!codec.createAudioEncoder(m_encoder));
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     QVERIFY(memcmp(&codec, fields, sizeof(fields)) == 0);
     QCOMPARE(HASH_COUNT(video_decoders), 1u);
     QCOMPARE(HASH_COUNT(audio_decoders), 1u);
@@ -133,18 +123,18 @@ void TestMediaCodec::create_tellsFailure_andStaysEmpty()
                                QStringLiteral("(ffpg)codec 35 is not supported"),
                                QStringLiteral("(mdcdc)create audio encoder fail")};
     for (const QString &line : lines)
-        m_log->expect(Logger::Error, line);
+        log->expect(Logger::Error, line);
     MediaCodec codec;
     QVERIFY(!codec.createVideoDecoder(videoParam(35)));
     QVERIFY(!codec.createAudioDecoder({35, 8000, 16, 1}));
     QVERIFY(!codec.createAudioEncoder({35, 8000, 16, 1}));
     QStringList seen;
-    for (const LogCapture::Line &line : m_log->lines())
+    for (const LogCapture::Line &line : log->lines())
         seen << line.text;
     QCOMPARE(seen, lines);
     QVERIFY(codec.isVideoDecoderNull() && codec.isAudioDecoderNull());
-    QCOMPARE(m_log->lines()[1].category, QStringLiteral("vantra"));
-    QVERIFY(m_log->lines()[1].file.endsWith(QLatin1String("core_codec/mediacodec.cpp")));
+    QCOMPARE(log->lines()[1].category, QStringLiteral("vantra"));
+    QVERIFY(log->lines()[1].file.endsWith(QLatin1String("core_codec/mediacodec.cpp")));
 }
 
 void TestMediaCodec::tellsMissingHandles(MediaCodec *codec)
@@ -153,7 +143,7 @@ void TestMediaCodec::tellsMissingHandles(MediaCodec *codec)
     for (const char *text :
          {"video decoder is null", "audio decoder is null", "audio encoder is null"}) {
         lines << QStringLiteral("(mdcdc)%1").arg(QLatin1String(text));
-        m_log->expect(Logger::Warning, lines.last());
+        log->expect(Logger::Warning, lines.last());
     }
     unsigned char byte = 0;
     _tag_yuv_frame_s yuv;
@@ -162,7 +152,7 @@ void TestMediaCodec::tellsMissingHandles(MediaCodec *codec)
     QVERIFY(!codec->decodeAudioFrame(&byte, 1, 0, &out));
     QVERIFY(!codec->encodeAudioFrame(&byte, 1, 0, &out));
     QStringList seen;
-    for (const LogCapture::Line &line : m_log->lines())
+    for (const LogCapture::Line &line : log->lines())
         seen << line.text;
     QCOMPARE(seen, lines);
 }
@@ -182,7 +172,7 @@ void TestMediaCodec::calls_tellMissingHandle_afterDestroy()
     codec.destroyVideoDecoder();
     codec.destroyAudioDecoder();
     codec.destroyAudioEncoder();
-    m_log->clear();
+    log->clear();
     tellsMissingHandles(&codec);
 }
 
@@ -205,15 +195,15 @@ void TestMediaCodec::decodeVideo_decodes()
 
 void TestMediaCodec::decodeVideo_tellsFailure_withSizeAndKey()
 {
-    m_log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral("avcodec_send_packet")));
-    m_log->expect(Logger::Warning, QStringLiteral("(mdcdc)video decoder fail (5:1)"));
-    m_log->expect(Logger::Warning, QStringLiteral("(mdcdc)video decoder fail (4294967295:-7)"));
+    log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral("avcodec_send_packet")));
+    log->expect(Logger::Warning, QStringLiteral("(mdcdc)video decoder fail (5:1)"));
+    log->expect(Logger::Warning, QStringLiteral("(mdcdc)video decoder fail (4294967295:-7)"));
     MediaCodec codec;
     codec.createVideoDecoder(m_video);
     unsigned char garbage[5] = {0, 0, 1, 0x65, 0xff};
     QVERIFY(!codec.decodeVideoFrame(garbage, 5, 1, 0, nullptr, nullptr));
     QVERIFY(!codec.decodeVideoFrame(garbage, 0xffffffff, -7, 0, nullptr, nullptr));
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     codec.destroyVideoDecoder();
 }
 
@@ -222,21 +212,21 @@ void TestMediaCodec::decodeVideo_returnsFalse_whileDecoderWarmsUp()
     ClipOptions options;
     options.bFrames = 2;
     const AccessUnit unit = makeClip(options).first();
-    m_log->expect(Logger::Error, kAgain);
-    m_log->expect(Logger::Warning,
-                  QStringLiteral("(mdcdc)video decoder fail (%1:1)").arg(unit.data.size()));
+    log->expect(Logger::Error, kAgain);
+    log->expect(Logger::Warning,
+                QStringLiteral("(mdcdc)video decoder fail (%1:1)").arg(unit.data.size()));
     MediaCodec codec;
     codec.createVideoDecoder(m_video);
     QVERIFY(!codec.decodeVideoFrame(bytesOf(unit.data), unsigned(unit.data.size()), 1, 0, nullptr,
                                     nullptr));
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     codec.destroyVideoDecoder();
 }
 
 void TestMediaCodec::decodeAudio_decodes_andTellsFailure()
 {
-    m_log->expect(Logger::Error, kInvalidSend);
-    m_log->expect(Logger::Warning, QStringLiteral("(mdcdc)decode audio frame fail 77"));
+    log->expect(Logger::Error, kInvalidSend);
+    log->expect(Logger::Warning, QStringLiteral("(mdcdc)decode audio frame fail 77"));
     MediaCodec codec;
     codec.createAudioDecoder(m_decoder);
     const QByteArray codes(160, '\xd5');
@@ -245,15 +235,15 @@ void TestMediaCodec::decodeAudio_decodes_andTellsFailure()
     QCOMPARE(out.size, 320u);
     QCOMPARE(out.pts, quint64(9));
     QVERIFY(!codec.decodeAudioFrame(nullptr, 77, 9, &out));
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     codec.destroyAudioDecoder();
 }
 
 void TestMediaCodec::encodeAudio_encodes_andTellsFailure()
 {
-    m_log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral("avcodec_send_frame")));
+    log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral("avcodec_send_frame")));
     // An error, where a failed decode is a warning.
-    m_log->expect(Logger::Error, QStringLiteral("(mdcdc)encode audio frame fail 88"));
+    log->expect(Logger::Error, QStringLiteral("(mdcdc)encode audio frame fail 88"));
     MediaCodec codec;
     codec.createAudioEncoder(m_encoder);
     const QByteArray pcm(640, '\0');
@@ -263,7 +253,7 @@ void TestMediaCodec::encodeAudio_encodes_andTellsFailure()
              QByteArray(320, '\xff'));
     QCOMPARE(out.pts, quint64(9));
     QVERIFY(!codec.encodeAudioFrame(nullptr, 88, 9, &out));
-    QCOMPARE(m_log->missing(), QStringList());
+    QCOMPARE(log->missing(), QStringList());
     codec.destroyAudioEncoder();
 }
 
@@ -273,7 +263,7 @@ void TestMediaCodec::destroy_doesNothing_withoutHandle()
     codec.destroyVideoDecoder();
     codec.destroyAudioDecoder();
     codec.destroyAudioEncoder();
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestMediaCodec::destroy_emptiesEachField_andCreateWorksAgain()
