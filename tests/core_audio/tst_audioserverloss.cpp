@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "audiocalls.h"
 #include "core_audio/audioplayer.h"
 #include "core_audio/audiothread.h"
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "support/privatepulse.h"
 #include "support/tone.h"
 #include "support/waitfor.h"
@@ -16,9 +17,6 @@
 using namespace vantratest;
 
 namespace {
-
-constexpr int kRate = 8000; ///< Hz, mono, 16 bits
-constexpr int kBlockFrames = 160;
 
 /// Tells when everything queued so far has run.
 class CountingThread final : public AudioThread
@@ -38,41 +36,22 @@ private:
     std::atomic<int> settled{0};
 };
 
-bool queue(AudioThread &audio, const char *slot)
-{
-    return QMetaObject::invokeMethod(&audio, slot, Qt::QueuedConnection, Q_ARG(int, kRate),
-                                     Q_ARG(int, 1), Q_ARG(int, 16));
-}
-
-bool queuePlay(AudioThread &audio, const QByteArray &block)
-{
-    return QMetaObject::invokeMethod(&audio, "play", Qt::QueuedConnection,
-                                     Q_ARG(QByteArray, block));
-}
-
 } // namespace
 
 /// A sound server that hangs for a while and then is gone. The tests stand in the order of a story:
 /// the first thread makes the connection of the process and ends; the last ones have no server.
-class TestAudioServerLoss : public QObject
+class TestAudioServerLoss : public LoggedTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init() { log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(log->unexpected(), QStringList());
-        log.reset();
-    }
 
     void frozenServer_leavesTheOwnerFree_andSoundComesBack();
     void vanishedServer_endsSound_withoutHarm();
     void vanishedServer_refusesWhatIsOpenedLater();
 
 private:
-    std::unique_ptr<LogCapture> log;
     PrivatePulse pulse;
 };
 
@@ -87,7 +66,7 @@ void TestAudioServerLoss::frozenServer_leavesTheOwnerFree_andSoundComesBack()
     QVERIFY(recorder.waitUntilRunning());
     AudioThread audio;
     audio.startThread();
-    QVERIFY(queue(audio, "openAudioOutput"));
+    QVERIFY(queueOpen(audio, "openAudioOutput"));
     qint64 frame = 0;
     const auto playOn = [&](double hertz, int milliseconds) {
         QElapsedTimer clock;
@@ -95,7 +74,7 @@ void TestAudioServerLoss::frozenServer_leavesTheOwnerFree_andSoundComesBack()
         const qint64 start = frame;
         return waitFor([&] {
             for (; (frame - start) * 1000 / kRate < clock.elapsed() + 100; frame += kBlockFrames)
-                queuePlay(audio, sinePcm(hertz, kRate, kBlockFrames, 0.5, 1, frame));
+                queue(audio, "play", sinePcm(hertz, kRate, kBlockFrames, 0.5, 1, frame));
             return milliseconds ? clock.elapsed() > milliseconds
                                 : hasTone(recorder.last(200), SinkRecorder::kSampleRate, hertz);
         });
@@ -104,7 +83,7 @@ void TestAudioServerLoss::frozenServer_leavesTheOwnerFree_andSoundComesBack()
     pulse.freeze();
     QVERIFY(playOn(660.0, 1500)); // longer than every buffer on the way
     // This hangs on the worker, and only there.
-    QVERIFY(queue(audio, "openAudioOutput"));
+    QVERIFY(queueOpen(audio, "openAudioOutput"));
     audio.setCalcLevel(true);
     QVERIFY(audio.getLevel());
     QCOMPARE(audio.getVolume(), 100);
@@ -121,8 +100,8 @@ void TestAudioServerLoss::vanishedServer_endsSound_withoutHarm()
     player.openAudioOutput(kRate, 1, 16);
     player.openAudioInput(kRate, 1, 16);
     QVERIFY(player.isPlaying());
-    QVERIFY(queue(audio, "openAudioOutput"));
-    QVERIFY(queue(audio, "openAudioInput"));
+    QVERIFY(queueOpen(audio, "openAudioOutput"));
+    QVERIFY(queueOpen(audio, "openAudioInput"));
     // Not before: Qt waits for ever on a server that goes while it is being asked to open.
     QVERIFY(audio.settle());
     const QByteArray block(kBlockFrames * 2, '\x10');
@@ -133,13 +112,13 @@ void TestAudioServerLoss::vanishedServer_endsSound_withoutHarm()
     connect(&player, &AudioPlayer::receiveOutputData, this, [&] { ++told; });
     QVERIFY(waitFor([&] {
         player.play(block.constData(), block.size());
-        queuePlay(audio, block);
+        queue(audio, "play", block);
         return player.getAudioOutput()->bytesFree() <= 0 && told > 200;
     }));
     audio.setCalcLevel(true);
-    QVERIFY(queue(audio, "openAudioInput"));
-    QVERIFY(queue(audio, "openAudioOutput"));
-    QVERIFY(queuePlay(audio, block));
+    QVERIFY(queueOpen(audio, "openAudioInput"));
+    QVERIFY(queueOpen(audio, "openAudioOutput"));
+    QVERIFY(queue(audio, "play", block));
     audio.stopThread();
     player.closeAudioInput();
     player.closeAudioOutput();
@@ -161,8 +140,8 @@ void TestAudioServerLoss::vanishedServer_refusesWhatIsOpenedLater()
 
     AudioThread audio;
     audio.startThread();
-    QVERIFY(queue(audio, "openAudioOutput"));
-    QVERIFY(queuePlay(audio, block));
+    QVERIFY(queueOpen(audio, "openAudioOutput"));
+    QVERIFY(queue(audio, "play", block));
     QVERIFY(waitFor([&] { return audio.getVolume() > 0; }));
     audio.stopThread();
 }

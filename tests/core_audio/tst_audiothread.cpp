@@ -2,9 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "core_audio/audiothread.h"
 
+#include "audiocalls.h"
 #include "core_audio/audioplayer.h"
 #include "core_codec/mediacodec.h"
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
+#include "support/metaobject.h"
 #include "support/privatepulse.h"
 #include "support/tone.h"
 #include "support/waitfor.h"
@@ -12,7 +14,6 @@
 #include <QAudioInput>
 #include <QAudioOutput>
 #include <QDir>
-#include <QMetaMethod>
 #include <QPointer>
 #include <QSemaphore>
 #include <QSharedPointer>
@@ -29,29 +30,7 @@ using namespace vantratest;
 
 namespace {
 
-constexpr int kRate = 8000; ///< Hz, mono, 16 bits: the form of a camera
-constexpr int kBlockFrames = 160;
 constexpr int kBlockMilliseconds = 20;
-constexpr int kRecordedRate = SinkRecorder::kSampleRate;
-constexpr int kHeardLately = 200; ///< milliseconds
-
-bool queue(AudioThread &audio, const char *slot)
-{
-    return QMetaObject::invokeMethod(&audio, slot, Qt::QueuedConnection);
-}
-
-template<typename T>
-bool queue(AudioThread &audio, const char *slot, T argument)
-{
-    return QMetaObject::invokeMethod(&audio, slot, Qt::QueuedConnection,
-                                     QArgument<T>(QMetaType::fromType<T>().name(), argument));
-}
-
-bool queueOpen(AudioThread &audio, const char *slot)
-{
-    return QMetaObject::invokeMethod(&audio, slot, Qt::QueuedConnection, Q_ARG(int, kRate),
-                                     Q_ARG(int, 1), Q_ARG(int, 16));
-}
 
 /// An AudioThread that notes what its overrides see, on the worker.
 class Probe final : public AudioThread
@@ -135,27 +114,15 @@ int entriesOf(const char *folder)
     return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System).size();
 }
 
-QStringList methodsOf(const QMetaObject &meta, QMetaMethod::MethodType type)
-{
-    QStringList found;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        if (meta.method(i).methodType() == type)
-            found << QString::fromLatin1(meta.method(i).methodSignature());
-    }
-    return found;
-}
-
 } // namespace
 
 /// The worker thread with a real sound server.
-class TestAudioThread : public QObject
+class TestAudioThread : public LoggedTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void signalsAndSlots_standInOrder();
     void encoder_standsFromBirth_forTalk();
@@ -193,24 +160,12 @@ private slots:
     void destruction_queuedAtTheEndOfTheWorker_isSurvived();
 
 private:
-    std::unique_ptr<LogCapture> log;
     PrivatePulse pulse;
 };
 
 void TestAudioThread::initTestCase()
 {
     QVERIFY2(pulse.start(), qPrintable(pulse.log()));
-}
-
-void TestAudioThread::init()
-{
-    log = std::make_unique<LogCapture>();
-}
-
-void TestAudioThread::cleanup()
-{
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
 }
 
 void TestAudioThread::signalsAndSlots_standInOrder()

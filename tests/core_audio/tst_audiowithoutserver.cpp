@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_audio/audioplayer.h"
 #include "core_audio/audiothread.h"
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "support/privatepulse.h"
 #include "support/waitfor.h"
 
@@ -14,26 +14,17 @@
 using namespace vantratest;
 
 /// A machine without a sound server: everything is refused in silence, and nothing hangs.
-class TestAudioWithoutServer : public QObject
+class TestAudioWithoutServer : public LoggedTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { useNoSoundServer(); }
-    void init() { log = std::make_unique<LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(log->unexpected(), QStringList());
-        log.reset();
-    }
 
     void output_isDeadAndQuiet();
     void input_isDeadAndQuiet();
     void controls_keepAnswering();
     void thread_startsTakesSoundAndStops();
-
-private:
-    std::unique_ptr<LogCapture> log;
 };
 
 void TestAudioWithoutServer::output_isDeadAndQuiet()
