@@ -3,7 +3,7 @@
 #pragma once
 
 #include "core_videobase/abstractvideowidget.h"
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 
 #include <QEvent>
 #include <QPainter>

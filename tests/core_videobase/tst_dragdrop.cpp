@@ -4,7 +4,7 @@
 // What a video widget takes from a drag. A drop knows its source only while a drag of this process
 // is under way, so those drops are sent from within a real one.
 
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "videowidgetfakes.h"
 
 #include <QDrag>
@@ -70,21 +70,11 @@ bool dropFrom(QWidget *source, FrameWidget &widget, const QString &format)
 
 } // namespace
 
-class tst_DragDrop : public QObject
+class tst_DragDrop : public vantratest::LoggedTest
 {
     Q_OBJECT
 
-private:
-    std::unique_ptr<vantratest::LogCapture> log;
-
 private slots:
-    void init() { log = std::make_unique<vantratest::LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(log->unexpected(), QStringList());
-        log.reset();
-    }
-
     void dragOfItems_isTakenAsACopy()
     {
         FrameWidget widget;

@@ -3,7 +3,7 @@
 //
 // The way of a frame from a thread's signal to its surface, on real windows.
 
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "videowidgetfakes.h"
 
 #include <QSignalSpy>
@@ -112,21 +112,11 @@ bool lies(const QWidget &parent, QWidget *below, QWidget *above)
 
 } // namespace
 
-class tst_FrameRouting : public QObject
+class tst_FrameRouting : public vantratest::LoggedTest
 {
     Q_OBJECT
 
-private:
-    std::unique_ptr<vantratest::LogCapture> log;
-
 private slots:
-    void init() { log = std::make_unique<vantratest::LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(log->unexpected(), QStringList());
-        log.reset();
-    }
-
     // --- Frames ---------------------------------------------------------------------------------
 
     void frame_goesToItsSurface_asItIs()

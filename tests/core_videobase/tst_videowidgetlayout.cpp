@@ -3,7 +3,7 @@
 //
 // Overlays, painting, layout and digital zoom as the video widget wires them to its layers.
 
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "videowidgetfakes.h"
 
 #include <QLabel>
@@ -53,16 +53,20 @@ QStringList names(const QList<Record> &records)
     return result;
 }
 
-bool shows(QWidget *widget)
+// Paints its pictures, without a text.
+class PlainWidget : public FrameWidget
 {
-    widget->show();
-    return QTest::qWaitForWindowExposed(widget) && settle();
-}
-
-QColor pixel(QWidget *widget, int x, int y)
-{
-    return widget->grab().toImage().pixelColor(x, y);
-}
+public:
+    explicit PlainWidget(ScaleMode mode = ScaleMode_Auto)
+    {
+        WidgetPara para;
+        para.videoMode = VideoMode_Painter;
+        para.scaleMode = mode;
+        para.bgText.clear();
+        setWidgetPara(para);
+        resize(100, 80);
+    }
+};
 
 bool hasColor(QWidget *widget, const QColor &color)
 {
@@ -78,21 +82,11 @@ bool hasColor(QWidget *widget, const QColor &color)
 
 } // namespace
 
-class tst_VideoWidgetLayout : public QObject
+class tst_VideoWidgetLayout : public vantratest::LoggedTest
 {
     Q_OBJECT
 
-private:
-    std::unique_ptr<vantratest::LogCapture> log;
-
 private slots:
-    void init() { log = std::make_unique<vantratest::LogCapture>(); }
-    void cleanup()
-    {
-        QCOMPARE(log->unexpected(), QStringList());
-        log.reset();
-    }
-
     // --- Overlays and the paint pass ------------------------------------------------------------
 
     void osdList_keepsItsOrder_andRepaintsAsItShould()
@@ -275,12 +269,7 @@ private slots:
 
     void picture_isDrawnWithItsGraphs()
     {
-        FrameWidget widget;
-        widget.resize(100, 80);
-        WidgetPara para;
-        para.videoMode = VideoMode_Painter;
-        para.scaleMode = ScaleMode_Fill;
-        widget.setWidgetPara(para);
+        PlainWidget widget(ScaleMode_Fill);
         QVERIFY(shows(&widget));
         widget.image = colouredImage(100, 80, Qt::blue);
         widget.zoom.sourceRect = QRectF(widget.image.rect());
@@ -293,12 +282,7 @@ private slots:
 
     void zoomedPicture_isItsPart()
     {
-        FrameWidget widget;
-        widget.resize(100, 80);
-        WidgetPara para;
-        para.videoMode = VideoMode_Painter;
-        para.scaleMode = ScaleMode_Fill;
-        widget.setWidgetPara(para);
+        PlainWidget widget(ScaleMode_Fill);
         QVERIFY(shows(&widget));
         widget.image = colouredImage(100, 80, Qt::blue);
         for (int y = 0; y < 40; ++y) {
@@ -316,12 +300,7 @@ private slots:
 
     void osd_isDrawn_onlyOverPaintedVideo()
     {
-        FrameWidget widget;
-        widget.resize(100, 80);
-        WidgetPara para;
-        para.videoMode = VideoMode_Painter;
-        para.bgText.clear();
-        widget.setWidgetPara(para);
+        PlainWidget widget;
         QVERIFY(shows(&widget));
         widget.appendOsd(osdPicture("a", Qt::red));
         QCOMPARE(pixel(&widget, 8, 8), QColor(Qt::red));
@@ -337,12 +316,7 @@ private slots:
 
     void osd_withAnUnknownPosition_standsWhereTheOneBeforeIt()
     {
-        FrameWidget widget;
-        widget.resize(100, 80);
-        WidgetPara para;
-        para.videoMode = VideoMode_Painter;
-        para.bgText.clear();
-        widget.setWidgetPara(para);
+        PlainWidget widget;
         QVERIFY(shows(&widget));
         OsdInfo before = osdPicture("a", Qt::red);
         before.position = OsdPosition_Custom;

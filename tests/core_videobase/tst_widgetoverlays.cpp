@@ -11,14 +11,24 @@
 
 using namespace paintedwidget;
 
-class TestWidgetOverlays : public QObject
+namespace {
+
+template<typename Change>
+bool repaints(Widget &widget, Change change)
+{
+    const int before = widget.paints;
+    change();
+    settle();
+    return widget.paints > before;
+}
+
+} // namespace
+
+class TestWidgetOverlays : public vantratest::LoggedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void osd_textOfEachFormat_data();
     void osd_textOfEachFormat();
     void osd_textAtEachPosition_data();
@@ -32,21 +42,7 @@ private slots:
     void graphs_areBurntIntoThePicture();
     void clear_wipesEverything();
     void clear_repaints();
-
-private:
-    std::unique_ptr<vantratest::LogCapture> log;
 };
-
-void TestWidgetOverlays::init()
-{
-    log = std::make_unique<vantratest::LogCapture>();
-}
-
-void TestWidgetOverlays::cleanup()
-{
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
-}
 
 void TestWidgetOverlays::osd_textOfEachFormat_data()
 {
@@ -191,23 +187,17 @@ void TestWidgetOverlays::osd_changes_repaintAsTold()
     QVERIFY(show(widget));
     QTRY_VERIFY(widget.paints > 0);
     settle();
-    const auto repaints = [&widget](auto change) {
-        const int before = widget.paints;
-        change();
-        settle();
-        return widget.paints > before;
-    };
     OsdInfo osd = textOsd(QStringLiteral("a"));
-    QVERIFY(repaints([&] { widget.appendOsd(osd); }));
+    QVERIFY(repaints(widget, [&] { widget.appendOsd(osd); }));
     osd.color = kRed;
-    QVERIFY(!repaints([&] { widget.setOsd(osd); })); // shows at the next repaint
+    QVERIFY(!repaints(widget, [&] { widget.setOsd(osd); })); // shows at the next repaint
     QVERIFY(Shot(widget).contains(kRed));
     settle();
     osd.name = QStringLiteral("b");
-    QVERIFY(repaints([&] { widget.setOsd(osd); }));
-    QVERIFY(repaints([&] { widget.removeOsd(QStringLiteral("nobody")); }));
-    QVERIFY(repaints([&] { widget.removeOsd(QStringLiteral("a")); }));
-    QVERIFY(repaints([&] { widget.clearOsd(); }));
+    QVERIFY(repaints(widget, [&] { widget.setOsd(osd); }));
+    QVERIFY(repaints(widget, [&] { widget.removeOsd(QStringLiteral("nobody")); }));
+    QVERIFY(repaints(widget, [&] { widget.removeOsd(QStringLiteral("a")); }));
+    QVERIFY(repaints(widget, [&] { widget.clearOsd(); }));
     QVERIFY(Shot(widget).isAll(kBlack));
 }
 
@@ -217,26 +207,20 @@ void TestWidgetOverlays::graph_changes_repaintAsTold()
     QVERIFY(show(widget));
     widget.setImage(solid(QSize(40, 30), kBlue));
     settle();
-    const auto repaints = [&widget](auto change) {
-        const int before = widget.paints;
-        change();
-        settle();
-        return widget.paints > before;
-    };
     GraphInfo graph;
     graph.name = QStringLiteral("a");
     graph.rect = QRect(2, 2, 10, 10);
     graph.borderColor = kGreen;
-    QVERIFY(repaints([&] { widget.appendGraph(graph); }));
+    QVERIFY(repaints(widget, [&] { widget.appendGraph(graph); }));
     graph.borderColor = kRed;
-    QVERIFY(!repaints([&] { widget.setGraph(graph); }));
+    QVERIFY(!repaints(widget, [&] { widget.setGraph(graph); }));
     QVERIFY(Shot(widget).contains(kRed));
     settle();
     graph.name = QStringLiteral("b");
-    QVERIFY(repaints([&] { widget.setGraph(graph); }));
-    QVERIFY(repaints([&] { widget.removeGraph(QStringLiteral("nobody")); }));
-    QVERIFY(repaints([&] { widget.removeGraph(QStringLiteral("a")); }));
-    QVERIFY(repaints([&] { widget.clearGraph(); }));
+    QVERIFY(repaints(widget, [&] { widget.setGraph(graph); }));
+    QVERIFY(repaints(widget, [&] { widget.removeGraph(QStringLiteral("nobody")); }));
+    QVERIFY(repaints(widget, [&] { widget.removeGraph(QStringLiteral("a")); }));
+    QVERIFY(repaints(widget, [&] { widget.clearGraph(); }));
 }
 
 void TestWidgetOverlays::graphs_areBurntIntoThePicture()

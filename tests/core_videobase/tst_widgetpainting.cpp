@@ -11,14 +11,11 @@
 
 using namespace paintedwidget;
 
-class TestWidgetPainting : public QObject
+class TestWidgetPainting : public vantratest::LoggedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void picture_isScaledAndCentred_data();
     void picture_isScaledAndCentred();
     void picture_keepsItsOrientation();
@@ -43,21 +40,7 @@ private slots:
     void fillColor_showsBesideThePicture();
     void fillColor_isNotUsed_withFillOrTransparent();
     void paint_leavesTheLayerItsOwnPaint();
-
-private:
-    std::unique_ptr<vantratest::LogCapture> log;
 };
-
-void TestWidgetPainting::init()
-{
-    log = std::make_unique<vantratest::LogCapture>();
-}
-
-void TestWidgetPainting::cleanup()
-{
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
-}
 
 // The centre of 400 by 300 is (199, 149); even left and top go up by one, so that a picture as large
 // as the widget stands at (-1, -1) and leaves the last column and row free.

@@ -47,14 +47,11 @@ void dragBy(Widget &widget, const QPoint &step)
 
 } // namespace
 
-class TestWidgetZoomAndBanner : public QObject
+class TestWidgetZoomAndBanner : public vantratest::LoggedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void zoom_byWheel_showsTheMiddle();
     void zoom_byDrag_showsEveryCorner();
     void zoom_dragNeedsLeftButton();
@@ -66,21 +63,7 @@ private slots:
     void banner_isShown_onlyOverARunningPicture();
     void banner_colorsOfWidgetPara_waitForAProperty();
     void banner_buttonsToggle_throughTheWidget();
-
-private:
-    std::unique_ptr<vantratest::LogCapture> log;
 };
-
-void TestWidgetZoomAndBanner::init()
-{
-    log = std::make_unique<vantratest::LogCapture>();
-}
-
-void TestWidgetZoomAndBanner::cleanup()
-{
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
-}
 
 void TestWidgetZoomAndBanner::zoom_byWheel_showsTheMiddle()
 {

@@ -4,6 +4,7 @@
 
 #include <QEvent>
 #include <QSemaphore>
+#include <QtTest>
 
 #include <memory>
 
@@ -183,6 +184,13 @@ bool PlayWidget::startAndRun()
     return start() && vantratest::waitFor([this] { return isRunning; });
 }
 
+bool PlayWidget::showAndRun()
+{
+    setVideoMode(VideoMode_Painter);
+    show();
+    return QTest::qWaitForWindowExposed(this) && startAndRun();
+}
+
 void PlayWidget::note(const QString &call)
 {
     calls << call;
@@ -331,11 +339,28 @@ bool settle()
     return true;
 }
 
+bool shows(QWidget *widget)
+{
+    widget->show();
+    return QTest::qWaitForWindowExposed(widget) && settle();
+}
+
+QColor pixel(QWidget *widget, int x, int y)
+{
+    return widget->grab().toImage().pixelColor(x, y);
+}
+
 QImage colouredImage(int width, int height, const QColor &color)
 {
     QImage image(width, height, QImage::Format_RGB32);
     image.fill(color);
     return image;
+}
+
+void AbstractWidgetTest::tearDown()
+{
+    for (const auto &line : log->lines())
+        QVERIFY(!line.file.contains(QLatin1String("videowidget")));
 }
 
 } // namespace videowidgetfakes

@@ -9,6 +9,7 @@
 #include "core_opengl/yuvwidget.h"
 #include "core_videobase/bannerwidget.h"
 #include "core_videobase/standardvideowidget.h"
+#include "support/loggedtest.h"
 #include "support/waitfor.h"
 
 #include <QDateTime>
@@ -224,6 +225,8 @@ public:
     FakeThread *thread() const { return qobject_cast<FakeThread *>(videoThread.data()); }
     /// start() and the report that the thread runs.
     bool startAndRun();
+    /// The same in a window, where it paints its pictures.
+    bool showAndRun();
 
     QStringList calls;
     bool canCreate = true;
@@ -265,6 +268,19 @@ public:
 /// Runs the event loop until everything is painted that had to be painted when this was called.
 bool settle();
 
+/// Shows the widget and waits until it is painted.
+bool shows(QWidget *widget);
+
+/// What the widget shows there, its children included.
+QColor pixel(QWidget *widget, int x, int y);
+
 QImage colouredImage(int width, int height, const QColor &color);
+
+/// What the tests of AbstractVideoWidget share: it writes no line of its own.
+class AbstractWidgetTest : public vantratest::LoggedTest
+{
+protected:
+    void tearDown() override;
+};
 
 } // namespace videowidgetfakes
