@@ -3,16 +3,12 @@
 #pragma once
 
 #include "core_videobase/abstractvideothread.h"
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "support/playview.h"
 #include "support/waitfor.h"
 
 #include <QFile>
 #include <QRegularExpression>
-
-extern "C" {
-#include <libavutil/log.h>
-}
 
 namespace vantratest {
 
@@ -34,15 +30,6 @@ inline qint64 droppedDatagrams()
             return words.value(names.indexOf("RcvbufErrors")).toLongLong();
     }
     return 0;
-}
-
-/// Keeps what is logged on purpose off the console. Before any LogCapture: it removes all sinks.
-inline void quietConsole()
-{
-    av_log_set_level(AV_LOG_QUIET);
-    const auto sinks = cuteLoggerInstance()->sinks();
-    for (const auto &sink : sinks)
-        cuteLoggerInstance()->removeSink(sink);
 }
 
 /// Announces what a stop makes of the call that it cuts short, whichever that is.

@@ -70,14 +70,16 @@ int codecWithoutDecoder()
 
 } // namespace
 
-class TestBadInput : public QObject
+class TestBadInput : public LoggedTest
 {
     Q_OBJECT
 
+protected:
+    void setUp() override;
+    void tearDown() override;
+
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void address_leadingNowhere_isLogged_data();
     void address_leadingNowhere_isLogged();
@@ -98,7 +100,6 @@ private:
     void playInVain(const QString &url, Logger::LogLevel level, const QString &line, int times = 2);
     bool startView(BadView *view);
 
-    std::unique_ptr<LogCapture> log;
     std::unique_ptr<QtWarnings> warnings;
     QStringList announced; ///< of Qt's warnings
     PrivatePulse pulse;
@@ -110,23 +111,20 @@ void TestBadInput::initTestCase()
     QVERIFY2(pulse.start(), qPrintable(pulse.log())); // without one, Qt complains
 }
 
-void TestBadInput::init()
+void TestBadInput::setUp()
 {
-    log = std::make_unique<LogCapture>();
     warnings = std::make_unique<QtWarnings>();
     announced.clear();
     announceStop(log.get());
 }
 
-void TestBadInput::cleanup()
+void TestBadInput::tearDown()
 {
     QStringList told = warnings->lines();
     warnings.reset();
     for (const QString &line : std::as_const(announced))
         told.removeAll(line);
     QCOMPARE(told.join("; "), QString());
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
 }
 
 bool TestBadInput::startView(BadView *view)

@@ -5,10 +5,8 @@
 // its receiver sees, that pictures come back without help, and that no fault holds up the GUI
 // thread.
 #include "core_video/ffmpegvideothread.h"
+#include "faulttest.h"
 #include "support/counterblocks.h"
-#include "support/heartbeat.h"
-#include "support/logcapture.h"
-#include "support/rtspserver.h"
 #include "support/waitfor.h"
 
 #include <QElapsedTimer>
@@ -21,18 +19,10 @@ using namespace vantratest;
 
 namespace {
 
-const QString kCamera = QStringLiteral("cam:h264:pcma:320x240:25:gop=10");
 const QString kPicture = QStringLiteral("picture 320x240");
 const QString kRender = QStringLiteral("H264 320x240");
 
-constexpr int kReadTimeoutMs = 1500;
 constexpr int kConnectTimeoutMs = 20000; ///< which a loaded machine keeps
-constexpr int kOpenSleepMs = 300;
-constexpr int kEnoughPictures = 5;
-constexpr int kHealMs = 60000;      ///< safeguard
-constexpr int kSoonMs = 1000;       ///< in which a stopped thread ends, beyond its phase's limit
-constexpr int kSlackMs = 2000;      ///< of a machine under load
-constexpr int kAtOnceMs = 400;
 constexpr int kQuietMs = 500; ///< without a picture, after which none is under way
 
 /// A stream thread that tells how far its opening has come.
@@ -121,14 +111,15 @@ private:
 
 } // namespace
 
-class TestFaultsThread : public QObject
+class TestFaultsThread : public FaultTest
 {
     Q_OBJECT
 
-private slots:
-    void init();
-    void cleanup();
+protected:
+    void setUp() override;
+    void releaseClient() override;
 
+private slots:
     void unreachableServer_isTriedAgain_untilItAnswers_data();
     void unreachableServer_isTriedAgain_untilItAnswers();
     void silentServer_timesOutByTheSocket_whereTheConnectTimeoutIsLonger();
@@ -152,50 +143,30 @@ private slots:
 
 private:
     static void transports();
-    bool startServer(int port = 0);
-    bool command(const QString &line);
     bool playCamera(const QString &transport = QStringLiteral("tcp"));
     bool picturesComeAfter(int opens);
     bool hasEnded() const { return thread->isFinished() && receiver->events.last() == "finished"; }
     bool reachPhase(const QString &phase);
     QStringList story() const;
-    void expect(Logger::LogLevel level, const QString &start);
-    int count(const QString &start) const;
 
-    std::unique_ptr<LogCapture> log;
-    std::unique_ptr<Heartbeat> heart;
-    std::unique_ptr<RtspServer> server;
-    std::unique_ptr<SilentServer> silent;
-    std::unique_ptr<BlackHole> hole;
     std::unique_ptr<WatchedThread> thread;
     std::unique_ptr<Receiver> receiver;
 };
 
-void TestFaultsThread::init()
+void TestFaultsThread::setUp()
 {
-    log = std::make_unique<LogCapture>();
-    server = std::make_unique<RtspServer>();
     thread = std::make_unique<WatchedThread>();
     thread->setOpenSleepTime(kOpenSleepMs);
     thread->setConnectTimeout(kConnectTimeoutMs);
     thread->setReadTimeout(kReadTimeoutMs);
     receiver = std::make_unique<Receiver>(thread.get());
-    heart = std::make_unique<Heartbeat>();
+    FaultTest::setUp();
 }
 
-void TestFaultsThread::cleanup()
+void TestFaultsThread::releaseClient()
 {
-    const qint64 gap = heart->longestGap();
-    const QStringList unexpected = log->unexpected(); // the end of the thread is not the matter
-    heart.reset();
     thread.reset();
     receiver.reset();
-    server.reset();
-    silent.reset();
-    hole.reset();
-    log.reset();
-    QCOMPARE(unexpected.join('\n'), QString());
-    QVERIFY2(gap < kFrozenMs, qPrintable(QString::number(gap)));
 }
 
 // --- Helpers ------------------------------------------------------------------------------------
@@ -205,16 +176,6 @@ void TestFaultsThread::transports()
     QTest::addColumn<QString>("transport");
     QTest::newRow("tcp") << QStringLiteral("tcp");
     QTest::newRow("udp") << QStringLiteral("udp");
-}
-
-bool TestFaultsThread::startServer(int port)
-{
-    return heart->leaveOut([&] { return server->start({"--camera", kCamera}, port); });
-}
-
-bool TestFaultsThread::command(const QString &line)
-{
-    return heart->leaveOut([&] { return server->command(line); });
 }
 
 bool TestFaultsThread::playCamera(const QString &transport)
@@ -253,21 +214,6 @@ QStringList TestFaultsThread::story() const
     return lines;
 }
 
-/// Announces the thread's lines that begin so.
-void TestFaultsThread::expect(Logger::LogLevel level, const QString &start)
-{
-    log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(ffvdthr\\)") +
-                                                  QRegularExpression::escape(start)));
-}
-
-int TestFaultsThread::count(const QString &start) const
-{
-    int found = 0;
-    for (const LogCapture::Line &line : log->lines())
-        found += line.text.startsWith(QStringLiteral("(ffvdthr)") + start);
-    return found;
-}
-
 // --- No open ------------------------------------------------------------------------------------
 
 void TestFaultsThread::unreachableServer_isTriedAgain_untilItAnswers_data()
@@ -287,18 +233,9 @@ void TestFaultsThread::unreachableServer_isTriedAgain_untilItAnswers()
 {
     QFETCH(QString, fault);
     QFETCH(QString, transport);
-    int port = 0;
-    if (fault == "silent") {
-        silent = std::make_unique<SilentServer>();
-        port = silent->port();
-    } else if (fault == "dropped packets") {
-        hole = std::make_unique<BlackHole>();
-        if (!hole->isValid())
-            QSKIP("this system makes no black hole");
-        port = hole->port();
-    } else {
-        port = refusedPort();
-    }
+    const int port = faultyPort(fault);
+    if (hole && !hole->isValid())
+        QSKIP("this system makes no black hole");
     const QString url = QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(port);
     QStringList told = {"check connect failed"};
     if (fault == "silent") {

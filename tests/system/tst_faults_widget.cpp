@@ -3,11 +3,9 @@
 //
 // Faults of the network and of the server, as a widget and its host meet them. A play that never
 // opened goes on trying; one that breaks after it has opened ends, and the host begins anew.
-#include "support/heartbeat.h"
-#include "support/logcapture.h"
+#include "faulttest.h"
 #include "support/playview.h"
 #include "support/privatepulse.h"
-#include "support/rtspserver.h"
 #include "support/waitfor.h"
 
 #include <QElapsedTimer>
@@ -21,18 +19,9 @@ using namespace vantratest;
 
 namespace {
 
-const QString kCamera = QStringLiteral("cam:h264:pcma:320x240:25:gop=10");
-
 constexpr int kConnectTimeoutMs = 2000;
 constexpr int kPatienceMs = 20000; ///< for an open that a loaded machine must not break
-constexpr int kReadTimeoutMs = 1500;
-constexpr int kOpenSleepMs = 300;
-constexpr int kAgainMs = 300; ///< pause of the host before it begins anew
-constexpr int kEnoughPictures = 5;
-constexpr int kHealMs = 60000;      ///< safeguard
-constexpr int kSoonMs = 1000;       ///< in which a stopped thread ends, beyond its phase's limit
-constexpr int kSlackMs = 2000;      ///< of a machine under load
-constexpr int kAtOnceMs = 400;
+constexpr int kAgainMs = 300;      ///< pause of the host before it begins anew
 
 /// Pixels of the widget's face that are not of its background.
 int litPixels(QWidget &widget)
@@ -48,14 +37,16 @@ int litPixels(QWidget &widget)
 
 } // namespace
 
-class TestFaultsWidget : public QObject
+class TestFaultsWidget : public FaultTest
 {
     Q_OBJECT
 
+protected:
+    void setUp() override;
+    void releaseClient() override;
+
 private slots:
     void initTestCase() { useNoSoundServer(); }
-    void init();
-    void cleanup();
 
     void unopenedPlay_goesOnTrying_untilTheServerAnswers_data();
     void unopenedPlay_goesOnTrying_untilTheServerAnswers();
@@ -70,48 +61,28 @@ private slots:
 
 private:
     static void faults();
-    bool startServer(int port = 0);
-    bool command(const QString &line);
     bool playCamera(const QString &transport = QStringLiteral("tcp"));
     bool inflict(const QString &fault);
     bool undo(const QString &fault);
     bool picturesCome();
     bool reachPhase(const QString &phase);
-    int count(const QString &start) const;
-    void expect(Logger::LogLevel level, const QString &start);
     void expectBrokenStream();
 
-    std::unique_ptr<LogCapture> log;
-    std::unique_ptr<Heartbeat> heart;
-    std::unique_ptr<RtspServer> server;
-    std::unique_ptr<SilentServer> silent;
-    std::unique_ptr<BlackHole> hole;
     std::unique_ptr<PlayView> view;
 };
 
-void TestFaultsWidget::init()
+void TestFaultsWidget::setUp()
 {
-    log = std::make_unique<LogCapture>();
-    server = std::make_unique<RtspServer>();
     view = std::make_unique<PlayView>();
     view->setTimeouts(kConnectTimeoutMs, kReadTimeoutMs);
     view->setOpenSleepTime(kOpenSleepMs);
     view->show();
-    heart = std::make_unique<Heartbeat>();
+    FaultTest::setUp();
 }
 
-void TestFaultsWidget::cleanup()
+void TestFaultsWidget::releaseClient()
 {
-    const qint64 gap = heart->longestGap();
-    const QStringList unexpected = log->unexpected(); // the end of the widget is not the matter
-    heart.reset();
     view.reset();
-    server.reset();
-    silent.reset();
-    hole.reset();
-    log.reset();
-    QCOMPARE(unexpected.join('\n'), QString());
-    QVERIFY2(gap < kFrozenMs, qPrintable(QString::number(gap)));
 }
 
 // --- Helpers ------------------------------------------------------------------------------------
@@ -129,16 +100,6 @@ void TestFaultsWidget::faults()
     row("drop", "tcp");
     row("end", "udp");
     row("size", "tcp");
-}
-
-bool TestFaultsWidget::startServer(int port)
-{
-    return heart->leaveOut([&] { return server->start({"--camera", kCamera}, port); });
-}
-
-bool TestFaultsWidget::command(const QString &line)
-{
-    return heart->leaveOut([&] { return server->command(line); });
 }
 
 bool TestFaultsWidget::playCamera(const QString &transport)
@@ -186,21 +147,6 @@ bool TestFaultsWidget::undo(const QString &fault)
     return fault != "stall" || command("stall cam off");
 }
 
-int TestFaultsWidget::count(const QString &start) const
-{
-    int found = 0;
-    for (const LogCapture::Line &line : log->lines())
-        found += line.text.startsWith(QStringLiteral("(ffvdthr)") + start);
-    return found;
-}
-
-/// Announces the thread's lines that begin so.
-void TestFaultsWidget::expect(Logger::LogLevel level, const QString &start)
-{
-    log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(ffvdthr\\)") +
-                                                  QRegularExpression::escape(start)));
-}
-
 /// The lines of a stream that breaks, of the stop by which the widget ends it, and of the opens
 /// that fail until the server is back.
 void TestFaultsWidget::expectBrokenStream()
@@ -225,19 +171,12 @@ void TestFaultsWidget::unopenedPlay_goesOnTrying_untilTheServerAnswers_data()
 void TestFaultsWidget::unopenedPlay_goesOnTrying_untilTheServerAnswers()
 {
     QFETCH(QString, fault);
-    int port = 0;
+    const int port = faultyPort(fault);
+    if (hole && !hole->isValid())
+        QSKIP("this system makes no black hole");
     if (fault == "silent") {
-        silent = std::make_unique<SilentServer>();
-        port = silent->port();
         expect(Logger::Warning, "open timeout (2000000:");
         expect(Logger::Error, "open input err(");
-    } else if (fault == "dropped packets") {
-        hole = std::make_unique<BlackHole>();
-        if (!hole->isValid())
-            QSKIP("this system makes no black hole");
-        port = hole->port();
-    } else {
-        port = refusedPort();
     }
     view->setUrl(QStringLiteral("rtsp://127.0.0.1:%1/cam").arg(port));
     QVERIFY(view->start());

@@ -59,14 +59,12 @@ public:
 
 } // namespace
 
-class TestMatrix : public QObject
+class TestMatrix : public LoggedTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init() { log = std::make_unique<LogCapture>(); }
-    void cleanup();
 
     void everyPictureIsShown_andTheToneIsHeard_data();
     void everyPictureIsShown_andTheToneIsHeard();
@@ -74,7 +72,6 @@ private slots:
 private:
     void play(const QString &name, const QString &transport, const QString &sound, bool *lost);
 
-    std::unique_ptr<LogCapture> log;
     QString gapsFound; ///< by the last play
     PrivatePulse pulse;
     RtspServer server;
@@ -90,12 +87,6 @@ void TestMatrix::initTestCase()
             arguments << "--camera" << QStringLiteral("%1%2:%1:%2").arg(codec, sound);
     }
     QVERIFY2(server.start(arguments), qPrintable(server.log()));
-}
-
-void TestMatrix::cleanup()
-{
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
 }
 
 void TestMatrix::everyPictureIsShown_andTheToneIsHeard_data()

@@ -20,6 +20,10 @@
 #include <cmath>
 #include <map>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 using namespace vantratest;
 
 namespace {
@@ -273,6 +277,7 @@ class TestRealFootage : public QObject
 
 private slots:
     void initTestCase();
+
     void cleanup() { QCOMPARE(log->unexpected(), QStringList()); }
     void cleanupTestCase();
 

@@ -46,14 +46,16 @@ bool isSilent(const QByteArray &pcm)
 
 } // namespace
 
-class TestSound : public QObject
+class TestSound : public LoggedTest
 {
     Q_OBJECT
 
+protected:
+    void setUp() override;
+    void tearDown() override { recorder.reset(); }
+
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void tone_isHeard_atItsFrequencyAndLoudness_data();
     void tone_isHeard_atItsFrequencyAndLoudness();
@@ -70,7 +72,6 @@ private:
     bool isHeard(double hertz, ToneMeasure *measure = nullptr);
     bool silenceFalls();
 
-    std::unique_ptr<LogCapture> log;
     PrivatePulse pulse;
     RtspServer server;
     std::unique_ptr<SinkRecorder> recorder;
@@ -86,19 +87,11 @@ void TestSound::initTestCase()
         qPrintable(server.log()));
 }
 
-void TestSound::init()
+void TestSound::setUp()
 {
-    log = std::make_unique<LogCapture>();
     announceStop(log.get());
     recorder = std::make_unique<SinkRecorder>();
     QVERIFY(recorder->waitUntilRunning());
-}
-
-void TestSound::cleanup()
-{
-    recorder.reset();
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
 }
 
 bool TestSound::startView(SoundView *view)
