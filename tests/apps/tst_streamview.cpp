@@ -5,7 +5,7 @@
 #include "statusoverlay.h"
 #include "streamview.h"
 #include "support/counterblocks.h"
-#include "support/logcapture.h"
+#include "support/loggedtest.h"
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
 #include "theme.h"
@@ -16,6 +16,8 @@
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QtTest>
+
+#include <memory>
 
 using namespace vantratest;
 
@@ -51,18 +53,30 @@ struct Host
     QTimer timer;
 };
 
+/// Starts a camera "cam" and a view of it; null if no picture comes.
+std::unique_ptr<Host> watch(RtspServer *server, const QString &camera = "cam:h264")
+{
+    if (!server->start({"--camera", camera}))
+        return nullptr;
+    auto host = std::make_unique<Host>(server->url("cam"));
+    host->view.play();
+    if (!host->becomes(ViewState::Live))
+        return nullptr;
+    return host;
+}
+
 } // namespace
 
-class TestStreamView : public QObject
+class TestStreamView : public LoggedTest
 {
     Q_OBJECT
+
+protected:
+    void setUp() override;
 
 private slots:
     void initTestCase() { QVERIFY(Vantra::init()); }
     void cleanupTestCase() { Vantra::release(); }
-    void init();
-    void cleanup();
-
     void play_showsLivePictures();
     void halt_leavesAStoppedView();
     void frozenPicture_isCovered_andComesBack();
@@ -81,23 +95,13 @@ private slots:
     void window_removesAView_whoseThreadsStillRun();
     void window_withoutCameras_asksForAnAddress();
     void window_closesWhileConnecting();
-
-private:
-    std::unique_ptr<LogCapture> log;
 };
 
-void TestStreamView::init()
+void TestStreamView::setUp()
 {
-    log = std::make_unique<LogCapture>();
     // A stop that reaches a thread inside FFmpeg's calls is told so.
     log->expect(Logger::Warning, "(ffvdthr)try to stop");
     log->expectMatching(Logger::Warning, QRegularExpression("^\\(ffvdthr\\)no audio stream in "));
-}
-
-void TestStreamView::cleanup()
-{
-    QCOMPARE(log->unexpected(), QStringList());
-    log.reset();
 }
 
 void TestStreamView::play_showsLivePictures()
@@ -128,20 +132,18 @@ void TestStreamView::play_showsLivePictures()
 void TestStreamView::halt_leavesAStoppedView()
 {
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
-    host.view.halt();
-    QCOMPARE(host.view.state(), ViewState::Stopped);
-    QVERIFY(host.overlay()->isVisible());
-    QCOMPARE(host.overlay()->title(), QString("Stopped"));
-    QVERIFY(waitFor([&] { return !host.view.hasRunningThreads(); }));
+    const auto host = watch(&server);
+    QVERIFY2(host, qPrintable(server.log()));
+    host->view.halt();
+    QCOMPARE(host->view.state(), ViewState::Stopped);
+    QVERIFY(host->overlay()->isVisible());
+    QCOMPARE(host->overlay()->title(), QString("Stopped"));
+    QVERIFY(waitFor([&] { return !host->view.hasRunningThreads(); }));
     // It does not come back: the server sees its client go and no other come.
     QVERIFY(waitFor([&] { return server.stat("clients", "cam") == 0; }));
-    QCOMPARE(host.view.state(), ViewState::Stopped);
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
+    QCOMPARE(host->view.state(), ViewState::Stopped);
+    host->view.play();
+    QVERIFY(host->becomes(ViewState::Live));
 }
 
 void TestStreamView::frozenPicture_isCovered_andComesBack()
@@ -149,39 +151,35 @@ void TestStreamView::frozenPicture_isCovered_andComesBack()
     log->expectMatching(Logger::Warning, QRegularExpression("^\\(ffvdthr\\)read timeout "));
     log->expectMatching(Logger::Error, QRegularExpression("^\\(ffvdthr\\)read frame err"));
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
+    const auto host = watch(&server);
+    QVERIFY2(host, qPrintable(server.log()));
     QVERIFY(server.command("stall cam on"));
-    QVERIFY(host.becomes(ViewState::NoSignal));
-    QVERIFY(host.overlay()->isVisible());
-    QCOMPARE(host.overlay()->geometry(), host.view.rect());
-    QCOMPARE(host.overlay()->title(), QString("No signal"));
+    QVERIFY(host->becomes(ViewState::NoSignal));
+    QVERIFY(host->overlay()->isVisible());
+    QCOMPARE(host->overlay()->geometry(), host->view.rect());
+    QCOMPARE(host->overlay()->title(), QString("No signal"));
     // Nothing of the old picture is bright enough to pass for a live one.
-    const QImage covered = host.view.grab().toImage();
+    const QImage covered = host->view.grab().toImage();
     QVERIFY(qGray(covered.pixel(320, 300)) < 60);
     QVERIFY(server.command("stall cam off"));
-    QVERIFY(host.becomes(ViewState::Live));
-    QVERIFY(!host.overlay()->isVisible());
+    QVERIFY(host->becomes(ViewState::Live));
+    QVERIFY(!host->overlay()->isVisible());
 }
 
 void TestStreamView::droppedView_comesBackByItself()
 {
     log->expectMatching(Logger::Error, QRegularExpression("^\\(ffvdthr\\)read frame err"));
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
+    const auto host = watch(&server);
+    QVERIFY2(host, qPrintable(server.log()));
     for (int i = 0; i < 3; ++i) {
         QVERIFY(server.command("drop cam"));
-        QVERIFY(host.becomes(ViewState::Connecting));
-        QCOMPARE(host.overlay()->title(), QString("Connection lost"));
-        QVERIFY(host.becomes(ViewState::Live));
+        QVERIFY(host->becomes(ViewState::Connecting));
+        QCOMPARE(host->overlay()->title(), QString("Connection lost"));
+        QVERIFY(host->becomes(ViewState::Live));
     }
     // Ended threads are not gathered.
-    QVERIFY(waitFor([&] { return host.view.findChildren<FFmpegVideoThread *>().size() == 1; }));
+    QVERIFY(waitFor([&] { return host->view.findChildren<FFmpegVideoThread *>().size() == 1; }));
 }
 
 void TestStreamView::view_comesBack_whenTheCameraWasAway()
@@ -189,16 +187,14 @@ void TestStreamView::view_comesBack_whenTheCameraWasAway()
     log->expectMatching(Logger::Error,
                         QRegularExpression("^\\(ffvdthr\\)(read frame|open input) err"));
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
+    const auto host = watch(&server);
+    QVERIFY2(host, qPrintable(server.log()));
     server.kill();
-    QVERIFY(host.becomes(ViewState::Connecting));
-    QVERIFY(waitFor([&] { return host.overlay()->detail().contains("Nothing answers at"); }));
-    QCOMPARE(host.overlay()->title(), QString("Connection lost"));
+    QVERIFY(host->becomes(ViewState::Connecting));
+    QVERIFY(waitFor([&] { return host->overlay()->detail().contains("Nothing answers at"); }));
+    QCOMPARE(host->overlay()->title(), QString("Connection lost"));
     QVERIFY(server.restart());
-    QVERIFY(host.becomes(ViewState::Live));
+    QVERIFY(host->becomes(ViewState::Live));
 }
 
 void TestStreamView::unreachableCamera_isExplained()
@@ -231,13 +227,12 @@ void TestStreamView::changeOfSize_isFollowed()
 {
     log->expectMatching(Logger::Error, QRegularExpression("^\\(ffvdthr\\)read frame err"));
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264:640x360"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
+    const auto host = watch(&server, "cam:h264:640x360");
+    QVERIFY2(host, qPrintable(server.log()));
     QVERIFY(server.command("size cam 320x240"));
     QVERIFY(waitFor([&] {
-        return host.view.state() == ViewState::Live && host.view.summary().size == QSize(320, 240);
+        return host->view.state() == ViewState::Live &&
+               host->view.summary().size == QSize(320, 240);
     }));
 }
 
@@ -291,47 +286,43 @@ void TestStreamView::scaleMode_goesRound()
 void TestStreamView::bannerButtons_doWhatTheKeysDo()
 {
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264:pcmu"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
+    const auto host = watch(&server, "cam:h264:pcmu");
+    QVERIFY2(host, qPrintable(server.log()));
     const auto click = [&](const char *name) {
-        auto *button = host.view.findChild<QPushButton *>(name);
+        auto *button = host->view.findChild<QPushButton *>(name);
         if (button)
             button->click();
         return button != nullptr;
     };
     // The sound button's name is its state.
     QVERIFY(click("btnMuted"));
-    QVERIFY(!host.view.isMuted());
+    QVERIFY(!host->view.isMuted());
     QVERIFY(click("btnSound"));
-    QVERIFY(host.view.isMuted());
+    QVERIFY(host->view.isMuted());
     QVERIFY(click("btnScale"));
-    QCOMPARE(host.view.getScaleMode(), ScaleMode_Fill);
+    QCOMPARE(host->view.getScaleMode(), ScaleMode_Fill);
     QVERIFY(click("btnZoom"));
-    QVERIFY(host.view.isDigitalZoom());
-    QSignalSpy enlarge(&host.view, &StreamView::enlargeRequested);
+    QVERIFY(host->view.isDigitalZoom());
+    QSignalSpy enlarge(&host->view, &StreamView::enlargeRequested);
     QVERIFY(click("btnEnlarge"));
     QCOMPARE(enlarge.count(), 1);
-    QTest::mouseDClick(&host.view, Qt::LeftButton);
+    QTest::mouseDClick(&host->view, Qt::LeftButton);
     QCOMPARE(enlarge.count(), 2);
     // The key changes the look of the button too.
-    host.view.toggleMuted();
-    QVERIFY(host.view.findChild<QPushButton *>("btnSound"));
+    host->view.toggleMuted();
+    QVERIFY(host->view.findChild<QPushButton *>("btnSound"));
     QVERIFY(click("btnStop"));
-    QCOMPARE(host.view.state(), ViewState::Stopped);
-    QVERIFY(!host.view.isWanted());
+    QCOMPARE(host->view.state(), ViewState::Stopped);
+    QVERIFY(!host->view.isWanted());
 }
 
 void TestStreamView::savedPicture_isAJpegInTheFolderForPictures()
 {
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
-    QSignalSpy saved(&host.view, &AbstractVideoWidget::snapImage);
-    host.view.savePicture();
+    const auto host = watch(&server);
+    QVERIFY2(host, qPrintable(server.log()));
+    QSignalSpy saved(&host->view, &AbstractVideoWidget::snapImage);
+    host->view.savePicture();
     QVERIFY(waitFor([&] { return !saved.isEmpty(); }));
     const QString file = saved.first().last().toString();
     QCOMPARE(QFileInfo(file).absolutePath(),
@@ -345,14 +336,12 @@ void TestStreamView::savedPicture_isAJpegInTheFolderForPictures()
 void TestStreamView::zoom_endsWithThePlay()
 {
     RtspServer server;
-    QVERIFY(server.start({"--camera", "cam:h264"}));
-    Host host(server.url("cam"));
-    host.view.play();
-    QVERIFY(host.becomes(ViewState::Live));
-    host.view.toggleZoom();
-    QVERIFY(host.view.isDigitalZoom());
-    host.view.halt();
-    QVERIFY(!host.view.isDigitalZoom());
+    const auto host = watch(&server);
+    QVERIFY2(host, qPrintable(server.log()));
+    host->view.toggleZoom();
+    QVERIFY(host->view.isDigitalZoom());
+    host->view.halt();
+    QVERIFY(!host->view.isDigitalZoom());
 }
 
 void TestStreamView::playAndHalt_manyTimes_leavesNoThreads()
