@@ -26,8 +26,8 @@ inline int adtsFrequencyIndex(int sampleRate)
 }
 
 /// Header of a block of `payload` bytes. Three oddities are intended: `profile` moves the field of
-/// the frequency and not its own, which always says AAC-LC; the low bits of the channel field always
-/// say two; a length beyond 13 bits spills over. 64 bits keep any argument from overflowing.
+/// the frequency and not its own, which always says AAC-LC; the low bits of the channel field
+/// always say two; a length beyond 13 bits spills over. 64 bits keep any argument from overflowing.
 inline AdtsHeader adtsHeader(qint64 payload, int sampleRate, int channelCount, int profile)
 {
     const qint64 length = payload + qint64(AdtsHeader().size());

@@ -7,7 +7,7 @@
 
 namespace vantra {
 
-/// Largest block or plane that a raw writer takes, in bytes; a larger one is a mistake of the caller.
+/// Largest block or plane that a raw writer takes, bytes; a larger one is a mistake of the caller.
 constexpr qint64 kMaxRawBlock = 1 << 30;
 
 /// Writes all of `bytes`; false, with a line in the log, if the file is not open or took less.

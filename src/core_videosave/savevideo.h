@@ -11,8 +11,8 @@
 /// Writes pictures as planes, one after the other: I420 without stride and without any header, so
 /// that nothing in the file tells width or height.
 ///
-/// It does not open its `file`: a subclass does so in an init() of its own, write-only. Without that
-/// every picture is refused with a line in the log. The end of the recording closes the file.
+/// It does not open its `file`: a subclass does so in an init() of its own, write-only. Without
+/// that every picture is refused with a line in the log. The end of the recording closes the file.
 ///
 /// Threads. write() may be called on any thread and waits for the disk there; the writer's own
 /// thread meanwhile repeats an idle save() without a pause, which keeps one core busy. All else is

@@ -118,8 +118,8 @@ private:
     QString path(const char *name) const { return m_dir->filePath(QString::fromLatin1(name)); }
     void expectError(const QString &start)
     {
-        m_log->expectMatching(Logger::Error,
-                              QRegularExpression(QLatin1Char('^') + QRegularExpression::escape(start)));
+        const QString pattern = QLatin1Char('^') + QRegularExpression::escape(start);
+        m_log->expectMatching(Logger::Error, QRegularExpression(pattern));
     }
 
     std::unique_ptr<LogCapture> m_log;
