@@ -284,8 +284,14 @@ int FFmpegHelper::hwPixelFormat(int deviceType)
 
 int FFmpegHelper::getHwFormat(AVCodecContext *ctx, const int *formats)
 {
-    Q_UNUSED(ctx)
-    const int wanted = hwPixFmt;
+    int wanted = hwPixFmt;
+    // Threads may decode with different hardware at once: a context with a device takes the form
+    // of that one, not of whichever thread came last.
+    if (ctx && ctx->hw_device_ctx) {
+        const auto *device =
+            reinterpret_cast<const AVHWDeviceContext *>(ctx->hw_device_ctx->data);
+        wanted = hwPixelFormat(device->type);
+    }
     for (const int *format = formats; format && *format != AV_PIX_FMT_NONE; ++format) {
         if (*format == wanted)
             return wanted;

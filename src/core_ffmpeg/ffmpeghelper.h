@@ -24,8 +24,7 @@ public:
     FFmpegHelper() = delete;
 
     /// Pixel format (AVPixelFormat) that the last hardware decoder asked for; -1 is none. All
-    /// threads share this one value, so two that decode with different hardware at once disturb
-    /// each other.
+    /// threads share this one value.
     static std::atomic<int> hwPixFmt;
 
     // --- Addresses ---
@@ -87,8 +86,9 @@ public:
 
     /// AVHWDeviceType to the AVPixelFormat of its frames; -1 for one that is not supported.
     static int hwPixelFormat(int deviceType);
-    /// Callback of a decoder: picks hwPixFmt from a list that ends with -1. -1 if it is not in
-    /// there, and the decoder then fails; there is no fall-back to software.
+    /// Callback of a decoder: picks hwPixFmt from a list that ends with -1, or, for a context that
+    /// has a device, the format of that device. -1 if it is not in there, and the decoder then
+    /// fails; there is no fall-back to software.
     static int getHwFormat(AVCodecContext *ctx, const int *formats);
 
     // --- Names and texts ---

@@ -41,8 +41,6 @@ int FFmpegVideoThread::getLatestRecordCodec(HVideoEncPara &, HAudioEncPara &)
     return 0;
 }
 
-void FFmpegVideoThread::saveMP4(AVPacket *, bool) {}
-
 // --- Time-outs ----------------------------------------------------------------------------------
 
 int avinterruptCallBackFun(void *context)
@@ -115,6 +113,8 @@ void FFmpegVideoThread::run()
 
     if (errorCount >= kErrorsThatRestart && readTimeout >= 1)
         restart = true;
+    for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD})
+        closeMP4(type);
     closeVideo();
     // The close may have cleared a stop that came while the loop was being left; it still counts.
     const bool asked = stopAsked.exchange(false);

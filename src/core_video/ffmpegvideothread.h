@@ -17,7 +17,8 @@ struct AVPacket;
 /// Threads. run() and all functions below but the constructor and the destructor execute on the
 /// stream thread. It blocks in FFmpeg, which a stop() or a time-out interrupts; in the TCP probe
 /// before each open, at most 500 ms; in the pause after a failed open, which a stop() cuts short;
-/// and in blocking signals. It holds nothing while it emits.
+/// in blocking signals; and where a recording ends a file, until that is written. It holds nothing
+/// while it emits.
 ///
 /// Time-outs. connectTimeout guards the open and readTimeout each read, measured from the last good
 /// one (3 s where they are below 1). Three read errors in a row end run(), which then starts again
@@ -38,7 +39,9 @@ protected:
     /// Asks what the source is sending now, after each open and each read. 0: both records are
     /// filled. A valid record that differs from the last one known forces a full reopen.
     virtual int getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio);
-    /// Takes every packet that was read, watched or not; `isKeyVideo`: a key picture. Nothing yet.
+    /// Takes every packet that was read, watched or not, to the recordings that are wanted. Files
+    /// are opened, and ended when their time is over, at key pictures (`isKeyVideo`) alone. Waits
+    /// for the disk only where a file ends.
     virtual void saveMP4(AVPacket *packet, bool isKeyVideo);
 
     void run() override;
@@ -55,7 +58,8 @@ protected:
     qint64 openStartTime = 0; ///< av_gettime() at the start of the open, microseconds
     int videoCodecId;         ///< AVCodecID of the open stream
     int audioCodecId;
-    HVideoEncPara curVideoPara; ///< as last told by getLatestRecordCodec()
+    /// As last told by getLatestRecordCodec(); where that gave nothing, as found in the stream.
+    HVideoEncPara curVideoPara;
     HAudioEncPara curAudioPara;
 
 private:
@@ -75,6 +79,10 @@ private:
     Read readPacket();
     Read handlePacket();
     bool interruptIsDue();
+
+    void rotateMP4(RecordType type);
+    HVideoEncPara builtVideoPara() const;
+    HAudioEncPara builtAudioPara() const;
 
     QString codecName() const;
     void decodeVideo();

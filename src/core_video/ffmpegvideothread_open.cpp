@@ -162,8 +162,9 @@ bool FFmpegVideoThread::initHardware()
     if (name == QLatin1String(kNoHardware))
         return true;
     const AVHWDeviceType type = av_hwdevice_find_type_by_name(name.toUtf8().constData());
-    FFmpegHelper::hwPixFmt = FFmpegHelper::hwPixelFormat(type);
-    if (FFmpegHelper::hwPixFmt == AV_PIX_FMT_NONE) {
+    const int format = FFmpegHelper::hwPixelFormat(type);
+    FFmpegHelper::hwPixFmt = format;
+    if (format == AV_PIX_FMT_NONE) { // not the shared value, which another thread may have set anew
         VANTRA_LOG(Logger::Error) << "hw type err " << static_cast<int>(type);
         return false;
     }

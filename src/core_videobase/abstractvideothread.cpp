@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "core_videobase/abstractvideothread.h"
 
+#include "core_videosave/savemp4ffmpeg.h"
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QMetaMethod>
@@ -35,14 +37,18 @@ bool AbstractVideoThread::sharedData = true;
 AbstractVideoThread::AbstractVideoThread(QObject *parent)
     : QThread(parent), parentObject(parent), saveInterval(RECORD_TYPE_MAX, kNoSaveLimit),
       savePath(RECORD_TYPE_MAX), recording(RECORD_TYPE_MAX, false),
-      saveAudio(RECORD_TYPE_MAX, true), saveTimer(RECORD_TYPE_MAX), fileName(RECORD_TYPE_MAX)
+      saveAudio(RECORD_TYPE_MAX, true), saveTimer(RECORD_TYPE_MAX), fileName(RECORD_TYPE_MAX),
+      saver(RECORD_TYPE_MAX)
 {
+    for (SaveMp4FFmpeg *&writer : saver)
+        writer = new SaveMp4FFmpeg;
     qRegisterMetaType<RecorderState>("RecorderState");
 }
 
 AbstractVideoThread::~AbstractVideoThread()
 {
     endRun();
+    qDeleteAll(saver);
 }
 
 // --- Hooks and slots ----------------------------------------------------------------------------

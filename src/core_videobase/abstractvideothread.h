@@ -13,6 +13,8 @@
 
 #include <atomic>
 
+class SaveMp4FFmpeg;
+
 /// Base of every thread that plays a stream: parameters, control flags, time-outs, share counters,
 /// and the signals by which pictures, sound and events leave. It has no run() and no decoder.
 ///
@@ -129,6 +131,9 @@ public:
     /// a size of "0x0" becomes "640x480".
     static void checkCameraUrl(const QString &url, QString &cameraName, QString &cameraSize,
                                int &cameraFps);
+
+    // Recording. Each RecordType is a recording of its own, and neither needs a viewer. What is
+    // wanted stands in isRecording(); the loop brings its writer in line with it at the next frames.
 
     /// Wants a recording; its file starts at the next video key frame. An index out of range does
     /// nothing.
@@ -254,6 +259,16 @@ protected:
     /// Milliseconds since the last sign of life.
     qint64 quietMs() const;
 
+    // For the loop of subclasses, which keeps the writers in line with what is wanted.
+
+    /// Whether the current file has had its seconds. Never without a limit.
+    bool isFileExpired(RecordType type) const;
+    /// Opens the next file of a recording, whose name and parameters are set. If that fails, the
+    /// writer does not run, and the next key frame may try again.
+    void openMP4(RecordType type);
+    /// Ends the file of a recording, if its writer runs, and has it renamed. Waits for the disk.
+    void closeMP4(RecordType type);
+
     static constexpr int kNoSaveLimit = -1; ///< value of saveInterval: one file without limit
     static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; }
 
@@ -307,6 +322,9 @@ protected:
     QVector<bool> saveAudio;
     QVector<QElapsedTimer> saveTimer;
     QVector<QString> fileName;
+    /// The writers, made here and deleted when the loop has ended; without a parent, so that no
+    /// other owner ends them before. Driven by the loop alone.
+    QVector<SaveMp4FFmpeg *> saver;
 
     std::atomic<int> openFailCount{0};
     std::atomic<bool> readTimedOut{false};

@@ -4,6 +4,8 @@
 // AbstractVideoThread: control of recordings and snapshots.
 #include "core_videobase/abstractvideothread.h"
 
+#include "core_videosave/savemp4ffmpeg.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -73,6 +75,31 @@ void AbstractVideoThread::checkPath(const QString &path)
     const QDir folder(dir);
     if (!folder.exists())
         folder.mkpath(dir);
+}
+
+// --- Files of the loop --------------------------------------------------------------------------
+
+bool AbstractVideoThread::isFileExpired(RecordType type) const
+{
+    const int seconds = getSaveInterval(type);
+    const qint64 limitMs = seconds > 0 ? static_cast<qint64>(seconds) * 1000 : kNoSaveLimit;
+    return isRecordType(type) && saveTimer.at(type).hasExpired(limitMs);
+}
+
+void AbstractVideoThread::openMP4(RecordType type)
+{
+    if (!isRecordType(type))
+        return;
+    saver.at(type)->open(getFileName(type));
+    saveTimer[type].restart();
+}
+
+void AbstractVideoThread::closeMP4(RecordType type)
+{
+    if (!isRecordType(type) || !saver.at(type)->isRunning())
+        return;
+    saver.at(type)->stop();
+    renameMP4File(type);
 }
 
 // --- Snapshots ----------------------------------------------------------------------------------
