@@ -261,6 +261,8 @@ protected:
 
     // For the loop of subclasses, which keeps the writers in line with what is wanted.
 
+    /// Folder for setMP4FileName(); empty out of range.
+    QString getSavePath(RecordType type) const;
     /// Whether the current file has had its seconds. Never without a limit.
     bool isFileExpired(RecordType type) const;
     /// Opens the next file of a recording, whose name and parameters are set. If that fails, the

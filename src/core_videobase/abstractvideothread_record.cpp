@@ -45,6 +45,11 @@ void AbstractVideoThread::setSavePath(RecordType type, const QString &path)
         setLocked(savePath[type], path);
 }
 
+QString AbstractVideoThread::getSavePath(RecordType type) const
+{
+    return isRecordType(type) ? locked(savePath.at(type)) : QString();
+}
+
 void AbstractVideoThread::setSaveAudio(RecordType type, bool audio)
 {
     if (isRecordType(type))
