@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 /// Decoders and encoders as plain functions over opaque handles.
 ///
@@ -13,7 +14,8 @@
 /// threads at once. One handle is used by one thread at a time.
 ///
 /// Memory: what an output record points to belongs to the handle and is valid until the next call
-/// on that handle or its destruction. Input is only read during the call, and needs no padding.
+/// on that handle or its destruction; ffmpeg_share_video_rgb lends for longer. Input is only read
+/// during the call, and needs no padding.
 
 // Hosts know the records by these names.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -94,6 +96,14 @@ void *ffmpeg_create_video_decoder(const _tag_vdec_param_s *param);
 /// @return 0 with a picture; -1 on failure, and also as long as the decoder holds its pictures back
 int ffmpeg_decoder_video_frame(void *handle, unsigned char *data, unsigned int size, int key,
                                uint64_t pts, _tag_yuv_frame_s *yuv, _tag_rgb_frame_s *rgb);
+
+/// Whether the decoder gives surfaces of the video card; fixed for its life.
+bool ffmpeg_is_hardware_decoder(const void *handle);
+
+/// A share of the memory of the RGB pictures, which then outlives the decoder. The next picture is
+/// written into the same bytes. Null as long as no RGB picture was made. The share may be released
+/// on any thread.
+std::shared_ptr<void> ffmpeg_share_video_rgb(const void *handle);
 
 /// Releases a decoder and all that was lent from it; null is allowed. Returns 0.
 int ffmpeg_destroy_video_decoder(void *handle);

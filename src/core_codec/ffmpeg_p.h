@@ -26,11 +26,12 @@ struct vdec_handle_s
     AVFrame *frame;                 ///< owned; software picture, or a hardware one brought down
     AVFrame *hw_frame;              ///< owned; hardware picture, only in hardware mode
     enum AVPixelFormat hw_pix_fmt;  ///< surface format chosen at create, or AV_PIX_FMT_NONE
-    uint8_t *rgb_data[4];           ///< owned; RGB buffer, made on first need, never resized
+    uint8_t *rgb_data[4];           ///< RGB buffer, made on first need, never resized
     int32_t rgb_linesize[4];        ///< belongs to rgb_data
     SwsContext *sws_ctx;            ///< owned if set; nothing here creates one
     UT_hash_handle hh;
     int32_t rgb_size;               ///< bytes of the RGB buffer
+    AVBufferRef *rgb_owner;         ///< owned; share of the RGB buffer, which goes with the last one
 };
 
 /// An audio decoder.

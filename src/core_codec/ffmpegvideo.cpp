@@ -100,7 +100,7 @@ void freeVideo(vdec_handle_s *handle)
         avcodec_free_context(&handle->ctx);
     av_frame_free(&handle->frame);
     av_frame_free(&handle->hw_frame);
-    av_freep(&handle->rgb_data[0]);
+    av_buffer_unref(&handle->rgb_owner);
     if (handle->sws_ctx)
         sws_freeContext(handle->sws_ctx);
     free(handle);
@@ -170,6 +170,15 @@ bool ensureRgbBuffer(vdec_handle_s *handle)
         return false;
     }
     handle->rgb_size = result;
+    handle->rgb_owner = av_buffer_create(handle->rgb_data[0], static_cast<size_t>(result),
+                                         av_buffer_default_free, nullptr, 0);
+    if (!handle->rgb_owner) {
+        VANTRA_LOG(Logger::Error) << QString::asprintf(
+                "av_image_alloc failed[%d] %d * %d", AVERROR(ENOMEM), picture->width,
+                picture->height);
+        av_freep(&handle->rgb_data[0]);
+        return false;
+    }
     return true;
 }
 
@@ -341,6 +350,24 @@ int ffmpeg_decoder_video_frame(void *handle, unsigned char *data, unsigned int s
         return -1;
     rgb->pts = pts;
     return 0;
+}
+
+bool ffmpeg_is_hardware_decoder(const void *handle)
+{
+    return handle && static_cast<const vdec_handle_s *>(handle)->ctx->hw_device_ctx;
+}
+
+std::shared_ptr<void> ffmpeg_share_video_rgb(const void *handle)
+{
+    const AVBufferRef *owner =
+            handle ? static_cast<const vdec_handle_s *>(handle)->rgb_owner : nullptr;
+    AVBufferRef *share = owner ? av_buffer_ref(owner) : nullptr;
+    if (!share)
+        return nullptr;
+    return std::shared_ptr<void>(share->data, [share](void *) {
+        AVBufferRef *last = share;
+        av_buffer_unref(&last);
+    });
 }
 
 int ffmpeg_destroy_video_decoder(void *handle)

@@ -44,6 +44,10 @@ public:
     bool isVideoDecoderNull() const { return !videoDecoder; }
     bool isAudioDecoderNull() const { return !audioDecoder; }
 
+    /// As ffmpeg_is_hardware_decoder and ffmpeg_share_video_rgb.
+    bool isVideoDecoderHardware() const { return ffmpeg_is_hardware_decoder(videoDecoder); }
+    std::shared_ptr<void> shareVideoRgb() const { return ffmpeg_share_video_rgb(videoDecoder); }
+
 private:
     void *videoDecoder = nullptr;
     void *audioDecoder = nullptr;

@@ -33,6 +33,7 @@ private slots:
     void decode_negotiatesThroughTheRegistry();
     void decode_failsForGood_whenNoFormatFits();
 
+    void hardwareMode_isTold();
     void hardwareMode_isSilent_whileThereIsNoPicture();
     void hardwareMode_tellsFailedReceive_inItsOwnWords();
     void hardwareMode_givesOnlyTimeStamp_forOtherSurfaces();
@@ -221,6 +222,16 @@ void TestFfmpegHardware::decode_failsForGood_whenNoFormatFits()
     QCOMPARE(log->countMatching(Logger::Error, failed), 3);
     const VideoHandle next = makeVideo(1);
     QCOMPARE(decode(next, m_units[0]), 0);
+}
+
+void TestFfmpegHardware::hardwareMode_isTold()
+{
+    QVERIFY(!ffmpeg_is_hardware_decoder(nullptr));
+    const VideoHandle handle = makeVideo(1);
+    QVERIFY(!ffmpeg_is_hardware_decoder(handle.get()));
+    if (!enterHardwareMode(handle))
+        QSKIP("FFmpeg was built without any hardware device");
+    QVERIFY(ffmpeg_is_hardware_decoder(handle.get()));
 }
 
 void TestFfmpegHardware::hardwareMode_isSilent_whileThereIsNoPicture()

@@ -97,6 +97,8 @@ private slots:
     void record_describesThePackedPicture();
     void conversion_covers_aPictureOfOddSize();
     void buffer_isMadeOnce_andNotBeforeItIsAskedFor();
+    void share_isNull_beforeThereIsARgbPicture();
+    void share_outlivesTheDecoder();
     void grownPicture_keepsTheFirstBuffer_andFails();
     void smallerPicture_usesTheFirstBuffer();
     void picture_withoutChroma_failsConversion_andKeepsYuv();
@@ -261,6 +263,32 @@ void TestFfmpegRgb::buffer_isMadeOnce_andNotBeforeItIsAskedFor()
         QCOMPARE(decode(handle, units[i], &yuv, &rgb), 0);
         QVERIFY(rgb.data == buffer);
     }
+}
+
+void TestFfmpegRgb::share_isNull_beforeThereIsARgbPicture()
+{
+    QVERIFY(!ffmpeg_share_video_rgb(nullptr));
+    ClipOptions options;
+    options.count = 1;
+    const VideoHandle handle = makeVideo(1);
+    _tag_yuv_frame_s yuv;
+    QCOMPARE(decode(handle, makeClip(options).first(), &yuv), 0);
+    QVERIFY(!ffmpeg_share_video_rgb(handle.get()));
+}
+
+void TestFfmpegRgb::share_outlivesTheDecoder()
+{
+    ClipOptions options;
+    options.count = 1;
+    VideoHandle handle = makeVideo(1);
+    _tag_rgb_frame_s rgb;
+    QCOMPARE(decode(handle, makeClip(options).first(), nullptr, &rgb), 0);
+    const std::shared_ptr<void> share = ffmpeg_share_video_rgb(handle.get());
+    QVERIFY(share.get() == rgb.data);
+    const auto size = rgb.height * rgb.linesize;
+    const QByteArray before(reinterpret_cast<const char *>(rgb.data), size);
+    handle.destroy();
+    QVERIFY(QByteArray(static_cast<const char *>(share.get()), size) == before);
 }
 
 void TestFfmpegRgb::grownPicture_keepsTheFirstBuffer_andFails()
