@@ -1,0 +1,220 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_video/pvprotovideothread.h"
+
+#include "core_codec/mediacodec.h"
+#include "devicelink/devicerules.h"
+#include "log.h"
+
+#include <cstdlib>
+#include <limits>
+
+namespace {
+
+constexpr char kLogTag[] = "(pvptvthr)";
+constexpr int kPauseStepMs = 50;
+constexpr int kReadsPerTimeout = 5;     ///< a read may last this part of readTimeout
+constexpr int kTimeoutsUntilRaised = 5; ///< in a row
+constexpr int kReadErrorsSurvived = 3;  ///< in a row
+
+struct FreeFrame
+{
+    void operator()(HFrameHeader *frame) const { std::free(frame); }
+};
+
+/// The one buffer of a loop. Zeroed, so that a frame which claims to be longer than what was
+/// written shows nothing of other memory; the system does that page by page as it is used.
+using FrameBuffer = std::unique_ptr<HFrameHeader, FreeFrame>;
+
+FrameBuffer makeFrameBuffer()
+{
+    return FrameBuffer(static_cast<HFrameHeader *>(std::calloc(1, kHFrameBufferSize)));
+}
+
+} // namespace
+
+PvProtoVideoThread::PvProtoVideoThread(QObject *parent) : AbstractVideoThread(parent) {}
+
+PvProtoVideoThread::~PvProtoVideoThread()
+{
+    endRun();
+}
+
+void PvProtoVideoThread::setReadTimeout(int readTimeout)
+{
+    AbstractVideoThread::setReadTimeout(readTimeout);
+}
+
+void PvProtoVideoThread::pause()
+{
+    AbstractVideoThread::pause();
+}
+
+void PvProtoVideoThread::next()
+{
+    AbstractVideoThread::next();
+}
+
+// --- Hooks --------------------------------------------------------------------------------------
+
+bool PvProtoVideoThread::initInput()
+{
+    return true;
+}
+
+bool PvProtoVideoThread::checkConnect()
+{
+    return true;
+}
+
+void PvProtoVideoThread::handlePreviewClose() {}
+
+void PvProtoVideoThread::beforeSaveMP4(HFrameHeader *) {}
+
+int PvProtoVideoThread::getLatestRecordCodec(HVideoEncPara &, HAudioEncPara &)
+{
+    return -1;
+}
+
+// --- Open and close -----------------------------------------------------------------------------
+
+bool PvProtoVideoThread::openVideo()
+{
+    if (!checkConnect())
+        return false;
+    initOption();
+    if (!initInput())
+        return false;
+    initOther();
+    isOk = true;
+    emit receivePlayStart(0);
+    return isOk;
+}
+
+void PvProtoVideoThread::initOption()
+{
+    if (codec) { // which frees nothing by itself
+        codec->destroyVideoDecoder();
+        codec->destroyAudioDecoder();
+        codec->destroyAudioEncoder();
+    }
+    codec = std::make_unique<MediaCodec>();
+}
+
+void PvProtoVideoThread::initOther()
+{
+    videoParam = {};
+    audioParam = {};
+    yuvOut = {};
+    pcmOut = {};
+    rgbOut = {};
+    lastVideoHeader = {};
+    lastAudioHeader = {};
+    curVideoPara = {};
+    curAudioPara = {};
+}
+
+void PvProtoVideoThread::closeVideo()
+{
+    if (codec) {
+        if (!codec->isVideoDecoderNull()) {
+            emit sig_decoderDestroyed();
+            codec->destroyVideoDecoder();
+        }
+        codec->destroyAudioDecoder();
+        codec->destroyAudioEncoder();
+    }
+    if (playedOnce) {
+        recordDate = QDate();
+        resetSession();
+    }
+    keyFrameSeen = false;
+}
+
+// --- The loop -----------------------------------------------------------------------------------
+
+void PvProtoVideoThread::run()
+{
+    FrameBuffer frame = makeFrameBuffer();
+    openFailCount = 0;
+    int failCount = 0;
+    bool atEnd = !frame;
+    while (!stopped && !atEnd) {
+        if (isPause) {
+            msleep(kPauseStepMs);
+            continue;
+        }
+        if (!isOk) {
+            reopen();
+            continue;
+        }
+        const int result = readFrame(frame.get(), readTimeout / kReadsPerTimeout);
+        switch (result) {
+        case DeviceReadFrame:
+            failCount = 0;
+            handleFrame(frame.get());
+            break;
+        case DeviceReadTimeout:
+            handleTimeout();
+            break;
+        case DeviceReadEnd:
+            VANTRA_LOG(Logger::Info) << "end of file " << result;
+            atEnd = true;
+            break;
+        default:
+            VANTRA_LOG(Logger::Error) << "read frame error";
+            atEnd = ++failCount > kReadErrorsSurvived;
+            break;
+        }
+    }
+    closeAllMP4();
+    closeVideo();
+    frame.reset();
+    stopAsked = false; // of this run; the next one may be started without play()
+    VANTRA_LOG(Logger::Debug) << "exit thread";
+}
+
+void PvProtoVideoThread::reopen()
+{
+    closeVideo();
+    if (stopAsked) {
+        stopped = true; // the close has cleared a stop that came since the last look at it
+        return;
+    }
+    openVideo();
+    checkOpen();
+    if (isOk)
+        openFailCount = 0;
+    else
+        ++openFailCount;
+}
+
+void PvProtoVideoThread::handleFrame(HFrameHeader *frame)
+{
+    readTimedOut = false;
+    timeoutCount = 0;
+    if (previewCount < 1) {
+        keyFrameSeen = false;
+        renderStartPending = true;
+        handlePreviewClose();
+    } else {
+        // A viewer always begins at a key picture; until then there is no sound either.
+        if (!keyFrameSeen)
+            keyFrameSeen = frame->isKeyFrame();
+        if (keyFrameSeen && frame->isVideo())
+            decodeVideo(frame);
+        else if (keyFrameSeen && frame->isAudio())
+            decodeAudio(frame);
+    }
+    beforeSaveMP4(frame);
+    saveMP4(frame);
+}
+
+void PvProtoVideoThread::handleTimeout()
+{
+    if (timeoutCount < std::numeric_limits<int>::max())
+        ++timeoutCount;
+    if (timeoutCount >= kTimeoutsUntilRaised)
+        readTimedOut = true;
+    initInput();
+}

@@ -1,0 +1,498 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+
+/// The loop of the thread that reads frame by frame: open, read, time-outs, errors, pause, stop.
+
+#include "core_codec/mediacodec.h"
+#include "fedthreadcase.h"
+#include "support/metaobject.h"
+#include "support/signalrecorder.h"
+#include "threadwatcher.h"
+
+#include <QtTest>
+
+using namespace vantratest;
+
+class TestPvProtoVideoThread : public FedThreadCase
+{
+    Q_OBJECT
+
+private slots:
+    void metaObject_addsPublicAndProtectedSlots();
+    void fields_startAsTold();
+    void hooks_ofTheBase();
+    void opening_callsInThisOrder();
+    void opening_stops_whenNotConnected();
+    void opening_stops_whenTheStreamDoesNotStart();
+    void failedOpens_areCounted_andTriedForEver();
+    void initOther_forgetsTheLastSession();
+    void initOption_leavesNoDecoderBehind();
+    void end_resetsTheSession_andIsReadyForTheNext();
+    void close_withoutOpen_tellsNobody();
+    void read_getsAFifthOfTheTimeout_data();
+    void read_getsAFifthOfTheTimeout();
+    void timeouts_askForTheStreamAgain_andTheFifthIsRaised();
+    void timeouts_countOn_evenIfTheStreamDoesNotStart();
+    void readErrors_threeInARow_areSurvived();
+    void readErrors_theFourthInARow_endsTheThread();
+    void readErrors_areCountedAfresh_afterAFrame();
+    void endOfFile_endsTheThread();
+    void brokenRun_isNotStartedAgain();
+    void stop2_reopens();
+    void pause_readsNothing_untilNext();
+    void stop_inTheCloseBeforeAReopen_isNotLost();
+    void stop_endsAPausedThread();
+    void deletion_whileRunning_isSafe();
+    void unwatched_handsNothingToTheDecoder();
+    void anyFrame_isSaved_watchedOrNot();
+};
+
+void TestPvProtoVideoThread::metaObject_addsPublicAndProtectedSlots()
+{
+    const QMetaObject &meta = PvProtoVideoThread::staticMetaObject;
+    QCOMPARE(methodsOf(meta, QMetaMethod::Slot, QMetaMethod::Public),
+             (QStringList{"pause()", "next()"}));
+    QCOMPARE(methodsOf(meta, QMetaMethod::Slot, QMetaMethod::Protected),
+             (QStringList{"openVideo()", "closeVideo()"}));
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 4);
+    QCOMPARE(meta.superClass(), &AbstractVideoThread::staticMetaObject);
+}
+
+void TestPvProtoVideoThread::fields_startAsTold()
+{
+    FedThread thread;
+    QVERIFY(!thread.codec);
+    QCOMPARE(thread.videoParam.codec, 0);
+    QCOMPARE(thread.audioParam.codec, 0);
+    QVERIFY(!thread.yuvOut.y);
+    QVERIFY(!thread.pcmOut.data);
+    QVERIFY(!thread.rgbOut.data);
+    QCOMPARE(thread.lastVideoHeader.widthOrSampleRate, 0);
+    QCOMPARE(thread.lastAudioHeader.widthOrSampleRate, 0);
+    QVERIFY(thread.curVideoPara == HVideoEncPara());
+    QCOMPARE(thread.curAudioPara.sampleRate, 0);
+    QCOMPARE(thread.curAudioPara.channels, 1);
+    QVERIFY(!thread.recordDate.isValid());
+    QCOMPARE(thread.timeoutCount, 0);
+}
+
+void TestPvProtoVideoThread::hooks_ofTheBase()
+{
+    FedThread thread;
+    thread.tellsCodec = false;
+    HVideoEncPara video;
+    HAudioEncPara audio;
+    QVERIFY(thread.initInput());
+    QVERIFY(thread.checkConnect());
+    QCOMPARE(thread.getLatestRecordCodec(video, audio), -1);
+    QVERIFY(video == HVideoEncPara() && audio == HAudioEncPara());
+    thread.handlePreviewClose();
+    HFrameHeader frame = {};
+    thread.beforeSaveMP4(&frame);
+    thread.setReadTimeout(700);
+    QCOMPARE(thread.getReadTimeout(), 700);
+    thread.pause();
+    QVERIFY(!thread.getIsPause()); // it does not run
+}
+
+void TestPvProtoVideoThread::opening_callsInThisOrder()
+{
+    FedThread thread;
+    ThreadWatcher watcher(&thread);
+    bool okAtStart = false;
+    watcher.atEvent = [&](const QString &event) {
+        if (event == QLatin1String("playStart:0"))
+            okAtStart = thread.getIsOk();
+    };
+    QVERIFY(begin(&thread));
+    QCOMPARE(thread.calls(), (QStringList{"closeVideo", "openVideo", "checkConnect", "initOption",
+                                          "initInput", "initOther", "readFrame:100"}));
+    QCOMPARE(watcher.events, (QStringList{"started", "playStart:0"}));
+    QVERIFY(okAtStart);
+    QVERIFY(thread.getIsOk());
+    QVERIFY(thread.codec);
+    QVERIFY(!thread.isOpenTimeout());
+    QVERIFY(end(&thread));
+    QVERIFY(!watcher.wrongThread);
+    QCOMPARE(log->lines().last().text, QStringLiteral("(pvptvthr)exit thread"));
+    QCOMPARE(log->lines().last().level, Logger::Debug);
+}
+
+void TestPvProtoVideoThread::opening_stops_whenNotConnected()
+{
+    FedThread thread;
+    thread.connects = false;
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.count(QStringLiteral("openVideo")) >= 2; }));
+    QVERIFY(end(&thread));
+    QCOMPARE(thread.calls().mid(0, 5),
+             (QStringList{"closeVideo", "openVideo", "checkConnect", "closeVideo", "openVideo"}));
+    QVERIFY(!thread.codec);
+}
+
+void TestPvProtoVideoThread::opening_stops_whenTheStreamDoesNotStart()
+{
+    FedThread thread;
+    thread.starts = false;
+    ThreadWatcher watcher(&thread);
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.count(QStringLiteral("openVideo")) >= 2; }));
+    QVERIFY(end(&thread));
+    QCOMPARE(thread.calls().mid(0, 6), (QStringList{"closeVideo", "openVideo", "checkConnect",
+                                                    "initOption", "initInput", "closeVideo"}));
+    QCOMPARE(watcher.events, (QStringList{"started", "finished"}));
+}
+
+void TestPvProtoVideoThread::failedOpens_areCounted_andTriedForEver()
+{
+    FedThread thread;
+    thread.connects = false;
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.openFailCount >= 3; }));
+    QVERIFY(thread.isOpenTimeout());
+    thread.connects = true;
+    QVERIFY(settle(&thread));
+    QVERIFY(!thread.isOpenTimeout());
+    QCOMPARE(thread.openFailCount.load(), 0);
+    QVERIFY(end(&thread));
+    thread.openFailCount = 5; // of the last run
+    QVERIFY(begin(&thread));
+    QCOMPARE(thread.openFailCount.load(), 0);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::initOther_forgetsTheLastSession()
+{
+    FedThread thread;
+    uchar bytes[8] = {};
+    thread.videoParam.codec = 2;
+    thread.audioParam.codec = HCodecG711U;
+    thread.yuvOut.y = bytes;
+    thread.pcmOut.data = bytes;
+    thread.rgbOut.data = bytes;
+    thread.lastVideoHeader.widthOrSampleRate = 320;
+    thread.lastAudioHeader.widthOrSampleRate = 8000;
+    thread.setCurRecordCodec(videoPara(), audioPara());
+    thread.initOther();
+    QCOMPARE(thread.videoParam.codec, 0);
+    QCOMPARE(thread.audioParam.codec, 0);
+    QVERIFY(!thread.yuvOut.y);
+    QVERIFY(!thread.pcmOut.data);
+    QVERIFY(!thread.rgbOut.data);
+    QCOMPARE(thread.lastVideoHeader.widthOrSampleRate, 0);
+    QCOMPARE(thread.lastAudioHeader.widthOrSampleRate, 0);
+    QVERIFY(thread.curVideoPara == HVideoEncPara());
+    QVERIFY(thread.curAudioPara == HAudioEncPara());
+}
+
+void TestPvProtoVideoThread::initOption_leavesNoDecoderBehind()
+{
+    FedThread thread;
+    thread.initOption();
+    _tag_vdec_param_s param = {};
+    param.codec = 1;
+    QVERIFY(thread.codec->createVideoDecoder(param));
+    log->clear();
+    thread.initOption();
+    QVERIFY(thread.codec->isVideoDecoderNull());
+    QCOMPARE(log->countMatching(Logger::Debug, QRegularExpression("destroy video decoder")), 1);
+}
+
+void TestPvProtoVideoThread::end_resetsTheSession_andIsReadyForTheNext()
+{
+    FedThread thread;
+    thread.setVideoMode(VideoMode_Opengl);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    for (int round = 0; round < 2; ++round) {
+        watcher.events.clear();
+        QVERIFY(begin(&thread));
+        thread.feed(picture(0));
+        QVERIFY(settle(&thread));
+        QCOMPARE(thread.getVideoWidth(), 320);
+        QVERIFY(thread.keyFrameSeen);
+        QVERIFY(end(&thread));
+        QCOMPARE(watcher.events, (QStringList{"started", "playStart:0", "codecRender:H264:320x240",
+                                              "renderStart", "sizeChanged", "frame",
+                                              "decoderDestroyed", "playFinsh", "finished"}));
+        QVERIFY(!thread.keyFrameSeen);
+        QVERIFY(!thread.getIsOk());
+        QVERIFY(!thread.stopped);
+        QVERIFY(!thread.playedOnce);
+        QVERIFY(!thread.recordDate.isValid());
+        QCOMPARE(thread.getVideoWidth(), 0);
+        QCOMPARE(thread.getVideoHeight(), 0);
+        QVERIFY(thread.codec->isVideoDecoderNull());
+    }
+}
+
+void TestPvProtoVideoThread::close_withoutOpen_tellsNobody()
+{
+    FedThread thread;
+    thread.keyFrameSeen = true;
+    thread.recordDate = QDate(2026, 5, 1);
+    SignalRecorder recorder;
+    recorder.watch(&thread, &AbstractVideoThread::receivePlayFinsh, "playFinsh");
+    recorder.watch(&thread, &AbstractVideoThread::sig_decoderDestroyed, "decoderDestroyed");
+    thread.closeVideo();
+    QVERIFY(!thread.keyFrameSeen);
+    QCOMPARE(thread.recordDate, QDate(2026, 5, 1));
+    QVERIFY(recorder.names().isEmpty());
+}
+
+void TestPvProtoVideoThread::read_getsAFifthOfTheTimeout_data()
+{
+    QTest::addColumn<int>("readTimeout");
+    QTest::addColumn<QString>("call");
+    QTest::newRow("none") << 0 << "readFrame:0";
+    QTest::newRow("cut toward zero") << 504 << "readFrame:100";
+    QTest::newRow("below a fifth") << 4 << "readFrame:0";
+    QTest::newRow("negative") << -504 << "readFrame:-100";
+}
+
+void TestPvProtoVideoThread::read_getsAFifthOfTheTimeout()
+{
+    QFETCH(int, readTimeout);
+    QFETCH(QString, call);
+    FedThread thread;
+    thread.setReadTimeout(readTimeout);
+    QVERIFY(begin(&thread));
+    QCOMPARE(thread.calls().last(), call);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::timeouts_askForTheStreamAgain_andTheFifthIsRaised()
+{
+    FedThread thread;
+    QVERIFY(begin(&thread));
+    thread.clearCalls();
+    for (int i = 1; i <= 4; ++i) {
+        thread.feed(DeviceReadTimeout);
+        QVERIFY(settle(&thread));
+        QCOMPARE(thread.timeoutCount, i);
+        QCOMPARE(thread.count(QStringLiteral("initInput")), i);
+        QVERIFY(!thread.isReadTimeout());
+    }
+    thread.feed(DeviceReadTimeout);
+    QVERIFY(settle(&thread));
+    QVERIFY(thread.isReadTimeout());
+    QCOMPARE(thread.timeoutCount, 5);
+    QCOMPARE(thread.count(QStringLiteral("openVideo")), 0); // nothing is opened anew
+    thread.feed(picture(0));
+    QVERIFY(settle(&thread));
+    QVERIFY(!thread.isReadTimeout());
+    QCOMPARE(thread.timeoutCount, 0);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::timeouts_countOn_evenIfTheStreamDoesNotStart()
+{
+    FedThread thread;
+    QVERIFY(begin(&thread));
+    thread.starts = false;
+    for (int i = 0; i < 7; ++i)
+        thread.feed(DeviceReadTimeout);
+    QVERIFY(settle(&thread));
+    QCOMPARE(thread.timeoutCount, 7);
+    QVERIFY(thread.getIsOk()); // a refusal changes nothing in the loop
+    thread.feedWork([&] { thread.timeoutCount = std::numeric_limits<int>::max(); },
+                    DeviceReadTimeout);
+    QVERIFY(settle(&thread));
+    QCOMPARE(thread.timeoutCount, std::numeric_limits<int>::max());
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::readErrors_threeInARow_areSurvived()
+{
+    log->expect(Logger::Error, QStringLiteral("(pvptvthr)read frame error"));
+    FedThread thread;
+    QVERIFY(begin(&thread));
+    for (const int result : {3, -1, 7}) // anything unknown is an error
+        thread.feed(result);
+    QVERIFY(settle(&thread));
+    QCOMPARE(log->count(Logger::Error, QStringLiteral("(pvptvthr)read frame error")), 3);
+    QCOMPARE(thread.timeoutCount, 0);
+    QVERIFY(thread.getIsOk());
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::readErrors_theFourthInARow_endsTheThread()
+{
+    log->expect(Logger::Error, QStringLiteral("(pvptvthr)read frame error"));
+    FedThread thread;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    for (int i = 0; i < 4; ++i)
+        thread.feed(DeviceReadError);
+    QVERIFY(waitFor([&] { return watcher.events.contains(QStringLiteral("finished")); }));
+    QCOMPARE(log->count(Logger::Error, QStringLiteral("(pvptvthr)read frame error")), 4);
+    QCOMPARE(watcher.events, (QStringList{"started", "playStart:0", "playFinsh", "finished"}));
+}
+
+void TestPvProtoVideoThread::readErrors_areCountedAfresh_afterAFrame()
+{
+    log->expect(Logger::Error, QStringLiteral("(pvptvthr)read frame error"));
+    FedThread thread;
+    QVERIFY(begin(&thread));
+    for (int round = 0; round < 3; ++round) {
+        for (int i = 0; i < 3; ++i)
+            thread.feed(DeviceReadError);
+        thread.feed(sound());
+    }
+    QVERIFY(settle(&thread));
+    // A time-out is no frame: the errors before it still count.
+    for (const int result : {3, 3, 3, 2, 3})
+        thread.feed(result);
+    QVERIFY(waitFor([&] { return thread.isFinished(); }));
+    QCOMPARE(log->count(Logger::Error, QStringLiteral("(pvptvthr)read frame error")), 13);
+}
+
+void TestPvProtoVideoThread::endOfFile_endsTheThread()
+{
+    FedThread thread;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    thread.feed(DeviceReadEnd);
+    QVERIFY(waitFor([&] { return watcher.events.contains(QStringLiteral("finished")); }));
+    QCOMPARE(log->count(Logger::Info, QStringLiteral("(pvptvthr)end of file 1")), 1);
+    QCOMPARE(log->count(Logger::Debug, QStringLiteral("(pvptvthr)exit thread")), 1);
+    QCOMPARE(watcher.count(QStringLiteral("playFinsh")), 1);
+}
+
+void TestPvProtoVideoThread::brokenRun_isNotStartedAgain()
+{
+    log->expect(Logger::Error, QStringLiteral("(pvptvthr)read frame error"));
+    FedThread thread;
+    thread.setReadTimeout(500);
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    for (int i = 0; i < 4; ++i)
+        thread.feed(DeviceReadError);
+    QVERIFY(waitFor([&] { return watcher.events.contains(QStringLiteral("finished")); }));
+    for (int i = 0; i < 20; ++i) // whatever would be queued
+        QCoreApplication::processEvents();
+    QVERIFY(thread.wait());
+    QCOMPARE(watcher.count(QStringLiteral("started")), 1);
+}
+
+void TestPvProtoVideoThread::stop2_reopens()
+{
+    FedThread thread;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    thread.clearCalls();
+    thread.stop2();
+    thread.feed(DeviceReadTimeout); // the read under way comes to its end
+    QVERIFY(waitFor([&] { return watcher.count(QStringLiteral("playStart:0")) == 2; }));
+    QVERIFY(settle(&thread));
+    QCOMPARE(thread.calls(),
+             (QStringList{"initInput", "closeVideo", "openVideo", "checkConnect", "initOption",
+                          "initInput", "initOther", "readFrame:100"}));
+    QCOMPARE(watcher.events, (QStringList{"started", "playStart:0", "playFinsh", "playStart:0"}));
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::pause_readsNothing_untilNext()
+{
+    FedThread thread;
+    thread.previewRef() = 1;
+    QVERIFY(begin(&thread));
+    thread.pause();
+    QVERIFY(thread.getIsPause());
+    thread.feed(DeviceReadTimeout); // the read under way
+    QVERIFY(waitFor([&] { return thread.count(QStringLiteral("initInput")) == 2; }));
+    thread.clearCalls();
+    thread.feed(picture(0));
+    QVERIFY(!waitFor([&] { return !thread.calls().isEmpty(); }, 300));
+    thread.next();
+    QVERIFY(!thread.getIsPause());
+    QVERIFY(settle(&thread));
+    QCOMPARE(thread.count(QStringLiteral("beforeSaveMP4:0")), 1);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::stop_inTheCloseBeforeAReopen_isNotLost()
+{
+    FedThread thread;
+    ThreadWatcher watcher(&thread);
+    watcher.atEvent = [&](const QString &event) {
+        if (event == QLatin1String("playFinsh"))
+            thread.stop();
+    };
+    QVERIFY(begin(&thread));
+    thread.stop2();
+    thread.feed(DeviceReadTimeout);
+    QVERIFY(waitFor([&] { return thread.isFinished(); }));
+    QCOMPARE(watcher.count(QStringLiteral("playStart:0")), 1);
+    // It is spent: the next run may be started without play().
+    thread.stopped = false;
+    thread.start();
+    QVERIFY(settle(&thread));
+    watcher.atEvent = nullptr;
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::stop_endsAPausedThread()
+{
+    FedThread thread;
+    QVERIFY(begin(&thread));
+    thread.pause();
+    thread.feed(DeviceReadTimeout);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::deletion_whileRunning_isSafe()
+{
+    auto thread = std::make_unique<FedThread>();
+    thread->setVideoMode(VideoMode_Opengl);
+    thread->previewRef() = 1;
+    ThreadWatcher watcher(thread.get());
+    QVERIFY(begin(thread.get()));
+    thread->feed(pictures(0, 10));
+    QVERIFY(waitFor([&] { return !watcher.pictures.isEmpty(); }));
+    thread.reset();
+    QVERIFY(!watcher.wrongThread);
+}
+
+void TestPvProtoVideoThread::unwatched_handsNothingToTheDecoder()
+{
+    FedThread thread;
+    thread.setVideoMode(VideoMode_Opengl);
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    thread.renderStartPending = false;
+    thread.keyFrameSeen = true;
+    thread.feed(picture(0));
+    thread.feed(sound());
+    QVERIFY(settle(&thread));
+    QVERIFY(!thread.keyFrameSeen);
+    QVERIFY(thread.renderStartPending);
+    QCOMPARE(thread.count(QStringLiteral("handlePreviewClose")), 2);
+    QVERIFY(thread.codec->isVideoDecoderNull());
+    QVERIFY(thread.codec->isAudioDecoderNull());
+    QCOMPARE(watcher.events, (QStringList{"started", "playStart:0"}));
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::anyFrame_isSaved_watchedOrNot()
+{
+    FedThread thread;
+    QVERIFY(begin(&thread));
+    for (const int viewers : {0, 1}) {
+        thread.previewRef() = viewers;
+        thread.clearCalls();
+        ScriptedFrame odd = picture(1);
+        odd.header.frameType = 77;
+        thread.feed(picture(1));
+        thread.feed(sound());
+        thread.feed(odd);
+        QVERIFY(settle(&thread));
+        QCOMPARE(thread.calls().filter(QStringLiteral("beforeSave")),
+                 (QStringList{"beforeSaveMP4:1", "beforeSaveMP4:4", "beforeSaveMP4:77"}));
+        QCOMPARE(thread.count(QStringLiteral("handlePreviewClose")), viewers ? 0 : 3);
+    }
+    QVERIFY(end(&thread));
+}
+
+QTEST_GUILESS_MAIN(TestPvProtoVideoThread)
+#include "tst_pvprotovideothread.moc"
