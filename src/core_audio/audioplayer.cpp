@@ -145,7 +145,30 @@ void AudioPlayer::readyRead()
     // Read even when muted, so that the input does not pile up.
     const QByteArray data = inputDevice->readAll();
     if (!muted)
+        passOn(data);
+    else
+        inputRest.clear(); // sound of before the silence does not belong to that of after it
+}
+
+void AudioPlayer::passOn(const QByteArray &data)
+{
+    const int size = inputBlockSize;
+    if (size <= 0) {
         emit receiveInputData(data);
+        return;
+    }
+    inputRest += data;
+    while (inputRest.size() >= size) { // a listener that closes the input leaves no rest
+        const QByteArray block = inputRest.left(size);
+        inputRest.remove(0, size);
+        emit receiveInputData(block);
+    }
+}
+
+void AudioPlayer::setInputBlockSize(int bytes)
+{
+    inputBlockSize = bytes;
+    inputRest.clear();
 }
 
 void AudioPlayer::openAudioInput(int sampleRate, int channelCount, int sampleSize)
@@ -161,6 +184,8 @@ void AudioPlayer::openAudioInput(const QString &deviceName, int sampleRate, int 
     audioInput = deviceName.isEmpty()
                      ? new QAudioInput(format, this)
                      : new QAudioInput(findDevice(QAudio::AudioInput, deviceName), format, this);
+    if (inputBlockSize > 0)
+        audioInput->setBufferSize(inputBlockSize);
     inputDevice = audioInput->start();
     if (inputDevice) {
         connect(inputDevice, &QIODevice::readyRead, this, &AudioPlayer::readyRead,
@@ -179,6 +204,7 @@ void AudioPlayer::closeAudioInput()
     audioInput->setParent(nullptr);
     audioInput->deleteLater();
     audioInput = nullptr;
+    inputRest.clear();
 }
 
 void AudioPlayer::resetAudioInput()
@@ -247,8 +273,8 @@ void AudioPlayer::write(const char *data, int len)
 {
     // Qt's PulseAudio output keeps the lock of its connection for ever if the server refuses a
     // write, and every later open in this process would hang. At less than full volume an empty
-    // write is refused, and of a block that does not fit the rest becomes one. So it never gets half
-    // a frame, nor more than it has room for, which is none when its stream is dead.
+    // write is refused, and of a block that does not fit the rest becomes one. So it never gets
+    // half a frame, nor more than it has room for, which is none when its stream is dead.
     const int frameBytes = outputFormat.bytesPerFrame();
     if (!data || len <= 0 || frameBytes <= 0 || !audioOutput || !liveOutputDevice)
         return;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QAudioFormat>
+#include <QByteArray>
 #include <QMutex>
 #include <QObject>
 #include <QPointer>
@@ -53,6 +54,10 @@ public:
     void setVolume(int volume);
     /// An output is open and has not stopped.
     bool isPlaying();
+    /// Bytes of each block from an input that is opened from now on: it is asked to capture in
+    /// such blocks, and what it delivers otherwise waits until it fills one. 0, as from the start,
+    /// passes on what the platform delivers, as it comes.
+    void setInputBlockSize(int bytes);
 
     /// Names of the microphones (`input`) or speakers; both lists get the same. Asks the sound
     /// server and may block for as long as that does not answer: keep it off the GUI thread.
@@ -94,6 +99,8 @@ public slots:
     void play(const char *data, int len);
 
 private:
+    /// Passes on what is read from the microphone, in blocks of the size set.
+    void passOn(const QByteArray &data);
     /// Hands whole frames to the open output.
     void write(const char *data, int len);
     /// Volume of the open output on the user's scale, 0 to 100.
@@ -105,6 +112,8 @@ private:
     std::atomic<bool> level{false};
     QAudioInput *audioInput = nullptr; ///< child of this while open
     QPointer<QIODevice> inputDevice;
+    int inputBlockSize = 0;              ///< bytes; 0: blocks as they come
+    QByteArray inputRest;                ///< of the open input, less than a block
     QAudioOutput *audioOutput = nullptr; ///< no parent; written under outputMutex
     QIODevice *outputDevice = nullptr;   ///< keeps its value when closed: only compared, never used
 

@@ -130,6 +130,12 @@ void AudioThread::closeAudioInput()
         player->closeAudioInput();
 }
 
+void AudioThread::setInputBlockSize(int bytes)
+{
+    if (player)
+        player->setInputBlockSize(bytes);
+}
+
 void AudioThread::receiveInputData(const QByteArray &) {}
 
 void AudioThread::startTalk() {}

@@ -79,6 +79,11 @@ public slots:
     /// Ends talk, on the worker thread. Empty.
     virtual void stopTalk();
 
+protected:
+    /// Bytes of a block of an input opened from now on, on the worker; 0: as the platform likes.
+    /// See AudioPlayer.
+    void setInputBlockSize(int bytes);
+
 private slots:
     void onStarted();
     void onStoped();

@@ -22,6 +22,9 @@ private slots:
     void input_isReplaced_whenOpenedAgain();
     void input_deliversNothing_afterClose();
     void input_deliversNothing_betweenCloseAndRelease();
+    void input_comesInBlocksOfTheSizeAsked();
+    void input_keepsNoRest_overACloseOrAMute();
+    void input_mayBeClosed_inTheMiddleOfItsBlocks();
 };
 
 void TestAudioPlayerInput::input_deliversTheMicrophone()
@@ -130,6 +133,71 @@ void TestAudioPlayerInput::input_deliversNothing_betweenCloseAndRelease()
     QVERIFY(input);
     QCOMPARE(told.size(), 0);
     QVERIFY(input->bytesReady() >= kPiledUp);
+}
+
+void TestAudioPlayerInput::input_comesInBlocksOfTheSizeAsked()
+{
+    constexpr int kAsked = 640; // bytes
+    AudioPlayer player;
+    QByteArray heard;
+    QSet<int> sizes;
+    connect(&player, &AudioPlayer::receiveInputData, this, [&](const QByteArray &data) {
+        sizes.insert(data.size());
+        heard += data;
+    });
+    player.setInputBlockSize(kAsked);
+    player.openAudioInput(kRate, 1, 16);
+    QCOMPARE(player.getAudioInput()->bufferSize(), kAsked);
+    QVERIFY(waitFor([&] { return heard.size() >= 2 * kRate * 2; }));
+    QCOMPARE(sizes, QSet<int>({kAsked}));
+    QVERIFY(hasTone(heard, kRate, PrivatePulse::kMicrophoneHertz));
+    // And as the platform likes again.
+    player.setInputBlockSize(0);
+    player.openAudioInput(kRate, 1, 16);
+    sizes.clear();
+    QVERIFY(waitFor([&] { return !sizes.isEmpty(); }));
+    QVERIFY(!sizes.contains(kAsked));
+}
+
+void TestAudioPlayerInput::input_keepsNoRest_overACloseOrAMute()
+{
+    constexpr int kLong = 16000; // bytes: a second, so that most of it has come before the silence
+    for (const bool closing : {true, false}) {
+        AudioPlayer player;
+        QList<qint64> blocks; // microseconds captured when each came
+        connect(&player, &AudioPlayer::receiveInputData, this,
+                [&] { blocks.append(player.getAudioInput()->processedUSecs()); });
+        player.setInputBlockSize(kLong);
+        player.openAudioInput(kRate, 1, 16);
+        constexpr qint64 kHalf = 500000; // microseconds
+        QVERIFY(waitFor([&] { return player.getAudioInput()->processedUSecs() > kHalf; }));
+        QVERIFY(blocks.isEmpty());
+        qint64 from = 0;
+        if (closing) {
+            player.openAudioInput(kRate, 1, 16);
+        } else {
+            player.setMuted(true);
+            from = player.getAudioInput()->processedUSecs();
+            QVERIFY(QMetaObject::invokeMethod(&player, "readyRead"));
+            player.setMuted(false);
+        }
+        QVERIFY(waitFor([&] { return !blocks.isEmpty(); }));
+        QVERIFY(blocks.first() - from >= 1000000);
+    }
+}
+
+void TestAudioPlayerInput::input_mayBeClosed_inTheMiddleOfItsBlocks()
+{
+    AudioPlayer player;
+    int blocks = 0;
+    connect(&player, &AudioPlayer::receiveInputData, this, [&] {
+        ++blocks;
+        player.closeAudioInput();
+    });
+    player.setInputBlockSize(2); // many in one read
+    player.openAudioInput(kRate, 1, 16);
+    QVERIFY(waitFor([&] { return blocks > 0; }));
+    QCOMPARE(blocks, 1);
 }
 
 QTEST_GUILESS_MAIN(TestAudioPlayerInput)
