@@ -116,19 +116,25 @@ void PvProtoVideoThread::initOther()
 
 void PvProtoVideoThread::closeVideo()
 {
-    if (codec) {
-        if (!codec->isVideoDecoderNull()) {
-            emit sig_decoderDestroyed();
-            codec->destroyVideoDecoder();
-        }
-        codec->destroyAudioDecoder();
+    destroyDecoders();
+    if (codec)
         codec->destroyAudioEncoder();
-    }
     if (playedOnce) {
         recordDate = QDate();
         resetSession();
     }
     keyFrameSeen = false;
+}
+
+void PvProtoVideoThread::destroyDecoders()
+{
+    if (!codec)
+        return;
+    if (!codec->isVideoDecoderNull()) {
+        emit sig_decoderDestroyed();
+        codec->destroyVideoDecoder();
+    }
+    codec->destroyAudioDecoder();
 }
 
 // --- The loop -----------------------------------------------------------------------------------

@@ -79,6 +79,8 @@ protected:
 
     void run() override;
 
+    /// Lets go of the decoders, after every receiver has let go of their memory.
+    void destroyDecoders();
     /// Decodes a video frame and delivers the picture. A key frame in a new form makes a new
     /// decoder first.
     void decodeVideo(HFrameHeader *frame);

@@ -3,14 +3,14 @@
 #pragma once
 
 #include "fedthread.h"
-#include "support/clipmaker.h"
+#include "support/deviceframes.h"
 #include "support/loggedtest.h"
 #include "support/waitfor.h"
 
 namespace vantratest {
 
-/// What the tests of threads that are read frame by frame share: made frames, a start and an end.
-class FedThreadCase : public LoggedTest
+/// What the tests of threads that are read frame by frame share: a start and an end.
+class FedThreadCase : public LoggedTest, protected DeviceFrames
 {
     Q_OBJECT
     Q_DISABLE_COPY(FedThreadCase)
@@ -19,19 +19,6 @@ public:
     FedThreadCase() = default;
 
 protected:
-    static constexpr int kFrameMs = 40;
-
-    /// 30 numbered pictures, a key picture every 10; `codec` 1 is H.264, 2 is H.265.
-    static const QVector<AccessUnit> &units(int codec = 1, int width = 320, int height = 240);
-    /// Some of them as frames of a device, stamped every 40 ms from `firstPts` on.
-    static QVector<ScriptedFrame> pictures(int first, int count, int codec = 1, int width = 320,
-                                           int height = 240, qint64 firstPts = 1000);
-    static ScriptedFrame picture(int number, int codec = 1, int width = 320, int height = 240);
-    /// 20 ms of a tone of 440 Hz as G.711 A-law, 8000 Hz mono, the n-th piece of it.
-    static ScriptedFrame sound(int piece = 0);
-    static HVideoEncPara videoPara(int codec = 1, int width = 320, int height = 240);
-    static HAudioEncPara audioPara();
-
     /// Starts the thread and waits until it reads.
     static bool begin(FedThread *thread);
     /// Waits until all that was fed has been dealt with.

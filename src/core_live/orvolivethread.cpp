@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_live/orvolivethread.h"
+
+#include "core_live/livefilenames_p.h"
+#include "devicelink/devicerules.h"
+#include "devicelink/hnetdevice.h"
+#include "log.h"
+
+namespace {
+
+constexpr char kLogTag[] = "(orlvthr)";
+constexpr int kConnectPollMs = 100;
+constexpr int kSilentTimeouts = 4; ///< in a row; each further one is told
+constexpr int kMainStream = 0;
+constexpr int kBuiltMode = 1; ///< HVideoEncPara::mode of whoever builds a record
+
+} // namespace
+
+OrvoLiveThread::OrvoLiveThread(QObject *parent) : PvProtoVideoThread(parent)
+{
+    setObjectName(QStringLiteral("OrvoLiveThread"));
+}
+
+OrvoLiveThread::~OrvoLiveThread()
+{
+    endRun();
+}
+
+bool OrvoLiveThread::checkConnect()
+{
+    if (!device) {
+        VANTRA_LOG(Logger::Error) << "dev is null";
+        return false;
+    }
+    HChannelStatus status = HChannelDisconnected;
+    for (int i = 0; i < connectTimeout / kConnectPollMs && !stopped; ++i) {
+        status = device->getConnectStatus();
+        if (status == HChannelConnected)
+            return true;
+        msleep(kConnectPollMs);
+    }
+    VANTRA_LOG(Logger::Info)
+        << QStringLiteral("not connected (%1)").arg(static_cast<short>(status));
+    return false;
+}
+
+bool OrvoLiveThread::initInput()
+{
+    // While the link is down there is nothing to ask for: the reads go on timing out.
+    if (!device || device->getConnectStatus() != HChannelConnected)
+        return true;
+    const HRetError result = device->enableMediaTransmit(channel, stream, true);
+    if (result == HRetOk || result == HRetAlready) {
+        exceedCount = 0;
+        return true;
+    }
+    VANTRA_LOG(Logger::Warning) << QStringLiteral("start media transmit fail (%1:%2:%3)")
+                                       .arg(channel)
+                                       .arg(stream)
+                                       .arg(static_cast<int>(result));
+    if (result == HRetExceedMax) {
+        ++exceedCount;
+        emit sig_connExceedMax();
+    }
+    return false;
+}
+
+void OrvoLiveThread::closeVideo()
+{
+    if (device && device->getConnectStatus() == HChannelConnected)
+        device->enableMediaTransmit(channel, stream, false);
+    PvProtoVideoThread::closeVideo();
+}
+
+int OrvoLiveThread::readFrame(HFrameHeader *frame, int timeoutMs)
+{
+    if (!device) {
+        VANTRA_LOG(Logger::Error) << "dev is null";
+        return DeviceReadError;
+    }
+    const HRetError answer = device->readFrame(channel, stream, frame, timeoutMs);
+    const DeviceReadResult result = liveReadResult(answer);
+    if (result == DeviceReadTimeout && timeoutCount >= kSilentTimeouts) {
+        VANTRA_LOG(Logger::Info) << QStringLiteral("read [%1:%2] frame timeout(%3 ms) ")
+                                        .arg(device->getIPAddr(), QString::number(stream),
+                                             QString::number(getReadTimeout()));
+    } else if (result == DeviceReadError) {
+        VANTRA_LOG(Logger::Error) << "read frame err " << static_cast<int>(answer);
+    }
+    return result;
+}
+
+void OrvoLiveThread::handlePreviewClose()
+{
+    // Sub streams keep theirs: they are cheap to hold, and first to be shown again.
+    if (stream == kMainStream)
+        destroyDecoders();
+}
+
+int OrvoLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
+{
+    if (!device) {
+        VANTRA_LOG(Logger::Error) << "dev is null";
+        return -1;
+    }
+    const HRetError result = device->getCodecInfo(channel, stream, video, audio);
+    if (result != HRetOk) {
+        VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
+        return -1;
+    }
+    return 0;
+}
+
+void OrvoLiveThread::setMP4FileName(RecordType type)
+{
+    if (isRecordType(type))
+        setFileName(type, newLiveRecordName(getSavePath(type)));
+}
+
+void OrvoLiveThread::renameMP4File(RecordType type)
+{
+    const QString name = getFileName(type);
+    if (!renameLiveRecord(name, channel))
+        VANTRA_LOG(Logger::Error) << QStringLiteral("%1 is not exists").arg(name);
+}
+
+// --- What the frames say of the stream ----------------------------------------------------------
+
+void OrvoLiveThread::beforeSaveMP4(HFrameHeader *frame)
+{
+    updateAVCodec(frame);
+}
+
+void OrvoLiveThread::updateAVCodec(HFrameHeader *frame)
+{
+    HVideoEncPara video;
+    HAudioEncPara audio;
+    if (getLatestRecordCodec(video, audio) != 0)
+        return;
+    // An unknown codec leaves the one known before, with the new form around it: that is intended.
+    if (frame->isKeyFrame()) {
+        const qint32 codecId = codecOfVideoFrame(frame->codecId);
+        if (codecId != 0)
+            video.codecId = codecId;
+        else
+            VANTRA_LOG(Logger::Warning) << "unknown code_id " << frame->codecId;
+        video.width = frame->widthOrSampleRate;
+        video.height = frame->heightOrBits;
+        video.frameRate = frame->frameRateOrChannels;
+        video.bitRate = frame->bitRate;
+        video.mode = kBuiltMode;
+    } else if (frame->isAudio()) {
+        const qint32 codecId = codecOfAudioFrame(frame->codecId);
+        if (codecId != 0)
+            audio.codecId = codecId;
+        audio.sampleRate = frame->widthOrSampleRate;
+        audio.bitsPerSample = frame->heightOrBits;
+        audio.channels = frame->frameRateOrChannels;
+    }
+    updateDeviceAVCodec(video, audio); // for other frames too, as they were read
+}
+
+void OrvoLiveThread::updateDeviceAVCodec(HVideoEncPara &video, HAudioEncPara &audio)
+{
+    if (!device) {
+        VANTRA_LOG(Logger::Error) << "dev is null";
+        return;
+    }
+    const HRetError result = device->setCodecInfo(channel, stream, video, audio);
+    if (result != HRetOk)
+        VANTRA_LOG(Logger::Error) << "set codec err " << static_cast<int>(result);
+}

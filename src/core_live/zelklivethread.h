@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "core_video/deviceinterface.h"
+#include "core_video/pvprotovideothread.h"
+
+/// One live stream of a device that sends by HTransportZelk. Bind the device and set channel and
+/// stream before the start; unbind only when the thread has ended.
+///
+/// The device is waited for by the state of this very stream. Where the stream is started and was
+/// not on before, a key frame is asked for. A refusal has no signal, whatever its reason; a
+/// recording goes by what the device says of the stream by itself.
+///
+/// A main stream (stream 0) that nobody watches lets go of its decoders, a sub stream keeps them.
+///
+/// A recording is the file PATH/yyyy-MM-dd/live/BEGIN.mp4 below its save path, and
+/// BEGIN_END_CHANNEL.mp4 once it is closed, with times as yyyyMMddTHHmmss.
+class VANTRA_EXPORT ZelkLiveThread : public PvProtoVideoThread, public DeviceInterface
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(ZelkLiveThread)
+
+public:
+    explicit ZelkLiveThread(QObject *parent = nullptr);
+    /// A subclass whose overrides or members run() uses calls endRun() in its own destructor.
+    ~ZelkLiveThread() override;
+
+    void setMP4FileName(RecordType type) override;
+    void renameMP4File(RecordType type) override;
+
+protected:
+    void closeVideo() override;
+    bool initInput() override;
+    bool checkConnect() override;
+    int readFrame(HFrameHeader *frame, int timeoutMs) override;
+    void handlePreviewClose() override;
+    int getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio) override;
+};
