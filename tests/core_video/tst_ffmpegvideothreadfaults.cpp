@@ -118,6 +118,7 @@ private slots:
     void card_snapshotHasTheSizeThatCameDown();
     void card_snapshotFails_quietly_data();
     void card_snapshotFails_quietly();
+    void card_eachThreadKeepsItsHardware();
 };
 
 void TestFFmpegVideoThreadFaults::open_handsTheseToFFmpeg()
@@ -546,6 +547,40 @@ void TestFFmpegVideoThreadFaults::card_snapshotFails_quietly()
     QCOMPARE(watcher.textures, 3);
     QVERIFY(QDir(dir.path()).isEmpty());
     end(&thread);
+}
+
+void TestFFmpegVideoThreadFaults::card_eachThreadKeepsItsHardware()
+{
+    Faults::hasCard = true;
+    // What a decoder with both kinds of hardware offers.
+    const AVPixelFormat offer[] = {AV_PIX_FMT_VDPAU, AV_PIX_FMT_VAAPI, AV_PIX_FMT_YUV420P,
+                                   AV_PIX_FMT_NONE};
+    QMutex mutex;
+    QVector<AVPixelFormat> picked; // by each decoder, after all have been opened
+    QVector<AVCodecContext *> decoders;
+    Faults::watcher = [&](Faults::Step step, AVCodecContext *ctx) {
+        QMutexLocker lock(&mutex);
+        if (step == Faults::Step::Open && ctx->hw_device_ctx)
+            decoders << ctx;
+        if (decoders.size() == 2 && picked.isEmpty()) {
+            for (AVCodecContext *decoder : qAsConst(decoders))
+                picked << decoder->get_format(decoder, offer);
+        }
+    };
+    TcpSource source(clip(50));
+    announceNoAudio();
+    TestThread first(source.url());
+    first.setHardware(QStringLiteral("vdpau"));
+    first.play();
+    QVERIFY(waitFor([&] { return first.packets == 50; }));
+    TestThread second(source.url());
+    second.setHardware(QStringLiteral("vaapi"));
+    second.play();
+    QVERIFY(waitFor([&] { return second.packets == 50; }));
+    QCOMPARE(FFmpegHelper::hwPixFmt.load(), static_cast<int>(AV_PIX_FMT_VAAPI));
+    end(&first);
+    end(&second);
+    QCOMPARE(picked, QVector<AVPixelFormat>({AV_PIX_FMT_VDPAU, AV_PIX_FMT_VAAPI}));
 }
 
 QTEST_GUILESS_MAIN(TestFFmpegVideoThreadFaults)

@@ -3,10 +3,13 @@
 #include "recordedfile.h"
 
 #include "support/clipmaker.h"
+#include "support/counterblocks.h"
 
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_ffmpeg/ffmpegptr.h"
+
+#include <QProcess>
 
 #include <algorithm>
 #include <map>
@@ -16,6 +19,11 @@ namespace {
 void take(const AVFrame *frame, bool video, RecordedFile *file)
 {
     if (video) {
+        if (file->pictures.isEmpty())
+            file->size = QSize(frame->width, frame->height);
+        const auto counter = vantratest::readCounter(frame->data[0], frame->linesize[0],
+                                                     frame->width, frame->height);
+        file->counters.append(counter ? qint64(*counter) : -1);
         file->pictures.append(vantratest::readNumber(frame->data[0], frame->linesize[0],
                                                      frame->width, frame->height));
         return;
@@ -85,6 +93,7 @@ RecordedFile readRecording(const QString &fileName)
             if (first == AV_NOPTS_VALUE)
                 first = time;
             file.times.append(time - first);
+            file.keys.append(packet->flags & AV_PKT_FLAG_KEY);
         }
         decode(decoders[packet->stream_index].get(), packet.get(), &file);
         av_packet_unref(packet.get());
@@ -95,4 +104,29 @@ RecordedFile readRecording(const QString &fileName)
         if (file.error.isEmpty())
             decode(decoder.second.get(), nullptr, &file);
     return file;
+}
+
+QString complaintsAbout(const QString &fileName)
+{
+    const QVector<QPair<QString, QStringList>> programs = {
+        {QStringLiteral("ffprobe"),
+         {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_packets"),
+          fileName}},
+        {QStringLiteral("ffmpeg"),
+         {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
+          QStringLiteral("-xerror"), QStringLiteral("-i"), fileName,
+          QStringLiteral("-enc_time_base"), QStringLiteral("-1"), QStringLiteral("-f"),
+          QStringLiteral("null"), QStringLiteral("-")}},
+    };
+    QString complaints;
+    for (const auto &program : programs) {
+        QProcess process;
+        process.start(program.first, program.second);
+        if (!process.waitForFinished(60000))
+            complaints += program.first + QStringLiteral(": does not end\n");
+        else if (process.exitCode() != 0)
+            complaints += program.first + QStringLiteral(": exit %1\n").arg(process.exitCode());
+        complaints += QString::fromUtf8(process.readAllStandardError());
+    }
+    return complaints;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QSize>
 #include <QString>
 #include <QVector>
 
@@ -14,12 +15,18 @@ struct RecordedFile
     int streams = 0;
     int videoCodec = 0; ///< AVCodecID, 0: none
     int audioCodec = 0;
-    int sampleRate = 0;    ///< Hz, as decoded
-    QVector<int> pictures; ///< numbers in the decoded pictures
-    QVector<qint64> times; ///< of the video packets, milliseconds after the first
-    QByteArray sound;      ///< decoded, first channel, signed 16 bit
-    qint64 duration = 0;   ///< milliseconds
+    int sampleRate = 0;       ///< Hz, as decoded
+    QVector<int> pictures;    ///< numbers in the decoded pictures
+    QVector<qint64> counters; ///< the same of a test camera, -1: none
+    QSize size;               ///< of the first picture
+    QVector<bool> keys;       ///< which video packets are key pictures
+    QVector<qint64> times;    ///< of the video packets, milliseconds after the first
+    QByteArray sound;         ///< decoded, first channel, signed 16 bit
+    qint64 duration = 0;      ///< milliseconds
 };
 
 /// Reads and decodes the whole file.
 RecordedFile readRecording(const QString &fileName);
+
+/// What ffprobe and ffmpeg, reading and decoding the whole file, complain about; empty if nothing.
+QString complaintsAbout(const QString &fileName);
