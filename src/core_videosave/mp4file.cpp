@@ -77,6 +77,9 @@ int Mp4File::createMp4(const QByteArray &fileName, const HVideoEncPara &video,
     fmtCtx.reset(ctx);
     if (addStreams(video, audio) != 0 || openFile(fileName) != 0)
         return fail();
+    // The clocks of devices count from 1970. Left to itself the muxer would put as many years of
+    // nothing in front of the first picture, which not every player leaves out.
+    ctx->avoid_negative_ts = AVFMT_AVOID_NEG_TS_MAKE_ZERO;
 
     AVDictionaryOwner options;
     options.set("movflags", kMovFlags);

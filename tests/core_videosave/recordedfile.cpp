@@ -69,6 +69,7 @@ RecordedFile readRecording(const QString &fileName)
     }
     file.format = QString::fromLatin1(input->iformat->name);
     file.streams = int(input->nb_streams);
+    file.start = input->start_time / 1000;
     file.duration = input->duration / 1000;
     std::map<int, AVCodecContextPtr> decoders;
     for (unsigned i = 0; i < input->nb_streams; ++i) {

@@ -22,6 +22,7 @@ struct RecordedFile
     QVector<bool> keys;       ///< which video packets are key pictures
     QVector<qint64> times;    ///< of the video packets, milliseconds after the first
     QByteArray sound;         ///< decoded, first channel, signed 16 bit
+    qint64 start = 0;         ///< time of the beginning, milliseconds
     qint64 duration = 0;      ///< milliseconds
 };
 

@@ -40,6 +40,7 @@ private slots:
     void records();
     void sound_inLongBlocks_isWhole();
     void soundAlone_isRecorded();
+    void clockOfTheDevice_isNotInTheFile();
     void join_shortensGaps_data();
     void join_shortensGaps();
     void frame_ofNoKind_isRefused();
@@ -213,6 +214,22 @@ void TestSaveMp4FFmpeg::soundAlone_isRecorded()
     QCOMPARE(file.streams, 1);
     QCOMPARE(file.videoCodec, 0);
     QVERIFY(hasTone(file.sound, kSampleRate, kHertz));
+}
+
+void TestSaveMp4FFmpeg::clockOfTheDevice_isNotInTheFile()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i < kPictures; ++i) {
+        feed.picture(clip(1).at(i), 1700000000000 + i * kFrameMs);
+        feed.frame(4, 1700000000000 + i * kFrameMs, QByteArray(2 * kBlockSamples, '\xd5'));
+    }
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.start, qint64(0));
+    QCOMPARE(file.pictures.size(), kPictures);
 }
 
 void TestSaveMp4FFmpeg::join_shortensGaps_data()
