@@ -18,6 +18,7 @@ constexpr char kLogTag[] = "(svmp4ff)";
 constexpr char kMovFlags[] = "frag_keyframe+delay_moov";
 constexpr int kAudioFrameSize = 320;
 constexpr int kPcmBits = 16; ///< between decoder and encoder of the transcoder
+constexpr int kSamplesPerAacFrame = 1024;
 
 quint8 transcoderCodec(int codecId)
 {
@@ -187,6 +188,8 @@ bool Mp4File::createEncoder(const HAudioEncPara &audio)
     param.channels = static_cast<quint8>(audio.channels);
     param.sampleRate = static_cast<quint32>(audio.sampleRate);
     param.bitsPerSample = kPcmBits;
+    // Of PCM, taken for A-law, each sample becomes two.
+    frameSamples = kSamplesPerAacFrame / (audio.codecId == HCodecPcm ? kPcmBits / 8 : 1);
     aacEncoder.reset(Easy_AACEncoder_Init(param));
     if (!aacEncoder)
         VANTRA_LOG(Logger::Error) << "creat easy aac null";

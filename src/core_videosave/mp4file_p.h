@@ -42,8 +42,9 @@ public:
     Mp4Stream audioStream() const { return streamAt(audioIndex); }
 
     /// Writes a picture, or a block of sound once it has become AAC. A failure is a line in the
-    /// log, and does not stop the next one.
-    void write(const AVPacket *packet);
+    /// log, and does not stop the next one. Sound that `followsPictures` has no time of its own but
+    /// that of a picture, perhaps the same again and again: its frames then follow each other.
+    void write(const AVPacket *packet, bool followsPictures);
 
 private:
     struct EncoderDeleter
@@ -67,9 +68,9 @@ private:
     void closeFile();
 
     void writeVideo(const AVPacket *packet);
-    void writeAudio(const AVPacket *packet);
+    void writeAudio(const AVPacket *packet, bool followsPictures);
     bool audioG711ToAAC(const AVPacket *in);
-    void writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 delay);
+    void writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 pts);
     int writeToMuxer(AVPacket *packet);
 
     // In this order, so that each goes before what it uses.
@@ -81,8 +82,11 @@ private:
     std::vector<quint8> aacFrames; ///< what one packet has become: ADTS frames one after the other
     int videoIndex = -1;
     int audioIndex = -1;
+    int frameSamples = 0; ///< of the device's sound in one AAC frame
     bool headerWritten = false;
     bool soundWritten = false;
+    qint64 soundPts = 0; ///< of the last frame of sound
+    qint64 blockPts = 0; ///< of the block that it was made of
     Held held;
 };
 

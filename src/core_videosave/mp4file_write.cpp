@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -20,7 +21,6 @@ constexpr char kLogTag[] = "(svmp4ff)";
 /// Most bytes that the transcoder may be given at once, by the room that it is given.
 constexpr int kTranscoderBytes = 4096;
 constexpr int kAdtsHeader = 7;
-constexpr qint64 kSamplesPerAacFrame = 1024;
 
 /// Beyond these the muxer is told to write what it holds, key picture or not: a stream without key
 /// pictures, or without the sound that was announced, must not fill the memory.
@@ -36,6 +36,12 @@ void tellWriteError(const char *kind, const AVPacket *packet, const AVFormatCont
                                           FFmpegHelper::errorText(code));
 }
 
+qint64 later(qint64 pts, qint64 by)
+{
+    const bool isStamp = pts != AV_NOPTS_VALUE && pts <= std::numeric_limits<qint64>::max() - by;
+    return isStamp ? pts + by : pts;
+}
+
 } // namespace
 
 int adtsFrameSize(const quint8 *data, int size)
@@ -46,14 +52,14 @@ int adtsFrameSize(const quint8 *data, int size)
     return length < kAdtsHeader || length > size ? size : length;
 }
 
-void Mp4File::write(const AVPacket *packet)
+void Mp4File::write(const AVPacket *packet, bool followsPictures)
 {
     if (!fmtCtx || packet->stream_index < 0)
         return;
     if (packet->stream_index == videoIndex)
         writeVideo(packet);
     else if (packet->stream_index == audioIndex)
-        writeAudio(packet);
+        writeAudio(packet, followsPictures);
 }
 
 void Mp4File::writeVideo(const AVPacket *packet)
@@ -64,19 +70,24 @@ void Mp4File::writeVideo(const AVPacket *packet)
         tellWriteError("video", packet, fmtCtx.get(), result);
 }
 
-void Mp4File::writeAudio(const AVPacket *packet)
+void Mp4File::writeAudio(const AVPacket *packet, bool followsPictures)
 {
     if (!audioG711ToAAC(packet))
         return;
     // One packet of the file is one frame. The first bears the time of the block that completed it.
     const AVRational timebase = fmtCtx->streams[audioIndex]->time_base;
     const int sampleRate = fmtCtx->streams[audioIndex]->codecpar->sample_rate;
-    const qint64 frameTime = av_rescale_q(kSamplesPerAacFrame, {1, sampleRate}, timebase);
-    qint64 delay = 0;
+    const qint64 frameTime = av_rescale_q(frameSamples, {1, sampleRate}, timebase);
+    qint64 pts = packet->pts;
+    // The pictures of a slow camera are further apart than the frames of sound. The muxer would
+    // refuse the second one with the time of the same picture, and the sound would have holes.
+    if (followsPictures && soundWritten && pts >= blockPts && pts <= soundPts)
+        pts = later(soundPts, frameTime);
+    blockPts = packet->pts;
     const auto end = static_cast<int>(aacFrames.size());
-    for (int at = 0; at < end; delay += frameTime) {
+    for (int at = 0; at < end; pts = later(pts, frameTime)) {
         const int size = adtsFrameSize(aacFrames.data() + at, end - at);
-        writeAac(packet, aacFrames.data() + at, size, delay);
+        writeAac(packet, aacFrames.data() + at, size, pts);
         at += size;
     }
 }
@@ -100,7 +111,7 @@ bool Mp4File::audioG711ToAAC(const AVPacket *in)
     return !aacFrames.empty();
 }
 
-void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 delay)
+void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 pts)
 {
     // A packet of its own: the bytes of `in` may be shared with whoever plays them.
     const AVPacketPtr aac(av_packet_alloc());
@@ -111,8 +122,8 @@ void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64
     memcpy(aac->data, frame, static_cast<size_t>(size));
     aac->stream_index = in->stream_index;
     aac->flags = in->flags;
-    aac->pts = in->pts == AV_NOPTS_VALUE ? in->pts : in->pts + delay;
-    aac->dts = aac->pts;
+    aac->pts = pts;
+    aac->dts = pts;
     aac->duration = 0;
     aac->pos = -1;
 
@@ -128,6 +139,7 @@ void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64
         tellWriteError("audio", in, fmtCtx.get(), result);
     else
         soundWritten = true;
+    soundPts = pts;
 }
 
 int Mp4File::writeToMuxer(AVPacket *packet)

@@ -11,6 +11,7 @@
 #include <QMutexLocker>
 #include <QtDebug>
 
+#include <atomic>
 #include <cstring>
 #include <utility>
 
@@ -31,6 +32,7 @@ struct SaveMp4FFmpeg::Recording
     HAudioEncPara acodecPar;
     Mp4File file;
     PacketQueue queue;
+    std::atomic<bool> soundFollowsPictures{false}; ///< packets of a demuxer have come
 
     QMutex producerMutex; ///< held for arithmetic only
     AVRational vTimebase = {1, 1000};
@@ -90,6 +92,7 @@ bool SaveMp4FFmpeg::init()
     {
         const QMutexLocker locker(&m->producerMutex);
         m->timestamps.begin();
+        m->soundFollowsPictures = false;
         m->videoStream = {};
         m->audioStream = {};
     }
@@ -131,6 +134,8 @@ void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
         VANTRA_LOG(Logger::Warning) << "clone pkt err";
         return;
     }
+    if (!video)
+        m->soundFollowsPictures = true;
     clone->stream_index = stream.index;
     clone->pts = pts; // no reordering: pictures are shown in the order in which they are decoded
     clone->dts = pts;
@@ -205,7 +210,7 @@ void SaveMp4FFmpeg::save()
         VANTRA_LOG(Logger::Warning) << "deque null";
         return;
     }
-    m->file.write(packet.get());
+    m->file.write(packet.get(), m->soundFollowsPictures);
 }
 
 void SaveMp4FFmpeg::close()
@@ -219,7 +224,7 @@ void SaveMp4FFmpeg::close()
     }
     while (!m->queue.isQueueEmpty()) {
         if (const AVPacketPtr packet = m->queue.dequeue())
-            m->file.write(packet.get());
+            m->file.write(packet.get(), m->soundFollowsPictures);
     }
     m->queue.clearQueue();
     m->file.closeMp4();

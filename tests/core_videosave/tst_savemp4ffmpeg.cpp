@@ -39,6 +39,7 @@ private slots:
     void records_data();
     void records();
     void sound_inLongBlocks_isWhole();
+    void sound_betweenSlowPictures_isWhole();
     void soundAlone_isRecorded();
     void clockOfTheDevice_isNotInTheFile();
     void join_shortensGaps_data();
@@ -192,6 +193,29 @@ void TestSaveMp4FFmpeg::sound_inLongBlocks_isWhole()
     QCOMPARE(file.error, QString());
     QVERIFY(file.sound.size() >= 3 * kSampleRate * 2);
     QVERIFY(hasTone(file.sound, kSampleRate, kHertz));
+}
+
+void TestSaveMp4FFmpeg::sound_betweenSlowPictures_isWhole()
+{
+    constexpr int kSlowMs = 1000; // several frames of AAC bear the time of one picture
+    const QByteArray sound =
+        encodeALaw(makeTone(kPictures * kSlowMs * kSampleRate / 1000, kSampleRate, kHertz));
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
+    writer.setTimebase({1, 90000});
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0, at = 0; i < kPictures; ++i) {
+        feed.packet(true, i * kSlowMs * 90, clip(1).at(i).data, clip(1).at(i).key);
+        for (; at < (i + 1) * kSampleRate; at += kBlockSamples)
+            feed.packet(false, 0, sound.mid(at, kBlockSamples));
+    }
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.error, QString());
+    QVERIFY(file.sound.size() / 2 >= (kPictures - 1) * kSampleRate);
+    QVERIFY2(qAbs(file.duration - kPictures * kSlowMs) <= kSlowMs,
+             qPrintable(QString::number(file.duration)));
 }
 
 void TestSaveMp4FFmpeg::soundAlone_isRecorded()
