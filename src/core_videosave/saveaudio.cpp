@@ -5,13 +5,8 @@
 #include "core_videosave/adtsheader_p.h"
 #include "core_videosave/rawfile_p.h"
 #include "core_videosave/wavfile_p.h"
-#include "log.h"
 
 #include <QMutexLocker>
-
-namespace {
-constexpr char kLogTag[] = "(saveAudio)";
-}
 
 SaveAudio::SaveAudio(QObject *parent) : AbstractSaveThread(parent) {}
 
@@ -84,10 +79,8 @@ void SaveAudio::write(const char *data, qlonglong len)
     const QMutexLocker output(&m_outputMutex);
     if (!opened || paused)
         return;
-    if (len < 0 || len > vantra::kMaxRawBlock || (!data && len > 0)) {
-        VANTRA_LOG(Logger::Error) << "block refused, bytes:" << len;
+    if (len < 0 || len > vantra::kMaxRawBlock || (!data && len > 0))
         return;
-    }
     const QByteArray buffer(data, int(len));
     if (directSave) {
         save(buffer);

@@ -11,7 +11,8 @@
 /// Writes sound as it comes: PCM, PCM that becomes WAV at the end, or AAC with ADTS headers.
 ///
 /// It does not open its `file`: a subclass does so in an init() of its own, write-only. Without
-/// that every block is refused with a line in the log. The end of the recording closes the file.
+/// that every block is lost. The end of the recording closes the file. Nothing is logged: a block
+/// that cannot be written is lost, and the next one is tried.
 ///
 /// Threads. write() may be called on any thread and waits for the disk there; the writer's own
 /// thread meanwhile repeats an idle save() without a pause, which keeps one core busy. All else is

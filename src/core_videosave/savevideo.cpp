@@ -3,13 +3,10 @@
 #include "core_videosave/savevideo.h"
 
 #include "core_videosave/rawfile_p.h"
-#include "log.h"
 
 #include <QMutexLocker>
 
 namespace {
-
-constexpr char kLogTag[] = "(saveVideo)";
 
 QByteArray copyOf(const quint8 *plane, qint64 size)
 {
@@ -83,10 +80,8 @@ void SaveVideo::write(quint8 *dataY, quint8 *dataU, quint8 *dataV)
     const qint64 size = qint64(videoWidth) * videoHeight;
     const qint64 quarter = size / 4;
     if (videoWidth < 0 || videoHeight < 0 || size > vantra::kMaxRawBlock ||
-        (size > 0 && !dataY) || (quarter > 0 && (!dataU || !dataV))) {
-        VANTRA_LOG(Logger::Error) << "picture refused:" << videoWidth << videoHeight;
+        (size > 0 && !dataY) || (quarter > 0 && (!dataU || !dataV)))
         return;
-    }
     const QByteArray y = copyOf(dataY, size);
     const QByteArray u = copyOf(dataU, quarter);
     const QByteArray v = copyOf(dataV, quarter);

@@ -3,7 +3,6 @@
 #include "core_videosave/wavfile_p.h"
 
 #include "core_videosave/rawfile_p.h"
-#include "log.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -11,7 +10,6 @@
 
 namespace {
 
-constexpr char kLogTag[] = "(raw)";
 constexpr qint64 kCopyStep = 64 * 1024; ///< bytes
 
 template<typename T>
@@ -46,24 +44,12 @@ QByteArray wavHeader(quint32 dataSize, int sampleRate, int channels)
     return header;
 }
 
-bool openFile(QFile &file, QIODevice::OpenMode mode)
-{
-    if (file.open(mode))
-        return true;
-    VANTRA_LOG(Logger::Error) << "open err:" << file.fileName() << file.errorString();
-    return false;
-}
-
 /// Exactly `size` bytes, never until the end: the target may be the source, which then grows.
 bool copy(QFile &source, QFile &target, qint64 size)
 {
     while (size > 0) {
         const QByteArray bytes = source.read(qMin(size, kCopyStep));
-        if (bytes.isEmpty()) {
-            VANTRA_LOG(Logger::Error) << "read err:" << source.fileName() << source.errorString();
-            return false;
-        }
-        if (!vantra::writeAll(target, bytes))
+        if (bytes.isEmpty() || !vantra::writeAll(target, bytes))
             return false;
         size -= bytes.size();
     }
@@ -77,7 +63,7 @@ bool vantra::convertToWav(const QString &source, const QString &target, int samp
 {
     QFile from(source);
     QFile to(target);
-    if (!openFile(from, QFile::ReadOnly) || !openFile(to, QFile::WriteOnly))
+    if (!from.open(QFile::ReadOnly) || !to.open(QFile::WriteOnly))
         return false;
 
     const qint64 size = from.bytesAvailable();
@@ -85,11 +71,5 @@ bool vantra::convertToWav(const QString &source, const QString &target, int samp
                    copy(from, to, size);
     written = closeFile(to) && written;
     from.close();
-    if (!written || !removeSource)
-        return written;
-    if (!from.remove()) {
-        VANTRA_LOG(Logger::Error) << "remove err:" << source << from.errorString();
-        return false;
-    }
-    return true;
+    return written && (!removeSource || from.remove());
 }

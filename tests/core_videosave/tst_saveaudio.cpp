@@ -46,6 +46,7 @@ public:
     }
 
     using SaveAudio::channelCount;
+    using SaveAudio::file;
     using SaveAudio::profile;
     using SaveAudio::sampleRate;
     using SaveAudio::saveAudioType;
@@ -86,8 +87,7 @@ private slots:
     }
     void cleanup()
     {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QCOMPARE(m_log->missing(), QStringList());
+        QVERIFY(m_log->lines().isEmpty()); // raw writers log nothing, whatever happens
         m_log.reset();
     }
 
@@ -98,8 +98,8 @@ private slots:
     void write_followsTheType();
     void write_isDropped_whilePausedOrNotOpened();
     void write_refusesBadBlocks();
-    void write_isRefused_whenNobodyOpenedTheFile();
-    void write_failures_areSeen();
+    void write_isLost_whenNobodyOpenedTheFile();
+    void write_failures_areSurvived();
     void adtsHeader_hasItsBytes_data();
     void adtsHeader_hasItsBytes();
     void save_writesWaitingBlocks_inOrder();
@@ -116,12 +116,6 @@ private slots:
 
 private:
     QString path(const char *name) const { return m_dir->filePath(QString::fromLatin1(name)); }
-    void expectError(const QString &start)
-    {
-        const QString pattern = QLatin1Char('^') + QRegularExpression::escape(start);
-        m_log->expectMatching(Logger::Error, QRegularExpression(pattern));
-    }
-
     std::unique_ptr<LogCapture> m_log;
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -207,42 +201,38 @@ void TestSaveAudio::write_refusesBadBlocks()
     OpeningWriter writer;
     writer.setPara(SaveAudioType_Raw, 8000, 1, 1);
     writer.open(path("a.pcm"));
-    for (const qlonglong length : {-1LL, 1LL << 32, std::numeric_limits<qlonglong>::max()}) {
-        expectError(QStringLiteral("(saveAudio)"));
+    for (const qlonglong length : {-1LL, 1LL << 32, std::numeric_limits<qlonglong>::max()})
         writer.write("abc", length);
-    }
     writer.write(nullptr, 3);
     writer.write(nullptr, 0);
     writer.stop();
-    QCOMPARE(m_log->countMatching(Logger::Error, QRegularExpression("block refused, bytes:")), 4);
     QCOMPARE(contentOf(path("a.pcm")), QByteArray());
 }
 
-void TestSaveAudio::write_isRefused_whenNobodyOpenedTheFile()
+void TestSaveAudio::write_isLost_whenNobodyOpenedTheFile()
 {
-    OpeningWriter writer;
-    writer.opensFile = false;
+    SaveAudio writer; // prepares nothing by itself, and says that all is well
     writer.setPara(SaveAudioType_Aac, 8000, 1, 1);
     writer.open(path("a.pcm"));
     QVERIFY(writer.getOpened());
-    m_log->expectMatching(Logger::Error, QRegularExpression("write err: file not open"));
     writer.write("abc", 3);
     writer.stop();
     QVERIFY(!QFile::exists(path("a.pcm")));
 }
 
-void TestSaveAudio::write_failures_areSeen()
+void TestSaveAudio::write_failures_areSurvived()
 {
     for (const bool buffered : {true, false}) {
         OpeningWriter writer;
         writer.extraMode = buffered ? QIODevice::NotOpen : QIODevice::Unbuffered;
         writer.setPara(SaveAudioType_Raw, 8000, 1, 1);
         writer.open(QStringLiteral("/dev/full"));
-        m_log->expectMatching(Logger::Error,
-                              QRegularExpression(buffered ? "flush err:.*/dev/full"
-                                                          : "write err:.*/dev/full"));
         writer.write("abc", 3);
         writer.stop();
+        writer.open(path("a.pcm"));
+        writer.write("de", 2);
+        writer.stop();
+        QCOMPARE(contentOf(path("a.pcm")), QByteArray("de"));
     }
 }
 
@@ -315,9 +305,11 @@ void TestSaveAudio::close_dropsWaitingBlocks()
 {
     OpeningWriter writer;
     writer.setPara(SaveAudioType_Raw, 8000, 1, 1);
+    writer.file.setFileName(path("a.pcm"));
+    QVERIFY(writer.file.open(QIODevice::WriteOnly));
+    writer.file.write("before");
     writer.queue("one"); // no thread runs that would take it
     writer.queue("two");
-    QVERIFY(makeFile(path("a.pcm"), "before"));
     QVERIFY(call(writer, "close"));
     QCOMPARE(writer.queued(), 0);
     QCOMPARE(contentOf(path("a.pcm")), QByteArray("before"));
@@ -369,7 +361,6 @@ void TestSaveAudio::wav_keepsTheSource_whenTheTargetCannotBeOpened()
     writer.setPara(SaveAudioType_Wav, 8000, 1, 1);
     writer.open(path("a.pcm"));
     writer.write("abc", 3);
-    m_log->expectMatching(Logger::Error, QRegularExpression("open err:.*a\\.wav"));
     writer.stop();
     QCOMPARE(contentOf(path("a.pcm")), QByteArray("abc"));
 }
@@ -380,7 +371,6 @@ void TestSaveAudio::wav_makesNoTarget_withoutASource()
     writer.opensFile = false;
     writer.setPara(SaveAudioType_Wav, 8000, 1, 1);
     writer.open(path("a.pcm"));
-    m_log->expectMatching(Logger::Error, QRegularExpression("open err:.*a\\.pcm"));
     writer.stop();
     QVERIFY(QDir(m_dir->path()).isEmpty());
 }
@@ -393,7 +383,6 @@ void TestSaveAudio::wav_keepsTheSource_whenNotAskedOrNotWritten()
     QCOMPARE(contentOf(path("a.pcm")), content);
     QCOMPARE(contentOf(path("a.wav")).mid(44), content);
 
-    m_log->expectMatching(Logger::Error, QRegularExpression("(write|flush) err:.*/dev/full"));
     QVERIFY(!vantra::convertToWav(path("a.pcm"), QStringLiteral("/dev/full"), 8000, 1, true));
     QCOMPARE(contentOf(path("a.pcm")), content);
 }

@@ -25,8 +25,6 @@ class OpeningWriter : public SaveVideo
 public:
     bool init() override
     {
-        if (!opensFile)
-            return true;
         file.setFileName(fileName);
         return file.open(QIODevice::WriteOnly);
     }
@@ -51,12 +49,11 @@ public:
         SaveVideo::write(plane(y), plane(u), plane(v));
     }
 
+    using SaveVideo::file;
     using SaveVideo::frameRate;
     using SaveVideo::saveVideoType;
     using SaveVideo::videoHeight;
     using SaveVideo::videoWidth;
-
-    bool opensFile = true;
 };
 
 bool call(QObject &object, const char *slot)
@@ -86,8 +83,7 @@ private slots:
     }
     void cleanup()
     {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QCOMPARE(m_log->missing(), QStringList());
+        QVERIFY(m_log->lines().isEmpty()); // raw writers log nothing, whatever happens
         m_log.reset();
     }
 
@@ -98,8 +94,8 @@ private slots:
     void write_doesNothing_forOtherTypes();
     void write_isDropped_whilePausedOrNotOpened();
     void write_refusesBadPictures();
-    void write_isRefused_whenNobodyOpenedTheFile();
-    void write_failures_areSeen();
+    void write_isLost_whenNobodyOpenedTheFile();
+    void write_failures_areSurvived();
     void save_writesWaitingPictures_inOrder();
     void close_dropsWaitingPictures();
     void open_worksAgain_afterStop();
@@ -195,7 +191,6 @@ void TestSaveVideo::write_refusesBadPictures()
 {
     OpeningWriter writer;
     writer.open(m_path);
-    m_log->expectMatching(Logger::Error, QRegularExpression("picture refused:"));
     const QVector<QSize> sizes{{-2, 2}, {2, -2}, {-2, -2}, {kIntMax, kIntMax}, {65536, 65536}};
     for (const QSize &size : sizes) {
         writer.setPara(SaveVideoType_Yuv, size.width(), size.height(), 25);
@@ -206,32 +201,32 @@ void TestSaveVideo::write_refusesBadPictures()
     writer.write("yyyy", nullptr, "v");
     writer.write("yyyy", "u", nullptr);
     writer.stop();
-    QCOMPARE(m_log->countMatching(Logger::Error, QRegularExpression("picture refused:")), 8);
     QCOMPARE(contentOf(m_path), QByteArray());
 }
 
-void TestSaveVideo::write_isRefused_whenNobodyOpenedTheFile()
+void TestSaveVideo::write_isLost_whenNobodyOpenedTheFile()
 {
-    OpeningWriter writer;
-    writer.opensFile = false;
+    SaveVideo writer; // prepares nothing by itself, and says that all is well
     writer.setPara(SaveVideoType_Yuv, 2, 2, 25);
     writer.open(m_path);
-    const QRegularExpression line("write err: file not open");
-    m_log->expectMatching(Logger::Error, line);
-    writer.write("yyyy", "u", "v");
+    QVERIFY(writer.getOpened());
+    quint8 plane[4] = {};
+    writer.write(plane, plane, plane);
     writer.stop();
-    QCOMPARE(m_log->countMatching(Logger::Error, line), 1);
     QVERIFY(!QFile::exists(m_path));
 }
 
-void TestSaveVideo::write_failures_areSeen()
+void TestSaveVideo::write_failures_areSurvived()
 {
     OpeningWriter writer;
     writer.setPara(SaveVideoType_Yuv, 2, 2, 25);
     writer.open(QStringLiteral("/dev/full"));
-    m_log->expectMatching(Logger::Error, QRegularExpression("flush err:.*/dev/full"));
     writer.write("yyyy", "u", "v");
     writer.stop();
+    writer.open(m_path);
+    writer.write("zzzz", "x", "y");
+    writer.stop();
+    QCOMPARE(contentOf(m_path), QByteArray("zzzzxy"));
 }
 
 void TestSaveVideo::save_writesWaitingPictures_inOrder()
@@ -250,10 +245,14 @@ void TestSaveVideo::close_dropsWaitingPictures()
 {
     OpeningWriter writer;
     writer.setPara(SaveVideoType_Yuv, 2, 2, 25);
+    writer.file.setFileName(m_path);
+    QVERIFY(writer.file.open(QIODevice::WriteOnly));
+    writer.file.write("before");
     writer.queue("1111", "2", "3"); // no thread runs that would take it
     QCOMPARE(writer.queued(), 3);
     QVERIFY(call(writer, "close"));
     QCOMPARE(writer.queued(), 0);
+    QCOMPARE(contentOf(m_path), QByteArray("before"));
     QVERIFY(call(writer, "save")); // with nothing left it returns, and needs no file
 }
 
