@@ -16,10 +16,10 @@ constexpr int kPositionLeft = 2;
 constexpr int kPositionRight = 3;
 constexpr int kButtonExtent = 20; // pixels along the row
 
-constexpr QLatin1String kMicIcon(":/primary/mic.svg");
-constexpr QLatin1String kMicClosedIcon(":/primary/mic-close.svg");
-constexpr QLatin1String kSoundIcon(":/primary/volume.svg");
-constexpr QLatin1String kMutedIcon(":/primary/close_volume.svg");
+const QLatin1String kMicIcon(":/primary/mic.svg");
+const QLatin1String kMicClosedIcon(":/primary/mic-close.svg");
+const QLatin1String kSoundIcon(":/primary/volume.svg");
+const QLatin1String kMutedIcon(":/primary/close_volume.svg");
 
 struct Toggle
 {
@@ -30,7 +30,7 @@ struct Toggle
 };
 
 // In the order in which they are tried; the first match counts.
-constexpr Toggle kToggles[] = {
+const Toggle kToggles[] = {
     {QLatin1String("btnTalk"), QLatin1String("Talk"), QLatin1String("TalkMuted"), kMicClosedIcon},
     {QLatin1String("TalkMuted"), QLatin1String("TalkMuted"), QLatin1String("Talk"), kMicIcon},
     {QLatin1String("btnSound"), QLatin1String("Sound"), QLatin1String("Muted"), kMutedIcon},
