@@ -20,7 +20,7 @@ static const struct {
 
 static int transcode(void *handle, FILE *in, FILE *out)
 {
-    unsigned char from[2048], to[G7ToAacOutputRoom];
+    unsigned char from[G7ToAacInputChunk], to[G7ToAacOutputRoom];
     size_t bytes;
     while ((bytes = fread(from, 1, sizeof from, in)) > 0) {
         unsigned int produced = 0;

@@ -35,18 +35,22 @@ typedef struct G7ToAacInitParam {
     uint8_t padding2[3];    /**< not read */
 } G7ToAacInitParam;
 
-/** Room that one call with at most 4096 bytes of input can fill in `out`. */
-enum { G7ToAacOutputRoom = 16384 };
+/**
+ * Whatever the parameters, one call with at most so many bytes of input yields at most two AAC
+ * frames, which fit into so much room: the length of a frame has 13 bits. A call with more needs
+ * that room for each such chunk begun.
+ */
+enum { G7ToAacInputChunk = 160, G7ToAacOutputRoom = 16384 };
 
 /** Returns a handle to be released, or NULL if the AAC encoder refuses these parameters. */
 VANTRA_AAC_EXPORT void *Easy_AACEncoder_Init(G7ToAacInitParam param);
 
 /**
  * Takes `inLen` bytes, in chunks of any length, and gives all AAC frames that are complete by then.
- * `out` has no length: give room for what the input can yield. Returns the bytes put into `out`,
- * also stored in `*outLen`; 0 while no frame is complete (the encoder needs about 0.4 s to begin);
- * -1 for a null handle, missing `out` or `outLen`, or if the decoder refuses a frame. Input beyond
- * what the store of 131072 bytes has room for is lost in silence.
+ * `out` has no length: give room for what the input can yield, see G7ToAacOutputRoom. Returns the
+ * bytes put into `out`, also stored in `*outLen`; 0 while no frame is complete (the encoder needs
+ * about 0.4 s to begin); -1 for a null handle, missing `out` or `outLen`, or if the decoder refuses
+ * a frame. Input that does not fit into the store of 131072 bytes is lost in silence.
  */
 VANTRA_AAC_EXPORT int Easy_AACEncoder_Encode(void *handle, unsigned char *in, unsigned int inLen,
                                              unsigned char *out, unsigned int *outLen);

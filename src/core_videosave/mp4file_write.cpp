@@ -19,7 +19,7 @@ namespace {
 constexpr char kLogTag[] = "(svmp4ff)";
 
 /// Most bytes that the transcoder may be given at once, by the room that it is given.
-constexpr int kTranscoderBytes = 4096;
+constexpr int kTranscoderBytes = G7ToAacInputChunk;
 constexpr int kAdtsHeader = 7;
 
 /// Beyond these the muxer is told to write what it holds, key picture or not: a stream without key

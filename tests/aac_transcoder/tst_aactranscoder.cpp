@@ -6,8 +6,11 @@
 #include "aac_transcoder/g7ring_p.h"
 #include "aac_transcoder/g7toaac_p.h"
 
+#include <QRandomGenerator>
 #include <QtMath>
 #include <QtTest>
+
+#include <functional>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -45,22 +48,25 @@ QByteArray tone(DecodeToPcmBase &law, double hertz, int samples)
     return codes;
 }
 
-QByteArray transcode(const G7ToAacInitParam &param, QByteArray input, int chunk)
+/// In chunks as long as `length` says, one after the other.
+QByteArray transcode(const G7ToAacInitParam &param, QByteArray input,
+                     const std::function<int()> &length = [] { return kFrameBytes; })
 {
     void *handle = Easy_AACEncoder_Init(param);
     if (!handle)
         return {};
     QByteArray output;
-    for (int at = 0; at < input.size(); at += chunk) {
-        QByteArray room(G7ToAacOutputRoom, '\0');
+    for (int at = 0; at < input.size();) {
+        const int chunk = qMin(length(), input.size() - at);
+        QByteArray room((chunk / G7ToAacInputChunk + 1) * G7ToAacOutputRoom, '\0');
         unsigned int produced = 0;
         const int result = Easy_AACEncoder_Encode(
                 handle, reinterpret_cast<uchar *>(input.data()) + at,
-                static_cast<unsigned int>(qMin(chunk, input.size() - at)),
-                reinterpret_cast<uchar *>(room.data()), &produced);
+                static_cast<unsigned int>(chunk), reinterpret_cast<uchar *>(room.data()), &produced);
         if (result != int(produced))
-            return {};
+            qFatal("the result is not the length told");
         output += room.left(result);
+        at += chunk;
     }
     Easy_AACEncoder_Release(handle);
     return output;
@@ -118,7 +124,9 @@ QVector<float> decodeAac(const QByteArray &aac)
 class OpenTranscoder : public G7ToAac
 {
 public:
+    OpenTranscoder() = default;
     explicit OpenTranscoder(const G7ToAacInitParam &param) : G7ToAac(param) {}
+    using G7ToAac::param;
     using G7ToAac::pcmBufferSize;
     using G7ToAac::pcmDecoded;
     using G7ToAac::pcmFill;
@@ -138,7 +146,13 @@ private slots:
     void init_refusesWhatTheEncoderRefuses();
     void encode_refusesNullHandle();
     void release_ignoresNull();
+    void encode_refusesMissingArguments();
+    void encode_yieldsNothing_withoutDecoder();
+    void transcoder_isALawMono_withoutARecord();
+    void chunks_ofAnyLength_giveTheSameAac_data();
     void chunks_ofAnyLength_giveTheSameAac();
+    void output_fitsTheRoomThatTheHeaderNames_data();
+    void output_fitsTheRoomThatTheHeaderNames();
     void chunk_shorterThanAFrame_waits();
     void output_isAdtsOfTheTone_data();
     void output_isAdtsOfTheTone();
@@ -200,6 +214,7 @@ void tst_AacTranscoder::encode_refusesNullHandle()
     unsigned char in[kFrameBytes] = {}, out[G7ToAacOutputRoom];
     unsigned int produced = 7;
     QCOMPARE(Easy_AACEncoder_Encode(nullptr, in, sizeof in, out, &produced), -1);
+    QCOMPARE(produced, 7u);
 }
 
 void tst_AacTranscoder::release_ignoresNull()
@@ -207,14 +222,107 @@ void tst_AacTranscoder::release_ignoresNull()
     Easy_AACEncoder_Release(nullptr);
 }
 
+void tst_AacTranscoder::encode_refusesMissingArguments()
+{
+    void *handle = Easy_AACEncoder_Init(param(G7CodecALaw));
+    QVERIFY(handle);
+    unsigned char in[kFrameBytes] = {}, out[G7ToAacOutputRoom];
+    unsigned int produced = 7;
+    QCOMPARE(Easy_AACEncoder_Encode(handle, in, sizeof in, nullptr, &produced), -1);
+    QCOMPARE(Easy_AACEncoder_Encode(handle, in, sizeof in, out, nullptr), -1);
+    QCOMPARE(produced, 7u);
+    QCOMPARE(Easy_AACEncoder_Encode(handle, nullptr, kFrameBytes, out, &produced), 0);
+    QCOMPARE(produced, 0u);
+    Easy_AACEncoder_Release(handle);
+}
+
+void tst_AacTranscoder::encode_yieldsNothing_withoutDecoder()
+{
+    G7ToAac transcoder; // never prepared
+    unsigned char in[kFrameBytes] = {}, out[G7ToAacOutputRoom];
+    unsigned int produced = 7;
+    QCOMPARE(transcoder.Encode(in, sizeof in, out, &produced), 0);
+}
+
+void tst_AacTranscoder::transcoder_isALawMono_withoutARecord()
+{
+    OpenTranscoder transcoder;
+    QVERIFY(transcoder.Init());
+    QCOMPARE(int(transcoder.param.audioCodec), 1);
+    QCOMPARE(int(transcoder.param.channels), 1);
+    QCOMPARE(transcoder.param.sampleRate, 8000u);
+    QCOMPARE(transcoder.param.bitsPerSample, 16u);
+    QCOMPARE(transcoder.pcmBufferSize, 2048u);
+}
+
+void tst_AacTranscoder::chunks_ofAnyLength_giveTheSameAac_data()
+{
+    QTest::addColumn<int>("codec");
+    QTest::addColumn<int>("g726Rate");
+    QTest::newRow("A-law") << int(G7CodecALaw) << 0;
+    QTest::newRow("mu-law") << int(G7CodecMuLaw) << 0;
+    for (int rate = 2; rate <= 5; ++rate)
+        QTest::addRow("G.726 at %d kbit/s", 8 * rate) << int(G7CodecG726) << rate;
+}
+
 void tst_AacTranscoder::chunks_ofAnyLength_giveTheSameAac()
 {
-    G711AToPcm law;
-    const QByteArray sound = tone(law, 440, 2 * kRate);
-    const QByteArray whole = transcode(param(G7CodecALaw), sound, kFrameBytes);
-    QVERIFY(!whole.isEmpty());
-    for (const int chunk : {1, 7, 159, 161, 320, 1024, 4096})
-        QCOMPARE(transcode(param(G7CodecALaw), sound, chunk), whole);
+    QFETCH(int, codec);
+    QFETCH(int, g726Rate);
+    QRandomGenerator random(7);
+    QByteArray sound(2 * kRate, '\0');
+    for (char &code : sound)
+        code = char(random.bounded(256));
+    const QByteArray whole = transcode(param(codec, g726Rate), sound, [&] { return sound.size(); });
+    QVERIFY(!adtsFrames(whole).isEmpty());
+    for (const int chunk : {1, 159, 160, 4096})
+        QCOMPARE(transcode(param(codec, g726Rate), sound, [=] { return chunk; }), whole);
+    for (const int most : {5, 400, 3000}) {
+        const auto length = [&] { return 1 + random.bounded(most); };
+        QCOMPARE(transcode(param(codec, g726Rate), sound, length), whole);
+    }
+}
+
+void tst_AacTranscoder::output_fitsTheRoomThatTheHeaderNames_data()
+{
+    QTest::addColumn<int>("channels");
+    QTest::addColumn<uint>("sampleRate");
+    QTest::addColumn<uint>("bits");
+    QTest::newRow("as devices send it") << 1 << 8000u << 16u;
+    QTest::newRow("least width") << 1 << 8000u << 8u;
+    QTest::newRow("least width, low rate") << 1 << 100u << 8u;
+    QTest::newRow("six channels, low rate") << 6 << 100u << 16u;
+    QTest::newRow("three channels") << 3 << 8000u << 16u;
+}
+
+/// Noise in the form that yields most samples for a byte, so that frames are as many and as long as
+/// they get. What goes beyond the room is for the sanitizer, and for the bytes behind it.
+void tst_AacTranscoder::output_fitsTheRoomThatTheHeaderNames()
+{
+    QFETCH(int, channels);
+    QFETCH(uint, sampleRate);
+    QFETCH(uint, bits);
+    G7ToAacInitParam record = param(G7CodecG726, 2);
+    record.channels = static_cast<uint8_t>(channels);
+    record.sampleRate = sampleRate;
+    record.bitsPerSample = bits;
+    void *handle = Easy_AACEncoder_Init(record);
+    QVERIFY(handle);
+    QRandomGenerator random(3);
+    QByteArray out(G7ToAacOutputRoom, '\0');
+    unsigned int most = 0;
+    for (int round = 0; round < 400; ++round) {
+        unsigned char in[G7ToAacInputChunk];
+        for (unsigned char &code : in)
+            code = uchar(random.bounded(256));
+        unsigned int produced = 0;
+        QVERIFY(Easy_AACEncoder_Encode(handle, in, sizeof in, reinterpret_cast<uchar *>(out.data()),
+                                       &produced) >= 0);
+        most = qMax(most, produced);
+        QVERIFY(produced <= uint(G7ToAacOutputRoom));
+    }
+    QVERIFY(most > 0);
+    Easy_AACEncoder_Release(handle);
 }
 
 void tst_AacTranscoder::chunk_shorterThanAFrame_waits()
@@ -245,7 +353,7 @@ void tst_AacTranscoder::output_isAdtsOfTheTone()
     G711UToPcm muLaw;
     DecodeToPcmBase &law = codec == G7CodecALaw ? static_cast<DecodeToPcmBase &>(aLaw)
                                                 : static_cast<DecodeToPcmBase &>(muLaw);
-    const QByteArray aac = transcode(param(codec), tone(law, 440, 3 * kRate), kFrameBytes);
+    const QByteArray aac = transcode(param(codec), tone(law, 440, 3 * kRate));
     const QList<int> frames = adtsFrames(aac);
     QVERIFY(frames.size() >= 18); // of 23 frames of 128 ms, less the encoder's delay
     // MPEG-2, layer 0, no CRC; profile LC (1), 8000 Hz (11), one channel.
@@ -274,11 +382,11 @@ void tst_AacTranscoder::unknownCodec_isALaw()
 {
     G711AToPcm law;
     const QByteArray sound = tone(law, 300, kRate);
-    const QByteArray expected = transcode(param(G7CodecALaw), sound, kFrameBytes);
+    const QByteArray expected = transcode(param(G7CodecALaw), sound);
     QVERIFY(!expected.isEmpty());
     for (const int codec : {2, 4, 255})
-        QCOMPARE(transcode(param(codec), sound, kFrameBytes), expected);
-    QVERIFY(transcode(param(G7CodecMuLaw), sound, kFrameBytes) != expected);
+        QCOMPARE(transcode(param(codec), sound), expected);
+    QVERIFY(transcode(param(G7CodecMuLaw), sound) != expected);
 }
 
 void tst_AacTranscoder::unknownG726Rate_isTwo()
@@ -286,11 +394,11 @@ void tst_AacTranscoder::unknownG726Rate_isTwo()
     QByteArray codes;
     for (int i = 0; i < 4000; ++i)
         codes.append(char(i * 73 + (i >> 3)));
-    const QByteArray expected = transcode(param(G7CodecG726, 2), codes, kFrameBytes);
+    const QByteArray expected = transcode(param(G7CodecG726, 2), codes);
     QVERIFY(!expected.isEmpty());
     for (const int rate : {7, 0, 1, 6, 255})
-        QCOMPARE(transcode(param(G7CodecG726, rate), codes, kFrameBytes), expected);
-    QVERIFY(transcode(param(G7CodecG726, 3), codes, kFrameBytes) != expected);
+        QCOMPARE(transcode(param(G7CodecG726, rate), codes), expected);
+    QVERIFY(transcode(param(G7CodecG726, 3), codes) != expected);
 }
 
 void tst_AacTranscoder::inputThatDoesNotFit_isLostInSilence()
@@ -400,32 +508,53 @@ void tst_AacTranscoder::ring_takesAllOrNothing()
     QCOMPARE(ring.Read(reinterpret_cast<uchar *>(back.data()), 1), 0);
 }
 
+/// The tables of ITU-T G.711, built as they stand there: decision values at equal steps within a
+/// segment, and the middle between two of them as the value of the code.
 void tst_AacTranscoder::g711_equalsTheStandard_data()
 {
     QTest::addColumn<bool>("aLaw");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<int>("sample");
-    // Decision values of ITU-T G.711, tables 1 and 2, at 16 bits.
-    QTest::newRow("A-law, smallest positive") << true << 0xD5 << 8;
-    QTest::newRow("A-law, smallest negative") << true << 0x55 << -8;
-    QTest::newRow("A-law, largest positive") << true << 0xAA << 32256;
-    QTest::newRow("A-law, largest negative") << true << 0x2A << -32256;
-    QTest::newRow("A-law, second segment") << true << 0xC5 << 264;
-    QTest::newRow("mu-law, zero") << false << 0xFF << 0;
-    QTest::newRow("mu-law, negative zero") << false << 0x7F << 0;
-    QTest::newRow("mu-law, largest positive") << false << 0x80 << 32124;
-    QTest::newRow("mu-law, largest negative") << false << 0x00 << -32124;
-    QTest::newRow("mu-law, second segment") << false << 0xEF << 132;
+    QTest::newRow("A-law, table 1") << true;
+    QTest::newRow("mu-law, table 2") << false;
 }
 
 void tst_AacTranscoder::g711_equalsTheStandard()
 {
     QFETCH(bool, aLaw);
-    QFETCH(int, code);
-    QFETCH(int, sample);
+    QVector<int> twice; // value of each magnitude times two, in the units of the table
+    if (aLaw) {
+        // 32 steps of 2, then six segments of 16 whose steps double, up to 4096.
+        int decision = 0, step = 2;
+        for (int n = 0; n < 128; ++n) {
+            if (n >= 32 && n % 16 == 0)
+                step *= 2;
+            twice << 2 * decision + step;
+            decision += step;
+        }
+        QCOMPARE(decision, 4096);
+    } else {
+        // Zero, 15 steps of 2 from 1 on, then seven segments of 16 whose steps double, up to 8159.
+        int decision = 1, step = 2;
+        twice << 0;
+        for (int n = 1; n < 128; ++n) {
+            if (n % 16 == 0)
+                step *= 2;
+            twice << 2 * decision + step;
+            decision += step;
+        }
+        QCOMPARE(decision, 8159);
+    }
     G711AToPcm a;
     G711UToPcm u;
-    QCOMPARE(int(aLaw ? a.DecodeOne(uchar(code)) : u.DecodeOne(uchar(code))), sample);
+    for (int magnitude = 0; magnitude < 128; ++magnitude) {
+        // 13 bits of A-law and 14 of mu-law stand at the top of 16.
+        const int sample = aLaw ? twice[magnitude] * 4 : twice[magnitude] * 2;
+        const int positive = aLaw ? (0x80 | magnitude) ^ 0x55 : 0xFF - magnitude;
+        const int negative = positive ^ 0x80;
+        QCOMPARE(int(aLaw ? a.DecodeOne(uchar(positive)) : u.DecodeOne(uchar(positive))), sample);
+        QCOMPARE(int(aLaw ? a.DecodeOne(uchar(negative)) : u.DecodeOne(uchar(negative))), -sample);
+    }
+    QCOMPARE(int(a.DecodeOne(0xAA)), 32256);
+    QCOMPARE(int(u.DecodeOne(0x00)), -32124);
 }
 
 void tst_AacTranscoder::g711_refusesBadArguments()

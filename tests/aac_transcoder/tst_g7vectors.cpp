@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// The narrow-band decoders against standard vectors and real speech.
+// The narrow-band decoders against standard vectors and real speech. No sample may differ by a single
+// step: the recommendations tell the decoders bit by bit, so that all conformant ones agree.
 #include "aac_transcoder/g711topcm_p.h"
 #include "aac_transcoder/g726topcm_p.h"
 #include "support/media.h"
