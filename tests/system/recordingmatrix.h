@@ -3,13 +3,14 @@
 #pragma once
 
 #include "support/clipmaker.h"
-#include "support/waitfor.h"
 
 #include "core_ffmpeg/ffmpegptr.h"
 #include "core_videosave/savemp4ffmpeg.h"
 #include "devicelink/hframeheader.h"
 
+#include <QDeadlineTimer>
 #include <QSize>
+#include <QThread>
 
 #include <cstring>
 #include <vector>
@@ -82,7 +83,10 @@ public:
     /// Waits until the writer has taken everything.
     bool settle()
     {
-        return waitFor([this] { return m_writer.isQueueEmpty(); });
+        const QDeadlineTimer deadline(20000);
+        while (!m_writer.isQueueEmpty() && !deadline.hasExpired())
+            QThread::usleep(20);
+        return m_writer.isQueueEmpty();
     }
 
 private:
