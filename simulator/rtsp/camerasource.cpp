@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "simulator/rtsp/camerasource.h"
 
-#include "simulator/rtsp/counterrow.h"
+#include "simulator/scene/counterrow.h"
 
 #include <gst/video/video.h>
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "simulator/rtsp/options.h"
-#include "simulator/rtsp/scene.h"
+#include "simulator/scene/scene.h"
 #include "simulator/rtsp/source.h"
 
 #include <atomic>

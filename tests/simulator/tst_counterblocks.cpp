@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/counterblocks.h"
 
-#include "simulator/rtsp/counterrow.h"
+#include "simulator/scene/counterrow.h"
 
 #include <QBuffer>
 #include <QPainter>

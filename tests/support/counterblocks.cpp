@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/counterblocks.h"
 
-#include "simulator/rtsp/counterrow.h"
+#include "simulator/scene/counterrow.h"
+#include "simulator/scene/sceneid.h"
 
 #include <QPainter>
 
@@ -22,16 +23,19 @@ constexpr double kInnerEnd = 0.7;
 
 using Levels = std::array<double, vantrasim::kCounterCells>;
 
+enum class Row { Top, Bottom };
+
 /// Average over the inner part of one cell, which holds at least one pixel.
 template<typename Luma>
-double levelOf(const Luma &luma, const QRect &picture, int cell)
+double levelOf(const Luma &luma, const QRect &picture, Row row, int cell)
 {
     const double cellWidth = double(picture.width()) / vantrasim::kCounterCells;
     const double rowHeight = double(picture.height()) / vantrasim::kCounterRowDivisor;
+    const double rowTop = row == Row::Top ? 0 : picture.height() - rowHeight;
     const int left = picture.left() + int((cell + kInnerBegin) * cellWidth);
     const int right = std::max(picture.left() + int((cell + kInnerEnd) * cellWidth), left + 1);
-    const int top = picture.top() + int(kInnerBegin * rowHeight);
-    const int bottom = std::max(picture.top() + int(kInnerEnd * rowHeight), top + 1);
+    const int top = picture.top() + int(rowTop + kInnerBegin * rowHeight);
+    const int bottom = std::max(picture.top() + int(rowTop + kInnerEnd * rowHeight), top + 1);
     double sum = 0;
     for (int y = top; y < bottom; ++y) {
         for (int x = left; x < right; ++x)
@@ -75,7 +79,7 @@ std::optional<quint32> decode(const Levels &levels)
 }
 
 template<typename Luma>
-std::optional<quint32> readWith(const Luma &luma, const QRect &all, const QRect &named)
+std::optional<quint32> readWith(const Luma &luma, const QRect &all, const QRect &named, Row row)
 {
     const QRect picture = named.isNull() ? all : named;
     if (picture.width() < vantrasim::kCounterCells ||
@@ -83,27 +87,57 @@ std::optional<quint32> readWith(const Luma &luma, const QRect &all, const QRect 
         return std::nullopt;
     Levels levels{};
     for (int cell = 0; cell < vantrasim::kCounterCells; ++cell)
-        levels[std::size_t(cell)] = levelOf(luma, picture, cell);
+        levels[std::size_t(cell)] = levelOf(luma, picture, row, cell);
     return decode(levels);
+}
+
+std::optional<quint32> readRow(const QImage &image, const QRect &picture, Row row)
+{
+    if (image.isNull())
+        return std::nullopt;
+    return readWith([&image](int x, int y) { return qGray(image.pixel(x, y)); }, image.rect(),
+                    picture, row);
+}
+
+std::optional<quint32> readRow(const uchar *luma, int stride, int width, int height,
+                               const QRect &picture, Row row)
+{
+    if (luma == nullptr || width <= 0 || height <= 0)
+        return std::nullopt;
+    return readWith([luma, stride](int x, int y) { return luma[qptrdiff(y) * stride + x]; },
+                    QRect(0, 0, width, height), picture, row);
+}
+
+std::optional<SceneId> sceneOf(const std::optional<quint32> &id)
+{
+    if (!id)
+        return std::nullopt;
+    return SceneId{vantrasim::deviceOfScene(*id), vantrasim::channelOfScene(*id),
+                   vantrasim::streamOfScene(*id)};
 }
 
 } // namespace
 
 std::optional<quint32> readCounter(const QImage &image, const QRect &picture)
 {
-    if (image.isNull())
-        return std::nullopt;
-    return readWith([&image](int x, int y) { return qGray(image.pixel(x, y)); }, image.rect(),
-                    picture);
+    return readRow(image, picture, Row::Top);
 }
 
 std::optional<quint32> readCounter(const uchar *luma, int stride, int width, int height,
                                    const QRect &picture)
 {
-    if (luma == nullptr || width <= 0 || height <= 0)
-        return std::nullopt;
-    return readWith([luma, stride](int x, int y) { return luma[qptrdiff(y) * stride + x]; },
-                    QRect(0, 0, width, height), picture);
+    return readRow(luma, stride, width, height, picture, Row::Top);
+}
+
+std::optional<SceneId> readSceneId(const QImage &image, const QRect &picture)
+{
+    return sceneOf(readRow(image, picture, Row::Bottom));
+}
+
+std::optional<SceneId> readSceneId(const uchar *luma, int stride, int width, int height,
+                                   const QRect &picture)
+{
+    return sceneOf(readRow(luma, stride, width, height, picture, Row::Bottom));
 }
 
 void drawCounter(QImage *image, quint32 counter)

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "simulator/rtsp/scene.h"
+#include "simulator/scene/scene.h"
 
-#include "simulator/rtsp/counterrow.h"
-#include "simulator/rtsp/pixelfont.h"
+#include "simulator/scene/counterrow.h"
+#include "simulator/scene/pixelfont.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -76,13 +76,11 @@ void drawLabel(const I420View &picture, bool fromRight, int scale, const std::st
     drawText(picture, left + margin, top + margin, scale, text, kWhite);
 }
 
-void drawBall(const I420View &picture, std::uint32_t counter)
+void drawBall(const I420View &picture, int step, int stepsPerTurn)
 {
     const int radius = std::max(picture.height / 14, 3);
-    const int step = static_cast<int>(counter % kBallStepsPerTurn);
-    const int half = kBallStepsPerTurn / 2;
-    const int way = step < half ? step : kBallStepsPerTurn - step;
-    const int centreX = radius + way * (picture.width - 2 * radius) / half;
+    const int way = std::min(step, stepsPerTurn - step); // of half a turn, there and back
+    const int centreX = radius + way * 2 * (picture.width - 2 * radius) / stepsPerTurn;
     const int centreY = picture.height * 11 / 16;
     const Yuv colour = yuvFromRgb(kBallRgb);
     for (int dy = -radius; dy <= radius; ++dy) {
@@ -99,19 +97,36 @@ void drawBall(const I420View &picture, std::uint32_t counter)
     }
 }
 
-void drawCounterRow(const I420View &picture, std::uint32_t counter)
+void drawRow(const I420View &picture, int top, int bottom, std::uint32_t value)
 {
-    const CounterCells cells = counterToCells(counter);
-    const int bottom = picture.height / kCounterRowDivisor;
-    fill(picture, 0, 0, picture.width, bottom, kBlack);
+    const CounterCells cells = counterToCells(value);
+    fill(picture, 0, top, picture.width, bottom, kBlack);
     for (int i = 0; i < kCounterCells; ++i) {
         if (cells[static_cast<std::size_t>(i)])
-            fillPlane(picture, 0, i * picture.width / kCounterCells, 0,
+            fillPlane(picture, 0, i * picture.width / kCounterCells, top,
                       (i + 1) * picture.width / kCounterCells, bottom, kWhite.y);
     }
 }
 
-I420View viewOf(std::vector<std::uint8_t> &bytes, int width, int height)
+void drawCounterRow(const I420View &picture, std::uint32_t counter)
+{
+    drawRow(picture, 0, picture.height / kCounterRowDivisor, counter);
+}
+
+/// Of the text in the strip, chosen so that a clock and a number fit beside each other.
+int stripTextScale(int width, int height)
+{
+    return std::max(std::min(height / 160, width / 220), 1);
+}
+
+} // namespace
+
+std::size_t i420Size(int width, int height)
+{
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2;
+}
+
+I420View i420View(std::vector<std::uint8_t> &bytes, int width, int height)
 {
     I420View view;
     view.width = width;
@@ -124,7 +139,15 @@ I420View viewOf(std::vector<std::uint8_t> &bytes, int width, int height)
     return view;
 }
 
-} // namespace
+I420View i420Below(const I420View &picture, int top)
+{
+    I420View below = picture;
+    below.height -= top;
+    for (int plane = 0; plane < 3; ++plane)
+        below.plane[plane] +=
+            static_cast<std::ptrdiff_t>(plane == 0 ? top : top / 2) * picture.stride[plane];
+    return below;
+}
 
 Yuv yuvFromRgb(std::uint32_t rgb)
 {
@@ -142,9 +165,8 @@ void Scene::makeBackground(int width, int height)
 {
     m_width = width;
     m_height = height;
-    m_background.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3 / 2,
-                        0);
-    const I420View view = viewOf(m_background, width, height);
+    m_background.assign(i420Size(width, height), 0);
+    const I420View view = i420View(m_background, width, height);
     const Yuv room = yuvFromRgb(m_rgb);
     fill(view, 0, 0, width, height, room);
     // Light falls from above onto the wall; the floor is darker.
@@ -164,11 +186,38 @@ void Scene::makeBackground(int width, int height)
     drawText(view, left, top, scale, m_name, kWhite);
 }
 
-void Scene::paint(const I420View &picture, std::uint32_t counter, const std::string &clock)
+int stripHeight(int width, int height)
+{
+    constexpr int kBlock = 16;
+    const int textLine = (kGlyphHeight + 2) * stripTextScale(width, height);
+    return (height / kCounterRowDivisor + textLine + kBlock - 1) / kBlock * kBlock;
+}
+
+void paintStrip(const I420View &strip, int pictureHeight, std::uint32_t counter,
+                const std::string &text)
+{
+    fill(strip, 0, 0, strip.width, strip.height, kShade);
+    const int rowBottom = pictureHeight / kCounterRowDivisor;
+    drawRow(strip, 0, rowBottom, counter);
+    const int scale = stripTextScale(strip.width, pictureHeight);
+    char number[16];
+    std::snprintf(number, sizeof number, "#%u", counter & kCounterMask);
+    drawText(strip, scale, rowBottom + scale, scale, text, kWhite);
+    const int left = strip.width - textWidth(number, scale) - scale;
+    if (left > scale + textWidth(text, scale)) // the blocks say it too
+        drawText(strip, left, rowBottom + scale, scale, number, kWhite);
+}
+
+void paintIdRow(const I420View &picture, std::uint32_t id)
+{
+    drawRow(picture, picture.height - picture.height / kCounterRowDivisor, picture.height, id);
+}
+
+void Scene::paintRoom(const I420View &picture, int step, int stepsPerTurn)
 {
     if (picture.width != m_width || picture.height != m_height)
         makeBackground(picture.width, picture.height);
-    const I420View background = viewOf(m_background, m_width, m_height);
+    const I420View background = i420View(m_background, m_width, m_height);
     for (int plane = 0; plane < 3; ++plane) {
         const int lines = plane == 0 ? m_height : m_height / 2;
         const int width = background.stride[plane];
@@ -178,7 +227,12 @@ void Scene::paint(const I420View &picture, std::uint32_t counter, const std::str
                         background.plane[plane] + static_cast<std::ptrdiff_t>(y) * width,
                         static_cast<std::size_t>(width));
     }
-    drawBall(picture, counter);
+    drawBall(picture, step, stepsPerTurn);
+}
+
+void Scene::paint(const I420View &picture, std::uint32_t counter, const std::string &clock)
+{
+    paintRoom(picture, static_cast<int>(counter % kBallStepsPerTurn), kBallStepsPerTurn);
     const int scale = std::max(std::min(picture.height / 120, picture.width / 220), 1);
     char number[16];
     std::snprintf(number, sizeof number, "#%u", counter & kCounterMask);

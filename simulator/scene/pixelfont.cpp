@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "simulator/rtsp/pixelfont.h"
+#include "simulator/scene/pixelfont.h"
 
 namespace vantrasim {
 

@@ -17,6 +17,13 @@ struct I420View
     int height = 0; ///< pixels, even
 };
 
+/// Bytes of a picture without padding.
+std::size_t i420Size(int width, int height);
+/// The picture in `bytes`, which has i420Size() of them.
+I420View i420View(std::vector<std::uint8_t> &bytes, int width, int height);
+/// The lines of `picture` from `top` on; even.
+I420View i420Below(const I420View &picture, int top);
+
 /// One colour, limited range BT.601.
 struct Yuv
 {
@@ -28,6 +35,19 @@ struct Yuv
 /// `rgb` is 0xRRGGBB.
 Yuv yuvFromRgb(std::uint32_t rgb);
 
+/// Height of the strip along the top of a picture that holds all that tells one frame from the next
+/// (paintStrip()): whole blocks of 16 lines, so that an encoder can treat it by itself.
+int stripHeight(int width, int height);
+
+/// Paints the strip of a picture of `pictureHeight` lines: the row of blocks of `counter`, and
+/// below it `text` and, where there is room, the counter in figures. `strip` is stripHeight() high.
+void paintStrip(const I420View &strip, int pictureHeight, std::uint32_t counter,
+                const std::string &text);
+
+/// Paints the row of blocks of `id` along the bottom of a picture: the same code as the counter's,
+/// which says who took the picture instead of when.
+void paintIdRow(const I420View &picture, std::uint32_t id);
+
 /// What a test camera sees: its own colour and name, a running clock, a ball on its way and the
 /// frame counter, as text and as a row of blocks (counterrow.h). Used by one thread at a time.
 class Scene
@@ -35,6 +55,10 @@ class Scene
 public:
     /// `rgb` 0xRRGGBB is the colour of the room.
     Scene(std::string name, std::uint32_t rgb);
+
+    /// Paints what needs no counter over the whole picture: room, name and the ball, which is back
+    /// where it was after `stepsPerTurn` steps.
+    void paintRoom(const I420View &picture, int step, int stepsPerTurn);
 
     /// Paints frame `counter` over the whole picture. `clock` stands in it as it is.
     void paint(const I420View &picture, std::uint32_t counter, const std::string &clock);

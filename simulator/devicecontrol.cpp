@@ -1,0 +1,159 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "simulator/devicecontrol.h"
+
+#include "simulator/simulateddevice.h"
+
+#include "devicelink/devicerules.h"
+#include "devicelink/hnetdevice.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace vantrasim {
+
+namespace {
+
+/// What of `form` the stream plays that was said in A-law at 8000 Hz.
+QByteArray echoFor(const AudioFormat &form, const char *data, int size)
+{
+    QByteArray pcm;
+    for (int i = 0; i < size; ++i) {
+        const qint16 sample = fromALaw(quint8(data[i]));
+        pcm.append(reinterpret_cast<const char *>(&sample), sizeof sample);
+    }
+    return encodeSound(pcm, form);
+}
+
+} // namespace
+
+DeviceControl::DeviceControl(const DeviceConfig &config)
+    : m_config(config), m_perChannel(config.streamsPerChannel())
+{
+    for (int channel = 0; channel < config.channels.size(); ++channel) {
+        const ChannelConfig &form = config.channels[channel];
+        for (int stream = 0; stream < m_perChannel; ++stream) {
+            LiveStream::Place place;
+            place.device = config.number;
+            place.channel = channel;
+            place.stream = stream;
+            place.name = form.name;
+            place.colour = form.colour;
+            const StreamConfig streamForm =
+                form.streams.isEmpty()
+                    ? StreamConfig()
+                    : form.streams[std::min(stream, int(form.streams.size()) - 1)];
+            m_live.push_back(
+                std::make_unique<LiveStream>(place, streamForm, &m_faults, config.queueMs));
+        }
+    }
+}
+
+DeviceControl::~DeviceControl() = default;
+
+bool DeviceControl::has(int channel, int stream) const
+{
+    return channel >= 0 && channel < m_config.channels.size() && stream >= 0 &&
+           stream < m_perChannel;
+}
+
+LiveStream *DeviceControl::live(int channel, int stream) const
+{
+    if (!has(channel, stream))
+        return nullptr;
+    return m_live[std::size_t(flatStreamIndex(m_perChannel, channel, stream))].get();
+}
+
+void DeviceControl::loseConnection(int ms)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_openMutex);
+        m_goneUntil = ms < 0 ? std::numeric_limits<qint64>::max() : deviceNow() + ms;
+        for (const auto &stream : m_live)
+            stream->close();
+    }
+    m_talk.stop();
+}
+
+void DeviceControl::restoreConnection()
+{
+    m_goneUntil = 0;
+}
+
+bool DeviceControl::isConnected() const
+{
+    const qint64 until = m_goneUntil;
+    return until == 0 || deviceNow() >= until;
+}
+
+void DeviceControl::setStalled(bool stalled, FaultPlace place)
+{
+    for (int channel = 0; channel < m_config.channels.size(); ++channel) {
+        for (int stream = 0; stream < m_perChannel; ++stream) {
+            if ((place.channel < 0 || place.channel == channel) &&
+                (place.stream < 0 || place.stream == stream))
+                live(channel, stream)->setStalled(stalled);
+        }
+    }
+}
+
+void DeviceControl::setForm(int channel, int stream, const StreamConfig &form)
+{
+    if (LiveStream *target = live(channel, stream))
+        target->setForm(form);
+}
+
+StreamCounts DeviceControl::counts(int channel, int stream) const
+{
+    const LiveStream *source = live(channel, stream);
+    return source == nullptr ? StreamCounts() : source->counts();
+}
+
+int DeviceControl::openStreams() const
+{
+    return int(std::count_if(m_live.begin(), m_live.end(),
+                             [](const auto &stream) { return stream->isOpen(); }));
+}
+
+HRetError DeviceControl::enable(int channel, int stream, bool on)
+{
+    LiveStream *target = live(channel, stream);
+    if (target == nullptr)
+        return HRetRefused;
+    const std::lock_guard<std::mutex> lock(m_openMutex);
+    if (!isConnected())
+        return HRetRefused;
+    if (!on) {
+        target->close();
+        return HRetOk;
+    }
+    if (target->isOpen())
+        return HRetAlready;
+    if (m_config.mostLive >= 0 && openStreams() >= m_config.mostLive)
+        return HRetExceedMax;
+    target->open();
+    return HRetOk;
+}
+
+HRetError DeviceControl::sendTalk(const char *data, int size)
+{
+    const HRetError answer = m_talk.take(data, size);
+    if (answer != HRetOk || !m_config.echoTalk)
+        return answer;
+    for (int stream = 0; stream < m_perChannel; ++stream) {
+        if (LiveStream *target = live(0, stream))
+            target->addSound(echoFor(target->form().audio, data, size));
+    }
+    return answer;
+}
+
+Simulation simulateDevice(const DeviceConfig &config)
+{
+    Simulation simulation;
+    simulation.control = std::make_shared<DeviceControl>(config);
+    simulation.device =
+        QSharedPointer<HNetDevice>::create(std::make_unique<SimulatedDevice>(simulation.control));
+    return simulation;
+}
+
+} // namespace vantrasim
