@@ -86,6 +86,9 @@ void FFmpegVideoThread::run()
     while (!stopped) {
         if (!isOk) {
             openStartTime = av_gettime();
+            // After a soft stop files may be open. The stamps of the next session begin anew: in
+            // the same file they would be errors for as long as it has been.
+            endFiles();
             closeVideo();
             if (stopAsked)
                 stopped = true; // the close has cleared a stop that came since the last look at it
@@ -113,8 +116,7 @@ void FFmpegVideoThread::run()
 
     if (errorCount >= kErrorsThatRestart && readTimeout >= 1)
         restart = true;
-    for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD})
-        closeMP4(type);
+    endFiles();
     closeVideo();
     // The close may have cleared a stop that came while the loop was being left; it still counts.
     const bool asked = stopAsked.exchange(false);

@@ -81,6 +81,7 @@ private:
     bool interruptIsDue();
 
     void rotateMP4(RecordType type);
+    void endFiles();
     HVideoEncPara builtVideoPara() const;
     HAudioEncPara builtAudioPara() const;
 

@@ -67,6 +67,13 @@ void FFmpegVideoThread::rotateMP4(RecordType type)
     openMP4(type);
 }
 
+/// At the end of a session: ends all files that are open.
+void FFmpegVideoThread::endFiles()
+{
+    for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD})
+        closeMP4(type);
+}
+
 HVideoEncPara FFmpegVideoThread::builtVideoPara() const
 {
     HVideoEncPara para;

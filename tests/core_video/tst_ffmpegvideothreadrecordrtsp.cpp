@@ -25,6 +25,7 @@ private slots:
     void snapshot_isTakenWhileViewing_andRefusedWhileOnlyRecording();
     void sizeChange_beginsANewFile();
     void stall_endsTheFile_andAnotherBegins();
+    void softStop_opensAnew_andBeginsANewFile();
 
 private:
     bool startCamera(const QString &form)
@@ -233,6 +234,28 @@ void TestFFmpegVideoThreadRecordRtsp::stall_endsTheFile_andAnotherBegins()
     end(&thread);
     QCOMPARE(WriterCalls::decoderCalls.load(), 0);
     for (int number = 0; number < 2; ++number) {
+        qint64 last = -1;
+        QCOMPARE(faultOf(thread.file(kManual, number), QSize(320, 192), true, &last), QString());
+    }
+}
+
+void TestFFmpegVideoThreadRecordRtsp::softStop_opensAnew_andBeginsANewFile()
+{
+    QTemporaryDir dir;
+    QVERIFY2(startCamera(QStringLiteral("h264:pcma:320x192:gop=12")), qPrintable(server.log()));
+    RecordThread thread(dir.path(), server.url(QStringLiteral("cam")));
+    thread.setReadTimeout(10000);
+    announceBreaks();
+    thread.recordStart(kManual);
+    thread.play();
+    QVERIFY2(waitFor([&] { return thread.keyPackets >= 6; }), qPrintable(server.log()));
+    const int before = thread.keyPackets;
+    thread.stop2();
+    QVERIFY2(waitFor([&] { return thread.keyPackets >= before + 6; }), qPrintable(server.log()));
+    end(&thread);
+    QVERIFY(thread.named[kManual] >= 2); // the stamps of the new session begin anew
+    QCOMPARE(thread.closed[kManual].load(), thread.named[kManual].load());
+    for (int number = 0; number < thread.named[kManual]; ++number) {
         qint64 last = -1;
         QCOMPARE(faultOf(thread.file(kManual, number), QSize(320, 192), true, &last), QString());
     }
