@@ -47,6 +47,8 @@ DeviceControl::DeviceControl(const DeviceConfig &config)
                 std::make_unique<LiveStream>(place, streamForm, &m_faults, config.queueMs));
         }
     }
+    if (config.protocol == HTransportRtsp)
+        m_rtsp = std::make_unique<RtspCameras>(config);
 }
 
 DeviceControl::~DeviceControl() = default;
@@ -73,11 +75,15 @@ void DeviceControl::loseConnection(int ms)
             stream->close();
     }
     m_talk.stop();
+    if (m_rtsp)
+        m_rtsp->vanish(ms);
 }
 
 void DeviceControl::restoreConnection()
 {
     m_goneUntil = 0;
+    if (m_rtsp)
+        m_rtsp->comeBack();
 }
 
 bool DeviceControl::isConnected() const
@@ -91,16 +97,23 @@ void DeviceControl::setStalled(bool stalled, FaultPlace place)
     for (int channel = 0; channel < m_config.channels.size(); ++channel) {
         for (int stream = 0; stream < m_perChannel; ++stream) {
             if ((place.channel < 0 || place.channel == channel) &&
-                (place.stream < 0 || place.stream == stream))
+                (place.stream < 0 || place.stream == stream)) {
                 live(channel, stream)->setStalled(stalled);
+                if (m_rtsp)
+                    m_rtsp->setStalled(channel, stream, stalled);
+            }
         }
     }
 }
 
 void DeviceControl::setForm(int channel, int stream, const StreamConfig &form)
 {
-    if (LiveStream *target = live(channel, stream))
-        target->setForm(form);
+    LiveStream *target = live(channel, stream);
+    if (target == nullptr)
+        return;
+    if (m_rtsp)
+        m_rtsp->setForm(channel, stream, target->form().video, form.video);
+    target->setForm(form);
 }
 
 StreamCounts DeviceControl::counts(int channel, int stream) const
@@ -118,7 +131,7 @@ int DeviceControl::openStreams() const
 HRetError DeviceControl::enable(int channel, int stream, bool on)
 {
     LiveStream *target = live(channel, stream);
-    if (target == nullptr)
+    if (target == nullptr || m_rtsp) // those are read by address
         return HRetRefused;
     const std::lock_guard<std::mutex> lock(m_openMutex);
     if (!isConnected())

@@ -6,6 +6,7 @@
 #include "simulator/device/deviceconfig.h"
 #include "simulator/device/faults.h"
 #include "simulator/device/livestream.h"
+#include "simulator/device/rtspcameras.h"
 #include "simulator/device/talkdesk.h"
 
 #include <QSharedPointer>
@@ -71,6 +72,7 @@ private:
     DeviceFaults m_faults;
     TalkDesk m_talk;
     std::vector<std::unique_ptr<LiveStream>> m_live; // by flat index
+    std::unique_ptr<RtspCameras> m_rtsp;             // with HTransportRtsp
     std::atomic<int> m_pretendedStreams{-1};
     std::atomic<qint64> m_goneUntil{0}; // time of the device
     std::mutex m_openMutex;             // who counts what is open

@@ -86,6 +86,12 @@ HTransportProtocol SimulatedDevice::getStreamProtocol() const
     return m_control->m_config.protocol;
 }
 
+QStringList SimulatedDevice::getRtspUrls() const
+{
+    asked(DeviceOp::getRtspUrls, {});
+    return m_control->m_rtsp ? m_control->m_rtsp->urls() : QStringList();
+}
+
 QString SimulatedDevice::getIPAddr() const
 {
     asked(DeviceOp::getIPAddr, {});

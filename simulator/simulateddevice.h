@@ -23,6 +23,7 @@ public:
     int getStreamCount() const override;
     int getStreamCountPerChannel() const override;
     HTransportProtocol getStreamProtocol() const override;
+    QStringList getRtspUrls() const override;
     QString getIPAddr() const override;
     QString serialNumber() const override;
 

@@ -57,6 +57,7 @@ void Loop::encode()
     SceneEncoder whole;
     SceneEncoder lower;
     Scene scene(m_form.name, m_form.rgb);
+    scene.setId(m_form.id);
     Bytes pixels(i420Size(form.width, form.height));
     const I420View view = i420View(pixels, form.width, form.height);
     for (int group = 0; group < kGroups && !m_stop; ++group) {
@@ -71,7 +72,6 @@ void Loop::encode()
         }
         for (int i = group * form.gop; i < (group + 1) * form.gop && !m_stop; ++i) {
             scene.paintRoom(view, i, form.gop * kGroups);
-            paintIdRow(view, m_form.id);
             Bytes coded;
             LowerSlice &picture = m_pictures[static_cast<std::size_t>(i)];
             if (!m_joiner || !lower.encode(i420Below(view, strip), &coded) ||

@@ -84,6 +84,11 @@ void LiveStream::setStalled(bool stalled)
 void LiveStream::setForm(const StreamConfig &form)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_loop) { // it has never been open
+        m_form = form;
+        setCodec(form.video.para(), form.audio.para());
+        return;
+    }
     m_pendingForm = form;
     m_pendingLoop = loopOf(form.video);
 }

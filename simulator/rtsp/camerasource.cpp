@@ -38,8 +38,11 @@ std::string clockText()
 } // namespace
 
 CameraSource::CameraSource(const CameraOptions &options, std::shared_ptr<CameraState> state)
-    : m_options(options), m_state(std::move(state)), m_scene(options.name, options.rgb)
+    : m_options(options), m_state(std::move(state)),
+      m_scene(options.label.empty() ? options.name : options.label, options.rgb)
 {
+    if (options.id >= 0)
+        m_scene.setId(static_cast<std::uint32_t>(options.id));
     m_audioCaps = gst_caps_new_simple("audio/x-raw", "format", G_TYPE_STRING, "S16LE", "rate",
                                       G_TYPE_INT, kSampleRate, "channels", G_TYPE_INT, 1, "layout",
                                       G_TYPE_STRING, "interleaved", nullptr);

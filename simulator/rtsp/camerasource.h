@@ -3,8 +3,8 @@
 #pragma once
 
 #include "simulator/rtsp/options.h"
-#include "simulator/scene/scene.h"
 #include "simulator/rtsp/source.h"
+#include "simulator/scene/scene.h"
 
 #include <atomic>
 #include <memory>

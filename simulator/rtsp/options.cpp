@@ -28,6 +28,14 @@ bool startsWith(const std::string &text, const std::string &start)
     return text.compare(0, start.size(), start) == 0;
 }
 
+/// Six hexadecimal digits.
+bool parseHex(const std::string &text, std::uint32_t *number)
+{
+    const auto *end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, *number, 16);
+    return text.size() == 6 && result.ec == std::errc() && result.ptr == end;
+}
+
 bool parseCameraField(const std::string &field, CameraOptions *camera)
 {
     const auto value = field.substr(field.find('=') + 1);
@@ -43,10 +51,15 @@ bool parseCameraField(const std::string &field, CameraOptions *camera)
         return parseNumber(value, 1, 1000, &camera->gop);
     else if (startsWith(field, "kbps="))
         return parseNumber(value, 32, 50000, &camera->kbps);
-    else if (startsWith(field, "colour=")) {
-        const auto *end = value.data() + value.size();
-        const auto result = std::from_chars(value.data(), end, camera->rgb, 16);
-        return value.size() == 6 && result.ec == std::errc() && result.ptr == end;
+    else if (startsWith(field, "label="))
+        camera->label = value;
+    else if (startsWith(field, "colour="))
+        return parseHex(value, &camera->rgb);
+    else if (startsWith(field, "id=")) {
+        std::uint32_t id = 0;
+        const bool ok = parseHex(value, &id);
+        camera->id = id;
+        return ok;
     } else if (field.find('x') != std::string::npos)
         return parseSize(field, &camera->width, &camera->height);
     else
@@ -182,7 +195,8 @@ Serves test cameras and clips by RTSP, over TCP and UDP. Without any camera or c
                                   pcma|pcmu|none  sound (none)     WxH  picture (640x360)
                                   N  frames per second (25)        tone=HZ  of the sound (440)
                                   gop=N  frames per key frame      kbps=N   bit rate
-                                  colour=RRGGBB  of the room
+                                  colour=RRGGBB  of the room       label=TEXT  in the picture
+                                  id=XXXXXX  in a row of blocks along the bottom
   --clip NAME=FILE[:once]         a file as it is: H.264 or H.265 video, and 8 kHz G.711 sound.
                                   It starts anew for each client and goes on for ever; with :once
                                   it ends after one time

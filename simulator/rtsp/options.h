@@ -29,6 +29,8 @@ struct CameraOptions
     int kbps = 0;   ///< kbit/s of the picture; 0: by size and rate
     int tone = 440; ///< Hz
     std::uint32_t rgb = 0;
+    std::string label;    ///< stands in the picture; empty: the name
+    std::int64_t id = -1; ///< in a row of blocks along the bottom (scene/sceneid.h); -1: none
 };
 
 /// A file that is served as it is.

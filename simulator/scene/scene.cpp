@@ -108,9 +108,9 @@ void drawRow(const I420View &picture, int top, int bottom, std::uint32_t value)
     }
 }
 
-void drawCounterRow(const I420View &picture, std::uint32_t counter)
+int rowHeight(const I420View &picture)
 {
-    drawRow(picture, 0, picture.height / kCounterRowDivisor, counter);
+    return picture.height / kCounterRowDivisor;
 }
 
 /// Of the text in the strip, chosen so that a clock and a number fit beside each other.
@@ -208,9 +208,10 @@ void paintStrip(const I420View &strip, int pictureHeight, std::uint32_t counter,
         drawText(strip, left, rowBottom + scale, scale, number, kWhite);
 }
 
-void paintIdRow(const I420View &picture, std::uint32_t id)
+void Scene::setId(std::uint32_t id)
 {
-    drawRow(picture, picture.height - picture.height / kCounterRowDivisor, picture.height, id);
+    m_hasId = true;
+    m_id = id;
 }
 
 void Scene::paintRoom(const I420View &picture, int step, int stepsPerTurn)
@@ -228,6 +229,8 @@ void Scene::paintRoom(const I420View &picture, int step, int stepsPerTurn)
                         static_cast<std::size_t>(width));
     }
     drawBall(picture, step, stepsPerTurn);
+    if (m_hasId)
+        drawRow(picture, picture.height - rowHeight(picture), picture.height, m_id);
 }
 
 void Scene::paint(const I420View &picture, std::uint32_t counter, const std::string &clock)
@@ -236,9 +239,11 @@ void Scene::paint(const I420View &picture, std::uint32_t counter, const std::str
     const int scale = std::max(std::min(picture.height / 120, picture.width / 220), 1);
     char number[16];
     std::snprintf(number, sizeof number, "#%u", counter & kCounterMask);
-    drawLabel(picture, false, scale, clock);
-    drawLabel(picture, true, scale, number);
-    drawCounterRow(picture, counter);
+    I420View aboveRow = picture;
+    aboveRow.height -= m_hasId ? rowHeight(picture) : 0;
+    drawLabel(aboveRow, false, scale, clock);
+    drawLabel(aboveRow, true, scale, number);
+    drawRow(picture, 0, rowHeight(picture), counter);
 }
 
 } // namespace vantrasim

@@ -44,10 +44,6 @@ int stripHeight(int width, int height);
 void paintStrip(const I420View &strip, int pictureHeight, std::uint32_t counter,
                 const std::string &text);
 
-/// Paints the row of blocks of `id` along the bottom of a picture: the same code as the counter's,
-/// which says who took the picture instead of when.
-void paintIdRow(const I420View &picture, std::uint32_t id);
-
 /// What a test camera sees: its own colour and name, a running clock, a ball on its way and the
 /// frame counter, as text and as a row of blocks (counterrow.h). Used by one thread at a time.
 class Scene
@@ -55,6 +51,10 @@ class Scene
 public:
     /// `rgb` 0xRRGGBB is the colour of the room.
     Scene(std::string name, std::uint32_t rgb);
+
+    /// A row of blocks along the bottom, in the same code as the counter's, that says who took the
+    /// picture instead of when (sceneid.h). Without it there is none.
+    void setId(std::uint32_t id);
 
     /// Paints what needs no counter over the whole picture: room, name and the ball, which is back
     /// where it was after `stepsPerTurn` steps.
@@ -68,6 +68,8 @@ private:
 
     std::string m_name;
     std::uint32_t m_rgb;
+    bool m_hasId = false;
+    std::uint32_t m_id = 0;
     int m_width = 0;
     int m_height = 0;
     std::vector<std::uint8_t> m_background; // Y, U, V without padding

@@ -150,6 +150,8 @@ void RtspClient::decode(const AVPacket *packet, QList<Picture> *pictures)
         picture.size = QSize(m_frame->width, m_frame->height);
         picture.counter = vantratest::readCounter(m_frame->data[0], m_frame->linesize[0],
                                                   m_frame->width, m_frame->height);
+        picture.scene = vantratest::readSceneId(m_frame->data[0], m_frame->linesize[0],
+                                                m_frame->width, m_frame->height);
         picture.md5 = md5Of(m_frame);
         pictures->append(picture);
         av_frame_unref(m_frame);

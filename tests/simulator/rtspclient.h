@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "support/counterblocks.h"
+
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QList>
@@ -22,6 +24,7 @@ struct Picture
 {
     QSize size;
     std::optional<quint32> counter;
+    std::optional<vantratest::SceneId> scene;
     QByteArray md5; ///< of the planes without padding, hexadecimal
 };
 
