@@ -257,7 +257,9 @@ void PvProtoVideoThread::decodeImage()
         return; // asked for while the picture was being decoded; the next one has it
     if (isSnap) {
         isSnap = false;
-        image.save(getSnapName(), "jpg", -1);
+        const QString name = getSnapName();
+        if (!name.isEmpty())
+            image.save(name, "jpg", -1);
         QMetaObject::invokeMethod(this, "snapFinsh");
     }
     if (videoMode == VideoMode_Painter)

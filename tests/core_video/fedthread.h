@@ -30,6 +30,8 @@ public:
 
     using PvProtoVideoThread::audioParam;
     using PvProtoVideoThread::channelCount;
+    using PvProtoVideoThread::closeAllMP4;
+    using PvProtoVideoThread::closeMP4;
     using PvProtoVideoThread::codec;
     using PvProtoVideoThread::curAudioPara;
     using PvProtoVideoThread::curVideoPara;
@@ -51,6 +53,7 @@ public:
     using PvProtoVideoThread::rgbOut;
     using PvProtoVideoThread::sampleRate;
     using PvProtoVideoThread::saver;
+    using PvProtoVideoThread::saveTimer;
     using PvProtoVideoThread::setCurRecordCodec;
     using PvProtoVideoThread::stopped;
     using PvProtoVideoThread::timeoutCount;

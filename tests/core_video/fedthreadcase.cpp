@@ -27,6 +27,17 @@ bool FedThreadCase::end(FedThread *thread)
     return ended;
 }
 
+int FedThreadCase::created() const
+{
+    return log->countMatching(Logger::Debug, QRegularExpression("^\\(ffpg\\)create video"));
+}
+
+void FedThreadCase::announceSoftwareFallback(const QString &codec, const QString &device)
+{
+    log->expect(Logger::Warning,
+                QStringLiteral("(ffpg)find no %1 decoder support device %2").arg(codec, device));
+}
+
 void FedThreadCase::initTestCase()
 {
     quietConsole();

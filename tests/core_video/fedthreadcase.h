@@ -26,6 +26,11 @@ protected:
     /// Stops the thread and waits for its end.
     static bool end(FedThread *thread);
 
+    /// Video decoders made in the test under way.
+    int created() const;
+    /// Announces what a decoder says when it is to use a device that nobody knows.
+    void announceSoftwareFallback(const QString &codec, const QString &device);
+
 private slots:
     void initTestCase();
 };
