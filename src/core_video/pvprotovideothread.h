@@ -131,6 +131,7 @@ private:
     void deliverSurface(bool codecChanged);
     QImage rgbImage() const;
 
+    void renewMP4();
     void startMP4(RecordType type);
 
     QByteArray nv12Chroma; ///< the chroma of a software picture for receivers of two planes

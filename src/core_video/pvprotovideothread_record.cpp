@@ -28,20 +28,9 @@ std::atomic<QDate (*)()> pvProtoToday{&QDate::currentDate};
 
 void PvProtoVideoThread::saveMP4(HFrameHeader *frame)
 {
-    // A file begins with a key picture, and is only ended by its own rules where the next can
-    // begin.
-    if (frame->isKeyFrame()) {
-        for (const RecordType type : kRecordTypes) {
-            if (!recording.at(type))
-                continue;
-            if (saver.at(type)->isRunning()) {
-                if (isCodecChanged(saveAudio.at(type)) || isFileExpired(type) || isDateChanged())
-                    closeMP4(type);
-            }
-            if (!saver.at(type)->isRunning())
-                startMP4(type);
-        }
-    }
+    // A file begins with a key picture, and its own rules end it only where the next one can begin.
+    if (frame->isKeyFrame())
+        renewMP4();
     for (const RecordType type : kRecordTypes) {
         if (saver.at(type)->isRunning()) {
             if (frame->isAudio() && !saveAudio.at(type))
@@ -50,6 +39,24 @@ void PvProtoVideoThread::saveMP4(HFrameHeader *frame)
         }
         if (!recording.at(type))
             closeMP4(type);
+    }
+}
+
+void PvProtoVideoThread::renewMP4()
+{
+    // All recordings are compared before one of them notes the new form.
+    bool isOver[RECORD_TYPE_MAX] = {};
+    for (const RecordType type : kRecordTypes) {
+        isOver[type] =
+            recording.at(type) && saver.at(type)->isRunning() && isCodecChanged(saveAudio.at(type));
+    }
+    for (const RecordType type : kRecordTypes) {
+        if (!recording.at(type))
+            continue;
+        if (saver.at(type)->isRunning() && (isOver[type] || isFileExpired(type) || isDateChanged()))
+            closeMP4(type);
+        if (!saver.at(type)->isRunning())
+            startMP4(type);
     }
 }
 

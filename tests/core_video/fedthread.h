@@ -78,6 +78,8 @@ public:
     QStringList calls() const;
     int count(const QString &call) const { return calls().count(call); }
     void clearCalls();
+    /// Adds a call of the test's own.
+    void note(const QString &call);
     /// Files closed, in order, as they were named before the renaming.
     QStringList closedFiles() const;
 
@@ -109,8 +111,6 @@ private:
         ScriptedFrame frame;
         std::function<void()> work;
     };
-
-    void note(const QString &call);
 
     mutable QMutex m_mutex;
     QWaitCondition m_fed;
