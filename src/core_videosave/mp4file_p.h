@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_videosave/h265sets_p.h"
 #include "devicelink/encpara.h"
 
 #include <QByteArray>
@@ -67,6 +68,7 @@ private:
     int fail();
     void closeFile();
 
+    bool isSafeToMux(const AVPacket *packet);
     void writeVideo(const AVPacket *packet);
     void writeAudio(const AVPacket *packet, bool followsPictures);
     bool audioG711ToAAC(const AVPacket *in);
@@ -84,6 +86,7 @@ private:
     int audioIndex = -1;
     int frameSamples = 0; ///< of the device's sound in one AAC frame
     bool headerWritten = false;
+    H265Sets h265Sets;
     bool soundWritten = false;
     qint64 soundPts = 0; ///< of the last frame of sound
     qint64 blockPts = 0; ///< of the block that it was made of

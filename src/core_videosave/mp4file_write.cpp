@@ -56,10 +56,21 @@ void Mp4File::write(const AVPacket *packet, bool followsPictures)
 {
     if (!fmtCtx || packet->stream_index < 0)
         return;
-    if (packet->stream_index == videoIndex)
+    if (packet->stream_index == videoIndex && !isSafeToMux(packet))
+        tellWriteError("video", packet, fmtCtx.get(), AVERROR_INVALIDDATA);
+    else if (packet->stream_index == videoIndex)
         writeVideo(packet);
     else if (packet->stream_index == audioIndex)
         writeAudio(packet, followsPictures);
+}
+
+bool Mp4File::isSafeToMux(const AVPacket *packet)
+{
+    // Without a byte: at the end of an MPEG file its muxer waits for the rest of it, without an end.
+    if (packet->size < 1)
+        return false;
+    const bool isH265 = fmtCtx->streams[videoIndex]->codecpar->codec_id == AV_CODEC_ID_HEVC;
+    return !isH265 || h265Sets.areReadable(packet->data, packet->size);
 }
 
 void Mp4File::writeVideo(const AVPacket *packet)

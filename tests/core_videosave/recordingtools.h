@@ -55,6 +55,16 @@ inline HAudioEncPara audioPara(int codec)
     return para;
 }
 
+/// Parameter sets of H.265, found by the fuzzer, at which FFmpeg's muxer counts for hours. An
+/// inserted byte makes the reader of the sequence run into its end.
+inline QByteArray endlessSets()
+{
+    return QByteArray::fromHex(
+        "000000014601100000000140010c01ffff01600000030090000003000003001eba024000"
+        "0000014201010160000003009000000300000300b21ea0208316fda4a4c2f01680800000"
+        "03008000000c84000000014401c073c0");
+}
+
 /// A device frame in a buffer of the size that readers lend.
 class Frame
 {

@@ -46,6 +46,8 @@ private slots:
     void join_shortensGaps();
     void frame_ofNoKind_isRefused();
     void frame_beyondItsBuffer_isRefused();
+    void picture_thatTheMuxerWouldNotEndWith_isRefused_data();
+    void picture_thatTheMuxerWouldNotEndWith_isRefused();
     void packets_withoutStream_areRefused();
     void nothing_isIgnored();
     void packet_withoutFirstStamp_isRecorded();
@@ -316,6 +318,40 @@ void TestSaveMp4FFmpeg::frame_beyondItsBuffer_isRefused()
     feed.picture(clip(1).at(1), 40);
     writer.stop();
     QCOMPARE(readRecording(path()).times, (QVector<qint64>{0, 40}));
+}
+
+void TestSaveMp4FFmpeg::picture_thatTheMuxerWouldNotEndWith_isRefused_data()
+{
+    QTest::addColumn<int>("codec");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("picture");
+    QTest::newRow("sets that it counts in for hours")
+        << int(HCodecH265) << "a.mp4" << endlessSets() + clip(2).at(0).data;
+    QTest::newRow("nothing") << int(HCodecH264) << "a.unknown" << QByteArray();
+}
+
+void TestSaveMp4FFmpeg::picture_thatTheMuxerWouldNotEndWith_isRefused()
+{
+    QFETCH(int, codec);
+    QFETCH(QString, name);
+    QFETCH(QByteArray, picture);
+    if (!name.endsWith(QLatin1String(".mp4")))
+        m_log->expectMatching(Logger::Warning, QRegularExpression("using MPEG\\.$"));
+    const QRegularExpression refused(
+        QStringLiteral("^\\(svmp4ff\\)write video （.*\\)  err \\(%1:").arg(AVERROR_INVALIDDATA));
+    m_log->expectMatching(Logger::Error, refused);
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(codec), HAudioEncPara(), kHour);
+    writer.open(path(name));
+    Feeder feed(writer);
+    feed.frame(0, 0, picture);
+    for (int i = 0; i < 3; ++i)
+        feed.picture(clip(codec).at(i), 40 * i);
+    writer.stop();
+    QCOMPARE(m_log->countMatching(Logger::Error, refused), 1);
+    const RecordedFile file = readRecording(path(name));
+    QCOMPARE(file.error, QString());
+    QCOMPARE(file.pictures.size(), 3);
 }
 
 void TestSaveMp4FFmpeg::packets_withoutStream_areRefused()
