@@ -3,8 +3,8 @@
 //
 // The transcoder, fed with anything in chunks of any length. An input is a G7ToAacInitParam as it
 // lies in memory (16 bytes), then chunks: two bytes little-endian, and as many bytes as their lower
-// 13 bits say. With the top bit set it is a flood instead: that many bytes around what the store
-// holds, and none taken from the input.
+// 13 bits say. With the top bit set it is a flood instead: that many bytes more than the store has
+// room for, and none taken from the input.
 //
 // What must hold besides memory: the result is the length told; nothing is written beyond the room
 // that the header promises to suffice; the output is whole ADTS frames; and one chunk gives the
@@ -33,6 +33,7 @@ using vantrafuzz::require;
 namespace {
 
 constexpr unsigned kStore = 0x20000; ///< bytes that wait at most
+constexpr unsigned kFrame = 160;     ///< bytes that are taken from it at once
 constexpr unsigned kFlood = 0x8000;
 constexpr unsigned kLengthMask = 0x1fff;
 constexpr int kAdtsHeader = 7;
@@ -73,7 +74,7 @@ public:
     {
         const std::size_t begun = (chunk.size() + G7ToAacInputChunk - 1) / G7ToAacInputChunk;
         const std::size_t room = std::max<std::size_t>(begun, 1) * G7ToAacOutputRoom;
-        const auto out = std::make_unique<unsigned char[]>(room);
+        const std::unique_ptr<unsigned char[]> out(new unsigned char[room]);
         unsigned produced = 77;
         const int result = FaacMayLeak().encode(handle, chunk, out.get(), &produced);
         require(result >= 0, "the decoders take any bytes");
@@ -112,18 +113,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
 
     std::vector<unsigned char> all;
-    bool flooded = false;
     while (!input.isEmpty()) {
         const unsigned length = input.take<std::uint16_t>();
         std::vector<unsigned char> chunk;
-        if ((length & kFlood) != 0 && !flooded) {
-            flooded = true; // once: it takes its time
-            chunk.assign(kStore - kLengthMask / 2 + (length & kLengthMask),
-                         static_cast<unsigned char>(length));
-            if (chunk.size() + all.size() % 160 > kStore) {
-                inChunks.feed(chunk); // all of it is lost
-                continue;
-            }
+        if ((length & kFlood) != 0) {
+            // All of it is lost.
+            const std::size_t waiting = all.size() % kFrame;
+            inChunks.feed(
+                std::vector<unsigned char>(kStore - waiting + 1 + (length & kLengthMask)));
         } else {
             std::size_t got = 0;
             const std::uint8_t *bytes = input.takeBytes(length & kLengthMask, &got);
