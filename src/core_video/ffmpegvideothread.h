@@ -9,6 +9,7 @@
 
 struct AVFrame;
 struct AVPacket;
+struct AVStream;
 
 /// Plays a URL as it comes: reads packets, decodes them while somebody watches, hands pictures and
 /// sound on, and opens the source again when it breaks. A live reader: no pacing, no seek, no
@@ -80,7 +81,8 @@ private:
     Read handlePacket();
     bool interruptIsDue();
 
-    void rotateMP4(RecordType type);
+    bool rotateMP4(RecordType type);
+    const AVStream *videoStream() const;
     void endFiles();
     HVideoEncPara builtVideoPara() const;
     HAudioEncPara builtAudioPara() const;

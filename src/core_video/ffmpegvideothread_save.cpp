@@ -6,6 +6,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/ffmpegvideothread_p.h"
+#include "core_video/keypicture_p.h"
 #include "core_videosave/savemp4ffmpeg.h"
 #include "log.h"
 
@@ -20,11 +21,13 @@ constexpr int kBitsPerByte = 8;
 
 void FFmpegVideoThread::saveMP4(AVPacket *packet, bool isKeyVideo)
 {
+    AVPacketPtr completed; // the first picture of a file, where it lacks what a player needs
     if (isKeyVideo && packet->pts != AV_NOPTS_VALUE) {
-        for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD}) {
-            if (isRecording(type))
-                rotateMP4(type);
-        }
+        bool opened = false;
+        for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD})
+            opened |= isRecording(type) && rotateMP4(type);
+        if (opened && videoStream())
+            completed = withParameterSets(packet, videoStream()->codecpar);
     }
     const bool isVideo = packet->stream_index == videoIndex;
     for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD}) {
@@ -32,21 +35,31 @@ void FFmpegVideoThread::saveMP4(AVPacket *packet, bool isKeyVideo)
             // Without sound a recording is ended at a picture only: that is intended.
             if (!isVideo && !saveAudio.at(type))
                 continue;
-            saver.at(type)->writeData(packet, isVideo);
+            saver.at(type)->writeData(completed ? completed.get() : packet, isVideo);
         }
         if (!isRecording(type))
             closeMP4(type);
     }
 }
 
-/// At a key picture: ends a file whose time is over, and opens the next where none is open.
-void FFmpegVideoThread::rotateMP4(RecordType type)
+/// The stream that videoIndex names; null if there is none.
+const AVStream *FFmpegVideoThread::videoStream() const
+{
+    const AVFormatContext *input = session ? session->formatCtx.get() : nullptr;
+    const bool exists =
+        input && videoIndex >= 0 && static_cast<unsigned>(videoIndex) < input->nb_streams;
+    return exists ? input->streams[videoIndex] : nullptr;
+}
+
+/// At a key picture: ends a file whose time is over, and opens the next where none is open. Whether
+/// a file has begun.
+bool FFmpegVideoThread::rotateMP4(RecordType type)
 {
     SaveMp4FFmpeg *writer = saver.at(type);
     if (writer->isRunning() && isFileExpired(type))
         closeMP4(type);
     if (writer->isRunning())
-        return;
+        return false;
 
     if (!curVideoPara.isValid())
         curVideoPara = builtVideoPara();
@@ -61,10 +74,11 @@ void FFmpegVideoThread::rotateMP4(RecordType type)
         VANTRA_LOG(Logger::Warning)
             << QStringLiteral("invalid param (%1:%2)").arg(videoIndex).arg(streams);
     }
-    if (videoIndex >= 0 && videoIndex < streams)
-        writer->setTimebase(input->streams[videoIndex]->time_base);
+    if (const AVStream *stream = videoStream())
+        writer->setTimebase(stream->time_base);
     setMP4FileName(type);
     openMP4(type);
+    return writer->isRunning();
 }
 
 /// At the end of a session: ends all files that are open.

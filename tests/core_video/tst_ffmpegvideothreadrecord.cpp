@@ -31,6 +31,8 @@ private slots:
     void endOfThread_closesAndRenames_beforeTheSession();
     void codecChangeOfTheDevice_closesTheFiles_andRestarts();
     void deletedWhileRecording_leavesAWholeFile();
+    void parameterSets_thatAreToldOnce_areInEveryFile_data();
+    void parameterSets_thatAreToldOnce_areInEveryFile();
 };
 
 void TestFFmpegVideoThreadRecord::callsOfAnOpening_comeInOrder()
@@ -251,6 +253,48 @@ void TestFFmpegVideoThreadRecord::deletedWhileRecording_leavesAWholeFile()
     thread.reset();
     QCOMPARE(faultOf(manual, numbers(0, 49)), QString());
     QCOMPARE(faultOf(automatic, numbers(0, 49)), QString());
+}
+
+void TestFFmpegVideoThreadRecord::parameterSets_thatAreToldOnce_areInEveryFile_data()
+{
+    QTest::addColumn<int>("codec");
+    QTest::newRow("H.264") << 1;
+    QTest::newRow("H.265") << 2;
+}
+
+void TestFFmpegVideoThreadRecord::parameterSets_thatAreToldOnce_areInEveryFile()
+{
+    QFETCH(int, codec);
+    ClipOptions clipOptions;
+    clipOptions.codec = codec;
+    clipOptions.count = 75;
+    QVector<AccessUnit> pictures = makeClip(clipOptions);
+    QCOMPARE(pictures.size(), 75);
+    const QVector<AccessUnit> bare = withoutParameterSets(pictures, codec);
+    for (int i = 1; i < pictures.size(); ++i)
+        pictures[i] = bare.at(i);
+    StreamOptions options;
+    options.videoCodec = codec == 2 ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264;
+    QTemporaryDir dir;
+    TcpSource source(makeStream(pictures, options));
+    source.setClosing(true);
+    RecordThread thread(dir.path(), source.url());
+    announceNoAudio();
+    announceReadErrors();
+    // Of the second and of the third group of pictures.
+    thread.beforeSave = [&](bool isKeyVideo) {
+        for (SaveMp4FFmpeg *writer : qAsConst(thread.saver))
+            while (!writer->isQueueEmpty())
+                QThread::msleep(1);
+        if (isKeyVideo && thread.keyPackets == 1)
+            thread.recordStart(kManual);
+        if (isKeyVideo && thread.keyPackets == 2)
+            thread.recordStart(kAuto);
+    };
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.isFinished(); }));
+    QCOMPARE(faultOf(thread.file(kManual, 0), numbers(25, 74)), QString());
+    QCOMPARE(faultOf(thread.file(kAuto, 0), numbers(50, 74)), QString());
 }
 
 QTEST_GUILESS_MAIN(TestFFmpegVideoThreadRecord)

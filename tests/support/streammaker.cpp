@@ -120,16 +120,19 @@ QByteArray makeStream(const QVector<AccessUnit> &units, const StreamOptions &opt
     return ok ? bytes : QByteArray();
 }
 
-QVector<AccessUnit> withoutParameterSets(QVector<AccessUnit> units)
+QVector<AccessUnit> withoutParameterSets(QVector<AccessUnit> units, int codec)
 {
+    const auto isParameterSet = [codec](quint8 header) {
+        const int type = codec == 2 ? header >> 1 & 0x3f : header & 0x1f;
+        return codec == 2 ? type >= 32 && type <= 34 : type == 7 || type == 8;
+    };
     const QByteArray start("\0\0\1", 3);
     for (AccessUnit &unit : units) {
         QByteArray kept;
         for (int at = unit.data.indexOf(start); at >= 0;) {
             const int next = unit.data.indexOf(start, at + start.size());
             const QByteArray nal = unit.data.mid(at, next < 0 ? -1 : next - at);
-            const int type = nal.size() > start.size() ? nal.at(start.size()) & 0x1f : 0;
-            if (type != 7 && type != 8)
+            if (nal.size() <= start.size() || !isParameterSet(quint8(nal.at(start.size()))))
                 kept += nal;
             at = next;
         }

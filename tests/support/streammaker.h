@@ -30,7 +30,7 @@ struct StreamOptions
 QByteArray makeStream(const QVector<AccessUnit> &units, const StreamOptions &options,
                       QVector<int> *unitOffsets = nullptr);
 
-/// The units without their parameter sets (H.264).
-QVector<AccessUnit> withoutParameterSets(QVector<AccessUnit> units);
+/// The units without their parameter sets; `codec` is 1 for H.264, 2 for H.265.
+QVector<AccessUnit> withoutParameterSets(QVector<AccessUnit> units, int codec = 1);
 
 } // namespace vantratest
