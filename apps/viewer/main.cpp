@@ -3,6 +3,7 @@
 #include "logger/logsinks.h"
 #include "mainwindow.h"
 #include "options.h"
+#include "recordedfiles.h"
 #include "theme.h"
 #include "vantra.h"
 
@@ -13,6 +14,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace {
 
 void print(FILE *file, const QString &text)
@@ -20,14 +25,17 @@ void print(FILE *file, const QString &text)
     QTextStream(file) << text << Qt::flush;
 }
 
-/// Qt's messages take the same road as the library's lines. Without --verbose the terminal stays
-/// quiet: what matters to the person is told in the window.
+/// Qt's messages take the same road as the library's lines; FFmpeg has one of its own. Without
+/// --verbose the terminal stays quiet: what matters to the person is told in the window.
 void setUpLog(bool verbose)
 {
     Logger *logger = cuteLoggerInstance();
     for (const auto &sink : logger->sinks())
         logger->removeSink(sink);
     logger->addSink(std::make_shared<ConsoleSink>(verbose ? Logger::Debug : Logger::Fatal));
+    // By a callback: its level is the library's to set.
+    if (!verbose)
+        av_log_set_callback([](void *, int, const char *, va_list) {});
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context,
                               const QString &text) {
         const Logger::LogLevel level = type == QtDebugMsg      ? Logger::Debug
@@ -56,6 +64,23 @@ bool chooseDisplay(const Options &options)
     Q_UNUSED(options)
 #endif
     return true;
+}
+
+/// Prints what has been recorded since the start, and whether every view has a file that plays.
+bool tellRecordings(const QVector<ViewSummary> &views, const QDateTime &start)
+{
+    QVector<RecordedFile> files;
+    int playable = 0;
+    for (int i = 0; i < views.size(); ++i) {
+        bool plays = false;
+        for (const QString &path : views[i].files.recordingsSince(start)) {
+            files.append(readRecordedFile(i + 1, path));
+            plays |= files.last().seconds > 0;
+        }
+        playable += plays;
+    }
+    print(stdout, recordingsTable(files));
+    return playable == views.size();
 }
 
 /// Arranges the end of a run that ends by itself; `status` then holds how it went.
@@ -119,13 +144,19 @@ int main(int argc, char *argv[])
 
     int status = 0;
     {
-        MainWindow window(options.transport);
+        const QDateTime start = QDateTime::currentDateTime();
+        MainWindow window(options.transport, options.folder);
         for (const CameraAddress &address : options.addresses)
             window.addCamera(address);
+        if (options.record)
+            window.toggleAllRecordings();
         window.show();
         if (options.isTimed())
             endByItself(&window, options, &status);
         QApplication::exec();
+        // The files are whole once the stream threads have ended.
+        if (options.record && options.isTimed() && !tellRecordings(window.summaries(), start))
+            status = 1;
         if (window.hasRunningThreads()) {
             // Somebody waits for the network beyond all patience; the process does not.
             std::fflush(nullptr);

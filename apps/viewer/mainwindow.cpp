@@ -27,9 +27,10 @@ constexpr int kEmptyIconSize = 56;   ///< pixels
 
 } // namespace
 
-MainWindow::MainWindow(const QString &transport, QWidget *parent)
-    : QWidget(parent), m_transport(transport), m_pages(new QStackedWidget), m_grid(new QWidget),
-      m_gridLayout(new QGridLayout(m_grid)), m_toolBar(new ToolBar)
+MainWindow::MainWindow(const QString &transport, const QString &filesFolder, QWidget *parent)
+    : QWidget(parent), m_transport(transport), m_filesFolder(filesFolder),
+      m_pages(new QStackedWidget), m_grid(new QWidget), m_gridLayout(new QGridLayout(m_grid)),
+      m_toolBar(new ToolBar)
 {
     setWindowTitle(tr("Vantra viewer"));
     resize(1280, 764);
@@ -96,6 +97,8 @@ void MainWindow::connectToolBar()
     connect(m_toolBar, &ToolBar::scaleClicked, this, onView(&StreamView::nextScaleMode));
     connect(m_toolBar, &ToolBar::zoomClicked, this, onView(&StreamView::toggleZoom));
     connect(m_toolBar, &ToolBar::snapClicked, this, onView(&StreamView::savePicture));
+    connect(m_toolBar, &ToolBar::recordClicked, this, onView(&StreamView::toggleRecording));
+    connect(m_toolBar, &ToolBar::folderClicked, this, onView(&StreamView::showFolder));
     connect(m_toolBar, &ToolBar::enlargeClicked, this, [this] { toggleEnlarged(m_selected); });
     connect(m_toolBar, &ToolBar::addClicked, this, &MainWindow::askForAddress);
     connect(m_toolBar, &ToolBar::removeClicked, this, &MainWindow::removeSelected);
@@ -121,6 +124,9 @@ void MainWindow::addShortcuts()
     addForView(Qt::Key_S, [](StreamView *view) { view->nextScaleMode(); });
     addForView(Qt::Key_Z, [](StreamView *view) { view->toggleZoom(); });
     addForView(Qt::Key_P, [](StreamView *view) { view->savePicture(); });
+    addForView(Qt::Key_R, [](StreamView *view) { view->toggleRecording(); });
+    add(QKeySequence(Qt::SHIFT + Qt::Key_R), [this] { toggleAllRecordings(); });
+    addForView(QKeySequence(Qt::CTRL + Qt::Key_O), [](StreamView *view) { view->showFolder(); });
     addForView(Qt::Key_O, [](StreamView *view) { view->toggleLabels(); });
     for (const int key : {int(Qt::Key_Plus), int(Qt::Key_Equal)})
         addForView(key, [](StreamView *view) { view->changeVolume(kVolumeStep); });
@@ -143,7 +149,7 @@ bool MainWindow::addCamera(const CameraAddress &address)
 {
     if (m_views.size() >= kMaximumViews)
         return false;
-    auto *view = new StreamView(address, m_transport, m_grid);
+    auto *view = new StreamView(address, m_transport, filesFor(address), m_grid);
     connect(view, &StreamView::selected, this, [this, view] { select(view); });
     connect(view, &StreamView::enlargeRequested, this, [this, view] { toggleEnlarged(view); });
     connect(view, &StreamView::changed, this, &MainWindow::updateToolBar);
@@ -156,6 +162,32 @@ bool MainWindow::addCamera(const CameraAddress &address)
         select(view);
     view->play();
     return true;
+}
+
+/// Views of the same address do not share a folder, or one would overwrite the other's files.
+CameraFiles MainWindow::filesFor(const CameraAddress &address) const
+{
+    const auto isTaken = [this](const CameraFiles &files) {
+        for (const QList<StreamView *> &views : {m_views, m_retired})
+            for (const StreamView *view : views)
+                if (view->files().folder() == files.folder())
+                    return true;
+        return false;
+    };
+    CameraFiles files(m_filesFolder, address.fileName());
+    for (int i = 2; isTaken(files); ++i)
+        files = CameraFiles(m_filesFolder, QStringLiteral("%1_%2").arg(address.fileName()).arg(i));
+    return files;
+}
+
+void MainWindow::toggleAllRecordings()
+{
+    bool missing = false;
+    for (const StreamView *view : qAsConst(m_views))
+        missing |= view->isWanted() && !view->isRecording();
+    for (StreamView *view : qAsConst(m_views))
+        if (view->isRecording() != missing)
+            view->toggleRecording();
 }
 
 void MainWindow::removeSelected()
@@ -298,6 +330,9 @@ void MainWindow::showHelp()
         {"S", tr("fit, fill, own size")},
         {"Z", tr("digital zoom; then wheel and drag")},
         {"P", tr("save the picture")},
+        {"R", tr("start or end a recording")},
+        {tr("Shift+R"), tr("start or end recordings of all cameras")},
+        {tr("Ctrl+O"), tr("open the folder of recordings and pictures")},
         {"O", tr("name and clock on or off")},
         {tr("Enter, double click"), tr("show only this camera, or all")},
         {"F", tr("full screen")},
@@ -326,10 +361,12 @@ void MainWindow::tick()
     m_cpu.sample();
     double rate = 0;
     int live = 0;
+    int recording = 0;
     for (StreamView *view : qAsConst(m_views)) {
         view->tick();
         rate += view->pictureRate();
         live += view->state() == ViewState::Live;
+        recording += view->isRecording();
     }
     for (int i = m_retired.size() - 1; i >= 0; --i) {
         if (!m_retired[i]->hasRunningThreads())
@@ -340,9 +377,11 @@ void MainWindow::tick()
             QApplication::quit();
         return;
     }
+    const QString recordings = recording == 0 ? QString() : tr("%1 recording    ").arg(recording);
     m_toolBar->showStatus(m_views.isEmpty()
                                   ? QString()
-                                  : tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
+                                  : recordings
+                                          + tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
                                             .arg(QString::number(live),
                                                  QString::number(m_views.size()),
                                                  QString::number(rate, 'f', 0),

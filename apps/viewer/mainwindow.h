@@ -30,12 +30,15 @@ public:
     /// As many views as stay readable in one window.
     static constexpr int kMaximumViews = 16;
 
-    /// `transport`: "tcp" or "udp", for all views.
-    explicit MainWindow(const QString &transport, QWidget *parent = nullptr);
+    /// `transport`: "tcp" or "udp", for all views. `filesFolder`: there each camera gets a folder
+    /// for its recordings and pictures.
+    MainWindow(const QString &transport, const QString &filesFolder, QWidget *parent = nullptr);
     ~MainWindow() override;
 
     /// Adds a view and starts it. False if there are as many as the window takes.
     bool addCamera(const CameraAddress &address);
+    /// Records all cameras; if all that play are recorded already, ends that.
+    void toggleAllRecordings();
     QVector<ViewSummary> summaries() const;
     double cpuPercent() const { return m_cpu.percent(); }
     /// Whether a stream thread has not ended yet.
@@ -50,6 +53,7 @@ private:
     void addShortcuts();
     void tick();
     void layOutViews();
+    CameraFiles filesFor(const CameraAddress &address) const;
     void select(StreamView *view);
     void selectNumber(int number);
     void toggleEnlarged(StreamView *view);
@@ -62,6 +66,7 @@ private:
     void updateToolBar();
 
     const QString m_transport;
+    const QString m_filesFolder;
     QStackedWidget *m_pages;
     QWidget *m_grid;
     QGridLayout *m_gridLayout;

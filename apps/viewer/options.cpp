@@ -5,6 +5,7 @@
 #include "mainwindow.h"
 
 #include <QCommandLineParser>
+#include <QStandardPaths>
 
 namespace {
 
@@ -17,11 +18,15 @@ Without an address the window asks for one.
   --seconds N           end after N seconds and print a summary
   --screenshot FILE     save the window as a picture, print a summary and end
   --after N             seconds until the screenshot is taken (8)
+  --folder DIR          where recordings and pictures go, in a folder for each camera
+                        (Vantra in the user's folder for videos)
+  --record              record all cameras from the start
   --verbose             print what the library reports
   --help, --version
 
-With --seconds or --screenshot the exit status is 0 if every camera gave pictures, and 1 if
-not; without a display these draw off the screen. Wrong usage ends with 2.
+With --seconds or --screenshot the exit status is 0 if every camera gave pictures, and with
+--record a file that can be played, and 1 if not; without a display these draw off the screen.
+Wrong usage ends with 2.
 Press F1 in the window for its keys.
 )";
 constexpr int kMaximumSeconds = 7 * 24 * 3600;
@@ -60,6 +65,7 @@ Options Options::parse(const QStringList &arguments)
     QCommandLineParser parser;
     parser.addOptions({{"transport", QString(), "tcp|udp"}, {"seconds", QString(), "n"},
                        {"screenshot", QString(), "file"}, {"after", QString(), "n"},
+                       {"folder", QString(), "dir"}, {"record", QString()},
                        {"verbose", QString()}, {{"h", "help"}, QString()},
                        {{"v", "version"}, QString()}});
     if (!parser.parse(arguments))
@@ -74,6 +80,14 @@ Options Options::parse(const QStringList &arguments)
     options.screenshot = parser.value("screenshot");
     if (parser.isSet("screenshot") && options.screenshot.isEmpty())
         return refuse("--screenshot needs the name of a file");
+    options.record = parser.isSet("record");
+    options.folder = parser.value("folder");
+    if (parser.isSet("folder") && options.folder.isEmpty())
+        return refuse("--folder needs the name of a folder");
+    if (options.folder.isEmpty()) {
+        options.folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation)
+                + QStringLiteral("/Vantra");
+    }
     if (parser.isSet("transport"))
         options.transport = parser.value("transport");
     if (options.transport != "tcp" && options.transport != "udp")

@@ -24,6 +24,8 @@ struct Options
     QString screenshot;    ///< file; empty: none
     int afterSeconds = 8;  ///< the screenshot is taken then
     int seconds = 0;       ///< end after so long; 0: when the window is closed
+    QString folder;        ///< of recordings and pictures, with a folder for each camera
+    bool record = false;   ///< all cameras, from the start
     bool verbose = false;
 
     /// Ends by itself and prints the summary.

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "statistics.h"
 
-#include <QStringList>
-
 namespace {
 
 constexpr qint64 kSampleMs = 1000;
@@ -47,6 +45,26 @@ void CpuMeter::sample()
     m_cpuAtSample = now;
 }
 
+QString textTable(const QVector<QStringList> &rows, const QVector<int> &numbers)
+{
+    QVector<int> widths(rows.first().size());
+    for (const QStringList &row : rows)
+        for (int column = 0; column < row.size(); ++column)
+            widths[column] = qMax(widths[column], row[column].size());
+
+    QString table;
+    for (const QStringList &row : rows) {
+        QString line;
+        for (int column = 0; column < row.size(); ++column) {
+            line += numbers.contains(column) ? row[column].rightJustified(widths[column])
+                                             : row[column].leftJustified(widths[column]);
+            line += QLatin1String("  ");
+        }
+        table += line.trimmed() + QLatin1Char('\n');
+    }
+    return table;
+}
+
 QString summaryTable(const QVector<ViewSummary> &views, double cpuPercent)
 {
     QVector<QStringList> rows{{"view", "name", "size", "pictures", "per second", "state"}};
@@ -65,23 +83,7 @@ QString summaryTable(const QVector<ViewSummary> &views, double cpuPercent)
         rate += view.rate;
         showing += view.pictures > 0;
     }
-    QVector<int> widths(rows.first().size());
-    for (const QStringList &row : qAsConst(rows))
-        for (int column = 0; column < row.size(); ++column)
-            widths[column] = qMax(widths[column], row[column].size());
-
-    QString table;
-    for (const QStringList &row : qAsConst(rows)) {
-        QString line;
-        for (int column = 0; column < row.size(); ++column) {
-            const bool isNumber = column == 3 || column == 4;
-            line += isNumber ? row[column].rightJustified(widths[column])
-                             : row[column].leftJustified(widths[column]);
-            line += QLatin1String("  ");
-        }
-        table += line.trimmed() + QLatin1Char('\n');
-    }
-    return table
+    return textTable(rows, {3, 4})
             + QStringLiteral("streams %1, with pictures %2, pictures shown %3, %4 per second, "
                              "CPU %5 % of one core\n")
                       .arg(QString::number(views.size()), QString::number(showing),

@@ -2,9 +2,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "camerafiles.h"
+
 #include <QElapsedTimer>
 #include <QSize>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include <ctime>
@@ -51,7 +54,12 @@ struct ViewSummary
     QSize size;          ///< pixels; empty if no picture has come
     quint64 pictures = 0;
     double rate = 0;     ///< pictures per second
+    CameraFiles files;   ///< where its recordings lie
 };
+
+/// Columns in line, those of `numbers` (from 0 on) to the right. Each row has as many texts as the
+/// first, and becomes a line.
+QString textTable(const QVector<QStringList> &rows, const QVector<int> &numbers);
 
 /// A table with one line for each view and one for all, ending in a line break.
 QString summaryTable(const QVector<ViewSummary> &views, double cpuPercent);

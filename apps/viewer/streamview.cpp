@@ -2,16 +2,17 @@
 // SPDX-License-Identifier: MIT
 #include "streamview.h"
 
+#include "camerathread.h"
 #include "core_audio/audiothread.h"
-#include "core_video/ffmpegvideothread.h"
 #include "core_videobase/bannerwidget.h"
+#include "openfolder.h"
 #include "theme.h"
 #include "viewlabels.h"
 #include "viewlook.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QMouseEvent>
-#include <QStandardPaths>
 
 namespace {
 
@@ -26,18 +27,23 @@ constexpr int kPicturesOfReturn = 2;
 constexpr int kDeadAfterMs = 20000;
 constexpr int kTellProblemAfterMs = 4000;
 constexpr int kCheckEveryMs = 10000;
+constexpr int kSaveWithinMs = 3000;
+constexpr int kBetweenSavesMs = 250;
 /// The library zooms by less than one percent per step of the wheel.
 constexpr int kZoomStepsPerNotch = 12;
 
 } // namespace
 
-StreamView::StreamView(const CameraAddress &address, const QString &transport, QWidget *parent)
+StreamView::StreamView(const CameraAddress &address, const QString &transport,
+                       const CameraFiles &files, QWidget *parent)
     : StandardVideoWidget(parent), m_address(address), m_transport(transport),
       m_overlay(new StatusOverlay(this)),
-      m_labels(new ViewLabels(this, address.name(), viewlook::bannerSize))
+      m_labels(new ViewLabels(this, address.name(), viewlook::bannerSize)),
+      m_recorder(this, files)
 {
     setUpLook();
     m_overlay->stackUnder(bannerWidget);
+    m_recorder.mark()->stackUnder(bannerWidget);
     m_againTimer.setSingleShot(true);
     connect(&m_againTimer, &QTimer::timeout, this, &StreamView::begin);
     connect(&m_check, &AddressCheck::finished, this, [this](const QString &reason) {
@@ -45,8 +51,11 @@ StreamView::StreamView(const CameraAddress &address, const QString &transport, Q
         showState();
     });
     connect(this, &AbstractVideoWidget::snapImage, this,
-            [this](const QImage &, const QString &file) {
-                notice(tr("Saved as %1").arg(QDir::toNativeSeparators(file)));
+            [this](const QImage &picture, const QString &file) {
+                m_saving = false;
+                m_sinceSave.start();
+                notice(picture.isNull() ? tr("The picture could not be saved")
+                                        : tr("Saved as %1").arg(QFileInfo(file).fileName()));
             });
     showState();
 }
@@ -84,6 +93,9 @@ void StreamView::play()
 void StreamView::halt()
 {
     m_wanted = false;
+    m_recorder.stop();
+    bannerWidget->changeStatus(viewlook::recordButton, viewlook::recordButton,
+                               viewlook::recordIcon(false));
     m_againTimer.stop();
     m_check.cancel();
     stop();
@@ -125,7 +137,7 @@ void StreamView::stopAudioThread()
 bool StreamView::createVideoThread()
 {
     if (!videoThread)
-        videoThread = new FFmpegVideoThread(this);
+        videoThread = new CameraThread(m_recorder.files(), this);
     videoThread->setFlag(m_address.name());
     videoThread->setVideoUrl(m_address.full());
     videoThread->setTransport(m_transport);
@@ -134,6 +146,8 @@ bool StreamView::createVideoThread()
     videoThread->setReadTimeout(videoPara.readTimeout);
     videoThread->setConnectTimeout(videoPara.connectTimeout);
     videoThread->setOpenSleepTime(kPauseBetweenOpensMs);
+    recordThread = videoThread;
+    m_recorder.threadChanged();
     return true;
 }
 
@@ -143,6 +157,7 @@ void StreamView::releaseVideoThread()
         return;
     AbstractVideoThread *thread = videoThread;
     videoThread = nullptr;
+    recordThread = nullptr;
     if (thread->previewRef() > 0)
         --thread->previewRef();
     thread->stop();
@@ -210,6 +225,7 @@ void StreamView::tick()
         setState(ViewState::Connecting);
     else
         setState(age < kStaleAfterMs && m_returning == 0 ? ViewState::Live : ViewState::NoSignal);
+    m_recorder.tick(recordThread, m_state == ViewState::Live);
 
     if (m_state == ViewState::Live) {
         m_wasLive = true;
@@ -296,6 +312,7 @@ ViewSummary StreamView::summary() const
     summary.size = m_pictureSize;
     summary.pictures = m_meter.shown();
     summary.rate = m_meter.rate();
+    summary.files = files();
     return summary;
 }
 
@@ -362,10 +379,45 @@ void StreamView::savePicture()
 {
     if (m_state != ViewState::Live || !videoThread)
         return;
+    if (!maySave())
+        return;
+    m_saving = true;
+    m_sinceSave.start();
     videoThread->setSnapPreview(true);
-    videoThread->snap(QStandardPaths::writableLocation(QStandardPaths::PicturesLocation) + '/'
-                      + m_address.fileName()
-                      + QDateTime::currentDateTime().toString("_yyyyMMdd'T'HHmmss'.jpg'"));
+    videoThread->snap(files().newPicture(QDateTime::currentDateTime()));
+}
+
+bool StreamView::maySave() const
+{
+    // The thread knows one name at a time. It may tell the end of one wish twice, and the second
+    // time would end a new wish too.
+    if (!m_sinceSave.isValid())
+        return true;
+    return m_saving ? !videoThread->getIsSnap() && m_sinceSave.hasExpired(kSaveWithinMs)
+                    : m_sinceSave.hasExpired(kBetweenSavesMs);
+}
+
+void StreamView::toggleRecording()
+{
+    if (!m_wanted)
+        return;
+    if (isRecording()) {
+        m_recorder.stop();
+        notice(tr("Recording saved in the folder %1").arg(QDir(files().folder()).dirName()));
+    } else {
+        const QString problem = m_recorder.start();
+        notice(problem.isEmpty() ? tr("Recording") : problem);
+    }
+    bannerWidget->changeStatus(viewlook::recordButton, viewlook::recordButton,
+                               viewlook::recordIcon(isRecording()));
+    emit changed();
+}
+
+void StreamView::showFolder()
+{
+    const bool shown = openFolder(files().folder());
+    notice(shown ? tr("The folder is open")
+                 : tr("The files are in %1").arg(QDir::toNativeSeparators(files().folder())));
 }
 
 void StreamView::setFrameVisible(bool visible)
@@ -390,6 +442,8 @@ void StreamView::btnClicked(const QString &name)
         toggleZoom();
     else if (name == viewlook::saveButton)
         savePicture();
+    else if (name == viewlook::recordButton)
+        toggleRecording();
     else if (name == viewlook::enlargeButton)
         emit enlargeRequested();
 }

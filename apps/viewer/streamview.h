@@ -6,6 +6,7 @@
 #include "cameraaddress.h"
 #include "core_videobase/standardvideowidget.h"
 #include "statistics.h"
+#include "viewrecorder.h"
 #include "viewstate.h"
 
 #include <QDateTime>
@@ -21,8 +22,9 @@ class StreamView final : public StandardVideoWidget
     Q_DISABLE_COPY(StreamView)
 
 public:
-    /// `transport`: "tcp" or "udp".
-    StreamView(const CameraAddress &address, const QString &transport, QWidget *parent = nullptr);
+    /// `transport`: "tcp" or "udp". `files`: where recordings and pictures go.
+    StreamView(const CameraAddress &address, const QString &transport, const CameraFiles &files,
+               QWidget *parent = nullptr);
     ~StreamView() override;
 
     /// Wants pictures from now on, and does not give up.
@@ -50,8 +52,15 @@ public:
     void toggleLabels();
     /// Shows a few words over the live picture, which vanish by themselves.
     void notice(const QString &text);
-    /// Saves the next picture in the user's folder for pictures.
+    /// Saves the next picture in the folder of this camera.
     void savePicture();
+    /// Records into the folder of this camera, from the next key picture on, until it is ended or
+    /// halt(). A stream that breaks off and comes back goes on in a new file.
+    void toggleRecording();
+    bool isRecording() const { return m_recorder.isWanted(); }
+    /// Shows the folder of this camera's files.
+    void showFolder();
+    const CameraFiles &files() const { return m_recorder.files(); }
     /// Shows the frame that marks the selected view; off while it is the only one.
     void setFrameVisible(bool visible);
 
@@ -88,11 +97,13 @@ private:
     void showInfo(const QString &text);
     void setState(ViewState state);
     void restartIfDead();
+    bool maySave() const;
 
     const CameraAddress m_address;
     const QString m_transport;
     StatusOverlay *m_overlay;
     ViewLabels *m_labels;
+    ViewRecorder m_recorder;
     AddressCheck m_check;
     QTimer m_againTimer;   ///< pause before a broken stream is opened again
     PictureMeter m_meter;
@@ -108,4 +119,6 @@ private:
     QDateTime m_lastPictureAt;
     QElapsedTimer m_sincePicture;  ///< or since the stream was opened
     QElapsedTimer m_sinceCheck;
+    bool m_saving = false;         ///< the file of a picture is not there yet
+    QElapsedTimer m_sinceSave;     ///< since that was wanted, or was there
 };

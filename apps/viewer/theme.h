@@ -21,6 +21,7 @@ extern const QColor text;
 extern const QColor dimText;
 extern const QColor accent;  ///< the selected view, and what is switched on
 extern const QColor warning;
+extern const QColor recording;
 
 constexpr int gap = 8;           ///< pixels, the unit of all distances
 constexpr int barHeight = 44;    ///< pixels

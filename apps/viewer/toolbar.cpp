@@ -23,8 +23,10 @@ ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
     m_scale = addButton(layout, "scale-fit", &ToolBar::scaleClicked);
     m_zoom = addButton(layout, ":/primary/digital-zoom.svg", &ToolBar::zoomClicked);
     m_snap = addButton(layout, ":/primary/snap.svg", &ToolBar::snapClicked);
-    m_enlarge = addButton(layout, "enlarge", &ToolBar::enlargeClicked);
+    m_record = addButton(layout, "record", &ToolBar::recordClicked);
+    m_folder = addButton(layout, "folder", &ToolBar::folderClicked);
     addSeparator(layout);
+    m_enlarge = addButton(layout, "enlarge", &ToolBar::enlargeClicked);
     m_add = addButton(layout, "add", &ToolBar::addClicked);
     m_remove = addButton(layout, "close", &ToolBar::removeClicked);
     layout->addStretch(1);
@@ -35,6 +37,7 @@ ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
     m_help = addButton(layout, "help", &ToolBar::helpClicked);
 
     setLook(m_snap, ":/primary/snap.svg", tr("Save the picture (P)"));
+    setLook(m_folder, "folder", tr("Open the folder of this camera's files (Ctrl+O)"));
     setLook(m_add, "add", tr("Add a camera (Ctrl+N)"));
     setLook(m_remove, "close", tr("Remove this camera (Del)"));
     setLook(m_help, "help", tr("Keys (F1)"));
@@ -45,12 +48,16 @@ ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
 void ToolBar::showView(const StreamView *view, bool enlarged, bool fullScreen)
 {
     const bool isLive = view && view->state() == ViewState::Live;
-    for (QToolButton *button : {m_play, m_sound, m_scale, m_enlarge, m_remove})
+    for (QToolButton *button : {m_play, m_sound, m_scale, m_enlarge, m_folder, m_remove})
         button->setEnabled(view);
     for (QToolButton *button : {m_zoom, m_snap})
         button->setEnabled(isLive);
 
     const bool wanted = view && view->isWanted();
+    m_record->setEnabled(wanted);
+    const bool recording = view && view->isRecording();
+    setLook(m_record, recording ? "recording" : "record",
+            recording ? tr("End the recording (R)") : tr("Record (R), all cameras (Shift+R)"));
     setLook(m_play, wanted ? "stop" : "play",
             wanted ? tr("Stop (Space)") : tr("Start (Space)"));
     const bool muted = !view || view->isMuted();

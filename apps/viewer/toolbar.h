@@ -28,6 +28,8 @@ signals:
     void scaleClicked();
     void zoomClicked();
     void snapClicked();
+    void recordClicked();
+    void folderClicked();
     void enlargeClicked();
     void addClicked();
     void removeClicked();
@@ -45,6 +47,8 @@ private:
     QToolButton *m_scale;
     QToolButton *m_zoom;
     QToolButton *m_snap;
+    QToolButton *m_record;
+    QToolButton *m_folder;
     QToolButton *m_enlarge;
     QToolButton *m_add;
     QToolButton *m_remove;

@@ -39,12 +39,15 @@ WidgetPara make(const QString &cameraName)
     look.banner.textColor = theme::text;
     look.banner.pressColor = theme::accent;
     look.banner.names = QStringList{stopButton, soundOffButton, scaleButton,
-                                    zoomButton, saveButton, enlargeButton};
+                                    zoomButton, saveButton, recordButton,
+                                    enlargeButton};
     look.banner.icons = QStringList{":/viewer/icons/stop.svg", ":/primary/close_volume.svg",
                                     scaleIcon(look.scaleMode), ":/primary/digital-zoom.svg",
-                                    ":/primary/snap.svg", ":/viewer/icons/enlarge.svg"};
+                                    ":/primary/snap.svg", recordIcon(false),
+                                    ":/viewer/icons/enlarge.svg"};
     look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Fit, fill, or own size"),
                                    tr("Digital zoom"), tr("Save the picture"),
+                                   tr("Start or end a recording"),
                                    tr("Show only this camera, or all")};
     return look;
 }
@@ -57,6 +60,12 @@ QString scaleIcon(ScaleMode mode)
     case ScaleMode_Auto: break;
     }
     return QStringLiteral(":/viewer/icons/scale-own.svg");
+}
+
+QString recordIcon(bool isRecording)
+{
+    return isRecording ? QStringLiteral(":/viewer/icons/recording.svg")
+                       : QStringLiteral(":/viewer/icons/record.svg");
 }
 
 QString styleSheet()

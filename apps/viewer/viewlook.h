@@ -10,7 +10,7 @@ namespace viewlook {
 constexpr int frameWidth = 6;  ///< pixels; half of it is seen
 constexpr int bannerSize = 34; ///< pixels
 /// Width from which a view has room for a text beside the banner's buttons, pixels.
-constexpr int bannerTextRoom = 360;
+constexpr int bannerTextRoom = 390;
 
 // Names of the banner's buttons; that of the sound button is its state too.
 constexpr char stopButton[] = "btnStop";
@@ -19,12 +19,15 @@ constexpr char soundOffButton[] = "btnMuted";
 constexpr char scaleButton[] = "btnScale";
 constexpr char zoomButton[] = "btnZoom";
 constexpr char saveButton[] = "btnSave";
+constexpr char recordButton[] = "btnRecord";
 constexpr char enlargeButton[] = "btnEnlarge";
 
 /// The parameters of a new view. It is mute until somebody wants its sound.
 WidgetPara make(const QString &cameraName);
 /// Picture of the button that tells and changes how the picture fits.
 QString scaleIcon(ScaleMode mode);
+/// Picture of the button that starts and ends a recording.
+QString recordIcon(bool isRecording);
 /// In place of the one that the library gives.
 QString styleSheet();
 

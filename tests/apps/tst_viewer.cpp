@@ -3,6 +3,7 @@
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
 
+#include <QDirIterator>
 #include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
@@ -97,6 +98,8 @@ class TestViewer : public QObject
 private slots:
     void fourCameras_areShownAndSummarised();
     void screenshot_isTakenWithoutADisplay();
+    void record_printsTheFilesAndTheirLength();
+    void record_withAnUnwritableFolder_isToldByTableAndStatus();
     void oneCameraAway_isToldByTableAndStatus();
     void emptyWindow_endsWell();
     void wrongUse_endsWithTwo_data();
@@ -105,6 +108,7 @@ private slots:
     void missingDisplay_isToldPlainly();
     void unwritableScreenshot_isTold();
     void space_stopsAndStarts();
+    void recordAndFolderKeys_recordAndTellTheFolder();
     void quitKey_endsAtOnce_whileACameraHangs();
 
 private:
@@ -155,6 +159,43 @@ void TestViewer::screenshot_isTakenWithoutADisplay()
     const Outcome outcome = run({"--screenshot", file, "--after", "4", server.url("cam")}, bare);
     QVERIFY2(outcome.code == 0, qPrintable(outcome.output + outcome.errors));
     QVERIFY(colours(QImage(file)) > 20);
+}
+
+void TestViewer::record_printsTheFilesAndTheirLength()
+{
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "one:h264:pcma:gop=10", "--camera", "two:h265:gop=10"}),
+             qPrintable(server.log()));
+    const QString folder = dir.filePath("films");
+    const Outcome outcome = run({"--record", "--folder", folder, "--seconds", "7",
+                                 server.url("one"), server.url("two")});
+    QVERIFY2(outcome.code == 0, qPrintable(outcome.output + outcome.errors));
+    QCOMPARE(outcome.errors, QString());
+    const QStringList lines = outcome.output.trimmed().split('\n');
+    QCOMPARE(lines.size(), 8); // head, two views, sum; head, two files, sum
+    QVERIFY(lines[4].startsWith("view"));
+    for (int i = 0; i < 2; ++i) {
+        const QRegularExpression row(
+            QString("^%1 +[2-7]\\.\\d s +\\d+ kB +(%2/127\\.0\\.0\\.1_\\d+_%3/\\S+\\.mp4)$")
+                .arg(QString::number(i + 1), QRegularExpression::escape(folder),
+                     i == 0 ? "one" : "two"));
+        const QRegularExpressionMatch match = row.match(lines[5 + i]);
+        QVERIFY2(match.hasMatch(), qPrintable(lines[5 + i]));
+        QVERIFY(QFileInfo(match.captured(1)).size() > 0);
+    }
+    QVERIFY2(lines[7].startsWith("recordings 2, "), qPrintable(lines[7]));
+}
+
+void TestViewer::record_withAnUnwritableFolder_isToldByTableAndStatus()
+{
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "cam:h264:gop=10"}), qPrintable(server.log()));
+    const Outcome outcome = run({"--record", "--folder", "/proc/films", "--seconds", "3",
+                                 server.url("cam")});
+    QCOMPARE(outcome.code, 1);
+    QVERIFY2(outcome.output.contains(" live\n"), qPrintable(outcome.output));
+    QVERIFY2(outcome.output.endsWith("recordings 0, 0.0 s, 0 kB\n"), qPrintable(outcome.output));
+    QCOMPARE(outcome.errors, QString());
 }
 
 void TestViewer::oneCameraAway_isToldByTableAndStatus()
@@ -247,6 +288,36 @@ void TestViewer::space_stopsAndStarts()
     const Outcome outcome = outcomeOf(viewer);
     QVERIFY2(outcome.code == 0, qPrintable(outcome.errors));
     QVERIFY(waitFor([&] { return server.stat("clients", "cam") == 0; }));
+}
+
+void TestViewer::recordAndFolderKeys_recordAndTellTheFolder()
+{
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "cam:h264:gop=10"}), qPrintable(server.log()));
+    const QString folder = dir.filePath("keys");
+    qunsetenv("XDG_CURRENT_DESKTOP");
+    qunsetenv("DESKTOP_SESSION");
+    Viewer viewer({"--folder", folder, server.url("cam")});
+    QVERIFY(viewer.waitForStarted());
+    QVERIFY(waitFor([&] { return server.stat("clients", "cam") == 1; }));
+    const auto files = [&](const QString &pattern) {
+        int count = 0;
+        QDirIterator walk(folder, {pattern}, QDir::Files, QDirIterator::Subdirectories);
+        for (; walk.hasNext(); walk.next())
+            ++count;
+        return count;
+    };
+    QVERIFY(press({"r"}));
+    QVERIFY(waitFor([&] { return files("*.mp4") == 1; }));
+    QVERIFY(press({"p"}));
+    QVERIFY(waitFor([&] { return files("*.jpg") == 1; }));
+    QVERIFY(press({"r"}));
+    QVERIFY(waitFor([&] { return files("*T*_*T*.mp4") == 1; }));
+    QVERIFY(press({"ctrl+o"})); // here is no desktop that could show it
+    QVERIFY(press({"ctrl+q"}));
+    const Outcome outcome = outcomeOf(viewer);
+    QVERIFY2(outcome.code == 0, qPrintable(outcome.errors));
+    QVERIFY2(outcome.output.startsWith(folder + "/127.0.0.1_"), qPrintable(outcome.output));
 }
 
 void TestViewer::quitKey_endsAtOnce_whileACameraHangs()

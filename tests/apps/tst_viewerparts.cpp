@@ -40,6 +40,9 @@ void TestViewerParts::options_defaults()
     QVERIFY(options.addresses.isEmpty());
     QCOMPARE(options.transport, QString("tcp"));
     QVERIFY(!options.isTimed());
+    QVERIFY(!options.record);
+    QVERIFY2(QDir::isAbsolutePath(options.folder) && options.folder.endsWith("/Vantra"),
+             qPrintable(options.folder));
     QVERIFY(!options.verbose);
 }
 
@@ -47,7 +50,8 @@ void TestViewerParts::options_allTaken()
 {
     const Options options = Options::parse({"vantra-viewer", "--transport", "udp", "rtsp://a/1",
                                             "--screenshot", "x.png", "--after=3", "--seconds", "9",
-                                            "--verbose", "rtsp://b/2"});
+                                            "--verbose", "--record", "--folder", "films",
+                                            "rtsp://b/2"});
     QCOMPARE(options.action, Options::Action::Run);
     QCOMPARE(options.addresses.size(), 2);
     QCOMPARE(options.addresses[1].name(), QString("b/2"));
@@ -57,6 +61,8 @@ void TestViewerParts::options_allTaken()
     QCOMPARE(options.seconds, 9);
     QVERIFY(options.isTimed());
     QVERIFY(options.verbose);
+    QVERIFY(options.record);
+    QCOMPARE(options.folder, QString("films"));
 }
 
 void TestViewerParts::options_refused_data()
@@ -70,6 +76,7 @@ void TestViewerParts::options_refused_data()
     QTest::newRow("negative") << QStringList{"--after=-1"} << "--after";
     QTest::newRow("value missing") << QStringList{"--after"} << "after";
     QTest::newRow("no file") << QStringList{"--screenshot", ""} << "--screenshot";
+    QTest::newRow("no folder") << QStringList{"--folder="} << "--folder";
     QTest::newRow("second address") << QStringList{"rtsp://a/1", "rtsp://u:secret@:1"}
                                     << "address 2:";
     QTest::newRow("too many") << QStringList(QVector<QString>(17, "rtsp://a/1").toList())
@@ -91,8 +98,8 @@ void TestViewerParts::options_helpAndVersion()
 {
     const Options help = Options::parse({"vantra-viewer", "--help", "rtsp://bad:"});
     QCOMPARE(help.action, Options::Action::ShowHelp);
-    for (const char *option : {"--transport", "--seconds", "--screenshot", "--after", "--verbose",
-                               "--help", "--version"})
+    for (const char *option : {"--transport", "--seconds", "--screenshot", "--after", "--folder",
+                               "--record", "--verbose", "--help", "--version"})
         QVERIFY2(help.message.contains(option), option);
     const Options version = Options::parse({"vantra-viewer", "--version"});
     QCOMPARE(version.action, Options::Action::ShowVersion);
@@ -126,8 +133,8 @@ void TestViewerParts::meter_forgetsTheRateButNotTheCount()
 
 void TestViewerParts::summary_hasALineForEachView()
 {
-    const QString table = summaryTable({{"cam/1", "live", QSize(640, 360), 250, 25},
-                                        {"a-longer-name/2", "no picture: why", QSize(), 0, 0}},
+    const QString table = summaryTable({{"cam/1", "live", QSize(640, 360), 250, 25, {}},
+                                        {"a-longer-name/2", "no picture: why", QSize(), 0, 0, {}}},
                                        12.4);
     QCOMPARE(table,
              QString("view  name             size     pictures  per second  state\n"

@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+
+/// Where the recordings and pictures of one camera lie, and what they are called: one folder for
+/// each camera, in which the names sort by time. A value; usable on any thread.
+class CameraFiles
+{
+public:
+    CameraFiles() = default;
+    /// `root`: folder of all cameras. `camera`: fit for the name of a file.
+    CameraFiles(const QString &root, const QString &camera);
+
+    QString folder() const { return m_folder; }
+    /// Makes the folder; tells in plain words why no file can be written there, or nothing.
+    QString problem() const;
+
+    /// Path of a recording that begins, such as FOLDER/20261121T210512.mp4. It names no file that
+    /// is there.
+    QString newRecording(const QDateTime &start) const;
+    /// Path of that recording when it has ended: FOLDER/20261121T210512_20261121T210612.mp4.
+    static QString endedRecording(const QString &recording, const QDateTime &end);
+    /// Path of a picture, such as FOLDER/20261121T210512.jpg. It names no file that is there.
+    QString newPicture(const QDateTime &time) const;
+
+    /// Paths of the recordings written to at `time` or later, folders below included, oldest first.
+    QStringList recordingsSince(const QDateTime &time) const;
+
+private:
+    QString m_folder;
+};
