@@ -46,6 +46,13 @@ DeviceControl::DeviceControl(const DeviceConfig &config)
             m_live.push_back(
                 std::make_unique<LiveStream>(place, streamForm, &m_faults, config.queueMs));
         }
+        Recorder recorder;
+        recorder.archive = std::make_shared<const Archive>(config, channel);
+        recorder.playback = std::make_unique<RecordedStream>(recorder.archive, &m_faults,
+                                                             FaultRoad::Playback, channel);
+        recorder.download = std::make_unique<RecordedStream>(recorder.archive, &m_faults,
+                                                             FaultRoad::Download, channel);
+        m_recorders.push_back(std::move(recorder));
     }
     if (config.protocol == HTransportRtsp)
         m_rtsp = std::make_unique<RtspCameras>(config);
@@ -71,12 +78,21 @@ void DeviceControl::loseConnection(int ms)
     {
         const std::lock_guard<std::mutex> lock(m_openMutex);
         m_goneUntil = ms < 0 ? std::numeric_limits<qint64>::max() : deviceNow() + ms;
-        for (const auto &stream : m_live)
-            stream->close();
+        closeAll();
     }
-    m_talk.stop();
     if (m_rtsp)
         m_rtsp->vanish(ms);
+}
+
+void DeviceControl::closeAll()
+{
+    for (const auto &stream : m_live)
+        stream->close();
+    for (const Recorder &recorder : m_recorders) {
+        recorder.playback->close();
+        recorder.download->close();
+    }
+    m_talk.stop();
 }
 
 void DeviceControl::restoreConnection()
@@ -146,6 +162,82 @@ HRetError DeviceControl::enable(int channel, int stream, bool on)
         return HRetExceedMax;
     target->open();
     return HRetOk;
+}
+
+const DeviceControl::Recorder *DeviceControl::recorder(unsigned int channel) const
+{
+    return channel < m_recorders.size() ? &m_recorders[channel] : nullptr;
+}
+
+HRetError DeviceControl::startPlayback(unsigned int channel, const VodStartPara &para)
+{
+    const Recorder *here = recorder(channel);
+    const std::lock_guard<std::mutex> lock(m_openMutex);
+    if (here == nullptr || !isConnected() || !para.time0.isValid())
+        return HRetRefused;
+    if (here->playback->isOpen())
+        return HRetAlready;
+    if (m_config.mostPlaybacks >= 0 && openPlaybacks() >= m_config.mostPlaybacks)
+        return HRetExceedMax;
+    const qint64 begin = deviceTime(para.time0);
+    here->playback->open(begin, para.time1.isValid() ? deviceTime(para.time1) : deviceNow(),
+                         para.time2.isValid() ? deviceTime(para.time2) : begin, 1);
+    return HRetOk;
+}
+
+HRetError DeviceControl::startDownload(unsigned int channel, const VodDownloadPara &para)
+{
+    const Recorder *here = recorder(channel);
+    const std::lock_guard<std::mutex> lock(m_openMutex);
+    if (here == nullptr || !isConnected() || !para.beginTime.isValid() || !para.endTime.isValid())
+        return HRetRefused;
+    if (here->download->isOpen())
+        return HRetAlready;
+    if (m_config.mostDownloads >= 0 && openDownloads() >= m_config.mostDownloads)
+        return HRetExceedMax;
+    const qint64 begin = deviceTime(para.beginTime);
+    here->download->open(begin, deviceTime(para.endTime), begin, m_config.downloadSpeed);
+    return HRetOk;
+}
+
+RecordedState DeviceControl::playback(unsigned int channel) const
+{
+    const Recorder *here = recorder(channel);
+    return here == nullptr ? RecordedState() : here->playback->state();
+}
+
+RecordedState DeviceControl::download(unsigned int channel) const
+{
+    const Recorder *here = recorder(channel);
+    return here == nullptr ? RecordedState() : here->download->state();
+}
+
+int DeviceControl::openPlaybacks() const
+{
+    return int(std::count_if(m_recorders.begin(), m_recorders.end(),
+                             [](const Recorder &here) { return here.playback->isOpen(); }));
+}
+
+int DeviceControl::openDownloads() const
+{
+    return int(std::count_if(m_recorders.begin(), m_recorders.end(),
+                             [](const Recorder &here) { return here.download->isOpen(); }));
+}
+
+QVector<Archive::Segment> DeviceControl::recorded(unsigned int channel, const QDateTime &begin,
+                                                  const QDateTime &end) const
+{
+    QVector<Archive::Segment> found;
+    const Recorder *here = recorder(channel);
+    if (here == nullptr)
+        return found;
+    for (Archive::Segment segment : here->archive->segments(deviceNow())) {
+        segment.begin = std::max(segment.begin, deviceTime(begin));
+        segment.end = std::min(segment.end, deviceTime(end));
+        if (segment.begin < segment.end)
+            found.append(segment);
+    }
+    return found;
 }
 
 HRetError DeviceControl::sendTalk(const char *data, int size)

@@ -6,6 +6,7 @@
 #include "simulator/device/deviceconfig.h"
 #include "simulator/device/faults.h"
 #include "simulator/device/livestream.h"
+#include "simulator/device/recordedstream.h"
 #include "simulator/device/rtspcameras.h"
 #include "simulator/device/talkdesk.h"
 
@@ -59,12 +60,34 @@ public:
     /// The device tells this number of streams instead of the true one; -1: the true one.
     void pretendStreamCount(int count) { m_pretendedStreams = count; }
 
+    // The recorder
+
+    RecordedState playback(unsigned int channel) const;
+    RecordedState download(unsigned int channel) const;
+    int openPlaybacks() const;
+    int openDownloads() const;
+    /// What of a span is recorded, in order; cut at its ends.
+    QVector<Archive::Segment> recorded(unsigned int channel, const QDateTime &begin,
+                                       const QDateTime &end) const;
+
 private:
     friend class SimulatedDevice;
+
+    /// Of one channel.
+    struct Recorder
+    {
+        std::shared_ptr<const Archive> archive;
+        std::unique_ptr<RecordedStream> playback;
+        std::unique_ptr<RecordedStream> download;
+    };
 
     LiveStream *live(int channel, int stream) const;
     HRetError enable(int channel, int stream, bool on);
     HRetError sendTalk(const char *data, int size);
+    const Recorder *recorder(unsigned int channel) const;
+    HRetError startPlayback(unsigned int channel, const VodStartPara &para);
+    HRetError startDownload(unsigned int channel, const VodDownloadPara &para);
+    void closeAll();
 
     const DeviceConfig m_config;
     const int m_perChannel;
@@ -72,6 +95,7 @@ private:
     DeviceFaults m_faults;
     TalkDesk m_talk;
     std::vector<std::unique_ptr<LiveStream>> m_live; // by flat index
+    std::vector<Recorder> m_recorders;               // by channel
     std::unique_ptr<RtspCameras> m_rtsp;             // with HTransportRtsp
     std::atomic<int> m_pretendedStreams{-1};
     std::atomic<qint64> m_goneUntil{0}; // time of the device

@@ -22,6 +22,11 @@ QVariantList fieldsOf(const HVideoEncPara &para)
     return {para.codecId, para.width, para.height, para.frameRate, para.mode, para.bitRate};
 }
 
+qlonglong millisecondsOf(const QDateTime &time)
+{
+    return time.isValid() ? deviceTime(time) : -1;
+}
+
 QVariantList fieldsOf(const HAudioEncPara &para)
 {
     return {para.codecId, para.sampleRate, para.bitsPerSample, para.channels};
@@ -36,9 +41,7 @@ SimulatedDevice::SimulatedDevice(std::shared_ptr<DeviceControl> control)
 
 SimulatedDevice::~SimulatedDevice()
 {
-    for (const auto &stream : m_control->m_live)
-        stream->close();
-    m_control->m_talk.stop();
+    m_control->closeAll();
 }
 
 HRetError SimulatedDevice::asked(DeviceOp operation, const QVariantList &arguments, int channel,
@@ -46,6 +49,17 @@ HRetError SimulatedDevice::asked(DeviceOp operation, const QVariantList &argumen
 {
     m_control->m_calls.note(operation, arguments);
     return m_control->m_faults.answerTo(operation, channel, stream);
+}
+
+HRetError SimulatedDevice::onPlayback(DeviceOp operation, const QVariantList &arguments,
+                                      unsigned int channel,
+                                      const std::function<HRetError(RecordedStream &)> &action)
+{
+    const HRetError refusal = asked(operation, arguments, int(channel));
+    const DeviceControl::Recorder *recorder = m_control->recorder(channel);
+    if (refusal != HRetOk || recorder == nullptr)
+        return refusal != HRetOk ? refusal : HRetRefused;
+    return action(*recorder->playback);
 }
 
 HChannelStatus SimulatedDevice::getConnectStatus() const
@@ -154,6 +168,97 @@ HRetError SimulatedDevice::setCodecInfo(int channel, int stream, HVideoEncPara &
         return refusal != HRetOk ? refusal : HRetRefused;
     target->setCodec(video, audio);
     return HRetOk;
+}
+
+HRetError SimulatedDevice::vodStart(unsigned int channel, const VodStartPara &para)
+{
+    const HRetError refusal = asked(DeviceOp::vodStart,
+                                    {channel, millisecondsOf(para.time0),
+                                     millisecondsOf(para.time1), millisecondsOf(para.time2)},
+                                    int(channel));
+    return refusal != HRetOk ? refusal : m_control->startPlayback(channel, para);
+}
+
+HRetError SimulatedDevice::vodStop(unsigned int channel)
+{
+    return onPlayback(DeviceOp::vodStop, {channel}, channel, [](RecordedStream &playback) {
+        playback.close();
+        return HRetOk;
+    });
+}
+
+HRetError SimulatedDevice::vodPause(unsigned int channel)
+{
+    return onPlayback(DeviceOp::vodPause, {channel}, channel,
+                      [](RecordedStream &playback) { return playback.setPaused(true); });
+}
+
+HRetError SimulatedDevice::vodResume(unsigned int channel)
+{
+    return onPlayback(DeviceOp::vodResume, {channel}, channel,
+                      [](RecordedStream &playback) { return playback.setPaused(false); });
+}
+
+HRetError SimulatedDevice::vodSeek(unsigned int channel, const QDateTime &time)
+{
+    return onPlayback(DeviceOp::vodSeek, {channel, millisecondsOf(time)}, channel,
+                      [&time](RecordedStream &playback) {
+                          return time.isValid() ? playback.seek(deviceTime(time)) : HRetRefused;
+                      });
+}
+
+HRetError SimulatedDevice::vodSetSpeed(unsigned int channel, int speed)
+{
+    constexpr double kSlow = 0.5;
+    return onPlayback(DeviceOp::vodSetSpeed, {channel, speed}, channel,
+                      [speed](RecordedStream &playback) {
+                          return playback.setSpeed(speed == 0 ? kSlow : double(speed));
+                      });
+}
+
+HRetError SimulatedDevice::vodReadFrame(unsigned int channel, HFrameHeader *frame, int timeoutMs)
+{
+    const HRetError refusal = asked(DeviceOp::vodReadFrame, {channel, timeoutMs}, int(channel));
+    if (refusal != HRetOk || frame == nullptr)
+        return refusal != HRetOk ? refusal : HRetRefused;
+    const DeviceControl::Recorder *recorder = m_control->recorder(channel);
+    return recorder == nullptr ? waitInVain(timeoutMs) : recorder->playback->read(frame, timeoutMs);
+}
+
+HRetError SimulatedDevice::vodDownloadStart(unsigned int channel, const VodDownloadPara &para)
+{
+    const HRetError refusal = asked(
+        DeviceOp::vodDownloadStart,
+        {channel, millisecondsOf(para.beginTime), millisecondsOf(para.endTime)}, int(channel));
+    return refusal != HRetOk ? refusal : m_control->startDownload(channel, para);
+}
+
+HRetError SimulatedDevice::vodDownloadStop(unsigned int channel)
+{
+    const HRetError refusal = asked(DeviceOp::vodDownloadStop, {channel}, int(channel));
+    const DeviceControl::Recorder *recorder = m_control->recorder(channel);
+    if (refusal != HRetOk || recorder == nullptr)
+        return refusal != HRetOk ? refusal : HRetRefused;
+    recorder->download->close();
+    return HRetOk;
+}
+
+HRetError SimulatedDevice::vodReadDLFrame(unsigned int channel, HFrameHeader *frame, int timeoutMs)
+{
+    const HRetError refusal = asked(DeviceOp::vodReadDLFrame, {channel, timeoutMs}, int(channel));
+    if (refusal != HRetOk || frame == nullptr)
+        return refusal != HRetOk ? refusal : HRetRefused;
+    const DeviceControl::Recorder *recorder = m_control->recorder(channel);
+    return recorder == nullptr ? waitInVain(timeoutMs) : recorder->download->read(frame, timeoutMs);
+}
+
+HRetError SimulatedDevice::vodGetDownloadSdp(unsigned int channel, VodSdp &sdp)
+{
+    const HRetError refusal = asked(DeviceOp::vodGetDownloadSdp, {channel}, int(channel));
+    const DeviceControl::Recorder *recorder = m_control->recorder(channel);
+    if (refusal != HRetOk || recorder == nullptr)
+        return refusal != HRetOk ? refusal : HRetRefused;
+    return recorder->download->describe(&sdp);
 }
 
 HRetError SimulatedDevice::startTalk(int channel)

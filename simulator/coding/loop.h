@@ -40,6 +40,8 @@ public:
 
     /// Pictures that can be had, whole groups; 0 at first.
     int size() const { return m_ready; }
+    /// Whether no more will come.
+    bool isComplete() const { return m_ready == static_cast<int>(m_pictures.size()); }
     /// Whether the encoder failed, so that there will never be any.
     bool isBroken() const { return m_broken; }
     int gop() const { return m_form.picture.gop; }

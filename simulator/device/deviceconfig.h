@@ -7,6 +7,7 @@
 #include "devicelink/encpara.h"
 #include "devicelink/hretcodes.h"
 
+#include <QDateTime>
 #include <QString>
 #include <QVector>
 
@@ -51,11 +52,22 @@ struct StreamConfig
     QString clip;
 };
 
+/// Something that a channel has recorded.
+struct ArchiveSpan
+{
+    QDateTime begin; ///< with a key frame
+    QDateTime end;   ///< not part of it any more
+    StreamConfig form;
+};
+
 struct ChannelConfig
 {
     QString name;                  ///< stands in the picture; ASCII
     quint32 colour = 0;            ///< of the room, 0xRRGGBB
     QVector<StreamConfig> streams; ///< the first is the main stream
+    /// What is recorded; between two spans there is nothing. None: all of the past, in the form of
+    /// the main stream.
+    QVector<ArchiveSpan> archive;
 };
 
 /// Cameras and a recorder in one. What is left alone makes a device that works.
@@ -67,11 +79,12 @@ struct DeviceConfig
     int number = 0; ///< of the device, 0 to 255: stands in the pictures' row of identity
     QString serial = QStringLiteral("SIM00001");
     QString address = QStringLiteral("192.0.2.1");
-    int mostLive = -1;     ///< streams sent at once, -1: all
-    int mostPlaybacks = 4; ///< recordings played at once
-    int mostDownloads = 4; ///< downloads at once
-    bool echoTalk = false; ///< what is said to the device is heard in channel 0
-    int queueMs = 2000;    ///< what waits for a late reader of a live stream, at most
+    int mostLive = -1;        ///< streams sent at once, -1: all
+    int mostPlaybacks = 4;    ///< recordings played at once
+    int mostDownloads = 4;    ///< downloads at once
+    double downloadSpeed = 0; ///< times the recorded one; 0: as fast as it is read
+    bool echoTalk = false;    ///< what is said to the device is heard in channel 0
+    int queueMs = 2000;       ///< what waits for a late reader of a live stream, at most
 
     int streamsPerChannel() const;
 
