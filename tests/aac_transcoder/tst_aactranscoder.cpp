@@ -6,6 +6,8 @@
 #include "aac_transcoder/g7ring_p.h"
 #include "aac_transcoder/g7toaac_p.h"
 
+#include <faac.h>
+
 #include <QRandomGenerator>
 #include <QtMath>
 #include <QtTest>
@@ -156,6 +158,7 @@ private slots:
     void chunk_shorterThanAFrame_waits();
     void output_isAdtsOfTheTone_data();
     void output_isAdtsOfTheTone();
+    void output_isThatOfTheEncoder_setAsItIs();
     void unknownCodec_isALaw();
     void unknownG726Rate_isTwo();
     void inputThatDoesNotFit_isLostInSilence();
@@ -376,6 +379,40 @@ void tst_AacTranscoder::output_isAdtsOfTheTone()
     QVERIFY2(tonePower > 0.95 * power, qPrintable(QString::number(tonePower / power)));
     const double amplitude = qSqrt(2 * power / kRate) * 32768;
     QVERIFY2(amplitude > 11000 && amplitude < 13000, qPrintable(QString::number(amplitude)));
+}
+
+/// Against the bare encoder: five of its settings are made, all others stay.
+void tst_AacTranscoder::output_isThatOfTheEncoder_setAsItIs()
+{
+    G711UToPcm law;
+    const QByteArray sound = tone(law, 440, 2 * kRate);
+    unsigned long samples = 0, most = 0;
+    const faacEncHandle encoder = faacEncOpen(kRate, 1, &samples, &most);
+    QVERIFY(encoder);
+    QCOMPARE(samples, 1024ul);
+    const faacEncConfigurationPtr settings = faacEncGetCurrentConfiguration(encoder);
+    settings->inputFormat = FAAC_INPUT_16BIT;
+    settings->outputFormat = 1; // ADTS
+    settings->useTns = 0;
+    settings->aacObjectType = LOW;
+    settings->mpegVersion = MPEG2;
+    faacEncSetConfiguration(encoder, settings);
+    QByteArray expected;
+    // The last whole buffer waits for the frame behind it.
+    for (int at = 0; at + int(samples) < sound.size(); at += int(samples)) {
+        QVector<short> pcm;
+        for (int i = 0; i < int(samples); ++i)
+            pcm << law.DecodeOne(uchar(sound[at + i]));
+        QByteArray out(int(most), '\0');
+        const int bytes = faacEncEncode(encoder, reinterpret_cast<int32_t *>(pcm.data()),
+                                        uint(samples), reinterpret_cast<uchar *>(out.data()),
+                                        uint(most));
+        QVERIFY(bytes >= 0);
+        expected += out.left(bytes);
+    }
+    faacEncClose(encoder);
+    QVERIFY(!expected.isEmpty());
+    QCOMPARE(transcode(param(G7CodecMuLaw), sound), expected);
 }
 
 void tst_AacTranscoder::unknownCodec_isALaw()
