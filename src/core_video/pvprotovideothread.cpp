@@ -176,7 +176,9 @@ void PvProtoVideoThread::run()
     closeAllMP4();
     closeVideo();
     frame.reset();
-    stopAsked = false; // of this run; the next one may be started without play()
+    // Of this run, also of one that never came to open: the next may be started without play().
+    stopped = false;
+    stopAsked = false;
     VANTRA_LOG(Logger::Debug) << "exit thread";
 }
 

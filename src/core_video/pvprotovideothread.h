@@ -128,7 +128,7 @@ private:
     bool makeAudioDecoder(const HFrameHeader &frame);
     void announceRender();
     void deliverPlanes();
-    void deliverSurface(bool codecChanged);
+    void deliverSurface(VideoMode mode, bool codecChanged);
     QImage rgbImage() const;
 
     void renewMP4();

@@ -177,7 +177,7 @@ void PvProtoVideoThread::afterDecodeVideo(bool codecChanged)
         break;
     case VideoMode_D3D9:
     case VideoMode_D3D11:
-        deliverSurface(codecChanged);
+        deliverSurface(mode, codecChanged);
         break;
     default: // VideoMode_Hwnd: decoded, and handed to nobody
         return;
@@ -215,7 +215,7 @@ void PvProtoVideoThread::deliverPlanes()
                       static_cast<quint32>(line));
 }
 
-void PvProtoVideoThread::deliverSurface(bool codecChanged)
+void PvProtoVideoThread::deliverSurface(VideoMode mode, bool codecChanged)
 {
     if (getHardware() == QLatin1String(kSoftware))
         return;
@@ -225,7 +225,7 @@ void PvProtoVideoThread::deliverSurface(bool codecChanged)
         return;
 #endif
     const _tag_yuv_frame_s &picture = yuvOut;
-    if (videoMode == VideoMode_D3D9)
+    if (mode == VideoMode_D3D9)
         emit receiveFrame(picture.width, picture.height, picture.y, codecChanged);
     else
         emit receiveFrame(picture.width, picture.height, picture.y,

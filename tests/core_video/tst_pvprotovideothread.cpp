@@ -42,6 +42,7 @@ private slots:
     void pause_readsNothing_untilNext();
     void stop_inTheCloseBeforeAReopen_isNotLost();
     void stop_endsAPausedThread();
+    void stop_beforeTheFirstOpen_isOfThatRunOnly();
     void deletion_whileRunning_isSafe();
     void unwatched_handsNothingToTheDecoder();
     void anyFrame_isSaved_watchedOrNot();
@@ -425,7 +426,6 @@ void TestPvProtoVideoThread::stop_inTheCloseBeforeAReopen_isNotLost()
     QVERIFY(waitFor([&] { return thread.isFinished(); }));
     QCOMPARE(watcher.count(QStringLiteral("playStart:0")), 1);
     // It is spent: the next run may be started without play().
-    thread.stopped = false;
     thread.start();
     QVERIFY(settle(&thread));
     watcher.atEvent = nullptr;
@@ -438,6 +438,19 @@ void TestPvProtoVideoThread::stop_endsAPausedThread()
     QVERIFY(begin(&thread));
     thread.pause();
     thread.feed(DeviceReadTimeout);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThread::stop_beforeTheFirstOpen_isOfThatRunOnly()
+{
+    FedThread thread;
+    thread.connects = false;
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.openFailCount > 0; }));
+    QVERIFY(end(&thread));
+    thread.connects = true;
+    thread.start(); // as a live view does
+    QVERIFY(settle(&thread));
     QVERIFY(end(&thread));
 }
 
