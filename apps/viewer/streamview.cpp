@@ -403,7 +403,10 @@ void StreamView::toggleRecording()
         return;
     if (isRecording()) {
         m_recorder.stop();
-        notice(tr("Recording saved in the folder %1").arg(QDir(files().folder()).dirName()));
+        notice(m_recorder.writtenMs() > 0
+                       ? tr("Recording saved in the folder %1")
+                                 .arg(QDir(files().folder()).dirName())
+                       : tr("Recording ended; nothing was written"));
     } else {
         const QString problem = m_recorder.start();
         notice(problem.isEmpty() ? tr("Recording") : problem);

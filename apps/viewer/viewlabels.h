@@ -32,6 +32,8 @@ public:
     void updateClock();
     /// Words that vanish by themselves.
     void notice(const QString &text);
+    /// The words last shown.
+    QString lastNotice() const { return m_notice; }
     /// Play has ended: the widget has dropped all labels.
     void reset();
 

@@ -7,6 +7,7 @@
 #include "theme.h"
 #include "vantra.h"
 #include "viewhost.h"
+#include "viewlabels.h"
 
 #include <QDir>
 #include <QPushButton>
@@ -22,6 +23,11 @@ const char kCamera[] = "cam:h264:pcma:gop=10";
 RecordingMark *markOf(const StreamView &view)
 {
     return view.findChild<RecordingMark *>();
+}
+
+QString noticeOf(const StreamView &view)
+{
+    return view.findChild<ViewLabels *>()->lastNotice();
 }
 
 QStringList recordingsOf(const CameraFiles &files)
@@ -94,6 +100,7 @@ void TestViewRecording::recording_isMarked_andLeavesAFileThatPlays()
     QCOMPARE(recordingsOf(host->files).size(), 1);
     host->view.toggleRecording();
     QVERIFY(!host->view.isRecording());
+    QVERIFY(noticeOf(host->view).contains("saved in the folder camera"));
     QVERIFY(!markOf(host->view)->isVisible());
     QVERIFY(waitFor([&] { return ended(host->files) == 1; }));
     QCOMPARE(recordingsOf(host->files).size(), 1);
@@ -219,6 +226,10 @@ void TestViewRecording::folderThatCannotBeMade_isMarked()
     view.toggleRecording();
     QVERIFY(markOf(view)->isVisible());
     QVERIFY(markOf(view)->text().contains("NOT recording"));
+    QVERIFY(noticeOf(view).contains("cannot be made"));
+    view.toggleRecording();
+    QVERIFY(noticeOf(view).contains("nothing was written"));
+    view.toggleRecording();
     // As soon as files can be written, they are.
     QVERIFY(QFile::remove(file));
     QVERIFY(becomes(view, "REC"));
