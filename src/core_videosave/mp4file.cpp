@@ -160,7 +160,9 @@ void Mp4File::describe(AVCodecParameters *parameters, const HAudioEncPara &audio
     // Of the device's sound, not of the AAC that is made of it: this is intended.
     parameters->sample_rate = audio.sampleRate;
     ffcompat::setStereo(parameters, audio.channels);
-    parameters->bit_rate = qint64(qint64(audio.bitsPerSample) * audio.channels) * audio.sampleRate;
+    // Unsigned, since a device may say anything.
+    parameters->bit_rate = static_cast<qint64>(quint64(audio.bitsPerSample) *
+                                               quint64(audio.channels) * quint64(audio.sampleRate));
     parameters->frame_size = kAudioFrameSize;
 }
 
@@ -183,17 +185,23 @@ int Mp4File::openFile(const QByteArray &fileName)
 
 bool Mp4File::createEncoder(const HAudioEncPara &audio)
 {
-    G7ToAacInitParam param{};
-    param.audioCodec = transcoderCodec(audio.codecId);
-    param.channels = static_cast<quint8>(audio.channels);
-    param.sampleRate = static_cast<quint32>(audio.sampleRate);
-    param.bitsPerSample = kPcmBits;
+    soundPara = audio;
     // Of PCM, taken for A-law, each sample becomes two.
     frameSamples = kSamplesPerAacFrame / (audio.codecId == HCodecPcm ? kPcmBits / 8 : 1);
-    aacEncoder.reset(Easy_AACEncoder_Init(param));
+    aacEncoder = newEncoder();
     if (!aacEncoder)
         VANTRA_LOG(Logger::Error) << "creat easy aac null";
     return bool(aacEncoder);
+}
+
+std::unique_ptr<void, Mp4File::EncoderDeleter> Mp4File::newEncoder() const
+{
+    G7ToAacInitParam param{};
+    param.audioCodec = transcoderCodec(soundPara.codecId);
+    param.channels = static_cast<quint8>(soundPara.channels);
+    param.sampleRate = static_cast<quint32>(soundPara.sampleRate);
+    param.bitsPerSample = kPcmBits;
+    return std::unique_ptr<void, EncoderDeleter>(Easy_AACEncoder_Init(param));
 }
 
 void Mp4File::closeMp4()
@@ -233,7 +241,10 @@ void Mp4File::closeFile()
     videoIndex = -1;
     audioIndex = -1;
     headerWritten = false;
+    awaitsParameterSets = true;
     soundWritten = false;
+    firstPicture.reset();
+    timeline = FileTimeline();
     held = Held();
 }
 

@@ -4,11 +4,13 @@
 
 #include "core_ffmpeg/ffmpegptr.h"
 #include "core_videosave/h265sets_p.h"
+#include "core_videosave/mp4timestamps_p.h"
 #include "devicelink/encpara.h"
 
 #include <QByteArray>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 /// A stream of the file, as a producer needs to know it.
@@ -43,9 +45,12 @@ public:
     Mp4Stream audioStream() const { return streamAt(audioIndex); }
 
     /// Writes a picture, or a block of sound once it has become AAC. A failure is a line in the
-    /// log, and does not stop the next one. Sound that `followsPictures` has no time of its own but
-    /// that of a picture, perhaps the same again and again: its frames then follow each other.
-    void write(const AVPacket *packet, bool followsPictures);
+    /// log, and does not stop the next one. Refused are: video that is none, or of the other codec;
+    /// pictures before the first with parameter sets, which would make a file that nobody can play;
+    /// stamps that no file can hold. Sound that `followsPictures` has no time of its own but that of
+    /// a picture, perhaps the same again and again: its frames then follow each other. The packet is
+    /// used up.
+    void write(AVPacket *packet, bool followsPictures);
 
 private:
     struct EncoderDeleter
@@ -65,15 +70,18 @@ private:
     void describe(AVCodecParameters *parameters, const HVideoEncPara &video);
     void describe(AVCodecParameters *parameters, const HAudioEncPara &audio);
     int openFile(const QByteArray &fileName);
+    std::unique_ptr<void, EncoderDeleter> newEncoder() const;
     int fail();
     void closeFile();
 
-    bool isSafeToMux(const AVPacket *packet);
-    void writeVideo(const AVPacket *packet);
+    void writeVideo(AVPacket *packet);
     void writeAudio(const AVPacket *packet, bool followsPictures);
     bool audioG711ToAAC(const AVPacket *in);
     void writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 pts);
+    void beginSound(qint64 pictureTime);
+    bool isKeyPicture(const AVPacket *packet) const;
     int writeToMuxer(AVPacket *packet);
+    int limitHeld(const AVPacket *packet);
 
     // In this order, so that each goes before what it uses.
     AVIOContextPtr pb;
@@ -87,9 +95,13 @@ private:
     int frameSamples = 0; ///< of the device's sound in one AAC frame
     bool headerWritten = false;
     H265Sets h265Sets;
+    bool awaitsParameterSets = true; ///< of the video
+    HAudioEncPara soundPara;
     bool soundWritten = false;
     qint64 soundPts = 0; ///< of the last frame of sound
     qint64 blockPts = 0; ///< of the block that it was made of
+    std::optional<qint64> firstPicture; ///< its time in the file, in units of the video
+    FileTimeline timeline;
     Held held;
 };
 

@@ -6,6 +6,7 @@
 
 #include "aac_transcoder/easyaacencoder.h"
 #include "core_ffmpeg/ffmpeghelper.h"
+#include "core_videosave/annexb_p.h"
 #include "log.h"
 
 #include <QtDebug>
@@ -24,14 +25,21 @@ constexpr int kAdtsHeader = 7;
 
 /// Beyond these the muxer is told to write what it holds, key picture or not: a stream without key
 /// pictures, or without the sound that was announced, must not fill the memory.
-constexpr qint64 kMaxHeldBytes = 8 * 1024 * 1024;
+constexpr qint64 kMaxHeldBytes = 32 * 1024 * 1024;
 constexpr int kMaxHeldPackets = 750; ///< half a minute of pictures
+/// The same for a file of sound alone, where no key picture ends a fragment: two seconds.
+constexpr int kMaxHeldSound = 16;
+
+/// How long the header waits for the sound that was announced, in microseconds of the recording.
+constexpr qint64 kSoundAwaited = 2000000;
+constexpr int kSilentBytes = 160;
+constexpr int kSilentBlocks = 100; ///< far more than the transcoder needs to begin
 
 /// "（" is a wide bracket and ")" is not: this is intended.
-void tellWriteError(const char *kind, const AVPacket *packet, const AVFormatContext *ctx, int code)
+void tellWriteError(const char *kind, qint64 pts, const AVFormatContext *ctx, int code)
 {
     VANTRA_LOG(Logger::Error) << QStringLiteral("write %1 （%2:%3)  err (%4:%5)")
-                                     .arg(QLatin1String(kind), QString::number(packet->pts),
+                                     .arg(QLatin1String(kind), QString::number(pts),
                                           QString::fromUtf8(ctx->url), QString::number(code),
                                           FFmpegHelper::errorText(code));
 }
@@ -52,33 +60,33 @@ int adtsFrameSize(const quint8 *data, int size)
     return length < kAdtsHeader || length > size ? size : length;
 }
 
-void Mp4File::write(const AVPacket *packet, bool followsPictures)
+void Mp4File::write(AVPacket *packet, bool followsPictures)
 {
     if (!fmtCtx || packet->stream_index < 0)
         return;
-    if (packet->stream_index == videoIndex && !isSafeToMux(packet))
-        tellWriteError("video", packet, fmtCtx.get(), AVERROR_INVALIDDATA);
-    else if (packet->stream_index == videoIndex)
+    if (packet->stream_index == videoIndex)
         writeVideo(packet);
     else if (packet->stream_index == audioIndex)
         writeAudio(packet, followsPictures);
 }
 
-bool Mp4File::isSafeToMux(const AVPacket *packet)
+void Mp4File::writeVideo(AVPacket *packet)
 {
-    // Without a byte: at the end of an MPEG file its muxer waits for the rest of it, without an end.
-    if (packet->size < 1)
-        return false;
-    const bool isH265 = fmtCtx->streams[videoIndex]->codecpar->codec_id == AV_CODEC_ID_HEVC;
-    return !isH265 || h265Sets.areReadable(packet->data, packet->size);
-}
-
-void Mp4File::writeVideo(const AVPacket *packet)
-{
-    const AVPacketPtr picture(av_packet_clone(packet));
-    const int result = picture ? writeToMuxer(picture.get()) : AVERROR(ENOMEM);
+    // Nothing without a byte either: at the end of an MPEG file its muxer waits for the rest of such
+    // a picture, without an end.
+    const qint64 pts = packet->pts;
+    const AVCodecID codec = fmtCtx->streams[videoIndex]->codecpar->codec_id;
+    const AnnexBContent content = lookIntoAnnexB(codec, packet->data, packet->size);
+    if (content.isOfOtherCodec)
+        awaitsParameterSets = true; // what follows is not for this file, until it is again
+    const bool isWelcome =
+        content.isVideo && (content.hasParameterSets || !awaitsParameterSets) &&
+        (codec != AV_CODEC_ID_HEVC || h265Sets.areReadable(packet->data, packet->size));
+    const int result = isWelcome ? writeToMuxer(packet) : AVERROR_INVALIDDATA;
     if (result < 0)
-        tellWriteError("video", packet, fmtCtx.get(), result);
+        tellWriteError("video", pts, fmtCtx.get(), result);
+    else
+        awaitsParameterSets = false;
 }
 
 void Mp4File::writeAudio(const AVPacket *packet, bool followsPictures)
@@ -127,7 +135,7 @@ void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64
     // A packet of its own: the bytes of `in` may be shared with whoever plays them.
     const AVPacketPtr aac(av_packet_alloc());
     if (!aac || av_new_packet(aac.get(), size) < 0) {
-        tellWriteError("audio", in, fmtCtx.get(), AVERROR(ENOMEM));
+        tellWriteError("audio", in->pts, fmtCtx.get(), AVERROR(ENOMEM));
         return;
     }
     memcpy(aac->data, frame, static_cast<size_t>(size));
@@ -147,25 +155,75 @@ void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64
         return;
     const int result = writeToMuxer(aac.get());
     if (result < 0)
-        tellWriteError("audio", in, fmtCtx.get(), result);
+        tellWriteError("audio", in->pts, fmtCtx.get(), result);
     else
         soundWritten = true;
     soundPts = pts;
 }
 
+void Mp4File::beginSound(qint64 pictureTime)
+{
+    // The header is written when there is sound, of which it tells the form. Where none comes, a
+    // frame of silence at the very beginning stands for it: else nothing would be in the file for
+    // long, and sound that comes later could not be played.
+    const AVRational timebase = fmtCtx->streams[videoIndex]->time_base;
+    if (!firstPicture || soundWritten || audioIndex < 0 ||
+        rescaleTime(pictureTime - *firstPicture, timebase, {1, 1000000}) < kSoundAwaited)
+        return;
+    const std::unique_ptr<void, EncoderDeleter> encoder = newEncoder();
+    quint8 silence[kSilentBytes];
+    std::fill_n(silence, kSilentBytes,
+                soundPara.codecId == HCodecG711U ? quint8(0xff) : quint8(0xd5));
+    unsigned int length = 0;
+    for (int i = 0; i < kSilentBlocks && length == 0; ++i)
+        Easy_AACEncoder_Encode(encoder.get(), silence, kSilentBytes, aacBuffer.data(), &length);
+    const AVPacketPtr block(av_packet_alloc());
+    if (length == 0 || !block)
+        return;
+    block->stream_index = audioIndex;
+    block->pts = rescaleTime(*firstPicture, timebase, fmtCtx->streams[audioIndex]->time_base);
+    writeAac(block.get(), aacBuffer.data(), static_cast<int>(length), block->pts);
+}
+
+bool Mp4File::isKeyPicture(const AVPacket *packet) const
+{
+    return packet->stream_index == videoIndex && (packet->flags & AV_PKT_FLAG_KEY);
+}
+
 int Mp4File::writeToMuxer(AVPacket *packet)
 {
+    const AVRational timebase = fmtCtx->streams[packet->stream_index]->time_base;
+    const std::optional<qint64> stamp = timeline.fit(packet->dts, timebase);
+    if (!stamp)
+        return AVERROR(ERANGE);
+    packet->pts = *stamp;
+    packet->dts = *stamp;
+    if (isKeyPicture(packet))
+        beginSound(*stamp);
     // Not the interleaving call: the order of arrival is the order in the file.
     const int result = av_write_frame(fmtCtx.get(), packet);
+    const bool isTaken = result >= 0 || (fmtCtx->pb && fmtCtx->pb->error < 0);
+    if (!isTaken)
+        return result;
+    timeline.written(*stamp, timebase);
+    if (packet->stream_index == videoIndex && !firstPicture)
+        firstPicture = stamp;
+    const int flushed = limitHeld(packet);
+    return result < 0 ? result : flushed;
+}
+
+int Mp4File::limitHeld(const AVPacket *packet)
+{
     // A key picture ends the fragment before it, once the header can be written.
-    const bool isKeyVideo = packet->stream_index == videoIndex && (packet->flags & AV_PKT_FLAG_KEY);
-    if (isKeyVideo && (audioIndex < 0 || soundWritten))
+    if (isKeyPicture(packet) && (audioIndex < 0 || soundWritten))
         held = Held();
     held.bytes += packet->size;
     ++held.packets;
-    if (held.bytes < kMaxHeldBytes && held.packets < kMaxHeldPackets)
-        return result;
+    const int most = videoIndex < 0 ? kMaxHeldSound : kMaxHeldPackets;
+    if (held.bytes < kMaxHeldBytes && held.packets < most)
+        return 0;
     held = Held();
+    // The first time, one call writes the header and only the next one the fragment.
     const int flushed = av_write_frame(fmtCtx.get(), nullptr);
-    return result < 0 ? result : flushed;
+    return flushed < 0 ? flushed : av_write_frame(fmtCtx.get(), nullptr);
 }

@@ -7,7 +7,11 @@ extern "C" {
 #include <libavutil/mathematics.h>
 }
 
+#include <algorithm>
+
 namespace {
+
+constexpr AVRational kMicroseconds = {1, 1000000};
 
 qint64 sum(qint64 a, qint64 b)
 {
@@ -17,6 +21,12 @@ qint64 sum(qint64 a, qint64 b)
 qint64 difference(qint64 a, qint64 b)
 {
     return static_cast<qint64>(static_cast<quint64>(a) - static_cast<quint64>(b));
+}
+
+bool isWithinReach(qint64 time, qint64 newest)
+{
+    const qint64 step = difference(time, newest);
+    return step >= -FileTimeline::kReach && step <= FileTimeline::kReach;
 }
 
 } // namespace
@@ -30,20 +40,24 @@ void Mp4Timestamps::end()
     ptsOffset = 0;
 }
 
-qint64 Mp4Timestamps::packetTime(bool video, qint64 pts)
+void Mp4Timestamps::newestPicture(qint64 pts)
 {
-    if (video && pts == AV_NOPTS_VALUE) {
+    if (pts == AV_NOPTS_VALUE) {
         // Cameras send this as their first stamp. Taken for a number it would spoil all that
         // follow.
         currentPts = sum(currentPts, 1);
         if (!started)
             awaitsStamp = true;
-    } else if (video) {
-        if (started && awaitsStamp)
-            startPts = difference(pts, sum(difference(currentPts, startPts), 1));
-        awaitsStamp = false;
-        currentPts = pts;
+        return;
     }
+    if (started && awaitsStamp)
+        startPts = difference(pts, sum(difference(currentPts, startPts), 1));
+    awaitsStamp = false;
+    currentPts = pts;
+}
+
+qint64 Mp4Timestamps::packetTime()
+{
     if (!started) {
         started = true;
         startPts = currentPts;
@@ -78,6 +92,25 @@ void Mp4Timestamps::stepTo(qint64 pts, FrameTime *result)
     result->tell = static_cast<quint64>(step) > kLongestQuietStep;
     result->previous = lastPts;
     lastPts = pts;
+}
+
+std::optional<qint64> FileTimeline::fit(qint64 stamp, AVRational timebase)
+{
+    const qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
+    if (time < -kEnd || time > kEnd)
+        return std::nullopt;
+    if (!begun || isWithinReach(time, newest))
+        return stamp;
+    if (!isWithinReach(time - shift, newest))
+        shift = time - newest - kStepOver;
+    return difference(stamp, rescaleTime(shift, kMicroseconds, timebase));
+}
+
+void FileTimeline::written(qint64 stamp, AVRational timebase)
+{
+    const qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
+    newest = begun ? std::max(newest, time) : time;
+    begun = true;
 }
 
 qint64 rescaleTime(qint64 time, AVRational from, AVRational to)

@@ -8,6 +8,8 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
+#include <optional>
+
 /// Time stamps of one recording: what becomes of those that come in. All in units of the incoming
 /// time base. Sums wrap around, so that no stamp of a stream can do harm. A plain value without a
 /// lock.
@@ -27,10 +29,12 @@ public:
     /// first picture of the next recording begins with it: this is intended.
     void end();
 
-    /// Time of a packet of a stream, counted from the first one. Sound takes the time of the newest
-    /// picture, since both come in the order in which they belong together. A picture without a
+    /// Notes the stamp of a picture that comes as a packet, be it recorded or not. One without a
     /// stamp is one unit later than the one before.
-    qint64 packetTime(bool video, qint64 pts);
+    void newestPicture(qint64 pts);
+    /// Time of a packet of a stream, counted from the first one. Sound takes the time of the newest
+    /// picture, since both come in the order in which they belong together.
+    qint64 packetTime();
 
     struct FrameTime
     {
@@ -53,6 +57,33 @@ private:
     qint64 currentPts = 0;    ///< newest picture of the packets
     qint64 lastPts = 0;       ///< newest picture of the frames
     qint64 ptsOffset = 0;     ///< length of all gaps of the frames
+};
+
+/// Keeps the stamps of all streams of one file within reach of each other. A file cannot hold a
+/// step of many hours, and one stamp far in the future would make the muxer refuse all that follow.
+/// So what lies out of reach goes on right after what is written, as do those that follow it there,
+/// until stamps are within reach by themselves again. Stamps within reach stay as they are, also
+/// those that go backwards: the muxer refuses them one by one.
+class FileTimeline
+{
+public:
+    /// Microseconds: 6 hours, less than 2^31 units of 1/90000 s, the longest step of an MP4 file.
+    static constexpr qint64 kReach = qint64(6) * 3600 * 1000000;
+    /// Microseconds from what is written to the first stamp out of reach. Less than a picture
+    /// lasts: the next one may well have a good stamp.
+    static constexpr qint64 kStepOver = 1000;
+    /// Microseconds. Stamps beyond this, either way, are none.
+    static constexpr qint64 kEnd = qint64(1) << 60;
+
+    /// The stamp, put within reach; nothing if it is none.
+    std::optional<qint64> fit(qint64 stamp, AVRational timebase);
+    /// The file has taken a packet with this stamp.
+    void written(qint64 stamp, AVRational timebase);
+
+private:
+    bool begun = false;
+    qint64 newest = 0; ///< microseconds, the latest that the file has
+    qint64 shift = 0;  ///< microseconds to take off those out of reach
 };
 
 /// `time` in units of `to`, rounded to the nearest. AV_NOPTS_VALUE for a time base that is none.

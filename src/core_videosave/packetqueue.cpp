@@ -76,13 +76,15 @@ AVPacketPtr PacketQueue::dequeue()
 
 bool PacketQueue::enqueue(AVPacketPtr &packet)
 {
-    const QMutexLocker locker(&queueMutex);
-    if (queue.size() >= kLimit) {
-        VANTRA_LOG(Logger::Warning) << "queue is full";
-        return false;
+    {
+        const QMutexLocker locker(&queueMutex);
+        if (queue.size() < kLimit) {
+            queue.push_back(std::move(packet));
+            return true;
+        }
     }
-    queue.push_back(std::move(packet));
-    return true;
+    VANTRA_LOG(Logger::Warning) << "queue is full";
+    return false;
 }
 
 void PacketQueue::clearQueue()

@@ -27,6 +27,14 @@ constexpr int kDefaultReadTimeout = 500; // milliseconds
 /// to the writer; a producer only ever touches what stands under `producerMutex`, and the queue.
 struct SaveMp4FFmpeg::Recording
 {
+    /// Where packets go; nowhere while nothing is open.
+    struct Streams
+    {
+        Mp4Stream video;
+        Mp4Stream audio;
+        QString fileName;
+    };
+
     std::atomic<int> readTimeout{kDefaultReadTimeout};
     HVideoEncPara vcodecPar;
     HAudioEncPara acodecPar;
@@ -38,8 +46,7 @@ struct SaveMp4FFmpeg::Recording
     AVRational vTimebase = {1, 1000};
     bool join = false;
     Mp4Timestamps timestamps;
-    Mp4Stream videoStream;
-    Mp4Stream audioStream;
+    Streams streams;
 };
 
 SaveMp4FFmpeg::SaveMp4FFmpeg(QObject *parent)
@@ -93,8 +100,7 @@ bool SaveMp4FFmpeg::init()
         const QMutexLocker locker(&m->producerMutex);
         m->timestamps.begin();
         m->soundFollowsPictures = false;
-        m->videoStream = {};
-        m->audioStream = {};
+        m->streams = {};
     }
     if (!m->queue.semaphore.create()) {
         VANTRA_LOG(Logger::Error) << "creat sem null";
@@ -107,8 +113,7 @@ bool SaveMp4FFmpeg::init()
     if (m->acodecPar.isValid() && !m->file.createEncoder(m->acodecPar))
         return false;
     const QMutexLocker locker(&m->producerMutex);
-    m->videoStream = m->file.videoStream();
-    m->audioStream = m->file.audioStream();
+    m->streams = {m->file.videoStream(), m->file.audioStream(), fileName};
     return true;
 }
 
@@ -116,20 +121,23 @@ void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
 {
     if (!pkt)
         return;
-    Mp4Stream stream;
-    qint64 pts = 0;
+    Recording::Streams streams;
     {
         const QMutexLocker locker(&m->producerMutex);
-        stream = video ? m->videoStream : m->audioStream;
-        if (stream.index < 0) {
-            VANTRA_LOG(Logger::Warning) << QStringLiteral("find av stream [%1:%2] err")
-                                               .arg(QString::number(m->videoStream.index),
-                                                    QString::number(m->audioStream.index));
-            return;
-        }
-        pts = rescaleTime(m->timestamps.packetTime(video, pkt->pts), m->vTimebase, stream.timebase);
+        // Recorded or not, a picture tells the sound its time.
+        if (video)
+            m->timestamps.newestPicture(pkt->pts);
+        streams = m->streams;
     }
-    AVPacketPtr clone(av_packet_clone(pkt));
+    const Mp4Stream stream = video ? streams.video : streams.audio;
+    if (stream.index < 0) {
+        VANTRA_LOG(Logger::Warning)
+            << QStringLiteral("find av stream [%1:%2] err")
+                   .arg(QString::number(streams.video.index), QString::number(streams.audio.index));
+        return;
+    }
+    const bool hasItsBytes = pkt->size == 0 || (pkt->size > 0 && pkt->data);
+    AVPacketPtr clone(hasItsBytes ? av_packet_clone(pkt) : nullptr);
     if (!clone) {
         VANTRA_LOG(Logger::Warning) << "clone pkt err";
         return;
@@ -137,8 +145,11 @@ void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
     if (!video)
         m->soundFollowsPictures = true;
     clone->stream_index = stream.index;
-    clone->pts = pts; // no reordering: pictures are shown in the order in which they are decoded
-    clone->dts = pts;
+    {
+        const QMutexLocker locker(&m->producerMutex);
+        clone->pts = rescaleTime(m->timestamps.packetTime(), m->vTimebase, stream.timebase);
+    }
+    clone->dts = clone->pts; // no reordering: pictures are shown as they are decoded
     clone->duration = 0;
     clone->pos = -1;
     m->queue.writePacket(std::move(clone));
@@ -149,19 +160,17 @@ void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
     if (!frame)
         return;
     const bool video = frame->isVideo();
-    Mp4Stream stream;
+    Recording::Streams streams;
     {
         const QMutexLocker locker(&m->producerMutex);
-        if (video)
-            stream = m->videoStream;
-        else if (frame->isAudio())
-            stream = m->audioStream;
-        if (stream.index < 0) {
-            VANTRA_LOG(Logger::Error) << QStringLiteral("find av stream (%1:%2) err")
-                                             .arg(QString::number(m->videoStream.index),
-                                                  QString::number(m->audioStream.index));
-            return;
-        }
+        streams = m->streams;
+    }
+    const Mp4Stream stream = video ? streams.video : frame->isAudio() ? streams.audio : Mp4Stream();
+    if (stream.index < 0) {
+        VANTRA_LOG(Logger::Error) << QStringLiteral("find av stream (%1:%2) err")
+                                         .arg(QString::number(streams.video.index),
+                                              QString::number(streams.audio.index));
+        return;
     }
     AVPacketPtr packet(av_packet_alloc());
     if (!packet) {
@@ -180,15 +189,18 @@ void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
         packet->flags |= AV_PKT_FLAG_KEY;
 
     Mp4Timestamps::FrameTime time;
+    QString name;
     {
         const QMutexLocker locker(&m->producerMutex);
         time = m->timestamps.frameTime(video, frame->pts, m->join);
         packet->pts = rescaleTime(time.time, m->vTimebase, stream.timebase);
+        if (time.tell)
+            name = m->streams.fileName;
     }
     if (time.tell) {
         VANTRA_LOG(Logger::Warning)
             << QStringLiteral("%1 pts (%2:%3)")
-                   .arg(fileName, QString::number(frame->pts), QString::number(time.previous));
+                   .arg(name, QString::number(frame->pts), QString::number(time.previous));
     }
     packet->dts = packet->pts;
     packet->duration = 0;
@@ -218,8 +230,7 @@ void SaveMp4FFmpeg::close()
     {
         // From here on producers find no stream, so that the queue comes to an end.
         const QMutexLocker locker(&m->producerMutex);
-        m->videoStream = {};
-        m->audioStream = {};
+        m->streams = {};
         m->timestamps.end();
     }
     while (!m->queue.isQueueEmpty()) {

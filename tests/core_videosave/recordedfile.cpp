@@ -76,6 +76,8 @@ RecordedFile readRecording(const QString &fileName)
         const AVCodecParameters *parameters = input->streams[i]->codecpar;
         const bool video = parameters->codec_type == AVMEDIA_TYPE_VIDEO;
         (video ? file.videoCodec : file.audioCodec) = parameters->codec_id;
+        if (!video)
+            file.tellsSound = parameters->extradata_size >= 2; // AudioSpecificConfig
         const AVCodec *codec = avcodec_find_decoder(parameters->codec_id);
         AVCodecContextPtr decoder(avcodec_alloc_context3(codec));
         avcodec_parameters_to_context(decoder.get(), parameters);

@@ -16,6 +16,7 @@ struct RecordedFile
     int videoCodec = 0; ///< AVCodecID, 0: none
     int audioCodec = 0;
     int sampleRate = 0;       ///< Hz, as decoded
+    bool tellsSound = false;  ///< the header has what a decoder of the sound must know
     QVector<int> pictures;    ///< numbers in the decoded pictures
     QVector<qint64> counters; ///< the same of a test camera, -1: none
     QSize size;               ///< of the first picture

@@ -65,6 +65,15 @@ inline QByteArray endlessSets()
         "03008000000c84000000014401c073c0");
 }
 
+/// Times of so many pictures in a row.
+inline QVector<qint64> regularTimes(int count)
+{
+    QVector<qint64> times;
+    for (int i = 0; i < count; ++i)
+        times += i * kFrameMs;
+    return times;
+}
+
 /// A device frame in a buffer of the size that readers lend.
 class Frame
 {

@@ -10,12 +10,21 @@ extern "C" {
 }
 
 #include <limits>
+#include <optional>
 
 namespace {
 
 constexpr qint64 kNone = AV_NOPTS_VALUE;
 constexpr qint64 kMax = std::numeric_limits<qint64>::max();
 constexpr qint64 kMin = std::numeric_limits<qint64>::min();
+
+/// Time of a packet, in the order in which a writer asks for it.
+qint64 packetTime(Mp4Timestamps &times, bool video, qint64 pts)
+{
+    if (video)
+        times.newestPicture(pts);
+    return times.packetTime();
+}
 
 } // namespace
 
@@ -34,7 +43,13 @@ private slots:
     void packets_soundBeforeThePictures_beginsWithTheLastRecordingsTime();
     void packets_withoutStamp_data();
     void packets_withoutStamp();
+    void packets_soundTakesTheTimeOfPicturesThatAreNotRecorded();
     void anyStamp_doesNoHarm();
+    void fileTimeline_data();
+    void fileTimeline();
+    void fileTimeline_refusesWhatIsNoStamp();
+    void fileTimeline_bearsAnyStamp();
+    void fileTimeline_keepsStreamsTogether();
     void rescaling_data();
     void rescaling();
 };
@@ -66,6 +81,27 @@ void TestMp4Timestamps::frames_data()
         << Times{7, 7, 7, 60007} << Times{7, 7, 7, 60007} << qint64(0) << Numbers{3};
     QTest::newRow("back to the start, and on from there")
         << Times{0, 40, 0, 60000} << Times{0, 40, 540, 60540} << qint64(-540) << Numbers{2, 3};
+    QTest::newRow("counter of 32 bits wraps")
+        << Times{4294967216, 4294967256, 0, 40}
+        << Times{4294967216, 4294967256, 4294967756, 4294967796} << qint64(-4294967756)
+        << Numbers{2};
+    QTest::newRow("counter of a day begins anew")
+        << Times{86399920, 86399960, 0, 40} << Times{86399920, 86399960, 86400460, 86400500}
+        << qint64(-86400460) << Numbers{2};
+    QTest::newRow("midnight is like any other time")
+        << Times{1700006399920, 1700006399960, 1700006400000, 1700006400040}
+        << Times{1700006399920, 1700006399960, 1700006400000, 1700006400040} << qint64(0)
+        << Numbers{};
+    QTest::newRow("wraps at the end of 64 bits")
+        << Times{kMax - 40, kMax - 20, kMin, kMin + 40}
+        << Times{kMax - 40, kMax - 20, kMin + 479, kMin + 519} << qint64(-479) << Numbers{};
+    QTest::newRow("two gaps add up")
+        << Times{0, 40, 5040, 5080, 15080} << Times{0, 40, 540, 580, 1080} << qint64(14000)
+        << Numbers{2, 4};
+    QTest::newRow("gap, then back to before it")
+        << Times{0, 40, 60040, 80} << Times{0, 40, 540, 1040} << qint64(-960) << Numbers{2, 3};
+    QTest::newRow("negative") << Times{-1000, -960, -920} << Times{-1000, -960, -920} << qint64(0)
+                              << Numbers{};
     QTest::newRow("step of 300 is quiet")
         << Times{0, 300, 600} << Times{0, 300, 600} << qint64(0) << Numbers{};
     QTest::newRow("step of 301 is told")
@@ -136,30 +172,30 @@ void TestMp4Timestamps::frames_beginAnew_forEachRecording()
 void TestMp4Timestamps::packets_countFromTheFirst()
 {
     Mp4Timestamps times;
-    QCOMPARE(times.packetTime(true, 90000), qint64(0));
-    QCOMPARE(times.packetTime(true, 93600), qint64(3600));
-    QCOMPARE(times.packetTime(true, 80000), qint64(-10000));
+    QCOMPARE(packetTime(times, true, 90000), qint64(0));
+    QCOMPARE(packetTime(times, true, 93600), qint64(3600));
+    QCOMPARE(packetTime(times, true, 80000), qint64(-10000));
 }
 
 void TestMp4Timestamps::packets_soundTakesTheTimeOfThePicture()
 {
     Mp4Timestamps times;
-    times.packetTime(true, 90000);
-    QCOMPARE(times.packetTime(false, 1), qint64(0));
-    times.packetTime(true, 93600);
-    QCOMPARE(times.packetTime(false, 123456789), qint64(3600));
-    QCOMPARE(times.packetTime(false, kNone), qint64(3600));
+    packetTime(times, true, 90000);
+    QCOMPARE(packetTime(times, false, 1), qint64(0));
+    packetTime(times, true, 93600);
+    QCOMPARE(packetTime(times, false, 123456789), qint64(3600));
+    QCOMPARE(packetTime(times, false, kNone), qint64(3600));
 }
 
 void TestMp4Timestamps::packets_soundBeforeThePictures_beginsWithTheLastRecordingsTime()
 {
     Mp4Timestamps times;
-    QCOMPARE(times.packetTime(false, 77), qint64(0));
-    QCOMPARE(times.packetTime(true, 90000), qint64(90000)); // counted from 0
+    QCOMPARE(packetTime(times, false, 77), qint64(0));
+    QCOMPARE(packetTime(times, true, 90000), qint64(90000)); // counted from 0
     times.end();
     times.begin();
-    QCOMPARE(times.packetTime(false, 77), qint64(0));
-    QCOMPARE(times.packetTime(true, 93600), qint64(3600)); // counted from 90000
+    QCOMPARE(packetTime(times, false, 77), qint64(0));
+    QCOMPARE(packetTime(times, true, 93600), qint64(3600)); // counted from 90000
 }
 
 void TestMp4Timestamps::packets_withoutStamp_data()
@@ -179,7 +215,16 @@ void TestMp4Timestamps::packets_withoutStamp()
     QFETCH(QVector<qint64>, out);
     Mp4Timestamps times;
     for (int i = 0; i < in.size(); ++i)
-        QCOMPARE(times.packetTime(true, in[i]), out[i]);
+        QCOMPARE(packetTime(times, true, in[i]), out[i]);
+}
+
+void TestMp4Timestamps::packets_soundTakesTheTimeOfPicturesThatAreNotRecorded()
+{
+    Mp4Timestamps times;
+    times.newestPicture(90000); // nothing is asked for it: the file has no pictures
+    QCOMPARE(times.packetTime(), qint64(0));
+    times.newestPicture(93600);
+    QCOMPARE(times.packetTime(), qint64(3600));
 }
 
 void TestMp4Timestamps::anyStamp_doesNoHarm()
@@ -188,18 +233,102 @@ void TestMp4Timestamps::anyStamp_doesNoHarm()
     Mp4Timestamps frames;
     for (const qint64 a : {kMin, kMin + 1, qint64(-1), qint64(0), qint64(1), kMax - 1, kMax}) {
         for (const qint64 b : {kMin, kMin + 1, qint64(0), kMax}) {
-            packets.packetTime(true, a);
-            packets.packetTime(true, b);
+            packetTime(packets, true, a);
+            packetTime(packets, true, b);
             frames.frameTime(true, a, true);
             frames.frameTime(true, b, true);
         }
     }
     // Stamps that make sense still do so afterwards.
     packets.end();
-    QCOMPARE(packets.packetTime(true, 1000), qint64(0));
+    QCOMPARE(packetTime(packets, true, 1000), qint64(0));
     frames.end();
     QCOMPARE(frames.frameTime(true, 1000, true).time, qint64(1000));
     QVERIFY(frames.frameTime(true, kMin, true).tell);
+}
+
+void TestMp4Timestamps::fileTimeline_data()
+{
+    QTest::addColumn<QVector<qint64>>("in"); // milliseconds
+    QTest::addColumn<QVector<qint64>>("out");
+    using Times = QVector<qint64>;
+    constexpr qint64 kSixHours = 6 * 3600 * 1000;
+    constexpr qint64 kNow = 1700000000000;
+    constexpr qint64 k32Bits = qint64(1) << 32;
+    QTest::newRow("regular") << Times{kNow, kNow + 40, kNow + 80}
+                             << Times{kNow, kNow + 40, kNow + 80};
+    QTest::newRow("backwards, repeated") << Times{5000, 0, 0, 5000} << Times{5000, 0, 0, 5000};
+    QTest::newRow("gap of six hours stays")
+        << Times{0, kSixHours, kSixHours + 40} << Times{0, kSixHours, kSixHours + 40};
+    QTest::newRow("longer gap is closed")
+        << Times{0, kSixHours + 1, kSixHours + 41} << Times{0, 1, 41};
+    QTest::newRow("back by six hours stays")
+        << Times{kSixHours, 0, kSixHours + 40} << Times{kSixHours, 0, kSixHours + 40};
+    QTest::newRow("back by more goes on")
+        << Times{kNow, kNow - kSixHours - 1000, kNow - kSixHours - 960}
+        << Times{kNow, kNow + 1, kNow + 41};
+    QTest::newRow("one stamp far ahead") << Times{0, 40, kNow, 80} << Times{0, 40, 41, 80};
+    QTest::newRow("one stamp far behind")
+        << Times{kNow, kNow + 40, 0, kNow + 80} << Times{kNow, kNow + 40, kNow + 41, kNow + 80};
+    QTest::newRow("zero, then the time of day")
+        << Times{0, kNow, kNow + 40, kNow + 80} << Times{0, 1, 41, 81};
+    QTest::newRow("32 bits wrap") << Times{k32Bits - 80, k32Bits - 40, 0, 40}
+                                  << Times{k32Bits - 80, k32Bits - 40, k32Bits - 39, k32Bits + 1};
+    QTest::newRow("far twice") << Times{0, kNow, kNow + 40, 5 * kNow, 5 * kNow + 40}
+                               << Times{0, 1, 41, 42, 82};
+}
+
+void TestMp4Timestamps::fileTimeline()
+{
+    QFETCH(QVector<qint64>, in);
+    QFETCH(QVector<qint64>, out);
+    FileTimeline timeline;
+    for (int i = 0; i < in.size(); ++i) {
+        const std::optional<qint64> stamp = timeline.fit(in[i] * 90, {1, 90000});
+        QVERIFY(stamp);
+        QCOMPARE(*stamp, out[i] * 90);
+        timeline.written(*stamp, {1, 90000});
+    }
+}
+
+void TestMp4Timestamps::fileTimeline_refusesWhatIsNoStamp()
+{
+    FileTimeline timeline;
+    for (int round = 0; round < 2; ++round) {
+        for (const qint64 stamp : {kNone, kMin, kMin + 1, kMin / 2, kMax / 2, kMax - 1, kMax})
+            QVERIFY(!timeline.fit(stamp, {1, 90000}));
+        QCOMPARE(timeline.fit(7, {1, 90000}).value_or(-1), qint64(7));
+        timeline.written(7, {1, 90000});
+    }
+}
+
+void TestMp4Timestamps::fileTimeline_bearsAnyStamp()
+{
+    // Time bases from one second to the finest that a device may claim.
+    for (const int den : {1, 8000, 90000, std::numeric_limits<int>::max()}) {
+        FileTimeline timeline;
+        qint64 stamp = 0;
+        for (int bit = 0; bit < 63; ++bit) {
+            for (const int sign : {1, -1}) {
+                stamp = sign * (qint64(1) << bit);
+                if (const std::optional<qint64> fitted = timeline.fit(stamp, {1, den}))
+                    timeline.written(*fitted, {1, den});
+            }
+        }
+    }
+}
+
+void TestMp4Timestamps::fileTimeline_keepsStreamsTogether()
+{
+    constexpr qint64 kNow = 1700000000;
+    FileTimeline timeline;
+    timeline.written(0, {1, 90000});
+    timeline.written(0, {1, 8000});
+    // Both clocks are set, the pictures first.
+    const std::optional<qint64> picture = timeline.fit(kNow * 90000, {1, 90000});
+    QCOMPARE(picture.value_or(-1), qint64(90));
+    timeline.written(*picture, {1, 90000});
+    QCOMPARE(timeline.fit((kNow + 1) * 8000, {1, 8000}).value_or(-1), qint64(8008));
 }
 
 void TestMp4Timestamps::rescaling_data()

@@ -42,6 +42,8 @@ private slots:
     void sound_betweenSlowPictures_isWhole();
     void soundAlone_isRecorded();
     void clockOfTheDevice_isNotInTheFile();
+    void soundAlone_takesTheTimeOfPictures_thatAreNotRecorded();
+    void soundWithoutProgress_failsThatFrameOnly();
     void join_shortensGaps_data();
     void join_shortensGaps();
     void frame_ofNoKind_isRefused();
@@ -53,6 +55,7 @@ private slots:
     void packet_withoutFirstStamp_isRecorded();
     void repeatedStamp_failsThatPacketOnly();
     void unknownExtension_makesAProgramStream();
+    void unknownExtension_bearsNoSound();
     void init_fails_withoutFileName();
     void init_fails_withoutStreams();
     void init_fails_withoutFolder();
@@ -258,6 +261,51 @@ void TestSaveMp4FFmpeg::clockOfTheDevice_isNotInTheFile()
     QCOMPARE(file.pictures.size(), kPictures);
 }
 
+void TestSaveMp4FFmpeg::soundAlone_takesTheTimeOfPictures_thatAreNotRecorded()
+{
+    m_log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:0] err"));
+    SaveMp4FFmpeg writer;
+    writer.setPara(HVideoEncPara(), audioPara(HCodecG711A), kHour);
+    writer.setTimebase({1, 90000});
+    writer.open(path());
+    Feeder feed(writer);
+    const QByteArray sound = encodeALaw(makeTone(2 * kSampleRate, kSampleRate, kHertz));
+    constexpr int kBlock = kSampleRate * kFrameMs / 1000;
+    for (int i = 0; i < kPictures; ++i) {
+        feed.packet(true, 12345 + i * kFrameMs * 90, clip(1).at(i).data, clip(1).at(i).key);
+        feed.packet(false, 1, sound.mid(i * kBlock, kBlock));
+    }
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.error, QString());
+    QCOMPARE(file.streams, 1);
+    QVERIFY(hasTone(file.sound, kSampleRate, kHertz));
+}
+
+void TestSaveMp4FFmpeg::soundWithoutProgress_failsThatFrameOnly()
+{
+    m_log->expect(
+        Logger::Error,
+        QStringLiteral("(svmp4ff)write audio （320:%1)  err (-22:Invalid argument)").arg(path()));
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i < 2; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    for (int i = 0; i < kPictures; ++i) // a second of sound, and the clock stands
+        feed.frame(4, kFrameMs, QByteArray(kBlockSamples, '\xd5'));
+    for (int i = 2; i < kPictures; ++i) {
+        feed.picture(clip(1).at(i), i * kFrameMs);
+        feed.frame(4, i * kFrameMs, QByteArray(2 * kBlockSamples, '\xd5'));
+    }
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.error, QString());
+    QCOMPARE(file.pictures.size(), kPictures);
+    QVERIFY(file.sound.size() >= kSampleRate);
+}
+
 void TestSaveMp4FFmpeg::join_shortensGaps_data()
 {
     QTest::addColumn<bool>("join");
@@ -431,6 +479,23 @@ void TestSaveMp4FFmpeg::unknownExtension_makesAProgramStream()
     QCOMPARE(file.format, QStringLiteral("mpeg"));
     QCOMPARE(file.videoCodec, 27);
     QVERIFY(file.pictures.size() >= kPictures - 1);
+}
+
+void TestSaveMp4FFmpeg::unknownExtension_bearsNoSound()
+{
+    // A program stream has no place for AAC.
+    m_log->expect(Logger::Warning,
+                  QStringLiteral("(svmp4ff)Could not deduce output format from file extension: "
+                                 "using MPEG."));
+    m_log->expectMatching(Logger::Error,
+                          QRegularExpression("^\\(svmp4ff\\)write header err \\(-\\d+:.+\\)$"));
+    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
+    writer.open(path(QStringLiteral("a.nosuchformat")));
+    QVERIFY(!writer.getOpened());
+    writer.open(path());
+    QVERIFY(writer.getOpened());
 }
 
 void TestSaveMp4FFmpeg::init_fails_withoutFileName()

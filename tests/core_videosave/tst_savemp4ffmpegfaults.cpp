@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 
-/// What a writer does when FFmpeg refuses: the functions named below are wrapped by the linker.
+/// What a writer does when FFmpeg or the system refuses: the functions named below are wrapped by
+/// the linker.
 
 #include "support/logcapture.h"
 
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_videosave/packetqueue_p.h"
 #include "core_videosave/savemp4ffmpeg.h"
 #include "devicelink/hframeheader.h"
 
@@ -14,8 +16,10 @@
 #include <QtTest>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 using namespace vantratest;
@@ -31,7 +35,9 @@ enum Fault {
     BsfSend,
     PacketAlloc,
     NewPacket,
-    PacketClone
+    PacketClone,
+    SemaphoreCreate,
+    QueueEmpty
 };
 std::atomic<int> fault{None};
 std::atomic<int> passFirst{0}; ///< calls of the faulty function that still succeed
@@ -67,6 +73,30 @@ VANTRA_WRAP(NewPacket, AVERROR(ENOMEM), int, av_new_packet, (AVPacket * packet, 
             (packet, size))
 VANTRA_WRAP(PacketClone, nullptr, AVPacket *, av_packet_clone, (const AVPacket *packet), (packet))
 
+// Members, by the names that the compiler gives them.
+extern "C" bool __real__ZN17CountingSemaphore6createEv(void *self);
+extern "C" bool __wrap__ZN17CountingSemaphore6createEv(void *self);
+bool __wrap__ZN17CountingSemaphore6createEv(void *self)
+{
+    return fails(SemaphoreCreate) ? false : __real__ZN17CountingSemaphore6createEv(self);
+}
+extern "C" bool __real__ZN11PacketQueue12isQueueEmptyEv(void *self);
+extern "C" bool __wrap__ZN11PacketQueue12isQueueEmptyEv(void *self);
+bool __wrap__ZN11PacketQueue12isQueueEmptyEv(void *self)
+{
+    return fails(QueueEmpty) ? false : __real__ZN11PacketQueue12isQueueEmptyEv(self);
+}
+/// Called once after the next unlock of a lock that the code under test calls.
+std::function<void()> afterUnlock;
+extern "C" void __real__ZN6QMutex6unlockEv(void *self);
+extern "C" void __wrap__ZN6QMutex6unlockEv(void *self);
+void __wrap__ZN6QMutex6unlockEv(void *self)
+{
+    __real__ZN6QMutex6unlockEv(self);
+    if (fault == None && afterUnlock)
+        std::exchange(afterUnlock, nullptr)();
+}
+
 class TestSaveMp4FFmpegFaults : public QObject
 {
     Q_OBJECT
@@ -89,6 +119,10 @@ private slots:
 
     void open_fails_data();
     void open_fails();
+    void open_fails_withoutSemaphore();
+    void save_tells_whenTheWaitFails();
+    void save_tells_whenNothingWaits();
+    void fullQueue_dropsWhoComesSecond();
     void packet_thatCannotBeTaken_isDropped();
     void frame_thatCannotBeTaken_isDropped();
     void sound_thatTheFilterRefuses_isDropped();
@@ -158,6 +192,56 @@ void TestSaveMp4FFmpegFaults::open_fails()
     writer.open(path()); // and then it works
     QVERIFY(writer.getOpened());
     writer.stop();
+}
+
+void TestSaveMp4FFmpegFaults::open_fails_withoutSemaphore()
+{
+    m_log->expect(Logger::Error, "(svmp4ff)creat sem null");
+    SaveMp4FFmpeg writer;
+    setPara(writer);
+    fault = SemaphoreCreate;
+    writer.open(path());
+    fault = None;
+    QVERIFY(!writer.getOpened());
+    QVERIFY(!QFile::exists(path())); // comes after
+    writer.open(path());
+    QVERIFY(writer.getOpened());
+    writer.stop();
+}
+
+void TestSaveMp4FFmpegFaults::save_tells_whenTheWaitFails()
+{
+    m_log->expect(Logger::Warning, "(svmp4ff)wait sem err 4294967295");
+    SaveMp4FFmpeg writer; // has no semaphore yet
+    QVERIFY(QMetaObject::invokeMethod(&writer, "save", Qt::DirectConnection));
+    QCOMPARE(m_log->lines().size(), 1);
+}
+
+void TestSaveMp4FFmpegFaults::save_tells_whenNothingWaits()
+{
+    m_log->expect(Logger::Warning, "(svmp4ff)wait sem err 4294967295");
+    m_log->expect(Logger::Warning, "(svmp4ff)deque null");
+    SaveMp4FFmpeg writer;
+    fault = QueueEmpty;
+    QVERIFY(QMetaObject::invokeMethod(&writer, "save", Qt::DirectConnection));
+    fault = None;
+    QCOMPARE(m_log->count(Logger::Warning, "(svmp4ff)deque null"), 1);
+}
+
+void TestSaveMp4FFmpegFaults::fullQueue_dropsWhoComesSecond()
+{
+    m_log->expect(Logger::Warning, "(svmp4ff)queue is full");
+    m_log->expect(Logger::Warning, "(svmp4ff)enqueue fail");
+    PacketQueue queue;
+    for (std::size_t i = 1; i < PacketQueue::kLimit; ++i)
+        queue.writePacket(AVPacketPtr(av_packet_alloc()));
+    // Between the look and the append another producer takes the last place.
+    afterUnlock = [&queue] { queue.writePacket(AVPacketPtr(av_packet_alloc())); };
+    queue.writePacket(AVPacketPtr(av_packet_alloc()));
+    QVERIFY(!afterUnlock);
+    QCOMPARE(m_log->count(Logger::Warning, "(svmp4ff)queue is full"), 1);
+    QCOMPARE(m_log->count(Logger::Warning, "(svmp4ff)enqueue fail"), 1);
+    QVERIFY(queue.isQueueFull());
 }
 
 void TestSaveMp4FFmpegFaults::packet_thatCannotBeTaken_isDropped()

@@ -19,6 +19,7 @@
 #include <atomic>
 #include <memory>
 #include <thread>
+#include <vector>
 
 using namespace vantratest;
 
@@ -26,6 +27,47 @@ namespace {
 
 const QString kFull = QStringLiteral("(svmp4ff)queue is full");
 const QString kTimeout = QStringLiteral("(svmp4ff)wait data timeout");
+
+/// A pipe in place of the file, for a disk that does not answer until it is told to.
+class SilentDisk
+{
+public:
+    explicit SilentDisk(const QString &fileName)
+    {
+        const QByteArray pipe = QFile::encodeName(fileName);
+        if (mkfifo(pipe.constData(), 0600) == 0)
+            reader = ::open(pipe.constData(), O_RDWR | O_NONBLOCK);
+        if (reader < 0)
+            qFatal("no pipe");
+    }
+    ~SilentDisk()
+    {
+        done = true;
+        if (thread.joinable())
+            thread.join();
+        ::close(reader);
+    }
+    void answer()
+    {
+        thread = std::thread([this] {
+            std::vector<char> buffer(65536);
+            while (!done) {
+                const ssize_t got = ::read(reader, buffer.data(), buffer.size());
+                if (got > 0)
+                    taken += got;
+                else
+                    QThread::yieldCurrentThread();
+            }
+        });
+    }
+    qint64 bytes() const { return taken; }
+
+private:
+    int reader = -1;
+    std::atomic<bool> done{false};
+    std::atomic<qint64> taken{0};
+    std::thread thread;
+};
 
 } // namespace
 
@@ -49,6 +91,7 @@ private slots:
     void open_worksAgain_afterStopAndFailure();
     void timeout_isTold_after500ByDefault();
     void fullQueue_dropsAndNeverWaits();
+    void slowDisk_takesNoMoreMemoryThanTheQueue();
     void fullDisk_endsNoRecording();
     void finishedFragments_areInTheFile_beforeTheEnd();
     void announcedSound_thatNeverComes_isNotWaitedForWithoutEnd();
@@ -104,11 +147,7 @@ void TestSaveMp4FFmpegLife::timeout_isTold_after500ByDefault()
 
 void TestSaveMp4FFmpegLife::fullQueue_dropsAndNeverWaits()
 {
-    // A pipe that nobody empties stands for a disk that does not answer.
-    const QByteArray pipe = QFile::encodeName(path());
-    QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
-    const int reader = ::open(pipe.constData(), O_RDWR | O_NONBLOCK);
-    QVERIFY(reader >= 0);
+    SilentDisk disk(path());
     m_log->expect(Logger::Warning, kFull);
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
@@ -121,25 +160,38 @@ void TestSaveMp4FFmpegLife::fullQueue_dropsAndNeverWaits()
         writer.writeData(Frame(1, i * kFrameMs, clip(1).at(1).data).header());
     QVERIFY(writer.isQueueFull());
     QVERIFY(m_log->count(Logger::Warning, kFull) > 0);
-    // The disk answers again, and stop() comes to an end.
-    std::atomic<bool> done{false};
-    std::atomic<qint64> bytes{0};
-    std::thread drain([&] {
-        char buffer[65536];
-        while (!done) {
-            const ssize_t got = ::read(reader, buffer, sizeof(buffer));
-            if (got > 0)
-                bytes += got;
-            else
-                QThread::yieldCurrentThread();
-        }
-    });
+    disk.answer(); // and stop() comes to an end
     writer.stop();
-    done = true;
-    drain.join();
-    ::close(reader);
     QVERIFY(writer.isQueueEmpty());
-    QVERIFY(bytes > 600000);
+    QVERIFY(disk.bytes() > 600000);
+}
+
+void TestSaveMp4FFmpegLife::slowDisk_takesNoMoreMemoryThanTheQueue()
+{
+    SilentDisk disk(path());
+    m_log->expect(Logger::Warning, kFull);
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    const QByteArray large = clip(1).first().data + QByteArray(300000, '\1');
+    Frame frame(0, 0, large);
+    const auto produceUntilFull = [&](int more) {
+        for (int i = 0; !writer.isQueueFull() || i < more; ++i) {
+            frame.header()->pts += kFrameMs;
+            writer.writeData(frame.header());
+        }
+    };
+    produceUntilFull(0);
+    const int dropped = m_log->count(Logger::Warning, kFull);
+    const ProcessLoad before = ProcessLoad::now();
+    produceUntilFull(1000); // 300 MB
+    const ProcessLoad after = ProcessLoad::now();
+    // The writer had begun with a few, and each of the others has a line of its own.
+    QVERIFY(m_log->count(Logger::Warning, kFull) - dropped >= 900);
+    QVERIFY2(after.residentKiB - before.residentKiB < 40 * 1024,
+             qPrintable(QString::number(after.residentKiB - before.residentKiB)));
+    disk.answer();
+    writer.stop();
 }
 
 void TestSaveMp4FFmpegLife::fullDisk_endsNoRecording()
