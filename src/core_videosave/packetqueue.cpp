@@ -30,11 +30,13 @@ void CountingSemaphore::destroy()
 
 void CountingSemaphore::release()
 {
-    const QMutexLocker locker(&mutex);
-    if (!exists || count >= kMaximum)
-        return;
-    ++count;
-    changed.wakeOne();
+    {
+        const QMutexLocker locker(&mutex);
+        if (!exists || count >= kMaximum)
+            return;
+        ++count;
+    }
+    changed.wakeOne(); // without the lock, which who wakes up needs
 }
 
 CountingSemaphore::Result CountingSemaphore::wait(int milliseconds)
