@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// What recording costs: the same sources through SaveMp4FFmpeg, in a process of its own, and
+// through "ffmpeg -c copy" with the same flags of the file. Figures are medians of several rounds,
+// the two sides taken in turns; ratios are ours to ffmpeg's.
+#include "childprocess.h"
+#include "recorder.h"
+
+#include "logger/logger.h"
+
+#include <QCoreApplication>
+#include <QLoggingCategory>
+#include <QProcess>
+#include <QTemporaryDir>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+constexpr int kRounds = 5;
+constexpr int kClipSeconds = 10;
+constexpr int kLoops = 30; ///< clips one after the other in a source
+
+struct Source
+{
+    const char *name;
+    const char *encoder;
+    const char *size;
+    const char *bitRate;
+};
+
+constexpr Source kSources[] = {
+    {"main h264", "libx264", "1920x1080", "4M"},
+    {"main h265", "libx265", "1920x1080", "2M"},
+    {"sub h264", "libx264", "640x360", "512k"},
+};
+
+QString makeSource(const QTemporaryDir &dir, const Source &source)
+{
+    const QString name = QLatin1String(source.encoder) + QLatin1String(source.size);
+    const QString clip = dir.filePath(name + QStringLiteral("-clip.ts"));
+    const QString whole = dir.filePath(name + QStringLiteral(".ts"));
+    const QStringList tuning =
+        source.encoder == QLatin1String("libx264")
+            ? QStringList{"-tune", "zerolatency", "-x264-params", "threads=1:keyint=50"}
+            : QStringList{"-x265-params", "log-level=none:bframes=0:keyint=50"};
+    const QString picture = QStringLiteral("testsrc2=size=%1:rate=25,noise=alls=4:allf=t")
+                                .arg(QLatin1String(source.size));
+    const QStringList encode =
+        QStringList{"-v",   "error",        "-f",       "lavfi",
+                    "-i",   picture,        "-t",       QString::number(kClipSeconds),
+                    "-b:v", source.bitRate, "-pix_fmt", "yuv420p",
+                    "-c:v", source.encoder, "-preset",  "ultrafast"} +
+        tuning + QStringList{clip};
+    const QStringList join{"-v", "error", "-stream_loop", QString::number(kLoops - 1), "-i", clip,
+                           "-c", "copy",  whole};
+    if (QProcess::execute(QStringLiteral("ffmpeg"), encode) != 0 ||
+        QProcess::execute(QStringLiteral("ffmpeg"), join) != 0)
+        return QString();
+    return whole;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double median(const std::vector<ProcessCost> &costs, double ProcessCost::*member)
+{
+    std::vector<double> values;
+    for (const ProcessCost &cost : costs)
+        values.push_back(cost.*member);
+    return median(values);
+}
+
+/// Median of a column of what the children printed, on line 0 or 1.
+double printed(const std::vector<ProcessCost> &costs, int line, int column)
+{
+    std::vector<double> values;
+    for (const ProcessCost &cost : costs)
+        values.push_back(cost.output.split('\n').value(line).split(' ').value(column).toDouble());
+    return median(values);
+}
+
+bool compare(const Source &source, const QString &file, const QTemporaryDir &dir, bool packets)
+{
+    const char *form = packets ? "packets" : "frames";
+    const QString out = dir.filePath(QStringLiteral("ours.mp4"));
+    const QString peer = dir.filePath(QStringLiteral("ffmpeg.mp4"));
+    std::vector<ProcessCost> ours;
+    std::vector<ProcessCost> theirs;
+    for (int round = 0; round < kRounds; ++round) {
+        ours.push_back(runChild({QCoreApplication::applicationFilePath(),
+                                 QStringLiteral("--record"), QLatin1String(form), file, out}));
+        theirs.push_back(runChild({"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", file, "-map",
+                                   "0:v", "-c", "copy", "-movflags", "frag_keyframe+delay_moov",
+                                   "-flush_packets", "1", peer}));
+        if (!ours.back().succeeded || !theirs.back().succeeded) {
+            std::fprintf(stderr, "%s, %s: a child failed\n", source.name, form);
+            return false;
+        }
+    }
+    const int count = countPackets(out);
+    if (count == 0 || count != countPackets(peer)) {
+        std::fprintf(stderr, "%s, %s: %d packets, %d with ffmpeg\n", source.name, form, count,
+                     countPackets(peer));
+        return false;
+    }
+    std::printf("%-10s %-8s", source.name, form);
+    for (double ProcessCost::*member :
+         {&ProcessCost::cpuSeconds, &ProcessCost::wallSeconds, &ProcessCost::peakMiB}) {
+        const double a = median(ours, member);
+        const double b = median(theirs, member);
+        std::printf(" %8.3f %8.3f %5.2f", a, b, a / b);
+    }
+    std::printf(" %8.1f/%.1f %8.1f/%.1f\n", printed(ours, 0, 1), printed(ours, 0, 2),
+                printed(ours, 1, 1), printed(ours, 1, 2));
+    std::fflush(stdout);
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    cuteLoggerInstance()->setMinimumLevel(Logger::Fatal);
+    const QStringList arguments = QCoreApplication::arguments();
+    QLoggingCategory::setFilterRules(QStringLiteral("*.info=false"));
+    av_log_set_level(AV_LOG_ERROR);
+    if (arguments.size() == 5 && arguments[1] == QLatin1String("--record"))
+        return record(arguments[3], arguments[4], arguments[2] == QLatin1String("packets"));
+    QTemporaryDir dir;
+    std::printf("%-10s %-8s %8s %8s %5s %8s %8s %5s %8s %8s %5s %12s %12s\n", "source", "form",
+                "cpu s", "ffmpeg", "ratio", "wall s", "ffmpeg", "ratio", "peak MiB", "ffmpeg",
+                "ratio", "call us", "bare us");
+    for (const Source &source : kSources) {
+        const QString file = makeSource(dir, source);
+        if (file.isEmpty()) {
+            std::fprintf(stderr, "ffmpeg could not make a source with %s\n", source.encoder);
+            return 1;
+        }
+        for (const bool packets : {true, false})
+            if (!compare(source, file, dir, packets))
+                return 1;
+    }
+    return 0;
+}
