@@ -12,6 +12,8 @@ public:
     /// any widget of the library is created. Returns false if the library cannot be used.
     static bool init();
 
-    /// Call once on the main thread before the host quits, with all playing stopped.
+    /// Call once on the main thread before the host quits. Ends every live stream of a device that
+    /// is left, recordings too, and waits for that; slots may be called meanwhile. Stop what plays
+    /// otherwise first.
     static void release();
 };

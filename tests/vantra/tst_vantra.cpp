@@ -3,6 +3,7 @@
 #include "vantra.h"
 
 #include "core_codec/mediacodec.h"
+#include "core_live/videothrmux/devlivethrsetmanager.h"
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/abstractvideowidget.h"
 #include "support/logcapture.h"
@@ -35,6 +36,7 @@ private slots:
     void statics_keepWhatTheHostWrites();
     void initAndRelease_mayBeCalledInAnyOrder_data();
     void initAndRelease_mayBeCalledInAnyOrder();
+    void initAndRelease_startAndStopTheManagerOfLiveSets();
     void initAndRelease_leaveFFmpegAlone();
     void resources_areThere_fromTheStart();
     void line_namesItsSourceFile_relativeToTheSources();
@@ -84,6 +86,15 @@ void TestVantra::initAndRelease_mayBeCalledInAnyOrder()
     }
     Vantra::release();
     QCOMPARE(log.unexpected(), QStringList());
+}
+
+void TestVantra::initAndRelease_startAndStopTheManagerOfLiveSets()
+{
+    QVERIFY(!DevLiveThrSetManager::Instance()->isRunning());
+    QVERIFY(Vantra::init());
+    QVERIFY(DevLiveThrSetManager::Instance()->isRunning());
+    Vantra::release();
+    QVERIFY(!DevLiveThrSetManager::Instance()->isRunning());
 }
 
 void TestVantra::initAndRelease_leaveFFmpegAlone()

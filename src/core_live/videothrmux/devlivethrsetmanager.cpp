@@ -1,0 +1,177 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "core_live/videothrmux/devlivethrsetmanager.h"
+
+#include "core_live/videothrmux/waitwhiledelivering_p.h"
+#include "core_videobase/abstractvideothread.h"
+#include "devicelink/hnetdevice.h"
+#include "log.h"
+
+#include <QCoreApplication>
+#include <QMutexLocker>
+#include <QPointer>
+
+#include <utility>
+
+namespace {
+
+constexpr char kLogTag[] = "(dvltsmg)";
+
+} // namespace
+
+QScopedPointer<DevLiveThrSetManager> DevLiveThrSetManager::self;
+
+DevLiveThrSetManager *DevLiveThrSetManager::Instance()
+{
+    static QBasicMutex making;
+    static QBasicAtomicPointer<DevLiveThrSetManager> made;
+    if (DevLiveThrSetManager *manager = made.loadAcquire())
+        return manager;
+    QMutexLocker locker(&making);
+    if (!self) {
+        self.reset(new DevLiveThrSetManager);
+        made.storeRelease(self.data());
+    }
+    return self.data();
+}
+
+DevLiveThrSetManager::DevLiveThrSetManager()
+{
+    qRegisterMetaType<PtrDevLiveThrSet>("PtrDevLiveThrSet");
+}
+
+DevLiveThrSetManager::~DevLiveThrSetManager()
+{
+    stop();
+    // What came after a stop, or without a start.
+    slot_quitAllVideoThreadSets();
+}
+
+bool DevLiveThrSetManager::start()
+{
+    static QPointer<QCoreApplication> guarded;
+    if (guarded != QCoreApplication::instance()) {
+        guarded = QCoreApplication::instance();
+        qAddPostRoutine(&DevLiveThrSetManager::stopWithApplication);
+    }
+    if (!thread.isRunning())
+        waitWhileDelivering(thread); // called in a stop, it may still be ending sets
+    moveToThread(&thread);
+    thread.start(QThread::InheritPriority);
+    connect(&thread, &QThread::finished, this, &DevLiveThrSetManager::slot_quitAllVideoThreadSets,
+            Qt::UniqueConnection);
+    return true;
+}
+
+void DevLiveThrSetManager::stop()
+{
+    if (!thread.isRunning())
+        return;
+    thread.quit();
+    waitWhileDelivering(thread);
+    bury();
+}
+
+void DevLiveThrSetManager::stopWithApplication()
+{
+    if (!self)
+        return;
+    self->stop();
+    self->slot_quitAllVideoThreadSets();
+}
+
+bool DevLiveThrSetManager::isRunning() const
+{
+    return thread.isRunning();
+}
+
+PtrDevLiveThrSet DevLiveThrSetManager::getVideoThreadSet(const QSharedPointer<HNetDevice> &dev)
+{
+    if (!dev) {
+        VANTRA_LOG(Logger::Error) << "dev is null";
+        return {};
+    }
+    QMutexLocker locker(&mutex);
+    return deviceSets.value(dev.data());
+}
+
+PtrDevLiveThrSet DevLiveThrSetManager::newVideoThreadSet(const QSharedPointer<HNetDevice> &dev,
+                                                         HTransportProtocol protocol)
+{
+    if (!dev) {
+        VANTRA_LOG(Logger::Error) << "dev is null";
+        return {};
+    }
+    PtrDevLiveThrSet former; // goes outside the lock, if it goes
+    QMutexLocker locker(&mutex);
+    const auto set = PtrDevLiveThrSet::create();
+    if (set->bindDevice(dev, protocol) != 0)
+        return {};
+    former = std::exchange(deviceSets[dev.data()], set);
+    allSets.insert(set);
+    return set;
+}
+
+void DevLiveThrSetManager::releaseVideoThreadSet(const QSharedPointer<HNetDevice> &dev)
+{
+    if (!dev)
+        return;
+    PtrDevLiveThrSet set;
+    {
+        QMutexLocker locker(&mutex);
+        set = deviceSets.take(dev.data());
+    }
+    // With nothing, too, if the device had no set.
+    QMetaObject::invokeMethod(this, "slot_releaseVThreadSet", Qt::QueuedConnection,
+                              Q_ARG(PtrDevLiveThrSet, set));
+}
+
+void DevLiveThrSetManager::slot_releaseVThreadSet(const PtrDevLiveThrSet &set)
+{
+    if (!set)
+        return;
+    set->quit();
+    set->waitForEnd();
+    unbind(set);
+    QMutexLocker locker(&mutex);
+    allSets.remove(set);
+}
+
+void DevLiveThrSetManager::slot_quitAllVideoThreadSets()
+{
+    QSet<PtrDevLiveThrSet> sets;
+    QHash<HNetDevice *, PtrDevLiveThrSet> inUse;
+    {
+        QMutexLocker locker(&mutex);
+        sets.swap(allSets);
+        inUse.swap(deviceSets);
+    }
+    for (const PtrDevLiveThrSet &set : std::as_const(sets))
+        set->quit(); // so that all end at the same time
+    for (const PtrDevLiveThrSet &set : std::as_const(sets)) {
+        set->waitForEnd();
+        unbind(set);
+    }
+}
+
+void DevLiveThrSetManager::unbind(const PtrDevLiveThrSet &set)
+{
+    {
+        QMutexLocker locker(&mutex);
+        endedThreads += set->getChannelThreads();
+    }
+    set->unbindDevice();
+    // The GUI thread may be calling a slot of a thread object at this moment, so it deletes them.
+    if (QCoreApplication *application = QCoreApplication::instance()) {
+        QMetaObject::invokeMethod(
+            application, [] { Instance()->bury(); }, Qt::QueuedConnection);
+    }
+}
+
+void DevLiveThrSetManager::bury()
+{
+    QVector<QSharedPointer<AbstractVideoThread>> ended;
+    QMutexLocker locker(&mutex);
+    endedThreads.swap(ended);
+    locker.unlock();
+}
