@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_video/keypicture_p.h"
 
-#include <QtGlobal>
+#include "core_videosave/annexb_p.h"
 
 #include <cstring>
 #include <limits>
@@ -13,21 +13,6 @@ bool beginsWithStartCode(const quint8 *data, int size)
 {
     return data && size > 4 && data[0] == 0 && data[1] == 0 &&
            (data[2] == 1 || (data[2] == 0 && data[3] == 1));
-}
-
-bool hasParameterSets(const AVPacket *packet, const AVCodecParameters *description)
-{
-    AVBSFContext *made = nullptr;
-    const AVBitStreamFilter *filter = av_bsf_get_by_name("extract_extradata");
-    if (!filter || av_bsf_alloc(filter, &made) < 0)
-        return false;
-    const AVBSFContextPtr finder(made);
-    const AVPacketPtr looked(av_packet_clone(packet));
-    if (!looked || avcodec_parameters_copy(finder->par_in, description) < 0 ||
-        av_bsf_init(finder.get()) < 0 || av_bsf_send_packet(finder.get(), looked.get()) < 0 ||
-        av_bsf_receive_packet(finder.get(), looked.get()) < 0)
-        return false;
-    return av_packet_get_side_data(looked.get(), AV_PKT_DATA_NEW_EXTRADATA, nullptr) != nullptr;
 }
 
 } // namespace
@@ -43,7 +28,7 @@ AVPacketPtr withParameterSets(const AVPacket *packet, const AVCodecParameters *d
         !beginsWithStartCode(packet->data, packet->size) ||
         setBytes > std::numeric_limits<int>::max() - packet->size)
         return nullptr;
-    if (hasParameterSets(packet, description))
+    if (lookIntoAnnexB(description->codec_id, packet->data, packet->size).hasParameterSets)
         return nullptr;
 
     AVPacketPtr completed(av_packet_alloc());
