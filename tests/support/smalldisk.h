@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QString>
+#include <QTemporaryDir>
+
+namespace vantratest {
+
+/// Lets this process mount what nobody else sees, and what vanishes with it. To be called first
+/// thing in main(), before there is a second thread. Empty, or why it may not.
+QString enterPrivateMounts();
+
+/// A file system of so many bytes, in memory, mounted in a folder of its own while this lives.
+/// After enterPrivateMounts().
+class SmallDisk
+{
+    Q_DISABLE_COPY(SmallDisk)
+
+public:
+    explicit SmallDisk(qint64 bytes);
+    ~SmallDisk();
+
+    bool isValid() const { return mounted; }
+    QString path(const QString &name = QString()) const { return folder.filePath(name); }
+    qint64 freeBytes() const;
+    /// False while a file on it is open for writing.
+    bool setReadOnly(bool readOnly);
+
+private:
+    QTemporaryDir folder;
+    bool mounted = false;
+};
+
+} // namespace vantratest
