@@ -263,7 +263,8 @@ protected:
 
     /// Folder for setMP4FileName(); empty out of range.
     QString getSavePath(RecordType type) const;
-    /// Whether the current file has had its seconds. Never without a limit.
+    /// Whether the current file has had its seconds, or its disk was full and has room again. A file
+    /// without a limit only ends for the latter.
     bool isFileExpired(RecordType type) const;
     /// Opens the next file of a recording, whose name and parameters are set. If that fails, the
     /// writer does not run, and the next key frame may try again.

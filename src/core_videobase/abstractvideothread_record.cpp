@@ -10,6 +10,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
+
+namespace {
+
+constexpr qint64 kRoomToGoOn = 1024 * 1024; ///< bytes: more than one fragment, mostly
+
+} // namespace
 
 void AbstractVideoThread::recordStart(RecordType type)
 {
@@ -86,9 +93,16 @@ void AbstractVideoThread::checkPath(const QString &path)
 
 bool AbstractVideoThread::isFileExpired(RecordType type) const
 {
+    if (!isRecordType(type))
+        return false;
+    // What the disk had no room for is lost, and so is all that follows in that file. A new one goes
+    // on as soon as it can.
+    if (saver.at(type)->isDiskFull() &&
+        QStorageInfo(QFileInfo(getFileName(type)).path()).bytesAvailable() >= kRoomToGoOn)
+        return true;
     const int seconds = getSaveInterval(type);
     const qint64 limitMs = seconds > 0 ? static_cast<qint64>(seconds) * 1000 : kNoSaveLimit;
-    return isRecordType(type) && saveTimer.at(type).hasExpired(limitMs);
+    return saveTimer.at(type).hasExpired(limitMs);
 }
 
 void AbstractVideoThread::openMP4(RecordType type)

@@ -41,6 +41,10 @@ public:
     /// Writes the trailer and closes. Nothing happens without a file.
     void closeMp4();
 
+    /// Whether the system has refused bytes of the file because there was no room for them. The file
+    /// gets none any more then, also when there is room again.
+    bool isDiskFull() const;
+
     Mp4Stream videoStream() const { return streamAt(videoIndex); }
     Mp4Stream audioStream() const { return streamAt(audioIndex); }
 

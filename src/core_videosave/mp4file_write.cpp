@@ -190,6 +190,11 @@ bool Mp4File::isKeyPicture(const AVPacket *packet) const
     return packet->stream_index == videoIndex && (packet->flags & AV_PKT_FLAG_KEY);
 }
 
+bool Mp4File::isDiskFull() const
+{
+    return pb && (pb->error == AVERROR(ENOSPC) || pb->error == AVERROR(EDQUOT));
+}
+
 int Mp4File::writeToMuxer(AVPacket *packet)
 {
     const AVRational timebase = fmtCtx->streams[packet->stream_index]->time_base;

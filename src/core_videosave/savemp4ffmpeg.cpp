@@ -40,6 +40,7 @@ struct SaveMp4FFmpeg::Recording
     HAudioEncPara acodecPar;
     Mp4File file;
     PacketQueue queue;
+    std::atomic<bool> diskFull{false};
     std::atomic<bool> soundFollowsPictures{false}; ///< packets of a demuxer have come
 
     QMutex producerMutex; ///< held for arithmetic only
@@ -70,6 +71,11 @@ bool SaveMp4FFmpeg::isQueueFull() const
     return m->queue.isQueueFull();
 }
 
+bool SaveMp4FFmpeg::isDiskFull() const
+{
+    return m->diskFull;
+}
+
 void SaveMp4FFmpeg::setPara(HVideoEncPara vcodecPar, HAudioEncPara acodecPar, int readTimeout)
 {
     m->vcodecPar = vcodecPar;
@@ -96,6 +102,7 @@ bool SaveMp4FFmpeg::init()
         return false;
     }
     m->queue.clearQueue();
+    m->diskFull = false;
     {
         const QMutexLocker locker(&m->producerMutex);
         m->timestamps.begin();
@@ -223,6 +230,7 @@ void SaveMp4FFmpeg::save()
         return;
     }
     m->file.write(packet.get(), m->soundFollowsPictures);
+    m->diskFull = m->file.isDiskFull();
 }
 
 void SaveMp4FFmpeg::close()
