@@ -45,7 +45,11 @@ int FFmpegVideoThread::getLatestRecordCodec(HVideoEncPara &, HAudioEncPara &)
 
 int avinterruptCallBackFun(void *context)
 {
-    return static_cast<FFmpegVideoThread *>(context)->interruptIsDue() ? 1 : 0;
+    auto *thread = static_cast<FFmpegVideoThread *>(context);
+    if (!thread->interruptIsDue())
+        return 0;
+    thread->isCutShort = true;
+    return 1;
 }
 
 bool FFmpegVideoThread::interruptIsDue()
@@ -132,6 +136,7 @@ void FFmpegVideoThread::run()
 FFmpegVideoThread::Read FFmpegVideoThread::readPacket()
 {
     isReading = true;
+    isCutShort = false;
     const int result = av_read_frame(session->formatCtx.get(), session->packet.get());
     isReading = false;
 
@@ -174,7 +179,9 @@ FFmpegVideoThread::Read FFmpegVideoThread::handlePacket()
             decodeAudio();
         }
     }
-    saveMP4(packet, isKeyVideo);
+    // A read that is cut short gives what it has of the next picture, which no player could decode.
+    if (!isCutShort)
+        saveMP4(packet, isKeyVideo);
     av_packet_unref(packet);
     return Read::GoOn;
 }

@@ -56,6 +56,7 @@ protected:
     int audioIndex = -1;
     bool isOpening = false; ///< what the interrupt callback is to watch
     bool isReading = false;
+    bool isCutShort = false;  ///< the callback has ended FFmpeg's call
     qint64 openStartTime = 0; ///< av_gettime() at the start of the open, microseconds
     int videoCodecId;         ///< AVCodecID of the open stream
     int audioCodecId;
