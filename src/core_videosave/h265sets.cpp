@@ -8,7 +8,6 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
-#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -16,11 +15,19 @@ namespace {
 constexpr int kVps = 32;
 constexpr int kSps = 33;
 
-/// The next 00 00 01 from `at` on, or the end.
+/// The next 00 00 01 from `at` on, or the end. Every picture is looked through, hence memchr().
 const quint8 *startCode(const quint8 *at, const quint8 *end)
 {
-    constexpr quint8 kCode[] = {0, 0, 1};
-    return std::search(at, end, std::begin(kCode), std::end(kCode));
+    while (end - at >= 3) {
+        const void *const found = memchr(at + 2, 1, static_cast<size_t>(end - at - 2));
+        if (!found)
+            break;
+        const auto *const one = static_cast<const quint8 *>(found);
+        if (one[-1] == 0 && one[-2] == 0)
+            return one - 2;
+        at = one - 1;
+    }
+    return end;
 }
 
 /// All video and sequence parameter sets of a packet, with start codes. Their heads are made those
