@@ -64,13 +64,11 @@ public:
     void write(const LogRecord &) override {}
 };
 
-/// One process, one folder, in memory where there is such a place.
+/// One process, one folder, below what TMPDIR says.
 class Place
 {
 public:
     Place()
-        : dir(QFile::exists(QStringLiteral("/dev/shm")) ? QStringLiteral("/dev/shm/vantra-fuzz")
-                                                        : QString())
     {
         require(dir.isValid(), "there is a place for files");
         Logger *const log = cuteLoggerInstance();
