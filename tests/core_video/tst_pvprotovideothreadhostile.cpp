@@ -5,6 +5,7 @@
 
 #include "fedthreadcase.h"
 #include "pictureforms.h"
+#include "support/streammaker.h"
 #include "threadwatcher.h"
 
 #include <QImage>
@@ -24,6 +25,10 @@ private slots:
     void headerOfAnotherSize_doesNotHide_theRealOne_data();
     void headerOfAnotherSize_doesNotHide_theRealOne();
     void garbage_failsThatFrameOnly();
+    void missingParameterSets_fail_untilTheyCome();
+    void truncatedPayloads_areSurvived_data();
+    void truncatedPayloads_areSurvived();
+    void stampsOfAnyKind_changeNothing();
     void payloadBeyondTheBuffer_failsThatFrameOnly_data();
     void payloadBeyondTheBuffer_failsThatFrameOnly();
     void largestFrame_isDecoded();
@@ -52,6 +57,89 @@ void TestPvProtoVideoThreadHostile::garbage_failsThatFrameOnly()
     QVERIFY(settle(&thread));
     QCOMPARE(watcher.pictures.size(), 2);
     QCOMPARE(watcher.pictures.last().number, 10);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThreadHostile::missingParameterSets_fail_untilTheyCome()
+{
+    log->expectMatching(Logger::Error, QRegularExpression("^\\(ffpg\\)avcodec_.*failed"));
+    log->expectMatching(Logger::Warning, QRegularExpression("^\\(mdcdc\\)video decoder fail"));
+    const QString line = QStringLiteral("(pvptvthr)decode video frame err");
+    log->expect(Logger::Error, line);
+    FedThread thread;
+    thread.setVideoMode(VideoMode_Opengl);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    const QVector<AccessUnit> bare = withoutParameterSets(units());
+    for (int i = 0; i < 10; ++i)
+        thread.feed(ScriptedFrame::video(bare.at(i).key ? 0 : 1, 0, 320, 240, bare.at(i).data, i));
+    QVERIFY(settle(&thread));
+    QCOMPARE(log->count(Logger::Error, line), 10);
+    QVERIFY(watcher.pictures.isEmpty());
+    thread.feed(pictures(10, 10));
+    QVERIFY(settle(&thread));
+    QCOMPARE(watcher.pictures.size(), 10);
+    QCOMPARE(created(), 1);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThreadHostile::truncatedPayloads_areSurvived_data()
+{
+    QTest::addColumn<int>("codec");
+    QTest::newRow("H.264") << 1;
+    QTest::newRow("H.265") << 2;
+}
+
+void TestPvProtoVideoThreadHostile::truncatedPayloads_areSurvived()
+{
+    QFETCH(int, codec);
+    log->expectMatching(
+        Logger::Error, QRegularExpression("^\\((ffpg\\)avcodec_.*failed|pvptvthr\\)decode video)"));
+    log->expectMatching(Logger::Warning, QRegularExpression("^\\(mdcdc\\)video decoder fail"));
+    FedThread thread;
+    thread.setVideoMode(VideoMode_Opengl);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread); // which reads every byte that it is lent
+    QVERIFY(begin(&thread));
+    for (int i = 0; i < 20; ++i) {
+        ScriptedFrame frame = picture(i, codec);
+        frame.payload.truncate(frame.payload.size() * (i % 7 + 1) / 8);
+        frame.header.frameSize = quint32(frame.payload.size());
+        thread.feed(frame);
+        QVERIFY(settle(&thread));
+    }
+    watcher.pictures.clear();
+    thread.feed(pictures(20, 10, codec));
+    QVERIFY(settle(&thread));
+    QCOMPARE(watcher.pictures.size(), 10);
+    QCOMPARE(watcher.pictures.last().number, 29);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThreadHostile::stampsOfAnyKind_changeNothing()
+{
+    FedThread thread;
+    thread.setVideoMode(VideoMode_Opengl);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    const qint64 stamps[] = {5000,
+                             1000,
+                             1000,
+                             -7,
+                             std::numeric_limits<qint64>::max(),
+                             std::numeric_limits<qint64>::min(),
+                             0};
+    for (int i = 0; i < 7; ++i) {
+        ScriptedFrame frame = picture(i);
+        frame.header.pts = stamps[i];
+        thread.feed(frame);
+    }
+    QVERIFY(settle(&thread));
+    QCOMPARE(watcher.pictures.size(), 7);
+    for (int i = 0; i < 7; ++i)
+        QCOMPARE(watcher.pictures.at(i).number, i); // in the order read
     QVERIFY(end(&thread));
 }
 
