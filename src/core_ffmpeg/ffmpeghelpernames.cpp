@@ -5,6 +5,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 
 #include "core_ffmpeg/ffmpegcompat.h"
+#include "core_ffmpeg/ffmpegerror_p.h"
 #include "core_ffmpeg/ffmpegptr.h"
 
 extern "C" {
@@ -17,8 +18,6 @@ extern "C" {
 #include <QStringList>
 
 namespace {
-
-constexpr int kErrorTextSize = 256;
 
 /// Opens `device` of the input format `type` with one option that makes it print and fail.
 void openToPrint(const QString &type, const char *option, const QByteArray &device,
@@ -38,9 +37,7 @@ void openToPrint(const QString &type, const char *option, const QByteArray &devi
 
 QString FFmpegHelper::errorText(int code)
 {
-    char text[kErrorTextSize] = {};
-    av_strerror(code, text, sizeof text);
-    return QString::fromUtf8(text);
+    return ffmpegErrorText(code);
 }
 
 QString FFmpegHelper::pixelFormatName(int format)

@@ -6,7 +6,7 @@
 
 #include "aac_transcoder/easyaacencoder.h"
 #include "core_ffmpeg/ffmpegcompat.h"
-#include "core_ffmpeg/ffmpeghelper.h"
+#include "core_ffmpeg/ffmpegerror_p.h"
 #include "log.h"
 
 namespace {
@@ -87,8 +87,7 @@ int Mp4File::createMp4(const QByteArray &fileName, const HVideoEncPara &video,
     const int result = avformat_write_header(fmtCtx.get(), options.address());
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << QStringLiteral("write header err (%1:%2)")
-                                         .arg(QString::number(result),
-                                              FFmpegHelper::errorText(result));
+                                         .arg(QString::number(result), ffmpegErrorText(result));
         return fail();
     }
     headerWritten = true;
@@ -209,9 +208,8 @@ void Mp4File::closeMp4()
     if (fmtCtx && headerWritten) {
         const int result = av_write_trailer(fmtCtx.get());
         if (result < 0) {
-            VANTRA_LOG(Logger::Error)
-                << QStringLiteral("write trailer err (%1:%2)")
-                       .arg(QString::number(result), FFmpegHelper::errorText(result));
+            VANTRA_LOG(Logger::Error) << QStringLiteral("write trailer err (%1:%2)")
+                                             .arg(QString::number(result), ffmpegErrorText(result));
         }
     }
     closeFile();
@@ -231,8 +229,7 @@ void Mp4File::closeFile()
     const int result = pb ? avio_close(pb.release()) : 0;
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << QStringLiteral("avio close err (%1:%2)")
-                                         .arg(QString::number(result),
-                                              FFmpegHelper::errorText(result));
+                                         .arg(QString::number(result), ffmpegErrorText(result));
     }
     if (fmtCtx)
         fmtCtx->pb = nullptr;

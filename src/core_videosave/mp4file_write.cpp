@@ -5,7 +5,7 @@
 #include "core_videosave/mp4file_p.h"
 
 #include "aac_transcoder/easyaacencoder.h"
-#include "core_ffmpeg/ffmpeghelper.h"
+#include "core_ffmpeg/ffmpegerror_p.h"
 #include "core_videosave/annexb_p.h"
 #include "log.h"
 
@@ -41,7 +41,7 @@ void tellWriteError(const char *kind, qint64 pts, const AVFormatContext *ctx, in
     VANTRA_LOG(Logger::Error) << QStringLiteral("write %1 （%2:%3)  err (%4:%5)")
                                      .arg(QLatin1String(kind), QString::number(pts),
                                           QString::fromUtf8(ctx->url), QString::number(code),
-                                          FFmpegHelper::errorText(code));
+                                          ffmpegErrorText(code));
 }
 
 qint64 later(qint64 pts, qint64 by)
