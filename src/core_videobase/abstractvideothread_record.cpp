@@ -84,9 +84,8 @@ void AbstractVideoThread::checkPath(const QString &path)
         dir.remove(QLatin1Char('.'));
         dir.prepend(QCoreApplication::applicationDirPath());
     }
-    const QDir folder(dir);
-    if (!folder.exists())
-        folder.mkpath(dir);
+    if (!QDir(dir).exists())
+        QDir().mkpath(dir);
 }
 
 // --- Files of the loop --------------------------------------------------------------------------

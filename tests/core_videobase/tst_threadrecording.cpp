@@ -27,6 +27,7 @@ private slots:
     void recordStart_raisesReferenceCountAtOnce();
     void setFileName_makesTheFolder();
     void checkPath_relative_losesEveryDot();
+    void checkPath_besideTheWorkingFolder_makesThatFolderAlone();
     void snap_isIgnored_withoutViewer();
     void snap_isIgnored_whenNotRunning();
     void snap_makesTheFolder_andPngEndsAsJpg();
@@ -109,6 +110,26 @@ void TestThreadRecording::checkPath_relative_losesEveryDot()
     QTemporaryDir dir;
     thread.checkPath(dir.filePath(QStringLiteral("v1.2/a.mp4")));
     QVERIFY(QFileInfo(dir.filePath(QStringLiteral("v1.2"))).isDir());
+}
+
+void TestThreadRecording::checkPath_besideTheWorkingFolder_makesThatFolderAlone()
+{
+    QTemporaryDir dir;
+    const QString before = QDir::currentPath();
+    QVERIFY(QDir::setCurrent(dir.path()));
+    LoopThread thread;
+    thread.checkPath(QStringLiteral("rec/v1.2/a.mp4"));
+    thread.checkPath(QStringLiteral("b.mp4"));
+    const auto entries = [](const QString &folder) {
+        return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    };
+    const QStringList top = entries(dir.path());
+    const QStringList rec = entries(dir.filePath(QStringLiteral("rec")));
+    const QStringList last = entries(dir.filePath(QStringLiteral("rec/v1.2")));
+    QDir::setCurrent(before);
+    QCOMPARE(top, QStringList(QStringLiteral("rec")));
+    QCOMPARE(rec, QStringList(QStringLiteral("v1.2"))); // no "./": the dot stays
+    QCOMPARE(last, QStringList());
 }
 
 void TestThreadRecording::snap_isIgnored_withoutViewer()
