@@ -21,12 +21,12 @@ constexpr int kBitsPerByte = 8;
 
 void FFmpegVideoThread::saveMP4(AVPacket *packet, bool isKeyVideo)
 {
-    AVPacketPtr completed; // the first picture of a file, where it lacks what a player needs
+    bool isFirst[RECORD_TYPE_MAX] = {}; // picture of a file
+    AVPacketPtr completed;              // what that is, where it lacks what a player needs
     if (isKeyVideo && packet->pts != AV_NOPTS_VALUE) {
-        bool opened = false;
         for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD})
-            opened |= isRecording(type) && rotateMP4(type);
-        if (opened && videoStream())
+            isFirst[type] = isRecording(type) && rotateMP4(type);
+        if ((isFirst[MANUAL_RECORD] || isFirst[AUTO_RECORD]) && videoStream())
             completed = withParameterSets(packet, videoStream()->codecpar);
     }
     const bool isVideo = packet->stream_index == videoIndex;
@@ -35,7 +35,8 @@ void FFmpegVideoThread::saveMP4(AVPacket *packet, bool isKeyVideo)
             // Without sound a recording is ended at a picture only: that is intended.
             if (!isVideo && !saveAudio.at(type))
                 continue;
-            saver.at(type)->writeData(completed ? completed.get() : packet, isVideo);
+            saver.at(type)->writeData(isFirst[type] && completed ? completed.get() : packet,
+                                      isVideo);
         }
         if (!isRecording(type))
             closeMP4(type);

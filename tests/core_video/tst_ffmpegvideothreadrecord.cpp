@@ -295,6 +295,19 @@ void TestFFmpegVideoThreadRecord::parameterSets_thatAreToldOnce_areInEveryFile()
     QVERIFY(waitFor([&] { return thread.isFinished(); }));
     QCOMPARE(faultOf(thread.file(kManual, 0), numbers(25, 74)), QString());
     QCOMPARE(faultOf(thread.file(kAuto, 0), numbers(50, 74)), QString());
+    // The sets are in front of the first picture of each file, and of no other.
+    for (const auto type : {kManual, kAuto}) {
+        int number = type == kManual ? 25 : 50;
+        for (const WriterCalls::Packet &packet : WriterCalls::packets()) {
+            if (packet.writer != thread.saver.at(type))
+                continue;
+            const bool first = number == 25 * (type + 1);
+            QVERIFY2((packet.size > bare.at(number).data.size()) == first,
+                     qPrintable(QStringLiteral("%1: %2 bytes").arg(number).arg(packet.size)));
+            ++number;
+        }
+        QCOMPARE(number, 75);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestFFmpegVideoThreadRecord)

@@ -15,12 +15,14 @@ std::atomic<int> WriterCalls::decoderCalls{0};
 QMutex WriterCalls::mutex;
 QVector<WriterCalls::Para> WriterCalls::noted;
 QVector<AVRational> WriterCalls::notedTimebases;
+QVector<WriterCalls::Packet> WriterCalls::notedPackets;
 
 void WriterCalls::reset()
 {
     QMutexLocker lock(&mutex);
     noted.clear();
     notedTimebases.clear();
+    notedPackets.clear();
     atCall = nullptr;
     decoderCalls = 0;
 }
@@ -35,6 +37,8 @@ void __wrap__ZN13SaveMp4FFmpeg7setParaE13HVideoEncPara13HAudioEncParai(SaveMp4FF
                                                                        int);
 void __real__ZN13SaveMp4FFmpeg11setTimebaseE10AVRational(SaveMp4FFmpeg *, AVRational);
 void __wrap__ZN13SaveMp4FFmpeg11setTimebaseE10AVRational(SaveMp4FFmpeg *, AVRational);
+void __real__ZN13SaveMp4FFmpeg9writeDataEP8AVPacketb(SaveMp4FFmpeg *, AVPacket *, bool);
+void __wrap__ZN13SaveMp4FFmpeg9writeDataEP8AVPacketb(SaveMp4FFmpeg *, AVPacket *, bool);
 int __real_avcodec_send_packet(AVCodecContext *, const AVPacket *);
 int __wrap_avcodec_send_packet(AVCodecContext *, const AVPacket *);
 
@@ -62,6 +66,16 @@ void __wrap__ZN13SaveMp4FFmpeg11setTimebaseE10AVRational(SaveMp4FFmpeg *writer, 
     if (WriterCalls::atCall)
         WriterCalls::atCall("setTimebase");
     __real__ZN13SaveMp4FFmpeg11setTimebaseE10AVRational(writer, timebase);
+}
+
+void __wrap__ZN13SaveMp4FFmpeg9writeDataEP8AVPacketb(SaveMp4FFmpeg *writer, AVPacket *packet,
+                                                     bool video)
+{
+    {
+        QMutexLocker lock(&WriterCalls::mutex);
+        WriterCalls::notedPackets << WriterCalls::Packet{writer, video, packet->size};
+    }
+    __real__ZN13SaveMp4FFmpeg9writeDataEP8AVPacketb(writer, packet, video);
 }
 
 int __wrap_avcodec_send_packet(AVCodecContext *ctx, const AVPacket *packet)

@@ -32,6 +32,14 @@ struct WriterCalls
         int readTimeout;
     };
 
+    /// A packet that a writer was given by writeData(AVPacket *, bool).
+    struct Packet
+    {
+        SaveMp4FFmpeg *writer;
+        bool video;
+        int size;
+    };
+
     static QVector<Para> paras()
     {
         QMutexLocker lock(&mutex);
@@ -43,6 +51,11 @@ struct WriterCalls
         QMutexLocker lock(&mutex);
         return notedTimebases;
     }
+    static QVector<Packet> packets()
+    {
+        QMutexLocker lock(&mutex);
+        return notedPackets;
+    }
     /// Called on the caller's thread with the name of the function. Set while no writer works.
     static std::function<void(const char *name)> atCall;
     /// Calls of avcodec_send_packet.
@@ -53,6 +66,7 @@ struct WriterCalls
     static QMutex mutex;
     static QVector<Para> noted;
     static QVector<AVRational> notedTimebases;
+    static QVector<Packet> notedPackets;
 };
 
 } // namespace vantratest
