@@ -87,7 +87,7 @@ void TestFFmpegVideoThreadRecordRtsp::recordings_rotateAtKeyPictures_eachByItsIn
     QFETCH(QString, transport);
     QFETCH(bool, sound);
     QTemporaryDir dir;
-    QVERIFY2(startCamera(form + QStringLiteral(":320x192:gop=12")), qPrintable(server.log()));
+    QVERIFY2(startCamera(form + QStringLiteral(":320x192:gop=6")), qPrintable(server.log()));
     RecordThread thread(dir.path(), server.url(QStringLiteral("cam")));
     thread.setTransport(transport);
     ThreadWatcher watcher(&thread);
@@ -99,7 +99,7 @@ void TestFFmpegVideoThreadRecordRtsp::recordings_rotateAtKeyPictures_eachByItsIn
     thread.recordStart(kAuto);
     thread.play();
     QVERIFY2(
-        waitFor([&] { return thread.closed[kManual] >= 3 && thread.closed[kAuto] >= 1; }, 60000),
+        waitFor([&] { return thread.closed[kManual] >= 2 && thread.closed[kAuto] >= 1; }, 60000),
         qPrintable(server.log()));
     end(&thread);
 
@@ -124,7 +124,7 @@ void TestFFmpegVideoThreadRecordRtsp::interval_ofNothing_meansOneFile()
 {
     QFETCH(int, seconds);
     QTemporaryDir dir;
-    QVERIFY2(startCamera(QStringLiteral("h264:none:320x192:gop=12")), qPrintable(server.log()));
+    QVERIFY2(startCamera(QStringLiteral("h264:none:320x192:gop=6")), qPrintable(server.log()));
     RecordThread thread(dir.path(), server.url(QStringLiteral("cam")));
     announceNoAudio();
     thread.setSaveInterval(kManual, seconds);
@@ -132,7 +132,7 @@ void TestFFmpegVideoThreadRecordRtsp::interval_ofNothing_meansOneFile()
     thread.recordStart(kManual);
     thread.recordStart(kAuto);
     thread.play();
-    QVERIFY2(waitFor([&] { return thread.closed[kAuto] >= 3; }, 60000), qPrintable(server.log()));
+    QVERIFY2(waitFor([&] { return thread.closed[kAuto] >= 2; }, 60000), qPrintable(server.log()));
     QCOMPARE(thread.named[kManual].load(), 1);
     QCOMPARE(thread.closed[kManual].load(), 0);
     end(&thread);
@@ -242,7 +242,7 @@ void TestFFmpegVideoThreadRecordRtsp::stall_endsTheFile_andAnotherBegins()
 void TestFFmpegVideoThreadRecordRtsp::softStop_opensAnew_andBeginsANewFile()
 {
     QTemporaryDir dir;
-    QVERIFY2(startCamera(QStringLiteral("h264:pcma:320x192:gop=12")), qPrintable(server.log()));
+    QVERIFY2(startCamera(QStringLiteral("h264:pcma:320x192:gop=6")), qPrintable(server.log()));
     RecordThread thread(dir.path(), server.url(QStringLiteral("cam")));
     thread.setReadTimeout(10000);
     announceBreaks();
