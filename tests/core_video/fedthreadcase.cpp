@@ -21,6 +21,7 @@ bool FedThreadCase::settle(FedThread *thread)
 
 bool FedThreadCase::end(FedThread *thread)
 {
+    thread->settled(); // takes the lock: what a test has read of the thread lies before its end
     thread->stop();
     const bool ended = waitFor([&] { return thread->isFinished(); }) && thread->wait();
     QCoreApplication::processEvents();
