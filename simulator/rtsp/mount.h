@@ -53,6 +53,10 @@ public:
     /// second later.
     static void addViewer(GstRTSPMedia *media);
 
+    /// Readies `media` for viewers by TCP and by UDP, whichever comes first. Before the first one
+    /// plays: see the source.
+    static void openRoads(GstRTSPMedia *media);
+
     const FeedCount &count() const { return *m_count; }
     /// Number of the next frame of a camera.
     std::uint32_t counter() const { return m_state->counter; }
@@ -66,6 +70,7 @@ private:
         std::atomic<bool> stalled{false};
         std::unique_ptr<Feeder> feeder;
         std::atomic<int> viewers{0}; ///< that have asked to play, gone ones included
+        bool roadsOpen = false;      ///< see openRoads(); of the main loop's thread
     };
 
     std::string launch() const;

@@ -62,6 +62,13 @@ int walk(GstRTSPServer *server, Search search)
     return search.found;
 }
 
+GstRTSPStatusCode onBeforePlay(GstRTSPClient *, GstRTSPContext *context, gpointer)
+{
+    if (context->media != nullptr)
+        Mount::openRoads(context->media);
+    return GST_RTSP_STS_OK;
+}
+
 void onPlay(GstRTSPClient *, GstRTSPContext *context, gpointer)
 {
     if (context->media != nullptr)
@@ -86,6 +93,7 @@ void onClosed(GstRTSPClient *client, gpointer)
 void onClient(GstRTSPServer *, GstRTSPClient *client, gpointer)
 {
     std::fputs("client connected\n", stderr);
+    g_signal_connect(client, "pre-play-request", G_CALLBACK(onBeforePlay), nullptr);
     g_signal_connect(client, "play-request", G_CALLBACK(onPlay), nullptr);
     g_signal_connect(client, "closed", G_CALLBACK(onClosed), nullptr);
 }
