@@ -52,9 +52,11 @@ bool readSps(const Bytes &unit, Sets *sets)
         return false;
     in.ue(); // max_num_ref_frames
     in.skip(1);
-    in.ue();                       // pic_width_in_mbs_minus1
-    in.ue();                       // pic_height_in_map_units_minus1
-    return in.flag() && in.isOk(); // frame_mbs_only_flag
+    in.ue();                            // pic_width_in_mbs_minus1
+    in.ue();                            // pic_height_in_map_units_minus1
+    const bool wholeFrames = in.flag(); // frame_mbs_only_flag
+    return in.isOk() && wholeFrames && sets->frameNumBits >= 4 && sets->frameNumBits <= 16 &&
+           (orderType == 2 || (sets->orderBits >= 4 && sets->orderBits <= 16));
 }
 
 bool readPps(const Bytes &unit, Sets *sets)
@@ -84,6 +86,7 @@ public:
     bool init(const Bytes &parameterSets, int width, int stripHeight);
     bool takeLower(const Bytes &coded, LowerSlice *slice) const override;
     bool takeUpper(const Bytes &coded, UpperSlice *slice) const override;
+    bool makeUpper(const Bytes &, int, UpperSlice *) const override { return false; }
 
 protected:
     void writeUpperHeader(const UpperSlice &upper, const LowerSlice &lower,
@@ -103,7 +106,13 @@ private:
     bool readHeader(const Bytes &unit, Header *header) const;
 
     Sets m_sets;
-    std::uint32_t m_firstBelow = 0; ///< number of the first block below the strip
+    std::uint32_t blockAt(int line) const
+    {
+        return static_cast<std::uint32_t>(line / kBlock * m_columns);
+    }
+
+    int m_columns = 0;
+    int m_stripHeight = 0;
 };
 
 bool H264Joiner::init(const Bytes &parameterSets, int width, int stripHeight)
@@ -119,7 +128,8 @@ bool H264Joiner::init(const Bytes &parameterSets, int width, int stripHeight)
             continue; // the encoder introduces itself
         appendUnit(unit, &m_parameterSets);
     }
-    m_firstBelow = static_cast<std::uint32_t>((width + kBlock - 1) / kBlock * stripHeight / kBlock);
+    m_columns = (width + kBlock - 1) / kBlock;
+    m_stripHeight = stripHeight;
     return hasSps && hasPps && m_sets.filterControl;
 }
 
@@ -176,7 +186,7 @@ bool H264Joiner::takeLower(const Bytes &coded, LowerSlice *slice) const
         slice->markingEnd = header.markingEnd;
         BitWriter out;
         out.bits(unit[0], 8);
-        out.ue(m_firstBelow);
+        out.ue(blockAt(m_stripHeight));
         out.ue(header.type); // not the values that promise one type for the whole picture
         out.ue(m_sets.id);
         out.copy(unit, header.orderBegin, header.end);
@@ -208,7 +218,7 @@ void H264Joiner::writeUpperHeader(const UpperSlice &upper, const LowerSlice &low
                                   BitWriter *out) const
 {
     out->bits(lower.unit[0], 8);
-    out->ue(0); // first_mb_in_slice
+    out->ue(blockAt(upper.top)); // first_mb_in_slice
     out->ue(kTypeI);
     out->ue(m_sets.id);
     out->copy(lower.unit, lower.orderBegin, lower.orderEnd);

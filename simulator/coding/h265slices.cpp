@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "simulator/coding/flatslice.h"
 #include "simulator/coding/slices_p.h"
 
 #include <algorithm>
@@ -18,7 +19,8 @@ constexpr int kVps = 32;
 constexpr int kSps = 33;
 constexpr int kPps = 34;
 constexpr std::uint32_t kTypeI = 2;
-constexpr int kProfileTierLevelBits = 96; // with one temporal layer
+constexpr std::uint32_t kLongestSide = 8192; // pixels
+constexpr int kProfileTierLevelBits = 96;    // with one temporal layer
 
 int typeOf(const Bytes &unit)
 {
@@ -44,6 +46,8 @@ struct Sets
     std::uint32_t id = 0;
     bool dependent = false; ///< dependent_slice_segments_enabled_flag
     bool cabacInit = false; ///< cabac_init_present_flag
+    bool flat = false;      ///< encodeFlatSlice() can be used
+    int startQp = 0;        ///< of slices that do not change it
 };
 
 bool readSps(const Bytes &unit, Sets *sets)
@@ -69,8 +73,11 @@ bool readSps(const Bytes &unit, Sets *sets)
     in.ue(); // sps_max_latency_increase_plus1
     const std::uint32_t smallest = in.ue() + 3;
     const std::uint32_t block = smallest + in.ue();
-    for (int i = 0; i < 4; ++i)
-        in.ue(); // sizes and depths of transforms
+    const std::uint32_t smallestTransform = in.ue() + 2;
+    const std::uint32_t largestTransform = smallestTransform + in.ue();
+    in.ue();                         // max_transform_hierarchy_depth_inter
+    const bool split = in.ue() != 0; // max_transform_hierarchy_depth_intra
+    sets->flat = smallest == block && largestTransform == block && !split;
     const bool scaling = in.flag();
     in.skip(1); // amp_enabled_flag
     const bool offsetFilter = in.flag();
@@ -79,7 +86,8 @@ bool readSps(const Bytes &unit, Sets *sets)
     const bool longTerm = in.flag();
     const bool temporal = in.flag(); // sps_temporal_mvp_enabled_flag
     if (!in.isOk() || subLayers != 0 || chroma != 1 || block > 6 || scaling || offsetFilter ||
-        pcm || knownSets != 0 || longTerm || temporal)
+        pcm || knownSets != 0 || longTerm || temporal || sets->orderBits < 4 ||
+        sets->orderBits > 16 || width > kLongestSide || height > kLongestSide)
         return false;
     sets->blockSize = 1 << block;
     const std::uint32_t mask = (1U << block) - 1;
@@ -99,17 +107,20 @@ bool readPps(const Bytes &unit, Sets *sets)
     const std::uint32_t extra = in.bits(3);
     in.skip(1); // sign_data_hiding_enabled_flag
     sets->cabacInit = in.flag();
-    in.ue();       // num_ref_idx_l0_default_active_minus1
-    in.ue();       // num_ref_idx_l1_default_active_minus1
-    in.se();       // init_qp_minus26
-    in.skip(2);    // constrained_intra_pred_flag, transform_skip_enabled_flag
-    if (in.flag()) // cu_qp_delta_enabled_flag
+    in.ue(); // num_ref_idx_l0_default_active_minus1
+    in.ue(); // num_ref_idx_l1_default_active_minus1
+    sets->startQp = 26 + in.se();
+    in.skip(2);                       // constrained_intra_pred_flag, transform_skip_enabled_flag
+    const bool qpChanges = in.flag(); // cu_qp_delta_enabled_flag
+    if (qpChanges)
         in.ue();
     in.se(); // pps_cb_qp_offset
     in.se(); // pps_cr_qp_offset
     const bool chromaOffsets = in.flag();
     const bool weighted = in.flag();
-    in.skip(2); // weighted_bipred_flag, transquant_bypass_enabled_flag
+    in.skip(1);                      // weighted_bipred_flag
+    const bool lossless = in.flag(); // transquant_bypass_enabled_flag
+    sets->flat = sets->flat && !qpChanges && !lossless;
     const bool tiles = in.flag();
     const bool wavefront = in.flag();
     in.skip(1); // pps_loop_filter_across_slices_enabled_flag
@@ -138,6 +149,7 @@ public:
     bool init(const Bytes &parameterSets, int width, int stripHeight);
     bool takeLower(const Bytes &coded, LowerSlice *slice) const override;
     bool takeUpper(const Bytes &coded, UpperSlice *slice) const override;
+    bool makeUpper(const Bytes &luma, int lines, UpperSlice *slice) const override;
 
 protected:
     void writeUpperHeader(const UpperSlice &upper, const LowerSlice &lower,
@@ -147,13 +159,14 @@ private:
     /// The first fields of a header, up to where the slice type stands; false if `unit` does not
     /// begin a picture.
     bool readStart(const Bytes &unit, BitReader *in) const;
-    void writeStart(const Bytes &unit, bool first, BitWriter *out) const;
+    void writeStart(const Bytes &unit, int line, BitWriter *out) const;
     /// The fields of a header from slice_type on; those that place the picture go into *slice.
     bool readRest(const Bytes &unit, BitReader *in, LowerSlice *slice, std::uint32_t *type,
                   std::int32_t *qpDelta) const;
 
     Sets m_sets;
-    std::uint32_t m_firstBelow = 0; ///< address of the first block below the strip
+    int m_columns = 0;
+    int m_stripHeight = 0;
 };
 
 bool H265Joiner::init(const Bytes &parameterSets, int width, int stripHeight)
@@ -171,8 +184,8 @@ bool H265Joiner::init(const Bytes &parameterSets, int width, int stripHeight)
     }
     if (!hasSps || !hasPps || stripHeight % m_sets.blockSize != 0)
         return false;
-    m_firstBelow = static_cast<std::uint32_t>((width + m_sets.blockSize - 1) / m_sets.blockSize *
-                                              (stripHeight / m_sets.blockSize));
+    m_columns = (width + m_sets.blockSize - 1) / m_sets.blockSize;
+    m_stripHeight = stripHeight;
     return true;
 }
 
@@ -185,18 +198,19 @@ bool H265Joiner::readStart(const Bytes &unit, BitReader *in) const
     return first;
 }
 
-void H265Joiner::writeStart(const Bytes &unit, bool first, BitWriter *out) const
+/// The first fields of a slice that begins at `line`.
+void H265Joiner::writeStart(const Bytes &unit, int line, BitWriter *out) const
 {
     out->copy(unit, 0, 16); // nal_unit_header
-    out->flag(first);
+    out->flag(line == 0);
     if (isIrap(unit))
         out->flag(false); // no_output_of_prior_pics_flag
     out->ue(m_sets.id);
-    if (first)
+    if (line == 0)
         return;
     if (m_sets.dependent)
         out->flag(false);
-    out->bits(m_firstBelow, m_sets.addressBits);
+    out->bits(static_cast<std::uint32_t>(line / m_sets.blockSize * m_columns), m_sets.addressBits);
 }
 
 bool H265Joiner::readRest(const Bytes &unit, BitReader *in, LowerSlice *slice, std::uint32_t *type,
@@ -244,7 +258,7 @@ bool H265Joiner::takeLower(const Bytes &coded, LowerSlice *slice) const
         if (!readRest(unit, &in, slice, &type, &qpDelta))
             return false;
         BitWriter out;
-        writeStart(unit, false, &out);
+        writeStart(unit, m_stripHeight, &out);
         out.copy(unit, begin, in.position());
         out.alignWithStop();
         Bytes made = out.bytes();
@@ -272,10 +286,19 @@ bool H265Joiner::takeUpper(const Bytes &coded, UpperSlice *slice) const
     return false;
 }
 
+bool H265Joiner::makeUpper(const Bytes &luma, int lines, UpperSlice *slice) const
+{
+    if (!m_sets.flat || m_sets.blockSize != kFlatBlock)
+        return false;
+    slice->qpDelta = 0;
+    slice->payload = encodeFlatSlice(luma, lines, m_sets.startQp);
+    return true;
+}
+
 void H265Joiner::writeUpperHeader(const UpperSlice &upper, const LowerSlice &lower,
                                   BitWriter *out) const
 {
-    writeStart(lower.unit, true, out);
+    writeStart(lower.unit, upper.top, out);
     out->ue(kTypeI);
     out->copy(lower.unit, lower.orderBegin, lower.orderEnd);
     out->se(upper.qpDelta);

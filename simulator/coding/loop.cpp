@@ -90,13 +90,13 @@ bool Loop::compose(int index, std::uint32_t counter, const std::string &text, bo
     stream->clear();
     if (index < 0 || index >= m_ready)
         return false;
-    const auto strip = m_strips->strip(counter, text);
-    if (!strip)
+    const Strip strip = m_strips->strip(counter, text);
+    if (strip.empty())
         return false;
     const LowerSlice &picture = m_pictures[static_cast<std::size_t>(index)];
     if (picture.key && withSets)
         *stream = m_joiner->parameterSets();
-    m_joiner->join(*strip, picture, stream);
+    m_joiner->join(strip, picture, stream);
     return true;
 }
 

@@ -11,13 +11,15 @@ std::unique_ptr<SliceJoiner> SliceJoiner::create(int codec, const Bytes &paramet
                       : createH265Joiner(parameterSets, width, stripHeight);
 }
 
-void SliceJoiner::join(const UpperSlice &upper, const LowerSlice &lower, Bytes *stream) const
+void SliceJoiner::join(const Strip &strip, const LowerSlice &lower, Bytes *stream) const
 {
-    BitWriter header;
-    writeUpperHeader(upper, lower, &header);
-    Bytes unit = header.bytes();
-    unit.insert(unit.end(), upper.payload.begin(), upper.payload.end());
-    appendUnit(unit, stream);
+    for (const auto &part : strip) {
+        BitWriter header;
+        writeUpperHeader(*part, lower, &header);
+        Bytes unit = header.bytes();
+        unit.insert(unit.end(), part->payload.begin(), part->payload.end());
+        appendUnit(unit, stream);
+    }
     stream->insert(stream->end(), lower.coded.begin(), lower.coded.end());
 }
 

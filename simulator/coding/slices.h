@@ -21,16 +21,20 @@ struct LowerSlice
     std::size_t markingEnd = 0;
 };
 
-/// The strip above it, by itself a picture that refers to no other; the same for every stream of
-/// that size.
+/// A part of the strip above it, by itself a picture that refers to no other; the same for every
+/// stream of that size.
 struct UpperSlice
 {
+    int top = 0;              ///< line of the picture where it begins
     std::int32_t qpDelta = 0; ///< as in its header
     Bytes payload;            ///< what follows the header
 };
 
-/// Puts pictures together from two slices that were encoded apart: the strip along the top, which
-/// is new in every frame, and the rest, which is one of a loop. Only slice headers are written
+/// The whole strip, from the top. Its parts are shared with other pictures.
+using Strip = std::vector<std::shared_ptr<const UpperSlice>>;
+
+/// Puts pictures together from slices that were encoded apart: the strip along the top, which is
+/// new in every frame, and the rest, which is one of a loop. Only slice headers are written
 /// anew; the coded blocks stay as the encoders made them. That holds because
 ///
 /// - a slice may not look into another one of its picture, so each is coded as if at an edge,
@@ -52,10 +56,13 @@ public:
 
     /// Takes one picture of the encoder of the lower part, with start codes.
     virtual bool takeLower(const Bytes &coded, LowerSlice *slice) const = 0;
-    /// Takes one picture of the encoder of the strip, with start codes.
+    /// Takes one picture of an encoder of a part of the strip, with start codes.
     virtual bool takeUpper(const Bytes &coded, UpperSlice *slice) const = 0;
+    /// Makes a part of the strip without an encoder, of blocks as encodeFlatSlice() takes them.
+    /// False where the codec has no way to do it.
+    virtual bool makeUpper(const Bytes &luma, int lines, UpperSlice *slice) const = 0;
     /// Appends one whole picture, without parameter sets.
-    void join(const UpperSlice &upper, const LowerSlice &lower, Bytes *stream) const;
+    void join(const Strip &strip, const LowerSlice &lower, Bytes *stream) const;
 
     /// With start codes, nothing but the sets themselves.
     const Bytes &parameterSets() const { return m_parameterSets; }

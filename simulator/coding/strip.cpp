@@ -2,6 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "simulator/coding/strip.h"
 
+#include "simulator/coding/flatslice.h"
+#include "simulator/scene/counterrow.h"
+
 #include <map>
 #include <tuple>
 
@@ -29,35 +32,75 @@ std::shared_ptr<StripSource> StripSource::forPictures(const SceneEncoder::Form &
     return source;
 }
 
-StripSource::StripSource(const SceneEncoder::Form &form)
-    : m_form(form), m_height(stripHeight(form.width, form.height))
+StripSource::StripSource(const SceneEncoder::Form &form) : m_form(form)
 {
-    SceneEncoder::Form strip = form;
-    strip.height = m_height;
-    strip.gop = 1; // every strip stands by itself
-    if (m_encoder.open(strip))
-        m_joiner = SliceJoiner::create(form.codec, m_encoder.parameterSets(), form.width, m_height);
-    m_pixels.resize(i420Size(form.width, m_height));
+    m_row.height = m_text.top = stripRowHeight(form.height);
+    m_text.height = stripTextHeight(form.width, form.height);
+    open(&m_row);
+    open(&m_text);
 }
 
-std::shared_ptr<const UpperSlice> StripSource::strip(std::uint32_t counter, const std::string &text)
+void StripSource::open(Part *part)
 {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto key = std::make_pair(counter, text);
-    for (const Kept &kept : m_kept) {
-        if (kept.first == key)
-            return kept.second;
-    }
-    const I420View view = i420View(m_pixels, m_form.width, m_height);
-    paintStrip(view, m_form.height, counter, text);
+    SceneEncoder::Form form = m_form;
+    form.height = part->height;
+    form.gop = 1; // each stands by itself
+    if (part->encoder.open(form))
+        part->joiner = SliceJoiner::create(form.codec, part->encoder.parameterSets(), form.width,
+                                           part->height);
+    part->pixels.resize(i420Size(form.width, part->height));
+}
+
+StripSource::Slice StripSource::encode(Part *part)
+{
     Bytes coded;
     auto slice = std::make_shared<UpperSlice>();
-    if (!m_encoder.encode(view, &coded) || !m_joiner->takeUpper(coded, slice.get()))
+    slice->top = part->top;
+    if (!part->encoder.encode(i420View(part->pixels, m_form.width, part->height), &coded) ||
+        !part->joiner->takeUpper(coded, slice.get()))
         return nullptr;
-    m_kept.emplace_front(key, slice);
-    if (m_kept.size() > kKeep)
-        m_kept.pop_back();
     return slice;
+}
+
+StripSource::Slice StripSource::makeRow(std::uint32_t counter)
+{
+    constexpr std::uint8_t kWhite = 235;
+    constexpr std::uint8_t kBlack = 16;
+    // Where the cells are whole blocks of 16 no encoder is needed, for codecs that can do without.
+    if (m_form.width % (kCounterCells * kFlatBlock) == 0) {
+        Bytes luma;
+        for (int x = 0; x < m_form.width; x += kFlatBlock)
+            luma.push_back(isStripRowWhite(x, m_form.width, counter) ? kWhite : kBlack);
+        auto slice = std::make_shared<UpperSlice>();
+        if (m_row.joiner->makeUpper(luma, m_row.height / kFlatBlock, slice.get()))
+            return slice;
+    }
+    paintStripRow(i420View(m_row.pixels, m_form.width, m_row.height), counter);
+    return encode(&m_row);
+}
+
+StripSource::Slice StripSource::makeText(const std::string &text)
+{
+    paintStripText(i420View(m_text.pixels, m_form.width, m_text.height), m_form.height, text);
+    return encode(&m_text);
+}
+
+Strip StripSource::strip(std::uint32_t counter, const std::string &text)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto keep = [](auto *kept, const auto &key, auto make) -> Slice {
+        for (const auto &entry : *kept) {
+            if (entry.first == key)
+                return entry.second;
+        }
+        kept->emplace_front(key, make());
+        if (kept->size() > kKeep)
+            kept->pop_back();
+        return kept->front().second;
+    };
+    Strip strip{keep(&m_rows, counter, [&] { return makeRow(counter); }),
+                keep(&m_texts, text, [&] { return makeText(text); })};
+    return strip[0] && strip[1] ? strip : Strip();
 }
 
 } // namespace vantrasim

@@ -27,23 +27,36 @@ public:
     StripSource(const StripSource &) = delete;
     StripSource &operator=(const StripSource &) = delete;
 
-    bool isValid() const { return m_joiner != nullptr; }
-    /// The strip with `counter` and `text`; none if the encoder fails. Newest first, as many are
-    /// kept as some seconds have.
-    std::shared_ptr<const UpperSlice> strip(std::uint32_t counter, const std::string &text);
+    bool isValid() const { return m_row.joiner != nullptr && m_text.joiner != nullptr; }
+    /// The strip with `counter` and `text`; empty if the encoder fails. The parts made last are
+    /// kept, as many as some seconds have.
+    Strip strip(std::uint32_t counter, const std::string &text);
 
 private:
-    using Kept =
-        std::pair<std::pair<std::uint32_t, std::string>, std::shared_ptr<const UpperSlice>>;
+    using Slice = std::shared_ptr<const UpperSlice>;
 
-    SceneEncoder::Form m_form; // of whole pictures
-    int m_height;              // of the strip
-    std::unique_ptr<SliceJoiner> m_joiner;
+    /// An encoder for a part of the strip.
+    struct Part
+    {
+        int top = 0;
+        int height = 0;
+        SceneEncoder encoder;
+        std::unique_ptr<SliceJoiner> joiner; ///< takes the encoder's pictures apart
+        Bytes pixels;
+    };
+
+    void open(Part *part);
+    Slice encode(Part *part);
+    Slice makeRow(std::uint32_t counter);
+    Slice makeText(const std::string &text);
+
+    const SceneEncoder::Form m_form; // of whole pictures
 
     std::mutex m_mutex; // guards what follows
-    SceneEncoder m_encoder;
-    Bytes m_pixels;
-    std::deque<Kept> m_kept;
+    Part m_row;
+    Part m_text;
+    std::deque<std::pair<std::uint32_t, Slice>> m_rows;
+    std::deque<std::pair<std::string, Slice>> m_texts;
 };
 
 } // namespace vantrasim

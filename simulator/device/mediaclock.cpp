@@ -36,7 +36,7 @@ SteadyClock::time_point steadyTimeOf(qint64 time)
 std::string clockText(qint64 time)
 {
     return QDateTime::fromMSecsSinceEpoch(time, Qt::UTC)
-        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"))
+        .toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))
         .toStdString();
 }
 

@@ -43,7 +43,7 @@ inline qint64 frameAt(qint64 time, int fps)
     return frame;
 }
 
-/// "2026-05-31 14:03:07.250".
+/// "2026-05-31 14:03:07".
 std::string clockText(qint64 time);
 
 } // namespace vantrasim

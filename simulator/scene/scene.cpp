@@ -113,7 +113,13 @@ int rowHeight(const I420View &picture)
     return picture.height / kCounterRowDivisor;
 }
 
-/// Of the text in the strip, chosen so that a clock and a number fit beside each other.
+int wholeBlocks(int lines)
+{
+    constexpr int kBlock = 16;
+    return (lines + kBlock - 1) / kBlock * kBlock;
+}
+
+/// Of the text in the strip, chosen so that a clock fits with room to spare.
 int stripTextScale(int width, int height)
 {
     return std::max(std::min(height / 160, width / 220), 1);
@@ -186,26 +192,31 @@ void Scene::makeBackground(int width, int height)
     drawText(view, left, top, scale, m_name, kWhite);
 }
 
-int stripHeight(int width, int height)
+int stripRowHeight(int height)
 {
-    constexpr int kBlock = 16;
-    const int textLine = (kGlyphHeight + 2) * stripTextScale(width, height);
-    return (height / kCounterRowDivisor + textLine + kBlock - 1) / kBlock * kBlock;
+    return wholeBlocks((height + kCounterRowDivisor - 1) / kCounterRowDivisor);
 }
 
-void paintStrip(const I420View &strip, int pictureHeight, std::uint32_t counter,
-                const std::string &text)
+int stripTextHeight(int width, int height)
+{
+    return wholeBlocks((kGlyphHeight + 1) * stripTextScale(width, height));
+}
+
+void paintStripRow(const I420View &row, std::uint32_t counter)
+{
+    drawRow(row, 0, row.height, counter);
+}
+
+bool isStripRowWhite(int x, int width, std::uint32_t counter)
+{
+    return counterToCells(counter)[static_cast<std::size_t>(x * kCounterCells / width)];
+}
+
+void paintStripText(const I420View &strip, int pictureHeight, const std::string &text)
 {
     fill(strip, 0, 0, strip.width, strip.height, kShade);
-    const int rowBottom = pictureHeight / kCounterRowDivisor;
-    drawRow(strip, 0, rowBottom, counter);
     const int scale = stripTextScale(strip.width, pictureHeight);
-    char number[16];
-    std::snprintf(number, sizeof number, "#%u", counter & kCounterMask);
-    drawText(strip, scale, rowBottom + scale, scale, text, kWhite);
-    const int left = strip.width - textWidth(number, scale) - scale;
-    if (left > scale + textWidth(text, scale)) // the blocks say it too
-        drawText(strip, left, rowBottom + scale, scale, number, kWhite);
+    drawText(strip, 2 * scale, (strip.height - kGlyphHeight * scale) / 2, scale, text, kWhite);
 }
 
 void Scene::setId(std::uint32_t id)

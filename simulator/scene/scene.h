@@ -35,14 +35,22 @@ struct Yuv
 /// `rgb` is 0xRRGGBB.
 Yuv yuvFromRgb(std::uint32_t rgb);
 
-/// Height of the strip along the top of a picture that holds all that tells one frame from the next
-/// (paintStrip()): whole blocks of 16 lines, so that an encoder can treat it by itself.
-int stripHeight(int width, int height);
+/// The strip along the top of a picture holds all that tells one frame from the next: a row of
+/// blocks, and a line of text below it. Both are whole blocks of 16 lines high, so that an encoder
+/// can treat each by itself.
+int stripRowHeight(int height);
+int stripTextHeight(int width, int height);
+inline int stripHeight(int width, int height)
+{
+    return stripRowHeight(height) + stripTextHeight(width, height);
+}
 
-/// Paints the strip of a picture of `pictureHeight` lines: the row of blocks of `counter`, and
-/// below it `text` and, where there is room, the counter in figures. `strip` is stripHeight() high.
-void paintStrip(const I420View &strip, int pictureHeight, std::uint32_t counter,
-                const std::string &text);
+/// Paints the row of blocks of `counter` over a picture of stripRowHeight().
+void paintStripRow(const I420View &row, std::uint32_t counter);
+/// Whether column `x` of that row is white.
+bool isStripRowWhite(int x, int width, std::uint32_t counter);
+/// Paints `text` over a picture of stripTextHeight(), of a whole one of `pictureHeight`.
+void paintStripText(const I420View &strip, int pictureHeight, const std::string &text);
 
 /// What a test camera sees: its own colour and name, a running clock, a ball on its way and the
 /// frame counter, as text and as a row of blocks (counterrow.h). Used by one thread at a time.
