@@ -192,8 +192,9 @@ bool LiveVideoWidget::joinStream(int stream)
         return true;
     }
     streamStates[index].thrStarted = true;
-    if (const int orders = thrSet->stopOrders.value(thread.data()))
-        endingThreads.insert(thread.data(), orders);
+    const auto orders = thrSet->stopOrders.value(thread.data());
+    if (orders.isGiven)
+        endingThreads.insert(thread.data(), orders.count);
     if (thread->getIsOk() && !bringUpToDate(thread))
         return false;
     handleThrStarted(thread.data());
@@ -220,7 +221,7 @@ void LiveVideoWidget::startThread(AbstractVideoThread *thread)
 {
     thread->setReadTimeout(videoPara.readTimeout);
     thread->setConnectTimeout(videoPara.connectTimeout);
-    thrSet->stopOrders.remove(thread);
+    thrSet->stopOrders[thread].isGiven = false;
     // Starts it with QThread::InheritPriority. A stop that met a source which had not opened is
     // still asked for, and would end it at once: that is taken back.
     thread->play();
@@ -230,13 +231,17 @@ void LiveVideoWidget::startThread(AbstractVideoThread *thread)
 void LiveVideoWidget::restartAfterStop(const QObject *thread)
 {
     const int index = indexOf(thread);
-    const int orders = endingThreads.take(thread);
+    const int orders = endingThreads.value(thread);
     if (orders == 0 || index < 0 || !isStart || isChanging || !streamStates.at(index).used)
         return;
-    // Not if it has been told to stop since; nor if its set has been let go of.
     AbstractVideoThread *stream = streamThreads.at(index).data();
-    if (thrSet->stopOrders.value(stream) == orders && !stream->isRunning() &&
-        DevLiveThrSetManager::Instance()->getVideoThreadSet(dev) == thrSet)
+    const auto given = thrSet->stopOrders.value(stream);
+    // Not if it has been started, or told to stop once more, since; nor if its set was let go of.
+    const bool isDue = given.isGiven && given.count == orders;
+    if (isDue && stream->isRunning())
+        return; // this is the end of an earlier run
+    endingThreads.remove(thread);
+    if (isDue && DevLiveThrSetManager::Instance()->getVideoThreadSet(dev) == thrSet)
         startThread(stream);
 }
 
@@ -255,7 +260,9 @@ void LiveVideoWidget::stop(bool force)
             thread->isOwned() = false;
             const bool ends = force || thread->referenceCount() < 1;
             if (ends) {
-                ++set->stopOrders[thread];
+                auto &orders = set->stopOrders[thread];
+                ++orders.count;
+                orders.isGiven = true;
                 thread->stop();
             }
             if (self) {

@@ -82,6 +82,11 @@ private:
         int sampleSize;
     };
     QHash<const QObject *, AudioForm> audioForms; ///< by thread
-    QHash<const QObject *, int>
-        stopOrders; ///< how often each was told to stop since its last start
+    /// Orders to stop that widgets have given to a thread.
+    struct StopOrders
+    {
+        int count = 0;        ///< ever
+        bool isGiven = false; ///< since its last start
+    };
+    QHash<const QObject *, StopOrders> stopOrders; ///< by thread
 };
