@@ -23,12 +23,13 @@ FFRtspLiveThread::~FFRtspLiveThread()
 
 bool FFRtspLiveThread::parseVideoUrl()
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return false;
     }
-    const int index = flatStreamIndex(device->getStreamCountPerChannel(), channel, stream);
-    const QStringList urls = device->getRtspUrls();
+    const int index = flatStreamIndex(dev->getStreamCountPerChannel(), channel, stream);
+    const QStringList urls = dev->getRtspUrls();
     if (index < 0 || index >= urls.size()) {
         VANTRA_LOG(Logger::Error)
             << QStringLiteral("get urls (%1:%2)  fail").arg(urls.size()).arg(index);
@@ -40,11 +41,12 @@ bool FFRtspLiveThread::parseVideoUrl()
 
 int FFRtspLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return -1;
     }
-    const HRetError result = device->getCodecInfo(channel, stream, video, audio);
+    const HRetError result = dev->getCodecInfo(channel, stream, video, audio);
     if (result != HRetOk) {
         VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
         return -1;

@@ -29,13 +29,14 @@ OrvoLiveThread::~OrvoLiveThread()
 
 bool OrvoLiveThread::checkConnect()
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return false;
     }
     HChannelStatus status = HChannelDisconnected;
     for (int i = 0; i < connectTimeout / kConnectPollMs && !stopped; ++i) {
-        status = device->getConnectStatus();
+        status = dev->getConnectStatus();
         if (status == HChannelConnected)
             return true;
         msleep(kConnectPollMs);
@@ -48,9 +49,10 @@ bool OrvoLiveThread::checkConnect()
 bool OrvoLiveThread::initInput()
 {
     // While the link is down there is nothing to ask for: the reads go on timing out.
-    if (!device || device->getConnectStatus() != HChannelConnected)
+    const auto dev = boundDevice();
+    if (!dev || dev->getConnectStatus() != HChannelConnected)
         return true;
-    const HRetError result = device->enableMediaTransmit(channel, stream, true);
+    const HRetError result = dev->enableMediaTransmit(channel, stream, true);
     if (result == HRetOk || result == HRetAlready) {
         exceedCount = 0;
         return true;
@@ -68,22 +70,24 @@ bool OrvoLiveThread::initInput()
 
 void OrvoLiveThread::closeVideo()
 {
-    if (device && device->getConnectStatus() == HChannelConnected)
-        device->enableMediaTransmit(channel, stream, false);
+    const auto dev = boundDevice();
+    if (dev && dev->getConnectStatus() == HChannelConnected)
+        dev->enableMediaTransmit(channel, stream, false);
     PvProtoVideoThread::closeVideo();
 }
 
 int OrvoLiveThread::readFrame(HFrameHeader *frame, int timeoutMs)
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return DeviceReadError;
     }
-    const HRetError answer = device->readFrame(channel, stream, frame, timeoutMs);
+    const HRetError answer = dev->readFrame(channel, stream, frame, timeoutMs);
     const DeviceReadResult result = liveReadResult(answer);
     if (result == DeviceReadTimeout && timeoutCount >= kSilentTimeouts) {
         VANTRA_LOG(Logger::Info) << QStringLiteral("read [%1:%2] frame timeout(%3 ms) ")
-                                        .arg(device->getIPAddr(), QString::number(stream),
+                                        .arg(dev->getIPAddr(), QString::number(stream),
                                              QString::number(getReadTimeout()));
     } else if (result == DeviceReadError) {
         VANTRA_LOG(Logger::Error) << "read frame err " << static_cast<int>(answer);
@@ -100,11 +104,12 @@ void OrvoLiveThread::handlePreviewClose()
 
 int OrvoLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return -1;
     }
-    const HRetError result = device->getCodecInfo(channel, stream, video, audio);
+    const HRetError result = dev->getCodecInfo(channel, stream, video, audio);
     if (result != HRetOk) {
         VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
         return -1;
@@ -163,11 +168,12 @@ void OrvoLiveThread::updateAVCodec(HFrameHeader *frame)
 
 void OrvoLiveThread::updateDeviceAVCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return;
     }
-    const HRetError result = device->setCodecInfo(channel, stream, video, audio);
+    const HRetError result = dev->setCodecInfo(channel, stream, video, audio);
     if (result != HRetOk)
         VANTRA_LOG(Logger::Error) << "set codec err " << static_cast<int>(result);
 }

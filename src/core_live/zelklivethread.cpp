@@ -30,13 +30,14 @@ ZelkLiveThread::~ZelkLiveThread()
 
 bool ZelkLiveThread::checkConnect()
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return false;
     }
     HChannelStatus status = HChannelDisconnected;
     for (int i = 0; i < connectTimeout / kConnectPollMs && !stopped; ++i) {
-        status = device->getStreamStatus(channel, stream);
+        status = dev->getStreamStatus(channel, stream);
         if (status == HChannelConnected)
             return true;
         msleep(kConnectPollMs);
@@ -50,11 +51,12 @@ bool ZelkLiveThread::checkConnect()
 
 bool ZelkLiveThread::initInput()
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return false;
     }
-    const HRetError result = device->enableMediaTransmit(channel, stream, true);
+    const HRetError result = dev->enableMediaTransmit(channel, stream, true);
     if (result == HRetAlready)
         return true; // it is flowing, and need not begin anew
     if (result != HRetOk) {
@@ -65,7 +67,7 @@ bool ZelkLiveThread::initInput()
                                            .arg(static_cast<int>(result));
         return false;
     }
-    const HRetError asked = device->requestVideoIFrame(channel, stream);
+    const HRetError asked = dev->requestVideoIFrame(channel, stream);
     if (asked != HRetOk) {
         VANTRA_LOG(Logger::Warning) << QStringLiteral("req i fram fail (%1:%2:%3)")
                                            .arg(channel)
@@ -77,22 +79,24 @@ bool ZelkLiveThread::initInput()
 
 void ZelkLiveThread::closeVideo()
 {
-    if (device) // without asking for the state of the stream: that is intended
-        device->enableMediaTransmit(channel, stream, false);
+    const auto dev = boundDevice();
+    if (dev) // without asking for the state of the stream: that is intended
+        dev->enableMediaTransmit(channel, stream, false);
     PvProtoVideoThread::closeVideo();
 }
 
 int ZelkLiveThread::readFrame(HFrameHeader *frame, int timeoutMs)
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return DeviceReadError;
     }
-    const HRetError answer = device->readFrame(channel, stream, frame, timeoutMs);
+    const HRetError answer = dev->readFrame(channel, stream, frame, timeoutMs);
     const DeviceReadResult result = liveReadResult(answer);
     if (result == DeviceReadTimeout && timeoutCount >= kSilentTimeouts) {
         VANTRA_LOG(Logger::Info) << QStringLiteral("read [%1:%2] frame timeout(%3 ms) ")
-                                        .arg(device->getIPAddr(), QString::number(stream),
+                                        .arg(dev->getIPAddr(), QString::number(stream),
                                              QString::number(getReadTimeout()));
     } else if (result == DeviceReadError) {
         VANTRA_LOG(Logger::Error) << "read frame err " << static_cast<int>(answer);
@@ -109,11 +113,12 @@ void ZelkLiveThread::handlePreviewClose()
 
 int ZelkLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    if (!device) {
+    const auto dev = boundDevice();
+    if (!dev) {
         VANTRA_LOG(Logger::Error) << "dev is null";
         return -1;
     }
-    const HRetError result = device->getCodecInfo(channel, stream, video, audio);
+    const HRetError result = dev->getCodecInfo(channel, stream, video, audio);
     if (result != HRetOk) {
         VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
         return -1;

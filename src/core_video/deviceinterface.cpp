@@ -5,6 +5,8 @@
 #include "devicelink/hnetdevice.h"
 #include "log.h"
 
+#include <QMutexLocker>
+
 namespace {
 constexpr char kLogTag[] = "(dvitf)";
 }
@@ -15,13 +17,23 @@ int DeviceInterface::bindDevice(const QSharedPointer<HNetDevice> &dev)
         VANTRA_LOG(Logger::Error) << "dev is null";
         return -1;
     }
-    device = dev;
+    QSharedPointer<HNetDevice> former = dev; // goes, with all that it ends, outside the lock
+    QMutexLocker lock(&deviceMutex);
+    device.swap(former);
     return 0;
 }
 
 void DeviceInterface::unbindDevice()
 {
-    device.reset();
+    QSharedPointer<HNetDevice> former;
+    QMutexLocker lock(&deviceMutex);
+    device.swap(former);
+}
+
+QSharedPointer<HNetDevice> DeviceInterface::boundDevice() const
+{
+    QMutexLocker lock(&deviceMutex);
+    return device;
 }
 
 void DeviceInterface::setStreamChannel(int channel, int stream)

@@ -222,6 +222,53 @@ protected:
         }
     }
 
+    /// Does something that asks the device, which is let go of by everybody else in the midst of
+    /// `operation`. It has to be there until its call returns.
+    template<typename Work>
+    void isThere_inTheMidstOf(Op operation, Work work)
+    {
+        QSharedPointer<HNetDevice> device = scriptedDevice(script);
+        const QWeakPointer<HNetDevice> watched = device;
+        thread->bindDevice(device);
+        device.reset();
+        script->clearCalls();
+        bool there = false;
+        DeviceAnswer answer = HRetOk;
+        if (operation == Op::getConnectStatus || operation == Op::getStreamStatus)
+            answer = HChannelConnected;
+        answer.first = [&] {
+            thread->unbindDevice();
+            there = !watched.isNull();
+        };
+        script->enqueue(operation, answer);
+        work();
+        QCOMPARE(script->pending(operation), 0);
+        QVERIFY(there);
+        QVERIFY(watched.isNull()); // and no longer
+    }
+
+    void device_letGoOf_inMidCall_isThereUntilTheEnd()
+    {
+        HFrameHeader frame = {};
+        HVideoEncPara video;
+        HAudioEncPara audio;
+        isThere_inTheMidstOf(Op::readFrame, [&] { thread->readFrame(&frame, 10); });
+        isThere_inTheMidstOf(Op::getCodecInfo,
+                             [&] { thread->getLatestRecordCodec(video, audio); });
+        isThere_inTheMidstOf(Op::enableMediaTransmit, [&] { QVERIFY(thread->initInput()); });
+        isThere_inTheMidstOf(Op::enableMediaTransmit, [&] { thread->closeVideo(); });
+    }
+
+    void device_letGoOf_whileRunning_endsTheThread()
+    {
+        expectError(QStringLiteral("dev is null"));
+        log->expect(Logger::Error, QStringLiteral("(pvptvthr)read frame error"));
+        QVERIFY(begin());
+        thread->unbindDevice();
+        QVERIFY(waitFor([&] { return thread->isFinished(); }) && thread->wait());
+        QVERIFY(errors(QStringLiteral("dev is null")) >= 4);
+    }
+
     /// Starts the thread; false if it does not come to read.
     bool begin()
     {

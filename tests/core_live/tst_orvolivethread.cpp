@@ -31,6 +31,11 @@ private slots:
     void latestCodec_isAskedOfTheDevice() { codec_isAskedOfTheDevice(); }
     void recording_tellsBeginEndAndChannel() { recording_isNamedByItsBegin_andRenamedByItsEnd(); }
 
+    void device_letGoOf_whileItPlays_endsTheThread()
+    {
+        device_letGoOf_whileRunning_endsTheThread();
+    }
+    void device_letGoOf_inMidCall_isThereUntilTheEnd();
     void rename_ofAVanishedFile_isLogged_andKeepsTheName();
     void connect_makesNoPoll_belowATenthOfASecond();
     void connect_polls_untilConnected();
@@ -65,6 +70,17 @@ private:
         return calls.isEmpty() ? QVariantList() : calls.last().arguments.value(argument).toList();
     }
 };
+
+void TestOrvoLiveThread::device_letGoOf_inMidCall_isThereUntilTheEnd()
+{
+    LiveThreadCase::device_letGoOf_inMidCall_isThereUntilTheEnd();
+    isThere_inTheMidstOf(Op::getConnectStatus, [&] { QVERIFY(thread->checkConnect()); });
+    isThere_inTheMidstOf(Op::getConnectStatus, [&] { QVERIFY(thread->initInput()); });
+    isThere_inTheMidstOf(Op::getConnectStatus, [&] { thread->closeVideo(); });
+    script->enqueue(Op::getCodecInfo, DeviceAnswer(videoPara(), audioPara()));
+    HFrameHeader frame = {};
+    isThere_inTheMidstOf(Op::setCodecInfo, [&] { thread->beforeSaveMP4(&frame); });
+}
 
 void TestOrvoLiveThread::rename_ofAVanishedFile_isLogged_andKeepsTheName()
 {

@@ -30,6 +30,11 @@ private slots:
     void latestCodec_isAskedOfTheDevice() { codec_isAskedOfTheDevice(); }
     void recording_tellsBeginEndAndChannel() { recording_isNamedByItsBegin_andRenamedByItsEnd(); }
 
+    void device_letGoOf_whileItPlays_endsTheThread()
+    {
+        device_letGoOf_whileRunning_endsTheThread();
+    }
+    void device_letGoOf_inMidCall_isThereUntilTheEnd();
     void rename_ofAVanishedFile_isToldByQt_andKeepsTheName();
     void connect_makesNoPoll_belowATenthOfASecond();
     void connect_polls_untilTheStreamIsOpened();
@@ -44,6 +49,13 @@ private slots:
     void start_callsTheDeviceInThisOrder();
     void unwatchedMainStream_letsGoOfItsDecoder_andBeginsAnewAtTheNextViewer();
 };
+
+void TestZelkLiveThread::device_letGoOf_inMidCall_isThereUntilTheEnd()
+{
+    LiveThreadCase::device_letGoOf_inMidCall_isThereUntilTheEnd();
+    isThere_inTheMidstOf(Op::getStreamStatus, [&] { QVERIFY(thread->checkConnect()); });
+    isThere_inTheMidstOf(Op::requestVideoIFrame, [&] { QVERIFY(thread->initInput()); });
+}
 
 void TestZelkLiveThread::rename_ofAVanishedFile_isToldByQt_andKeepsTheName()
 {

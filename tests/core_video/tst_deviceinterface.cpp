@@ -43,6 +43,7 @@ private slots:
     void bindDevice_keepsTheDevice_whenGivenNull();
     void bindDevice_tellsNull_whenUnbound();
     void unbindDevice_letsGoOfTheDevice();
+    void boundDevice_outlivesTheBinding();
     void setStreamChannel_takesTheChannelFirst();
     void isStreamExceedMax_tellsRefusalsInARow();
     void boundThread_isReachedByCrossCast();
@@ -82,6 +83,7 @@ void tst_DeviceInterface::bindDevice_replacesTheDevice()
         QCOMPARE(binding.device, shortLived);
     }
     QVERIFY(released.toStrongRef()); // the binding is an owner of its own
+    QCOMPARE(binding.boundDevice(), released.toStrongRef());
     QCOMPARE(binding.bindDevice(first), 0);
     QCOMPARE(binding.device, first);
     QVERIFY(!released.toStrongRef());
@@ -131,6 +133,20 @@ void tst_DeviceInterface::unbindDevice_letsGoOfTheDevice()
     QVERIFY(binding.isStreamExceedMax());
     binding.unbindDevice();
     QVERIFY(!binding.device);
+}
+
+void tst_DeviceInterface::boundDevice_outlivesTheBinding()
+{
+    DeviceInterface binding;
+    QVERIFY(!binding.boundDevice());
+    binding.bindDevice(scriptedDevice(std::make_shared<DeviceScript>()));
+    auto share = binding.boundDevice();
+    const QWeakPointer<HNetDevice> watched = share;
+    binding.unbindDevice();
+    QVERIFY(!binding.boundDevice());
+    QVERIFY(!watched.isNull());
+    share.reset();
+    QVERIFY(watched.isNull());
 }
 
 void tst_DeviceInterface::setStreamChannel_takesTheChannelFirst()
