@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core_video/ffmpegvideothread.h"
+#include "core_videosave/savemp4ffmpeg.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -67,7 +68,8 @@ public:
 
     void renameMP4File(RecordType type) override
     {
-        note(QStringLiteral("rename(%1)").arg(type));
+        const bool isOpen = saver.at(type)->isRunning(); // then it has no name to be given yet
+        note(QStringLiteral("rename(%1)%2").arg(type).arg(isOpen ? " while open" : ""));
         ++closed[type];
     }
 

@@ -62,10 +62,17 @@ public:
         deviceResult = result;
     }
 
+    void snapFinsh() override
+    {
+        if (finishesSnaps)
+            FFmpegVideoThread::snapFinsh();
+    }
+
     std::atomic<int> packets{0}; ///< handed to saveMP4
     std::atomic<int> keyPackets{0};
     std::atomic<int> opens{0}; ///< calls of parseVideoUrl
     std::atomic<bool> urlFound{true};
+    bool finishesSnaps = true; ///< false: as if the GUI thread had no time for it yet
     std::function<void(TestThread *)> atParse;    ///< on the stream thread
     std::function<void(TestThread *)> atCodecAsk; ///< on the stream thread, after each read too
 

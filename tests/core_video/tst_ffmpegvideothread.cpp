@@ -87,6 +87,7 @@ private slots:
     void otherLayouts_areNotLentAsPlanes();
     void snapshot_data();
     void snapshot();
+    void snapshot_isPending_untilItIsFinished();
     void snapshot_withoutAName_isGivenUp();
     void snapshot_isNotTaken_ofAPictureThatIsNotOnTheCard();
     void withoutViewer_readsAndDecodesNothing_untilTheNextKeyPicture();
@@ -554,6 +555,31 @@ void TestFFmpegVideoThread::snapshot()
     end(&thread);
 }
 
+void TestFFmpegVideoThread::snapshot_isPending_untilItIsFinished()
+{
+    QTemporaryDir dir;
+    TcpSource source(clip(50));
+    TestThread thread(source.url());
+    thread.setVideoMode(VideoMode_Painter);
+    thread.previewRef() = 1;
+    thread.finishesSnaps = false;
+    announceNoAudio();
+    const QString name = dir.filePath(QStringLiteral("a.png"));
+    thread.atCodecAsk = [&](TestThread *asking) {
+        if (asking->packets == 10)
+            asking->snap(name);
+    };
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.packets == 50; }));
+    QVERIFY(thread.getIsSnap()); // a picture after the first is saved over it
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList(QStringLiteral("a.png")));
+    thread.finishesSnaps = true;
+    thread.snapFinsh();
+    QVERIFY(!thread.getIsSnap());
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList(QStringLiteral("a.jpg")));
+    end(&thread);
+}
+
 void TestFFmpegVideoThread::snapshot_withoutAName_isGivenUp()
 {
     QTemporaryDir dir;
@@ -910,6 +936,7 @@ void TestFFmpegVideoThread::failure_hardwareName()
     TestThread thread(source.url());
     thread.setHardware(QStringLiteral("nonsense"));
     log->expect(Logger::Error, QStringLiteral("(ffvdthr)hw type err 0"));
+    FFmpegHelper::hwPixFmt = AV_PIX_FMT_VAAPI; // as another thread has left it
     thread.play();
     QVERIFY(waitFor([&] {
         return log->count(Logger::Debug, QStringLiteral("(ffvdthr)init video failed")) >= 2;

@@ -116,6 +116,7 @@ private slots:
     void card_picturesAreLent_inTheFormOfTheMode_data();
     void card_picturesAreLent_inTheFormOfTheMode();
     void card_snapshotHasTheSizeThatCameDown();
+    void card_snapshotIsPending_untilItIsWritten();
     void card_snapshotFails_quietly_data();
     void card_snapshotFails_quietly();
     void card_eachThreadKeepsItsHardware();
@@ -512,6 +513,33 @@ void TestFFmpegVideoThreadFaults::card_snapshotHasTheSizeThatCameDown()
                  qPrintable(colour.name()));
         QCOMPARE(watcher.surfaces + watcher.textures, 3);
     }
+}
+
+void TestFFmpegVideoThreadFaults::card_snapshotIsPending_untilItIsWritten()
+{
+    // Not until it is finished, as one of a picture in memory: bringing one down costs more.
+    QTemporaryDir dir;
+    TcpSource source(clip(50));
+    TestThread thread(source.url());
+    thread.setHardware(QStringLiteral("vaapi"));
+    thread.setVideoMode(VideoMode_D3D11);
+    thread.previewRef() = 1;
+    thread.finishesSnaps = false;
+    announceNoAudio();
+    const QString name = dir.filePath(QStringLiteral("a.jpg"));
+    thread.atCodecAsk = [&](TestThread *asking) {
+        if (asking->packets == 0)
+            asking->snap(name);
+    };
+    Faults::hasCard = true;
+    Faults::results = picturesOnCard(3);
+    Faults::transferWidth = 160;
+    Faults::transferHeight = 120;
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.packets == 50; }));
+    QVERIFY(!thread.getIsSnap());
+    QVERIFY(QFileInfo::exists(name));
+    end(&thread);
 }
 
 void TestFFmpegVideoThreadFaults::card_snapshotFails_quietly_data()

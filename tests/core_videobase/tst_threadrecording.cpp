@@ -174,8 +174,11 @@ void TestThreadRecording::snap_makesTheFolder_andPngEndsAsJpg()
     image.fill(Qt::blue);
     QVERIFY(image.save(thread.getSnapName(), "jpg")); // as the loop does, whatever the name says
     QSignalSpy spy(&thread, &T::snapImage);
+    bool canSnapAgain = false;
+    connect(&thread, &T::snapImage, this, [&] { canSnapAgain = !thread.getIsSnap(); });
     thread.snapFinsh();
     QVERIFY(!thread.getIsSnap());
+    QVERIFY(canSnapAgain);
     QCOMPARE(thread.getSnapName(), QStringLiteral("./snap/a.jpg"));
     QVERIFY(!program.exists(QStringLiteral("snap/a.png")));
     QCOMPARE(spy.count(), 1);
