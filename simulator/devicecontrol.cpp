@@ -138,6 +138,12 @@ StreamCounts DeviceControl::counts(int channel, int stream) const
     return source == nullptr ? StreamCounts() : source->counts();
 }
 
+QString DeviceControl::problem(int channel, int stream) const
+{
+    const LiveStream *source = live(channel, stream);
+    return source == nullptr ? QString() : source->problem();
+}
+
 int DeviceControl::openStreams() const
 {
     return int(std::count_if(m_live.begin(), m_live.end(),

@@ -55,6 +55,8 @@ public:
     /// frame.
     void setForm(int channel, int stream, const StreamConfig &form);
     StreamCounts counts(int channel, int stream) const;
+    /// Why a stream has no pictures; empty if it has.
+    QString problem(int channel, int stream) const;
     /// Streams being sent.
     int openStreams() const;
     /// The device tells this number of streams instead of the true one; -1: the true one.

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "simulator/coding/footage.h"
 #include "simulator/coding/sceneencoder.h"
 #include "simulator/coding/slices.h"
 #include "simulator/coding/strip.h"
@@ -27,29 +28,24 @@ struct LoopForm
 /// any counter and text: those are in the strip, which is put in when it is sent (slices.h). The
 /// loop encodes itself on a thread of its own and can be used as soon as one group is there. Any
 /// thread.
-class Loop
+class Loop final : public Footage
 {
 public:
     /// The loop of that form, made when it is first asked for.
     static std::shared_ptr<Loop> forForm(const LoopForm &form);
 
     explicit Loop(const LoopForm &form);
-    ~Loop();
-    Loop(const Loop &) = delete;
-    Loop &operator=(const Loop &) = delete;
+    ~Loop() override;
 
     /// Pictures that can be had, whole groups; 0 at first.
-    int size() const { return m_ready; }
-    /// Whether no more will come.
-    bool isComplete() const { return m_ready == static_cast<int>(m_pictures.size()); }
+    int size() const override { return m_ready; }
+    bool isComplete() const override { return m_ready == static_cast<int>(m_pictures.size()); }
     /// Whether the encoder failed, so that there will never be any.
-    bool isBroken() const { return m_broken; }
-    int gop() const { return m_form.picture.gop; }
+    bool isBroken() const override { return m_broken; }
+    bool isKey(int index) const override { return index % m_form.picture.gop == 0; }
 
-    /// Writes picture `index` with the strip into *stream, which it empties first. A key picture
-    /// comes with the parameter sets if `withSets`.
     bool compose(int index, std::uint32_t counter, const std::string &text, bool withSets,
-                 Bytes *stream) const;
+                 Bytes *stream) const override;
 
 private:
     void encode();

@@ -110,8 +110,8 @@ void ArchiveReader::enter(int segment, qint64 from)
     m_frame = std::max(m_first, frameAt(from, here.video.fps));
     const int gop = here.video.pictureGroup();
     m_frame = m_first + (m_frame - m_first + gop - 1) / gop * gop;
-    m_tone = here.audio.codec != 0 ? std::make_shared<const Tone>(here.audio) : nullptr;
-    if (m_tone)
+    m_sound = here.audio.codec != 0 ? std::make_shared<const Sound>(here.audio) : nullptr;
+    if (m_sound)
         m_packet = (pictureTime() + here.audio.packetMs - 1) / here.audio.packetMs;
     m_loop = nullptr;
     settle();
@@ -130,12 +130,12 @@ void ArchiveReader::settle()
 
 qint64 ArchiveReader::time() const
 {
-    return m_tone ? std::min(pictureTime(), soundTime()) : pictureTime();
+    return m_sound ? std::min(pictureTime(), soundTime()) : pictureTime();
 }
 
 bool ArchiveReader::isPicture() const
 {
-    return !m_tone || pictureTime() <= soundTime();
+    return !m_sound || pictureTime() <= soundTime();
 }
 
 bool ArchiveReader::isKey() const
@@ -171,7 +171,7 @@ Frame ArchiveReader::take(bool withSets)
         frame = Frame::video(here.video, isKey(), pts, std::move(payload));
         ++m_frame;
     } else {
-        frame = Frame::audio(here.audio, pts, m_tone->packet(m_packet));
+        frame = Frame::audio(here.audio, pts, m_sound->packet(m_packet));
         ++m_packet;
     }
     settle();

@@ -5,7 +5,7 @@
 #include "simulator/coding/loop.h"
 #include "simulator/device/frame.h"
 #include "simulator/device/mediaclock.h"
-#include "simulator/device/tone.h"
+#include "simulator/device/sound.h"
 
 #include <QVector>
 
@@ -84,7 +84,7 @@ private:
     qint64 m_frame = 0;  // number of the next picture
     qint64 m_packet = 0; // number of the next sound
     std::shared_ptr<Loop> m_loop;
-    std::shared_ptr<const Tone> m_tone;
+    std::shared_ptr<const Sound> m_sound;
 };
 
 } // namespace vantrasim

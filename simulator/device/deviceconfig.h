@@ -48,7 +48,8 @@ struct StreamConfig
     VideoFormat video;
     AudioFormat audio;
     /// A media file (H.264 or H.265, with G.711 sound if any) that is sent again and again instead
-    /// of a scene. It has no counter, and `video` and `audio` are not looked at.
+    /// of a scene. It has neither counter nor identity; `video` and `audio` are not
+    /// looked at. Its sound goes round by itself. Live streams of the private protocols only.
     QString clip;
 };
 

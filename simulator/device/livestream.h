@@ -2,10 +2,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "simulator/coding/clipfootage.h"
 #include "simulator/coding/loop.h"
 #include "simulator/device/frame.h"
 #include "simulator/device/mediaclock.h"
-#include "simulator/device/tone.h"
+#include "simulator/device/sound.h"
 
 #include <condition_variable>
 #include <deque>
@@ -64,9 +65,12 @@ public:
     void codec(HVideoEncPara *video, HAudioEncPara *audio) const;
     void setCodec(const HVideoEncPara &video, const HAudioEncPara &audio);
     StreamCounts counts() const;
+    /// Why there are no pictures; empty if there are, or will be.
+    QString problem() const;
 
 private:
-    std::shared_ptr<Loop> loopOf(const VideoFormat &format) const;
+    std::shared_ptr<const Footage> footageOf(const StreamConfig &form) const;
+    std::shared_ptr<const Sound> soundOf(const StreamConfig &form) const;
     void restart(qint64 now);
     void nextGroup();
     bool prepare(qint64 now);
@@ -75,7 +79,7 @@ private:
     HRetError produce();
     HRetError producePicture();
     HRetError produceSound();
-    QByteArray soundOf(qint64 packet);
+    QByteArray packet(qint64 number);
 
     const Place m_place;
     const int m_queueMs;
@@ -88,12 +92,12 @@ private:
     bool m_keyWanted = false;
     StreamConfig m_form;
     StreamConfig m_pendingForm;
-    std::shared_ptr<Loop> m_loop;
-    std::shared_ptr<Loop> m_pendingLoop;
-    std::shared_ptr<const Tone> m_tone;
+    std::shared_ptr<const Footage> m_footage;
+    std::shared_ptr<const Footage> m_pendingFootage;
+    std::shared_ptr<const Sound> m_sound;
     FrameMangler m_mangler;
     qint64 m_frame = 0;  // number of the next picture
-    int m_index = 0;     // of the next picture in the loop
+    int m_index = 0;     // of the next picture in the footage
     qint64 m_packet = 0; // number of the next sound
     QByteArray m_echo;
     StreamCounts m_counts;

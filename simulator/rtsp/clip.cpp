@@ -159,6 +159,8 @@ bool Reader::openVideo(std::string *error)
         *error = "has no picture that can be decoded";
         return false;
     }
+    m_clip->width = parameters->width;
+    m_clip->height = parameters->height;
     if (stream->avg_frame_rate.num > 0 && stream->avg_frame_rate.den > 0)
         m_period = av_rescale_q(1, av_inv_q(stream->avg_frame_rate), kNanosecond);
 
@@ -247,6 +249,7 @@ bool Reader::addPicture(const AVPacket *packet)
     entry.key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
     if (m_entries.empty() && !entry.key)
         return true; // nothing can be decoded before the first key picture
+    picture.key = entry.key;
     m_entries.push_back(entry);
     m_clip->pictures.push_back(std::move(picture));
     return true;

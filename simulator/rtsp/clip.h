@@ -19,9 +19,12 @@ struct Clip
         std::vector<std::uint8_t> data;
         std::int64_t due = 0; ///< ns from the first picture; never falls
         std::int64_t pts = 0; ///< ns, on the same clock; not below `due`
+        bool key = false;
     };
 
     VideoForm video = VideoForm::H264;
+    int width = 0;                 ///< pixels
+    int height = 0;                ///< pixels
     std::vector<Picture> pictures; ///< in decoding order; the first is a key picture
     std::int64_t duration = 0;     ///< ns
     AudioForm audio = AudioForm::None;

@@ -4,13 +4,19 @@
 
 #include "simulator/simulateddevice.h"
 
+#include "support/clipmaker.h"
 #include "support/tone.h"
 #include "support/waitfor.h"
 
 #include "devicelink/devicerules.h"
 
 #include <QElapsedTimer>
+#include <QTemporaryDir>
 #include <QtTest>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 #include <thread>
 
@@ -85,6 +91,8 @@ private slots:
     void codecInfo_isTheForm_untilItIsSet();
     void form_changesInTheMiddle_data();
     void form_changesInTheMiddle();
+    void clip_isSentAsItIs_roundAndRound();
+    void clip_thatCannotBeRead_isAProblem();
     void calls_areCountedAndKeptInOrder();
     void streams_doNotHoldEachOtherUp();
     void everyOperation_bearsManyThreads();
@@ -494,6 +502,61 @@ void TestSimulatedDevice::form_changesInTheMiddle()
     QCOMPARE(video.width, width);
     QCOMPARE(video.codecId, qint32(codec));
     QCOMPARE(audio.codecId, qint32(HCodecG711U));
+}
+
+void TestSimulatedDevice::clip_isSentAsItIs_roundAndRound()
+{
+    const QTemporaryDir folder;
+    const QString file = folder.filePath(QStringLiteral("clip.h264"));
+    vantratest::ClipOptions options;
+    options.count = 20;
+    options.gop = 10;
+    options.width = 176;
+    options.height = 144;
+    const auto units = vantratest::makeClip(options);
+    QFile out(file);
+    QVERIFY(out.open(QIODevice::WriteOnly));
+    out.write(vantratest::joinUnits(units));
+    out.close();
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0].clip = file;
+    const Simulation sim = simulateDevice(config);
+    QCOMPARE(sim.control->problem(0, 0), QString());
+    HVideoEncPara video;
+    HAudioEncPara audio;
+    QCOMPARE(sim.device->getCodecInfo(0, 0, video, audio), HRetOk);
+    QCOMPARE(video.width, 176);
+    QCOMPARE(video.codecId, qint32(HCodecH264));
+    QVERIFY(!audio.isValid());
+    sim.device->enableMediaTransmit(0, 0, true);
+    ScriptedFault bare;
+    bare.fault = FrameFault::NoParameterSets;
+    bare.sort = FrameSort::Key;
+    bare.after = 4;
+    sim.control->faults().strike(bare);
+    FrameBuffer buffer;
+    PictureReader reader;
+    for (int i = 0; i < 45; ++i) {
+        QVERIFY(readOne(*sim.device, buffer, [](const HFrameHeader &) { return true; }));
+        QCOMPARE(buffer.header()->isKeyFrame(), i % 10 == 0);
+        QVERIFY(reader.decode(buffer));
+        const AVFrame *frame = reader.frame();
+        QCOMPARE(vantratest::readNumber(frame->data[0], frame->linesize[0], 176, 144), i % 20);
+        QCOMPARE(buffer.payload().contains(QByteArray("\0\0\1\x67", 4)), i % 10 == 0 && i != 40);
+    }
+    QCOMPARE(reader.errors(), 0);
+}
+
+void TestSimulatedDevice::clip_thatCannotBeRead_isAProblem()
+{
+    DeviceConfig config = DeviceConfig::simple(1, 2);
+    config.channels[0].streams[1].clip = QStringLiteral("/nowhere/clip.mp4");
+    const Simulation sim = simulateDevice(config);
+    QCOMPARE(sim.control->problem(0, 0), QString());
+    QVERIFY(sim.control->problem(0, 1).startsWith(QStringLiteral("/nowhere/clip.mp4 ")));
+    QCOMPARE(sim.device->enableMediaTransmit(0, 1, true), HRetOk);
+    FrameBuffer buffer;
+    QCOMPARE(sim.device->readFrame(0, 1, buffer.header(), kReadMs), HRetError(98));
 }
 
 void TestSimulatedDevice::calls_areCountedAndKeptInOrder()

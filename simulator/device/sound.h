@@ -15,20 +15,21 @@ quint8 toMuLaw(qint16 sample);
 qint16 fromALaw(quint8 code);
 qint16 fromMuLaw(quint8 code);
 
-/// A tone in the form of a stream's sound, of which any part can be had. Constant: any thread.
-class Tone
+/// The sound of a stream, of which any part can be had. Constant: any thread.
+class Sound
 {
 public:
-    explicit Tone(const AudioFormat &format);
+    /// A tone.
+    explicit Sound(const AudioFormat &format);
+    /// What is given, encoded as the format says, round and round. Not empty.
+    Sound(const AudioFormat &format, const QByteArray &coded);
 
-    const AudioFormat &format() const { return m_format; }
-    int samplesPerPacket() const { return m_format.sampleRate * m_format.packetMs / 1000; }
     /// Packet `number` of the sound since 1970, encoded.
     QByteArray packet(qint64 number) const;
 
 private:
     AudioFormat m_format;
-    QByteArray m_second; // a tone of whole Hz is the same in each second
+    QByteArray m_round; // a tone of whole Hz is the same in each second
 };
 
 /// `pcm`, 16 bit in native order, one channel, in the codec and with the channels of `format`.

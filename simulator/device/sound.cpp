@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "simulator/device/tone.h"
+#include "simulator/device/sound.h"
 
 #include <algorithm>
 #include <cmath>
@@ -75,7 +75,7 @@ QByteArray encodeSound(const QByteArray &pcm, const AudioFormat &format)
     return sound;
 }
 
-Tone::Tone(const AudioFormat &format) : m_format(format)
+Sound::Sound(const AudioFormat &format) : m_format(format)
 {
     QByteArray pcm;
     for (int i = 0; i < format.sampleRate; ++i) {
@@ -84,18 +84,22 @@ Tone::Tone(const AudioFormat &format) : m_format(format)
             qint16(std::lround(kAmplitude * std::sin(2 * kPi * turn / format.sampleRate)));
         pcm.append(reinterpret_cast<const char *>(&sample), sizeof sample);
     }
-    m_second = encodeSound(pcm, format);
+    m_round = encodeSound(pcm, format);
 }
 
-QByteArray Tone::packet(qint64 number) const
+Sound::Sound(const AudioFormat &format, const QByteArray &coded) : m_format(format), m_round(coded)
 {
-    const int bytesPerSample = m_second.size() / m_format.sampleRate;
-    const int size = samplesPerPacket() * bytesPerSample;
-    qint64 at = number % m_format.sampleRate * size % m_second.size();
+}
+
+QByteArray Sound::packet(qint64 number) const
+{
+    const int bytesPerSample = m_format.channels * (m_format.codec == HCodecPcm ? 2 : 1);
+    const int size = m_format.sampleRate * m_format.packetMs / 1000 * bytesPerSample;
+    qint64 at = number * size % m_round.size();
     QByteArray sound;
     while (sound.size() < size) {
-        const int part = std::min(size - int(sound.size()), int(m_second.size() - at));
-        sound.append(m_second.constData() + at, part);
+        const int part = std::min(size - int(sound.size()), int(m_round.size() - at));
+        sound.append(m_round.constData() + at, part);
         at = 0;
     }
     return sound;
