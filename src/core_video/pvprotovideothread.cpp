@@ -13,6 +13,7 @@ namespace {
 
 constexpr char kLogTag[] = "(pvptvthr)";
 constexpr int kPauseStepMs = 50;
+constexpr int kRestMs = 10;             ///< behind a read that was given no time to wait
 constexpr int kReadsPerTimeout = 5;     ///< a read may last this part of readTimeout
 constexpr int kTimeoutsUntilRaised = 5; ///< in a row
 constexpr int kReadErrorsSurvived = 3;  ///< in a row
@@ -154,7 +155,8 @@ void PvProtoVideoThread::run()
             reopen();
             continue;
         }
-        const int result = readFrame(frame.get(), readTimeout / kReadsPerTimeout);
+        const int timeoutMs = readTimeout / kReadsPerTimeout;
+        const int result = readFrame(frame.get(), timeoutMs);
         switch (result) {
         case DeviceReadFrame:
             failCount = 0;
@@ -162,6 +164,8 @@ void PvProtoVideoThread::run()
             break;
         case DeviceReadTimeout:
             handleTimeout();
+            if (timeoutMs <= 0) // or a quiet stream would take a whole core
+                msleep(kRestMs);
             break;
         case DeviceReadEnd:
             VANTRA_LOG(Logger::Info) << "end of file " << result;

@@ -24,7 +24,8 @@ class MediaCodec;
 /// in the disk when a recording ends; and in blocking signals. It holds nothing while it emits.
 ///
 /// Time-outs. Each read that times out asks the device for the stream again, by initInput(); the
-/// fifth in a row raises isReadTimeout(). A failed open is tried again for ever, openSleepTime
+/// fifth in a row raises isReadTimeout(). With a readTimeout below 5 a read does not wait, and a
+/// quiet stream is looked at every 10 ms. A failed open is tried again for ever, openSleepTime
 /// apart. Four read errors in a row end run(), which never starts again by itself; so does the end
 /// of a recording.
 ///

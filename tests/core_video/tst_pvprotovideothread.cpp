@@ -11,7 +11,28 @@
 
 #include <QtTest>
 
+#include <atomic>
+
 using namespace vantratest;
+
+/// A receiver that tells when a stream thread has come to a signal.
+class SignalGate : public QObject
+{
+    Q_OBJECT
+
+public:
+    std::atomic<bool> isReached{false};
+    int stood = 0;
+    bool wrongThread = false;
+
+public slots:
+    void reached() { isReached = true; }
+    void stand()
+    {
+        ++stood;
+        wrongThread |= QThread::currentThread() != thread();
+    }
+};
 
 class TestPvProtoVideoThread : public FedThreadCase
 {
@@ -31,6 +52,8 @@ private slots:
     void close_withoutOpen_tellsNobody();
     void read_getsAFifthOfTheTimeout_data();
     void read_getsAFifthOfTheTimeout();
+    void readsThatDoNotWait_areApart_data();
+    void readsThatDoNotWait_areApart();
     void timeouts_askForTheStreamAgain_andTheFifthIsRaised();
     void timeouts_countOn_evenIfTheStreamDoesNotStart();
     void readErrors_threeInARow_areSurvived();
@@ -44,6 +67,8 @@ private slots:
     void stop_endsAPausedThread();
     void stop_beforeTheFirstOpen_isOfThatRunOnly();
     void deletion_whileRunning_isSafe();
+    void deletion_whileItStandsInASignal_isSafe_data();
+    void deletion_whileItStandsInASignal_isSafe();
     void unwatched_handsNothingToTheDecoder();
     void anyFrame_isSaved_watchedOrNot();
 };
@@ -262,6 +287,33 @@ void TestPvProtoVideoThread::read_getsAFifthOfTheTimeout()
     QVERIFY(end(&thread));
 }
 
+void TestPvProtoVideoThread::readsThatDoNotWait_areApart_data()
+{
+    QTest::addColumn<int>("readTimeout");
+    QTest::newRow("none") << 0;
+    QTest::newRow("below a fifth") << 4;
+    QTest::newRow("negative") << -500;
+}
+
+void TestPvProtoVideoThread::readsThatDoNotWait_areApart()
+{
+    // Or a quiet stream would take a whole core, and ask its device without a break. A pause lasts
+    // at least its time, however slow the machine is.
+    QFETCH(int, readTimeout);
+    FedThread thread;
+    thread.setReadTimeout(readTimeout);
+    QVERIFY(begin(&thread));
+    QElapsedTimer sinceFeed;
+    sinceFeed.start();
+    for (int i = 0; i < 20; ++i)
+        thread.feed(DeviceReadTimeout);
+    QVERIFY(settle(&thread));
+    QVERIFY(sinceFeed.elapsed() >= 100);
+    QCOMPARE(thread.timeoutCount, 20);
+    QCOMPARE(thread.count(QStringLiteral("initInput")), 1 + 20);
+    QVERIFY(end(&thread));
+}
+
 void TestPvProtoVideoThread::timeouts_askForTheStreamAgain_andTheFifthIsRaised()
 {
     FedThread thread;
@@ -465,6 +517,45 @@ void TestPvProtoVideoThread::deletion_whileRunning_isSafe()
     QVERIFY(waitFor([&] { return !watcher.pictures.isEmpty(); }));
     thread.reset();
     QVERIFY(!watcher.wrongThread);
+}
+
+void TestPvProtoVideoThread::deletion_whileItStandsInASignal_isSafe_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    for (const char *name :
+         {"receivePlayStart(int)", "sig_updateCodecRender(QString,int,int)", "receiveRenderStart()",
+          "receiveFrame(int,int,quint8*,quint8*,quint8*,quint32,quint32,quint32)",
+          "sig_decoderDestroyed()", "receivePlayFinsh(QObject*)"})
+        QTest::newRow(name) << QByteArray(name);
+}
+
+void TestPvProtoVideoThread::deletion_whileItStandsInASignal_isSafe()
+{
+    // Nobody runs an event loop between the signal and the deletion, so that the stream thread
+    // stands there until it is let go.
+    QFETCH(QByteArray, name);
+    auto thread = std::make_unique<FedThread>();
+    thread->setVideoMode(VideoMode_Opengl);
+    thread->previewRef() = 1;
+    const QMetaObject *meta = thread->metaObject();
+    const QMetaMethod signal = meta->method(meta->indexOfSignal(name));
+    QVERIFY(signal.isValid());
+    SignalGate gate;
+    const QMetaObject *gateMeta = gate.metaObject();
+    connect(thread.get(), signal, &gate, gateMeta->method(gateMeta->indexOfSlot("reached()")),
+            Qt::DirectConnection);
+    connect(thread.get(), signal, &gate, gateMeta->method(gateMeta->indexOfSlot("stand()")),
+            Qt::BlockingQueuedConnection);
+    thread->feed(picture(0));
+    thread->feed(picture(0, 1, 640, 480)); // in place of the first decoder
+    thread->feed(DeviceReadEnd);
+    thread->play();
+    for (int i = 0; i < 20000 && !gate.isReached; ++i)
+        QThread::msleep(1);
+    QVERIFY(gate.isReached);
+    thread.reset();
+    QVERIFY(gate.stood <= 1);
+    QVERIFY(!gate.wrongThread);
 }
 
 void TestPvProtoVideoThread::unwatched_handsNothingToTheDecoder()

@@ -41,6 +41,7 @@ private slots:
     void sameForm_keepsTheDecoder();
     void newHardware_makesANewDecoder_atTheNextKeyFrame();
     void receiver_mayChooseModeAndHardware_justBeforeTheDecoderIsMade();
+    void receiver_mayChooseModeAndHardware_whenAViewerReturns();
     void longHardwareName_isCut_andMakesNoNewDecoder();
     void decoder_isStillThere_whenItsEndIsTold();
 };
@@ -526,6 +527,40 @@ void TestPvProtoVideoThreadDecode::receiver_mayChooseModeAndHardware_justBeforeT
     QCOMPARE(QByteArray(thread.videoParam.hw_device), QByteArray("chosen"));
     QCOMPARE(watcher.twoPlanes, 1);
     QVERIFY(watcher.images.isEmpty());
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThreadDecode::receiver_mayChooseModeAndHardware_whenAViewerReturns()
+{
+    // The decoder of the viewer before gives one more picture, in the way that is wanted now; the
+    // next key frame has the decoder that was chosen.
+    announceSoftwareFallback(QStringLiteral("h264"), QStringLiteral("chosen"));
+    FedThread thread;
+    thread.setVideoMode(VideoMode_Painter);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    thread.feed(picture(0));
+    QVERIFY(settle(&thread));
+    thread.previewRef() = 0;
+    thread.feed(picture(1));
+    QVERIFY(settle(&thread));
+    watcher.atEvent = [&](const QString &event) {
+        if (event.startsWith(QLatin1String("codecRender"))) {
+            thread.setVideoMode(VideoMode_Opengl);
+            thread.setHardware(QStringLiteral("chosen"));
+        }
+    };
+    thread.previewRef() = 1;
+    thread.feed(picture(10));
+    QVERIFY(settle(&thread));
+    QCOMPARE(created(), 1);
+    QCOMPARE(watcher.twoPlanes, 1);
+    thread.feed(picture(20));
+    QVERIFY(settle(&thread));
+    QCOMPARE(created(), 2);
+    QCOMPARE(watcher.twoPlanes, 2);
+    QCOMPARE(watcher.images.size(), 1);
     QVERIFY(end(&thread));
 }
 

@@ -12,9 +12,50 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
+#include <cstring>
 #include <limits>
 
 using namespace vantratest;
+
+namespace {
+
+/// Of a device that says it has read, and writes only the first bytes of a frame, if any.
+class LazyThread final : public PvProtoVideoThread
+{
+public:
+    explicit LazyThread(int written) : written(written) {}
+    ~LazyThread() override { endRun(); }
+
+    std::atomic<int> reads{0};
+
+protected:
+    int readFrame(HFrameHeader *frame, int) override
+    {
+        if (++reads > 6)
+            return DeviceReadEnd;
+        const HFrameHeader garbage = {-1, 4, 0xffffffffu, 3, -1, -1, -1, -1, -1, -1, {}};
+        if (reads % 2 == 0)
+            memcpy(frame, &garbage, size_t(written));
+        return DeviceReadFrame;
+    }
+    int getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio) override
+    {
+        video.codecId = HCodecH264;
+        video.width = video.height = 16;
+        audio = {HCodecG711A, 8000, 16, 1};
+        return 0;
+    }
+    void setMP4FileName(RecordType type) override
+    {
+        setFileName(type, getSavePath(type) + QStringLiteral("/a.mp4"));
+    }
+
+private:
+    const int written;
+};
+
+} // namespace
 
 class TestPvProtoVideoThreadHostile : public FedThreadCase
 {
@@ -33,6 +74,8 @@ private slots:
     void payloadBeyondTheBuffer_failsThatFrameOnly();
     void largestFrame_isDecoded();
     void frameShorterThanItSays_isDecodedFromWhatTheBufferHolds();
+    void readThatWritesLessThanARecord_isSurvived_data();
+    void readThatWritesLessThanARecord_isSurvived();
     void codecNull_isLogged();
 };
 
@@ -214,6 +257,34 @@ void TestPvProtoVideoThreadHostile::frameShorterThanItSays_isDecodedFromWhatTheB
     QVERIFY(settle(&thread));
     QCOMPARE(watcher.pictures.size(), 1);
     QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThreadHostile::readThatWritesLessThanARecord_isSurvived_data()
+{
+    QTest::addColumn<int>("written");
+    for (const int bytes : {0, 3, 8, 12, 20, 47})
+        QTest::newRow(qPrintable(QString::number(bytes))) << bytes;
+}
+
+void TestPvProtoVideoThreadHostile::readThatWritesLessThanARecord_isSurvived()
+{
+    // What stands in the buffer counts: nothing at first, then what was read before.
+    QFETCH(int, written);
+    log->expectMatching(Logger::Error, QRegularExpression(".*"));
+    log->expectMatching(Logger::Warning, QRegularExpression(".*"));
+    QTemporaryDir folder;
+    LazyThread thread(written);
+    thread.setVideoMode(VideoMode_Painter);
+    thread.setSavePath(AbstractVideoThread::MANUAL_RECORD, folder.path());
+    thread.recordStart(AbstractVideoThread::MANUAL_RECORD);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.isFinished(); }) && thread.wait());
+    QCOMPARE(thread.reads.load(), 7);
+    QVERIFY(watcher.images.isEmpty());
+    QVERIFY(watcher.sound.isEmpty());
+    QVERIFY(log->count(Logger::Error, QStringLiteral("(pvptvthr)decode video frame err")) > 0);
 }
 
 void TestPvProtoVideoThreadHostile::codecNull_isLogged()

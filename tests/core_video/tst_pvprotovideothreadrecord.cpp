@@ -10,6 +10,8 @@
 
 #include <QtTest>
 
+#include <limits>
+
 using namespace vantratest;
 
 class TestPvProtoVideoThreadRecord : public FedRecordCase
@@ -36,6 +38,7 @@ private slots:
     void fileThatCannotBeOpened_isTriedAgain_underANewName();
     void frameTypeAboveFour_goesToTheWriter();
     void payloadBeyondTheBuffer_isNotWritten();
+    void stampsOfAnyKind_leaveThePicturesAroundThem();
 };
 
 // --- Begin and end -------------------------------------------------------------------------------
@@ -393,6 +396,38 @@ void TestPvProtoVideoThreadRecord::payloadBeyondTheBuffer_isNotWritten()
     QVERIFY(send(&thread, pictures(2, 3)));
     QVERIFY(end(&thread));
     plays(thread.closedFiles().first(), kH264, numbers(0, 5), true);
+}
+
+void TestPvProtoVideoThreadRecord::stampsOfAnyKind_leaveThePicturesAroundThem()
+{
+    log->expectMatching(Logger::Error, QRegularExpression("^\\(svmp4ff\\)write .* err "));
+    log->expectMatching(Logger::Warning, QRegularExpression("^\\(svmp4ff\\).* pts \\(.*\\)$"));
+    FedThread thread;
+    prepare(&thread);
+    thread.recordStart(Manual);
+    QVERIFY(begin(&thread));
+    QVERIFY(send(&thread, pictures(0, 3)));
+    const qint64 stamps[] = {std::numeric_limits<qint64>::max(),
+                             std::numeric_limits<qint64>::min(),
+                             std::numeric_limits<qint64>::min(),
+                             -1,
+                             0,
+                             std::numeric_limits<qint64>::max() - 1};
+    int number = 3;
+    for (const qint64 stamp : stamps) {
+        ScriptedFrame frame = picture(number++);
+        frame.header.pts = stamp;
+        ScriptedFrame tone = sound(number);
+        tone.header.pts = stamp;
+        thread.feed({frame, tone});
+        QVERIFY(settle(&thread));
+    }
+    QVERIFY(send(&thread, pictures(number, 20, 1, 320, 240, 2000)));
+    QVERIFY(end(&thread));
+    const RecordedFile file = readRecording(thread.closedFiles().first());
+    QCOMPARE(file.error, QString());
+    for (const int sent : numbers(0, 3) + numbers(number + 1, 19))
+        QVERIFY2(file.pictures.contains(sent), qPrintable(QString::number(sent)));
 }
 
 QTEST_GUILESS_MAIN(TestPvProtoVideoThreadRecord)
