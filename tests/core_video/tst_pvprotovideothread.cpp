@@ -50,6 +50,7 @@ private slots:
     void initOption_leavesNoDecoderBehind();
     void end_resetsTheSession_andIsReadyForTheNext();
     void close_withoutOpen_tellsNobody();
+    void close_afterAnOpen_forgetsTheDay();
     void read_getsAFifthOfTheTimeout_data();
     void read_getsAFifthOfTheTimeout();
     void readsThatDoNotWait_areApart_data();
@@ -264,6 +265,18 @@ void TestPvProtoVideoThread::close_withoutOpen_tellsNobody()
     QVERIFY(!thread.keyFrameSeen);
     QCOMPARE(thread.recordDate, QDate(2026, 5, 1));
     QVERIFY(recorder.names().isEmpty());
+}
+
+void TestPvProtoVideoThread::close_afterAnOpen_forgetsTheDay()
+{
+    FedThread thread;
+    SignalRecorder recorder;
+    recorder.watch(&thread, &AbstractVideoThread::receivePlayFinsh, "playFinsh");
+    thread.playedOnce = true;
+    thread.recordDate = QDate(2026, 5, 1);
+    thread.closeVideo();
+    QVERIFY(!thread.recordDate.isValid());
+    QCOMPARE(recorder.names(), QStringList("playFinsh"));
 }
 
 void TestPvProtoVideoThread::read_getsAFifthOfTheTimeout_data()

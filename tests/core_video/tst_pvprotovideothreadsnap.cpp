@@ -99,6 +99,7 @@ void TestPvProtoVideoThreadSnap::snapshot_ofPng_endsAsJpg()
 void TestPvProtoVideoThreadSnap::snapshot_withoutRgb_waitsForTheNextPicture()
 {
     QTemporaryDir folder;
+    const QString before = folder.filePath(QStringLiteral("before.jpg"));
     const QString name = folder.filePath(QStringLiteral("a.jpg"));
     FedThread thread;
     thread.setVideoMode(VideoMode_Opengl);
@@ -106,18 +107,23 @@ void TestPvProtoVideoThreadSnap::snapshot_withoutRgb_waitsForTheNextPicture()
     ThreadWatcher watcher(&thread);
     // Asked for while a picture is being handed over, which was decoded without RGB.
     watcher.atFrame = [&] {
-        if (watcher.pictures.size() == 2)
+        if (watcher.pictures.size() == 3)
             thread.snap(name);
     };
     QVERIFY(begin(&thread));
-    thread.feed(pictures(0, 2));
+    thread.snap(before);
+    thread.feed(picture(0));
+    QVERIFY(settle(&thread));
+    QCOMPARE(numberIn(QImage(before)), 0);
+    thread.clearCalls();
+    thread.feed(pictures(1, 2));
     QVERIFY(settle(&thread));
     QCOMPARE(thread.count(QStringLiteral("decodeImage")), 1);
     QVERIFY(thread.getIsSnap());
-    QVERIFY(!QFile::exists(name));
-    thread.feed(picture(2));
+    QVERIFY(!QFile::exists(name)); // least of all the picture of the last snapshot
+    thread.feed(picture(3));
     QVERIFY(settle(&thread));
-    QCOMPARE(numberIn(QImage(name)), 2);
+    QCOMPARE(numberIn(QImage(name)), 3);
     QVERIFY(end(&thread));
 }
 
