@@ -64,6 +64,7 @@ int Mp4File::createMp4(const QByteArray &fileName, const HVideoEncPara &video,
                        const HAudioEncPara &audio)
 {
     fail(); // what an attempt without a recording has left open
+    noRoom = false;
     AVFormatContext *ctx = nullptr;
     avformat_alloc_output_context2(&ctx, nullptr, nullptr, fileName.constData());
     if (!ctx) {
@@ -174,6 +175,7 @@ int Mp4File::openFile(const QByteArray &fileName)
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << QStringLiteral("avio open %1 err %2")
                                          .arg(QString::fromUtf8(fileName), QString::number(result));
+        noRoom = meansNoRoom(result);
         return -1;
     }
     pb.reset(opened);
@@ -212,12 +214,14 @@ void Mp4File::closeMp4()
                                              .arg(QString::number(result), ffmpegErrorText(result));
         }
     }
+    noRoom = isDiskFull();
     closeFile();
     aacEncoder.reset();
 }
 
 int Mp4File::fail()
 {
+    noRoom = isDiskFull();
     pb.reset();
     closeFile();
     aacEncoder.reset();
@@ -227,6 +231,7 @@ int Mp4File::fail()
 void Mp4File::closeFile()
 {
     const int result = pb ? avio_close(pb.release()) : 0;
+    noRoom |= meansNoRoom(result);
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << QStringLiteral("avio close err (%1:%2)")
                                          .arg(QString::number(result), ffmpegErrorText(result));

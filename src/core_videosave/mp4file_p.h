@@ -42,7 +42,7 @@ public:
     void closeMp4();
 
     /// Whether the system has refused bytes of the file because there was no room for them. The file
-    /// gets none any more then, also when there is room again.
+    /// gets none any more then, also when there is room again. Holds until the next createMp4().
     bool isDiskFull() const;
 
     Mp4Stream videoStream() const { return streamAt(videoIndex); }
@@ -98,6 +98,7 @@ private:
     int audioIndex = -1;
     int frameSamples = 0; ///< of the device's sound in one AAC frame
     bool headerWritten = false;
+    bool noRoom = false; ///< of a file that is closed, or could not be opened
     H265Sets h265Sets;
     bool awaitsParameterSets = true; ///< of the video
     HAudioEncPara soundPara;
@@ -109,6 +110,8 @@ private:
     Held held;
 };
 
+/// Whether an FFmpeg result says that the disk, or the share of it, is full.
+bool meansNoRoom(int result);
 /// AVCodecID of a HAVCodecID, 0 for one that cannot be recorded.
 AVCodecID getCodecId(int codecId);
 /// Bytes of the ADTS frame that begins there, header and all; `size` if it is none.

@@ -190,9 +190,14 @@ bool Mp4File::isKeyPicture(const AVPacket *packet) const
     return packet->stream_index == videoIndex && (packet->flags & AV_PKT_FLAG_KEY);
 }
 
+bool meansNoRoom(int result)
+{
+    return result == AVERROR(ENOSPC) || result == AVERROR(EDQUOT);
+}
+
 bool Mp4File::isDiskFull() const
 {
-    return pb && (pb->error == AVERROR(ENOSPC) || pb->error == AVERROR(EDQUOT));
+    return noRoom || (pb && meansNoRoom(pb->error));
 }
 
 int Mp4File::writeToMuxer(AVPacket *packet)

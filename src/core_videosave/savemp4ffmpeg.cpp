@@ -115,6 +115,7 @@ bool SaveMp4FFmpeg::init()
     }
     if (m->file.createMp4(fileName.toUtf8(), m->vcodecPar, m->acodecPar) != 0) {
         VANTRA_LOG(Logger::Error) << "creat mp4 err";
+        m->diskFull = m->file.isDiskFull();
         return false;
     }
     if (m->acodecPar.isValid() && !m->file.createEncoder(m->acodecPar))
@@ -247,6 +248,7 @@ void SaveMp4FFmpeg::close()
     }
     m->queue.clearQueue();
     m->file.closeMp4();
+    m->diskFull = m->file.isDiskFull();
     m->queue.semaphore.destroy();
 }
 

@@ -43,8 +43,9 @@ public:
     /// Of the packets that wait for the writer. Usable on any thread.
     bool isQueueEmpty() const;
     bool isQueueFull() const;
-    /// Whether the disk was full when the file should have grown. Packets are still taken, and lost:
-    /// only the next open() can make use of room that there is by then. Usable on any thread.
+    /// Whether the disk was full when the file should have been made, or grown; holds until the
+    /// next open(). Packets are still taken, and lost: only the next open() can make use of room
+    /// that there is by then. Usable on any thread.
     bool isDiskFull() const;
 
 public slots:
