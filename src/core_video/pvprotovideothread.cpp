@@ -3,10 +3,10 @@
 #include "core_video/pvprotovideothread.h"
 
 #include "core_codec/mediacodec.h"
+#include "core_videobase/threadframebuffer_p.h"
 #include "devicelink/devicerules.h"
 #include "log.h"
 
-#include <cstdlib>
 #include <limits>
 
 namespace {
@@ -17,20 +17,6 @@ constexpr int kRestMs = 10;             ///< behind a read that was given no tim
 constexpr int kReadsPerTimeout = 5;     ///< a read may last this part of readTimeout
 constexpr int kTimeoutsUntilRaised = 5; ///< in a row
 constexpr int kReadErrorsSurvived = 3;  ///< in a row
-
-struct FreeFrame
-{
-    void operator()(HFrameHeader *frame) const { std::free(frame); }
-};
-
-/// The one buffer of a loop. Zeroed, so that a frame which claims to be longer than what was
-/// written shows nothing of other memory; the system does that page by page as it is used.
-using FrameBuffer = std::unique_ptr<HFrameHeader, FreeFrame>;
-
-FrameBuffer makeFrameBuffer()
-{
-    return FrameBuffer(static_cast<HFrameHeader *>(std::calloc(1, kHFrameBufferSize)));
-}
 
 } // namespace
 

@@ -1,0 +1,449 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// The files of downloads: where they are cut, what is in them, and how they are called.
+#include "downloadcase.h"
+
+using namespace vantratest;
+
+class TestOrvoVodDLFiles : public DownloadCase
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { quietConsole(); }
+
+    void name_tellsFirstAndLastPicture_onTheDayOfTheRequest_data();
+    void name_tellsFirstAndLastPicture_onTheDayOfTheRequest();
+    void name_beforeTheEnd_hasNoEnd();
+    void name_thatIsTaken_isReplaced();
+    void name_isMissing_withoutADay();
+    void folderThatIsGone_leavesNoFile_andTheDownloadGoesOn();
+    void interval_cuts_whenItIsOver_data();
+    void interval_cuts_whenItIsOver();
+    void interval_countsFromEachFile();
+    void interval_cutsAtKeyPicturesOnly();
+    void changedForm_cuts_data();
+    void changedForm_cuts();
+    void changedCodec_makesAFileOfTheOther();
+    void changedSound_cuts_onlyWhereSoundIsSaved_data();
+    void changedSound_cuts_onlyWhereSoundIsSaved();
+    void soundThatIsNotThere_butDescribed_cutsAtEachKeyPicture();
+    void failedDescription_cuts_andTheOldFormHolds();
+    void formIsAsked_atKeyPicturesOnly();
+    void firstFrames_areDropped_untilAKeyPicture();
+    void firstSound_isDropped_untilAKeyPicture();
+    void sound_isSaved_onlyIfWanted_data();
+    void sound_isSaved_onlyIfWanted();
+    void gaps_areJoined_data();
+    void gaps_areJoined();
+
+private:
+    /// Pictures of all files, in the order of their names.
+    QVector<int> allPictures() const
+    {
+        QVector<int> pictures;
+        for (const QString &file : files())
+            pictures += read(file).pictures;
+        return pictures;
+    }
+};
+
+// --- Names --------------------------------------------------------------------------------------
+
+void TestOrvoVodDLFiles::name_tellsFirstAndLastPicture_onTheDayOfTheRequest_data()
+{
+    QTest::addColumn<QDateTime>("request");
+    QTest::addColumn<qint64>("first");
+    QTest::addColumn<qint64>("last");
+    QTest::addColumn<QString>("name");
+    const QDateTime morning(day(), QTime(9, 0));
+    QTest::newRow("within a day") << morning << at(10, 0, 0) << at(10, 0, 0, 999)
+                                  << "20260314T100000_20260314T100000_3.mp4";
+    QTest::newRow("cut to seconds") << morning << at(10, 0, 0, 999) << at(10, 0, 2, 1)
+                                    << "20260314T100000_20260314T100002_3.mp4";
+    QTest::newRow("whole day") << morning << at(0, 0, 0) << at(23, 59, 59, 999)
+                               << "20260314T000000_20260314T235959_3.mp4";
+    QTest::newRow("over midnight") << morning << at(23, 59, 50) << at(0, 0, 10, 0, 1)
+                                   << "20260314T000000_20260314T000010_3.mp4";
+    QTest::newRow("just over midnight") << morning << at(23, 59, 59, 960) << at(0, 0, 0, 0, 1)
+                                        << "20260314T000000_20260314T000000_3.mp4";
+    QTest::newRow("another day") << morning << at(10, 0, 0, 0, 5) << at(10, 0, 7, 0, 5)
+                                 << "20260314T100000_20260314T100007_3.mp4";
+    QTest::newRow("backwards") << morning << at(10, 0, 7) << at(10, 0, 0)
+                               << "20260314T000000_20260314T100000_3.mp4";
+    QTest::newRow("same time a day later")
+        << morning << at(10, 0, 0) << at(10, 0, 0, 0, 1) << "20260314T100000_20260314T100000_3.mp4";
+    // The clock goes from two to three in the night of that day.
+    QTest::newRow("hour that does not exist")
+        << QDateTime(QDate(2026, 3, 8), QTime(0, 0)) << at(2, 29, 59) << at(2, 30, 1)
+        << "20260308T022959_20260308T023001_3.mp4";
+    QTest::newRow("request in UTC")
+        << QDateTime(QDate(2026, 3, 15), QTime(1, 0), Qt::UTC) << at(10, 0, 0) << at(10, 0, 1)
+        << "20260315T100000_20260315T100001_3.mp4";
+    QTest::newRow("before 1970") << morning << qint64(-2000) << qint64(-1)
+                                 << "20260314T235958_20260314T235959_3.mp4";
+}
+
+void TestOrvoVodDLFiles::name_tellsFirstAndLastPicture_onTheDayOfTheRequest()
+{
+    QFETCH(QDateTime, request);
+    QFETCH(qint64, first);
+    QFETCH(qint64, last);
+    QFETCH(QString, name);
+    announceSteps();
+    thread->setDateTime(request, request.addDays(1));
+    send(picture(0, first));
+    send(picture(1, first + 20));
+    send(picture(2, last));
+    sendEnd();
+    run();
+    QCOMPARE(files(), QStringList{name});
+    QCOMPARE(read(name).pictures, numbers(0, 3));
+}
+
+void TestOrvoVodDLFiles::name_beforeTheEnd_hasNoEnd()
+{
+    thread->setReadTimeout(2000);
+    sendPictures(0, 3, at(23, 59, 59, 960));
+    thread->startDL();
+    QVERIFY(waitFor([&] { return script->count(Op::vodReadDLFrame) > 3; }));
+    QCOMPARE(files(), QStringList{"20260314T235959.mp4"});
+    thread->stopDL();
+    QCOMPARE(files(), QStringList{"20260314T000000_20260314T000000_3.mp4"});
+}
+
+void TestOrvoVodDLFiles::name_thatIsTaken_isReplaced()
+{
+    for (const int count : {5, 8}) {
+        sendPictures(0, count, at(10, 0, 0));
+        sendEnd();
+        run();
+        QCOMPARE(files(), QStringList{"20260314T100000_20260314T100000_3.mp4"});
+        QCOMPARE(allPictures(), numbers(0, count));
+    }
+}
+
+void TestOrvoVodDLFiles::name_isMissing_withoutADay()
+{
+    thread->setDateTime(QDateTime(), QDateTime());
+    sendPictures(0, 2, at(10, 0, 0));
+    sendEnd();
+    run();
+    QCOMPARE(files(), QStringList{"__3.mp4"});
+}
+
+/// What cannot be opened is tried again at the next key picture.
+void TestOrvoVodDLFiles::folderThatIsGone_leavesNoFile_andTheDownloadGoesOn()
+{
+    log->expectMatching(
+        Logger::Error, QRegularExpression("^\\(svmp4ff\\)(avio open .* err -\\d+|creat mp4 err)$"));
+    for (int i = 0; i < 30; ++i) {
+        DeviceAnswer answer(picture(i, at(10, 0, 0) + i * 100));
+        if (i == 0)
+            answer.first = [this] { QDir(thread->saveDir).removeRecursively(); };
+        if (i == 15)
+            answer.first = [this] { QDir().mkpath(thread->saveDir); };
+        send(answer);
+    }
+    sendEnd();
+    run();
+    QCOMPARE(log->missing(), QStringList());
+    QCOMPARE(log->count(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err")), 2);
+    QVERIFY(ok());
+    QCOMPARE(recorder->count("error"), 0);
+    QCOMPARE(files(), QStringList{"20260314T100002_20260314T100002_3.mp4"});
+    QCOMPARE(allPictures(), numbers(20, 10));
+}
+
+// --- Cuts ---------------------------------------------------------------------------------------
+
+void TestOrvoVodDLFiles::interval_cuts_whenItIsOver_data()
+{
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<qint64>("second");
+    QTest::addColumn<QStringList>("names");
+    const QString day = QStringLiteral("20260314T");
+    const auto name = [day](const char *begin, const char *end) {
+        return day + begin + "_" + day + end + "_3.mp4";
+    };
+    QTest::newRow("60.000 s") << 60 << qint64(60000) << QStringList{name("100000", "100100")};
+    QTest::newRow("60.001 s") << 60 << qint64(60001)
+                              << QStringList{name("100000", "100100"), name("100100", "100100")};
+    QTest::newRow("1.001 s") << 1 << qint64(1001)
+                             << QStringList{name("100000", "100001"), name("100001", "100001")};
+    QTest::newRow("no limit") << 0 << qint64(3600000) << QStringList{name("100000", "110000")};
+    QTest::newRow("default") << -1 << qint64(3600000) << QStringList{name("100000", "110000")};
+    QTest::newRow("backwards") << 60 << qint64(-100000) << QStringList{name("000000", "095820")};
+}
+
+void TestOrvoVodDLFiles::interval_cuts_whenItIsOver()
+{
+    QFETCH(int, interval);
+    QFETCH(qint64, second);
+    QFETCH(QStringList, names);
+    announceSteps();
+    if (interval >= 0)
+        thread->setSaveInterval(interval);
+    send(picture(0, at(10, 0, 0)));
+    send(picture(1, at(10, 0, 0) + 40));
+    send(picture(10, at(10, 0, 0) + second));
+    sendEnd();
+    run();
+    QCOMPARE(files(), names);
+    QCOMPARE(allPictures(), QVector<int>({0, 1, 10}));
+}
+
+void TestOrvoVodDLFiles::interval_countsFromEachFile()
+{
+    announceSteps();
+    thread->setSaveInterval(2);
+    for (int i = 0; i < 7; ++i)
+        send(picture(i * 10, at(10, 0, 0) + i * 1000));
+    sendEnd();
+    run();
+    // Each ends with the key picture that is more than two seconds after its first one.
+    QCOMPARE(files(), QStringList({"20260314T100000_20260314T100003_3.mp4",
+                                   "20260314T100003_20260314T100006_3.mp4",
+                                   "20260314T100006_20260314T100006_3.mp4"}));
+    QCOMPARE(allPictures(), QVector<int>({0, 10, 20, 0, 10, 20, 0}));
+}
+
+void TestOrvoVodDLFiles::interval_cutsAtKeyPicturesOnly()
+{
+    announceSteps();
+    thread->setSaveInterval(1);
+    for (int i = 0; i < 12; ++i)
+        send(picture(i, at(10, 0, 0) + i * 500));
+    sendEnd();
+    run();
+    QCOMPARE(files(), QStringList({"20260314T100000_20260314T100005_3.mp4",
+                                   "20260314T100005_20260314T100005_3.mp4"}));
+    QCOMPARE(read(files().first()).pictures, numbers(0, 10));
+}
+
+void TestOrvoVodDLFiles::changedForm_cuts_data()
+{
+    QTest::addColumn<VodSdp>("form");
+    QTest::addColumn<bool>("cuts");
+    VodSdp form = sdp();
+    QTest::newRow("nothing") << form << false;
+    form.sdpMark = 2;
+    QTest::newRow("mark") << form << true;
+    form.video = HVideoEncPara();
+    QTest::newRow("mark, and the video is not valid") << form << true;
+    form = sdp();
+    form.video.width = 640;
+    QTest::newRow("size") << form << true;
+    form = sdp();
+    form.video.frameRate = 12;
+    form.video.bitRate = 5000;
+    QTest::newRow("rates") << form << false;
+    form = sdp();
+    form.video.codecId = 9;
+    QTest::newRow("video that is not valid") << form << false;
+    form = sdp();
+    form.hasVideo = false;
+    QTest::newRow("no video any more") << form << false;
+    form = sdp();
+    form.hasAudio = false;
+    form.audio = HAudioEncPara();
+    QTest::newRow("no sound any more") << form << false;
+}
+
+void TestOrvoVodDLFiles::changedForm_cuts()
+{
+    QFETCH(VodSdp, form);
+    QFETCH(bool, cuts);
+    thread->setSaveAudio(true);
+    describeOnce(sdp());
+    describeOnce(form); // whether it has changed; what a new file is for is asked once more
+    sendPictures(0, 20, at(10, 0, 0, 600));
+    sendEnd();
+    run();
+    QVERIFY(ok());
+    QCOMPARE(files(), cuts ? QStringList({"20260314T100000_20260314T100001_3.mp4",
+                                          "20260314T100001_20260314T100001_3.mp4"})
+                           : QStringList{"20260314T100000_20260314T100001_3.mp4"});
+    QCOMPARE(allPictures(), numbers(0, 20));
+    QCOMPARE(script->count(Op::vodGetDownloadSdp), cuts ? 3 : 2);
+}
+
+void TestOrvoVodDLFiles::changedCodec_makesAFileOfTheOther()
+{
+    VodSdp other = sdp(2);
+    other.video = videoPara(2);
+    describeOnce(sdp());
+    describe(other);
+    sendPictures(0, 10, at(10, 0, 0));
+    sendPictures(0, 10, at(10, 0, 1), 2);
+    announceSteps();
+    sendEnd();
+    run();
+    QCOMPARE(files().size(), 2);
+    QCOMPARE(read(files().first()).videoCodec, 27); // H.264
+    QCOMPARE(read(files().last()).videoCodec, 173); // H.265
+    QCOMPARE(allPictures(), numbers(0, 10) + numbers(0, 10));
+}
+
+void TestOrvoVodDLFiles::changedSound_cuts_onlyWhereSoundIsSaved_data()
+{
+    QTest::addColumn<bool>("saveAudio");
+    QTest::addColumn<bool>("valid");
+    QTest::addColumn<bool>("cuts");
+    QTest::newRow("saved") << true << true << true;
+    QTest::newRow("not saved") << false << true << false;
+    QTest::newRow("saved, but not valid") << true << false << false;
+}
+
+void TestOrvoVodDLFiles::changedSound_cuts_onlyWhereSoundIsSaved()
+{
+    QFETCH(bool, saveAudio);
+    QFETCH(bool, valid);
+    QFETCH(bool, cuts);
+    thread->setSaveAudio(saveAudio);
+    VodSdp other = sdp();
+    other.audio.codecId = valid ? HCodecG711U : 7;
+    describeOnce(sdp());
+    describe(other);
+    sendPictures(0, 20, at(10, 0, 0, 600));
+    sendEnd();
+    run();
+    QCOMPARE(files().size(), cuts ? 2 : 1);
+    QCOMPARE(allPictures(), numbers(0, 20));
+}
+
+/// The form of sound that is not there is not kept, so it always looks new.
+void TestOrvoVodDLFiles::soundThatIsNotThere_butDescribed_cutsAtEachKeyPicture()
+{
+    thread->setSaveAudio(true);
+    VodSdp form = sdp();
+    form.hasAudio = false;
+    describe(form);
+    sendPictures(0, 10, at(10, 0, 0));
+    sendPictures(10, 10, at(10, 0, 1));
+    sendPictures(20, 10, at(10, 0, 2));
+    announceSteps();
+    sendEnd();
+    run();
+    QCOMPARE(files().size(), 3);
+    QCOMPARE(allPictures(), numbers(0, 30));
+    QCOMPARE(read(files().first()).audioCodec, 0);
+}
+
+void TestOrvoVodDLFiles::failedDescription_cuts_andTheOldFormHolds()
+{
+    expectError(QStringLiteral("vod get dl sdp err"));
+    describeOnce(sdp());
+    describeOnce(HRetBusy); // has it changed?
+    describeOnce(HRetBusy); // what is it? In silence.
+    sendPictures(0, 10, at(10, 0, 0, 600));
+    sendPictures(10, 20, at(10, 0, 1));
+    sendEnd();
+    run();
+    QVERIFY(ok());
+    QCOMPARE(log->count(Logger::Error, line(QStringLiteral("vod get dl sdp err"))), 1);
+    QCOMPARE(files(), QStringList({"20260314T100000_20260314T100001_3.mp4",
+                                   "20260314T100001_20260314T100001_3.mp4"}));
+    QCOMPARE(read(files().first()).pictures, numbers(0, 10));
+    QCOMPARE(read(files().last()).pictures, numbers(10, 20));
+}
+
+void TestOrvoVodDLFiles::formIsAsked_atKeyPicturesOnly()
+{
+    sendPictures(1, 29, at(10, 0, 0));
+    send(sound(0, at(10, 0, 2)));
+    sendEnd();
+    run();
+    QCOMPARE(script->count(Op::vodGetDownloadSdp), 2); // at pictures 10 and 20
+}
+
+// --- What is in them ----------------------------------------------------------------------------
+
+void TestOrvoVodDLFiles::firstFrames_areDropped_untilAKeyPicture()
+{
+    sendPictures(4, 10, at(10, 0, 0));
+    sendEnd();
+    run();
+    QCOMPARE(allPictures(), numbers(10, 4));
+    QVERIFY(read(files().first()).keys.value(0));
+}
+
+void TestOrvoVodDLFiles::firstSound_isDropped_untilAKeyPicture()
+{
+    thread->setSaveAudio(true);
+    const qint64 t = at(10, 0, 0);
+    for (int i = 0; i < 50; ++i)
+        send(sound(i, t + i * 20));
+    sendPictures(0, 25, t + 1000);
+    sendEnd();
+    run();
+    const RecordedFile file = read(files().value(0));
+    QCOMPARE(file.pictures, numbers(0, 25));
+    QCOMPARE(file.sound.size(), 0);
+    QVERIFY(file.duration <= 1000);
+}
+
+void TestOrvoVodDLFiles::sound_isSaved_onlyIfWanted_data()
+{
+    QTest::addColumn<bool>("wanted");
+    QTest::newRow("wanted") << true;
+    QTest::newRow("not wanted") << false;
+}
+
+void TestOrvoVodDLFiles::sound_isSaved_onlyIfWanted()
+{
+    QFETCH(bool, wanted);
+    if (wanted)
+        thread->setSaveAudio(true);
+    const qint64 t = at(10, 0, 0);
+    for (int i = 0; i < 25; ++i) {
+        send(picture(i, t + i * 40));
+        send(sound(2 * i, t + i * 40));
+        send(sound(2 * i + 1, t + i * 40 + 20));
+    }
+    sendEnd();
+    run();
+    const RecordedFile file = read(files().value(0));
+    QCOMPARE(file.error, QString());
+    QCOMPARE(file.pictures, numbers(0, 25));
+    QCOMPARE(file.audioCodec, wanted ? 0x15002 : 0); // AAC
+    QCOMPARE(!file.sound.isEmpty(), wanted);
+}
+
+void TestOrvoVodDLFiles::gaps_areJoined_data()
+{
+    QTest::addColumn<qint64>("gap");
+    QTest::addColumn<qint64>("step");
+    QTest::newRow("regular") << qint64(40) << qint64(40);
+    QTest::newRow("a second") << qint64(1000) << qint64(1000);
+    QTest::newRow("more than a second") << qint64(1001) << qint64(500);
+    QTest::newRow("an hour") << qint64(3600000) << qint64(500);
+    QTest::newRow("backwards") << qint64(-5000) << qint64(500);
+    QTest::newRow("repeated") << qint64(0) << qint64(500);
+}
+
+void TestOrvoVodDLFiles::gaps_areJoined()
+{
+    QFETCH(qint64, gap);
+    QFETCH(qint64, step);
+    announceSteps();
+    const qint64 t = at(10, 0, 0);
+    sendPictures(0, 10, t);
+    sendPictures(10, 10, t + 9 * 40 + gap);
+    sendEnd();
+    run();
+    QCOMPARE(files().size(), 1);
+    const RecordedFile file = read(files().first());
+    QCOMPARE(file.pictures, numbers(0, 20));
+    QVector<qint64> times;
+    for (int i = 0; i < 20; ++i)
+        times << (i < 10 ? i * 40 : 9 * 40 + step + (i - 10) * 40);
+    QCOMPARE(file.times, times);
+}
+
+int main(int argc, char *argv[])
+{
+    return runInNewYork<TestOrvoVodDLFiles>(argc, argv);
+}
+#include "tst_orvovoddlfiles.moc"
