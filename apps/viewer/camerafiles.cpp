@@ -12,25 +12,9 @@
 
 namespace {
 
-const char kTimeFormat[] = "yyyyMMdd'T'HHmmss";
-
 QString tr(const char *text)
 {
     return QCoreApplication::translate("CameraFiles", text);
-}
-
-QString timeText(const QDateTime &time)
-{
-    return time.toString(QLatin1String(kTimeFormat));
-}
-
-/// A path to which no file belongs yet: a number is added where there is one.
-QString unused(const QString &base, const QString &ending)
-{
-    QString path = base + ending;
-    for (int i = 2; QFileInfo::exists(path); ++i)
-        path = base + QLatin1Char('_') + QString::number(i) + ending;
-    return path;
 }
 
 } // namespace
@@ -52,22 +36,14 @@ QString CameraFiles::problem() const
     return QString();
 }
 
-QString CameraFiles::newRecording(const QDateTime &start) const
-{
-    return unused(m_folder + QLatin1Char('/') + timeText(start), QStringLiteral(".mp4"));
-}
-
-QString CameraFiles::endedRecording(const QString &recording, const QDateTime &end)
-{
-    const QFileInfo file(recording);
-    return unused(file.path() + QLatin1Char('/') + file.completeBaseName() + QLatin1Char('_')
-                          + timeText(end),
-                  QStringLiteral(".mp4"));
-}
-
 QString CameraFiles::newPicture(const QDateTime &time) const
 {
-    return unused(m_folder + QLatin1Char('/') + timeText(time), QStringLiteral(".jpg"));
+    const QString folder = m_folder + time.toString(QStringLiteral("/yyyy-MM-dd/'live'/"));
+    const QString base = folder + time.toString(QStringLiteral("yyyyMMdd'T'HHmmss"));
+    QString path = base + QStringLiteral(".jpg");
+    for (int i = 2; QFileInfo::exists(path); ++i)
+        path = QStringLiteral("%1_%2.jpg").arg(base).arg(i);
+    return path;
 }
 
 QStringList CameraFiles::recordingsSince(const QDateTime &time) const

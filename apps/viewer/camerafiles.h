@@ -6,8 +6,8 @@
 #include <QString>
 #include <QStringList>
 
-/// Where the recordings and pictures of one camera lie, and what they are called: one folder for
-/// each camera, in which the names sort by time. A value; usable on any thread.
+/// Where the recordings and pictures of one camera lie: one folder for each camera, in it one for
+/// each day, as the library makes them for recordings. A value; usable on any thread.
 class CameraFiles
 {
 public:
@@ -19,12 +19,8 @@ public:
     /// Makes the folder; tells in plain words why no file can be written there, or nothing.
     QString problem() const;
 
-    /// Path of a recording that begins, such as FOLDER/20261121T210512.mp4. It names no file that
-    /// is there.
-    QString newRecording(const QDateTime &start) const;
-    /// Path of that recording when it has ended: FOLDER/20261121T210512_20261121T210612.mp4.
-    static QString endedRecording(const QString &recording, const QDateTime &end);
-    /// Path of a picture, such as FOLDER/20261121T210512.jpg. It names no file that is there.
+    /// Path of a picture, beside the recordings of its day, such as
+    /// FOLDER/2026-11-21/live/20261121T210512.jpg. It names no file that is there.
     QString newPicture(const QDateTime &time) const;
 
     /// Paths of the recordings written to at `time` or later, folders below included, oldest first.

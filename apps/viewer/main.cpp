@@ -146,8 +146,11 @@ int main(int argc, char *argv[])
     {
         const QDateTime start = QDateTime::currentDateTime();
         MainWindow window(options.transport, options.folder);
-        for (const CameraAddress &address : options.addresses)
-            window.addCamera(address);
+        if (options.simulate)
+            for (const Device &device : simulatedDevices())
+                window.addDevice(device);
+        for (const CameraOption &camera : options.cameras)
+            window.addCamera(camera.main, camera.sub);
         if (options.record)
             window.toggleAllRecordings();
         window.show();

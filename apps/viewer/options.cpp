@@ -2,18 +2,19 @@
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
-#include "mainwindow.h"
-
 #include <QCommandLineParser>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 namespace {
 
-const char kHelp[] = R"(usage: vantra-viewer [options] ADDRESS...
+const char kHelp[] = R"(usage: vantra-viewer [options] ADDRESS[,SUB]...
 
-Shows cameras in one window. ADDRESS is rtsp://[user:password@]host[:port]/path.
+Shows cameras in one window. ADDRESS is rtsp://[user:password@]host[:port]/path of the main
+stream, SUB the same of a smaller picture, shown while several cameras are.
 Without an address the window asks for one.
 
+  --simulate            add three simulated devices, one for each way of sending
   --transport tcp|udp   how pictures travel (tcp)
   --seconds N           end after N seconds and print a summary
   --screenshot FILE     save the window as a picture, print a summary and end
@@ -60,12 +61,30 @@ Options say(Options::Action action, const QString &message)
 
 } // namespace
 
+CameraOption CameraOption::parse(const QString &text, QString *error)
+{
+    static const QRegularExpression comma(QStringLiteral(",(?=[a-zA-Z]+://)"));
+    const QStringList parts = text.split(comma);
+    if (parts.size() > 2) {
+        *error = QStringLiteral("A camera has two addresses at most.");
+        return CameraOption();
+    }
+    CameraOption camera;
+    camera.main = CameraAddress::parse(parts[0], error);
+    if (parts.size() == 2 && camera.main.isValid()) {
+        camera.sub = CameraAddress::parse(parts[1], error);
+        if (!camera.sub.isValid())
+            return CameraOption();
+    }
+    return camera;
+}
+
 Options Options::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.addOptions({{"transport", QString(), "tcp|udp"}, {"seconds", QString(), "n"},
                        {"screenshot", QString(), "file"}, {"after", QString(), "n"},
-                       {"folder", QString(), "dir"}, {"record", QString()},
+                       {"folder", QString(), "dir"}, {"record", QString()}, {"simulate", QString()},
                        {"verbose", QString()}, {{"h", "help"}, QString()},
                        {{"v", "version"}, QString()}});
     if (!parser.parse(arguments))
@@ -97,17 +116,15 @@ Options Options::parse(const QStringList &arguments)
     if (parser.isSet("after") && !readSeconds(parser.value("after"), &options.afterSeconds))
         return refuse("--after needs a number of seconds, at least 1");
 
+    options.simulate = parser.isSet("simulate");
     const QStringList texts = parser.positionalArguments();
-    if (texts.size() > MainWindow::kMaximumViews)
-        return refuse(QStringLiteral("at most %1 cameras fit into the window")
-                              .arg(MainWindow::kMaximumViews));
     for (int i = 0; i < texts.size(); ++i) {
         QString problem;
-        const CameraAddress address = CameraAddress::parse(texts[i], &problem);
+        const CameraOption camera = CameraOption::parse(texts[i], &problem);
         // The text itself is not repeated: it may hold a password.
-        if (!address.isValid())
+        if (!camera.main.isValid())
             return refuse(QStringLiteral("address %1: %2").arg(i + 1).arg(problem));
-        options.addresses.append(address);
+        options.cameras.append(camera);
     }
     return options;
 }

@@ -7,6 +7,17 @@
 #include <QStringList>
 #include <QVector>
 
+/// A camera by its addresses.
+struct CameraOption
+{
+    CameraAddress main;
+    CameraAddress sub; ///< of a smaller picture; not valid: there is none
+
+    /// Reads "MAIN" or "MAIN,SUB". A comma parts the two only where an address follows it, for
+    /// addresses may hold commas. As CameraAddress::parse().
+    static CameraOption parse(const QString &text, QString *error);
+};
+
 /// What the command line asks for.
 struct Options
 {
@@ -19,7 +30,8 @@ struct Options
 
     Action action = Action::Run;
     QString message;
-    QVector<CameraAddress> addresses;
+    QVector<CameraOption> cameras;
+    bool simulate = false; ///< add devices that need not be there
     QString transport = QStringLiteral("tcp");
     QString screenshot;    ///< file; empty: none
     int afterSeconds = 8;  ///< the screenshot is taken then

@@ -41,6 +41,16 @@ QPushButton { color: #E6E8EB; background: #242B32; border: 1px solid #39424B; bo
 QPushButton:hover { background: #2C343C; }
 QPushButton:default { color: #FFFFFF; background: #177B80; border-color: #177B80; }
 QPushButton:default:hover { background: #1B8E94; }
+#devices { background: #171C21; padding: 8px 4px; show-decoration-selected: 1;
+           selection-background-color: #17484B; }
+#devices::item { padding: 4px 2px; }
+#devices::item:hover { background: #1E252B; }
+#devices::item:selected { background: #17484B; color: #E6E8EB; }
+QSplitter::handle { background: #2A3138; }
+QScrollBar:vertical { background: transparent; width: 10px; }
+QScrollBar::handle:vertical { background: #39424B; border-radius: 4px; min-height: 24px;
+                              margin: 0 1px; }
+QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }
 #bar { background: #171C21; border-top: 1px solid #2A3138; }
 #separator { background: #2A3138; }
 #dim { color: #939CA6; }

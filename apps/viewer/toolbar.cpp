@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "toolbar.h"
 
-#include "streamview.h"
+#include "liveview.h"
 #include "theme.h"
 #include "viewlook.h"
 
@@ -20,15 +20,25 @@ ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
 
     m_play = addButton(layout, "play", &ToolBar::playClicked);
     m_sound = addButton(layout, ":/primary/close_volume.svg", &ToolBar::soundClicked);
+    m_talk = addButton(layout, ":/primary/mic-close.svg", &ToolBar::talkClicked);
     m_scale = addButton(layout, "scale-fit", &ToolBar::scaleClicked);
     m_zoom = addButton(layout, ":/primary/digital-zoom.svg", &ToolBar::zoomClicked);
     m_snap = addButton(layout, ":/primary/snap.svg", &ToolBar::snapClicked);
     m_record = addButton(layout, "record", &ToolBar::recordClicked);
     m_folder = addButton(layout, "folder", &ToolBar::folderClicked);
     addSeparator(layout);
+    for (int columns = 1; columns <= 4; ++columns) {
+        const int count = columns * columns;
+        auto *button = addButton(layout, QStringLiteral("views-%1").arg(count), nullptr);
+        button->setToolTip(tr("%1 views (Ctrl+%2)").arg(count).arg(columns));
+        button->setAccessibleName(button->toolTip());
+        connect(button, &QToolButton::clicked, this,
+                [this, count] { emit viewCountClicked(count); });
+    }
     m_enlarge = addButton(layout, "enlarge", &ToolBar::enlargeClicked);
+    addSeparator(layout);
     m_add = addButton(layout, "add", &ToolBar::addClicked);
-    m_remove = addButton(layout, "close", &ToolBar::removeClicked);
+    m_clear = addButton(layout, "close", &ToolBar::clearClicked);
     layout->addStretch(1);
     m_status->setObjectName(QStringLiteral("dim"));
     layout->addWidget(m_status);
@@ -38,18 +48,21 @@ ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
 
     setLook(m_snap, ":/primary/snap.svg", tr("Save the picture (P)"));
     setLook(m_folder, "folder", tr("Open the folder of this camera's files (Ctrl+O)"));
-    setLook(m_add, "add", tr("Add a camera (Ctrl+N)"));
-    setLook(m_remove, "close", tr("Remove this camera (Del)"));
+    setLook(m_add, "add", tr("Add a camera by its address (Ctrl+N)"));
+    setLook(m_clear, "close", tr("Make this view empty (Del)"));
     setLook(m_help, "help", tr("Keys (F1)"));
     m_zoom->setCheckable(true);
+    m_talk->setCheckable(true);
     showView(nullptr, false, false);
 }
 
-void ToolBar::showView(const StreamView *view, bool enlarged, bool fullScreen)
+void ToolBar::showView(const LiveView *view, bool enlarged, bool fullScreen)
 {
     const bool isLive = view && view->state() == ViewState::Live;
-    for (QToolButton *button : {m_play, m_sound, m_scale, m_enlarge, m_folder, m_remove})
-        button->setEnabled(view);
+    const bool isUsed = view && view->camera().isValid();
+    for (QToolButton *button : {m_play, m_sound, m_scale, m_folder, m_clear})
+        button->setEnabled(isUsed);
+    m_enlarge->setEnabled(view);
     for (QToolButton *button : {m_zoom, m_snap})
         button->setEnabled(isLive);
 
@@ -63,6 +76,11 @@ void ToolBar::showView(const StreamView *view, bool enlarged, bool fullScreen)
     const bool muted = !view || view->isMuted();
     setLook(m_sound, muted ? ":/primary/close_volume.svg" : ":/primary/volume.svg",
             muted ? tr("Sound on (M)") : tr("Sound off (M), louder (+), quieter (-)"));
+    m_talk->setEnabled(wanted);
+    const bool talking = view && view->isTalking();
+    m_talk->setChecked(talking);
+    setLook(m_talk, talking ? ":/primary/mic.svg" : ":/primary/mic-close.svg",
+            talking ? tr("End talking (T)") : tr("Talk to the device (T)"));
     const ScaleMode mode = view ? view->getScaleMode() : ScaleMode_Aspect;
     setLook(m_scale, viewlook::scaleIcon(mode),
             mode == ScaleMode_Aspect ? tr("Fits into the view; next: fill (S)")
@@ -73,7 +91,7 @@ void ToolBar::showView(const StreamView *view, bool enlarged, bool fullScreen)
     setLook(m_zoom, ":/primary/digital-zoom.svg",
             zoomed ? tr("Zoom off (Z)") : tr("Digital zoom: wheel and drag (Z)"));
     setLook(m_enlarge, enlarged ? "tiles" : "enlarge",
-            enlarged ? tr("Show all cameras (Enter)") : tr("Show only this camera (Enter)"));
+            enlarged ? tr("Show all views (Enter)") : tr("Show only this view (Enter)"));
     setLook(m_fullScreen, fullScreen ? "window" : "full-screen",
             fullScreen ? tr("Leave full screen (F)") : tr("Full screen (F)"));
 }
@@ -90,7 +108,8 @@ QToolButton *ToolBar::addButton(QHBoxLayout *layout, const QString &icon, Clicke
     // The selected view keeps the focus.
     button->setFocusPolicy(Qt::NoFocus);
     setLook(button, icon, QString());
-    connect(button, &QToolButton::clicked, this, clicked);
+    if (clicked)
+        connect(button, &QToolButton::clicked, this, clicked);
     layout->addWidget(button);
     return button;
 }

@@ -7,7 +7,7 @@
 class QHBoxLayout;
 class QLabel;
 class QToolButton;
-class StreamView;
+class LiveView;
 
 /// The thin bar at the bottom: what can be done with the selected view, and how all views do.
 class ToolBar final : public QFrame
@@ -19,12 +19,13 @@ public:
     explicit ToolBar(QWidget *parent = nullptr);
 
     /// Shows the state of the selected view; null if there is none.
-    void showView(const StreamView *view, bool enlarged, bool fullScreen);
+    void showView(const LiveView *view, bool enlarged, bool fullScreen);
     void showStatus(const QString &text);
 
 signals:
     void playClicked();
     void soundClicked();
+    void talkClicked();
     void scaleClicked();
     void zoomClicked();
     void snapClicked();
@@ -32,7 +33,8 @@ signals:
     void folderClicked();
     void enlargeClicked();
     void addClicked();
-    void removeClicked();
+    void clearClicked();
+    void viewCountClicked(int count); ///< 1, 4, 9 or 16
     void fullScreenClicked();
     void helpClicked();
 
@@ -44,6 +46,7 @@ private:
 
     QToolButton *m_play;
     QToolButton *m_sound;
+    QToolButton *m_talk;
     QToolButton *m_scale;
     QToolButton *m_zoom;
     QToolButton *m_snap;
@@ -51,7 +54,7 @@ private:
     QToolButton *m_folder;
     QToolButton *m_enlarge;
     QToolButton *m_add;
-    QToolButton *m_remove;
+    QToolButton *m_clear;
     QToolButton *m_fullScreen;
     QToolButton *m_help;
     QLabel *m_status;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "viewlook.h"
 
+#include "core_videobase/bannerwidget.h"
 #include "theme.h"
 
 #include <QCoreApplication>
@@ -14,6 +15,11 @@ QString tr(const char *text)
 {
     return QCoreApplication::translate("ViewLook", text);
 }
+
+const char kSoundOnIcon[] = ":/primary/volume.svg";
+const char kSoundOffIcon[] = ":/primary/close_volume.svg";
+const char kTalkOnIcon[] = ":/primary/mic.svg";
+const char kTalkOffIcon[] = ":/primary/mic-close.svg";
 
 } // namespace
 
@@ -38,16 +44,16 @@ WidgetPara make(const QString &cameraName)
     look.banner.bgColor = theme::window;
     look.banner.textColor = theme::text;
     look.banner.pressColor = theme::accent;
-    look.banner.names = QStringList{stopButton, soundOffButton, scaleButton,
-                                    zoomButton, saveButton, recordButton,
+    look.banner.names = QStringList{stopButton, soundOffButton, talkOffButton,
+                                    scaleButton, zoomButton, saveButton, recordButton,
                                     enlargeButton};
-    look.banner.icons = QStringList{":/viewer/icons/stop.svg", ":/primary/close_volume.svg",
+    look.banner.icons = QStringList{":/viewer/icons/stop.svg", kSoundOffIcon, kTalkOffIcon,
                                     scaleIcon(look.scaleMode), ":/primary/digital-zoom.svg",
                                     ":/primary/snap.svg", recordIcon(false),
                                     ":/viewer/icons/enlarge.svg"};
-    look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Fit, fill, or own size"),
-                                   tr("Digital zoom"), tr("Save the picture"),
-                                   tr("Start or end a recording"),
+    look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Talk to the device"),
+                                   tr("Fit, fill, or own size"), tr("Digital zoom"),
+                                   tr("Save the picture"), tr("Start or end a recording"),
                                    tr("Show only this camera, or all")};
     return look;
 }
@@ -60,6 +66,25 @@ QString scaleIcon(ScaleMode mode)
     case ScaleMode_Auto: break;
     }
     return QStringLiteral(":/viewer/icons/scale-own.svg");
+}
+
+// In these two only a button in the other state is found; one that was clicked is in the new one
+// already. The banner's own slot for the sound would take the talk button for that of the sound.
+
+void showSound(BannerWidget *banner, bool isOn)
+{
+    if (isOn)
+        banner->changeStatus(soundOffButton, soundOnButton, kSoundOnIcon);
+    else
+        banner->changeStatus(soundOnButton, soundOffButton, kSoundOffIcon);
+}
+
+void showTalk(BannerWidget *banner, bool isTalking)
+{
+    if (isTalking)
+        banner->changeStatus(talkOffButton, talkOnButton, kTalkOnIcon);
+    else
+        banner->changeStatus(talkOnButton, talkOffButton, kTalkOffIcon);
 }
 
 QString recordIcon(bool isRecording)

@@ -4,6 +4,8 @@
 
 #include "videotypes.h"
 
+class BannerWidget;
+
 /// How a view looks, and what its banner holds.
 namespace viewlook {
 
@@ -16,6 +18,9 @@ constexpr int bannerTextRoom = 390;
 constexpr char stopButton[] = "btnStop";
 constexpr char soundOnButton[] = "btnSound";
 constexpr char soundOffButton[] = "btnMuted";
+// Likewise that of the talk button.
+constexpr char talkOnButton[] = "btnTalk";
+constexpr char talkOffButton[] = "btnTalkMuted";
 constexpr char scaleButton[] = "btnScale";
 constexpr char zoomButton[] = "btnZoom";
 constexpr char saveButton[] = "btnSave";
@@ -26,6 +31,10 @@ constexpr char enlargeButton[] = "btnEnlarge";
 WidgetPara make(const QString &cameraName);
 /// Picture of the button that tells and changes how the picture fits.
 QString scaleIcon(ScaleMode mode);
+/// Makes the sound button tell whether there is sound.
+void showSound(BannerWidget *banner, bool isOn);
+/// Makes the talk button tell whether somebody talks.
+void showTalk(BannerWidget *banner, bool isTalking);
 /// Picture of the button that starts and ends a recording.
 QString recordIcon(bool isRecording);
 /// In place of the one that the library gives.

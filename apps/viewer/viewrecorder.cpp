@@ -7,6 +7,18 @@
 #include "recordingmark.h"
 
 #include <QFileInfo>
+#include <QHash>
+
+namespace {
+
+/// Views that want a recording, by the folder of the camera.
+QHash<QString, int> &wishes()
+{
+    static QHash<QString, int> counts;
+    return counts;
+}
+
+} // namespace
 
 ViewRecorder::ViewRecorder(AbstractVideoWidget *view, const CameraFiles &files)
     : m_view(view), m_files(files), m_mark(new RecordingMark(view))
@@ -14,11 +26,18 @@ ViewRecorder::ViewRecorder(AbstractVideoWidget *view, const CameraFiles &files)
     m_clock.start();
 }
 
+ViewRecorder::~ViewRecorder()
+{
+    if (isWanted())
+        --wishes()[m_files.folder()];
+}
+
 QString ViewRecorder::start()
 {
     if (isWanted())
         return QString();
     const QString problem = m_files.problem();
+    ++wishes()[m_files.folder()];
     m_watch.begin(problem.isEmpty());
     threadChanged();
     m_mark->showState(state(), writtenMs());
@@ -30,7 +49,8 @@ void ViewRecorder::stop()
     if (!isWanted())
         return;
     m_watch.end();
-    m_view->recordStop();
+    if (--wishes()[m_files.folder()] == 0)
+        m_view->recordStop();
     m_mark->showState(state(), writtenMs());
 }
 
@@ -42,6 +62,8 @@ void ViewRecorder::threadChanged()
 
 void ViewRecorder::tick(const AbstractVideoThread *thread, bool cameraIsLive)
 {
+    if (thread && !thread->isRecording(AbstractVideoThread::MANUAL_RECORD))
+        threadChanged();
     const QString name = thread ? thread->getFileName(AbstractVideoThread::MANUAL_RECORD)
                                 : QString();
     const QFileInfo file(name);

@@ -12,8 +12,9 @@ class AbstractVideoWidget;
 class RecordingMark;
 class QWidget;
 
-/// The recording that a person wants of one view, and the mark that tells how it goes. It leans on
-/// nothing but the public functions of the widget and of the thread that records. GUI thread.
+/// The recording that a person wants of one view, and the mark that tells how it goes. Views of one
+/// camera share the recording, which ends with the last wish for it. It leans on nothing but the
+/// public functions of the widget and of the thread that records. GUI thread.
 class ViewRecorder
 {
     Q_DISABLE_COPY(ViewRecorder)
@@ -21,6 +22,7 @@ class ViewRecorder
 public:
     /// `view` outlives this; it becomes the owner of the mark.
     ViewRecorder(AbstractVideoWidget *view, const CameraFiles &files);
+    ~ViewRecorder();
 
     /// Wants a recording. Returns in plain words why no file can be written, or nothing; the wish
     /// stands all the same, and is fulfilled as soon as it can be.

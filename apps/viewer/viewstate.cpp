@@ -26,7 +26,7 @@ StatusOverlay::Message describeConnecting(const ViewFacts &facts)
         return message;
     }
     message.icon = QStringLiteral("no-signal");
-    message.title = facts.wasLive ? tr("Connection lost") : tr("No picture");
+    message.title = facts.wasLive ? tr("No signal") : tr("No picture");
     QStringList lines;
     if (!facts.reason.isEmpty())
         lines.append(facts.reason);
@@ -52,14 +52,25 @@ StatusOverlay::Message describe(const ViewFacts &facts)
         message.detail = tr("Press Space to start.");
         break;
     case ViewState::NoSignal:
-        message.icon = QStringLiteral("no-signal");
-        message.title = tr("No signal");
-        message.detail = lastPicture(facts);
+        message.icon = facts.isSwitching ? QStringLiteral("wait") : QStringLiteral("no-signal");
+        message.title = facts.isSwitching ? tr("Changing the stream") : tr("No signal");
+        message.detail = facts.reason.isEmpty()
+                ? lastPicture(facts)
+                : facts.reason + QLatin1Char('\n') + lastPicture(facts);
         message.veil = true;
         break;
     case ViewState::Live:
         break;
     }
+    return message;
+}
+
+StatusOverlay::Message describeEmpty()
+{
+    StatusOverlay::Message message;
+    message.icon = QStringLiteral("add");
+    message.title = tr("Empty");
+    message.detail = tr("Drag a camera here from the list.");
     return message;
 }
 
@@ -72,6 +83,7 @@ QString stateText(const ViewFacts &facts)
     case ViewState::Connecting: break;
     }
     if (facts.reason.isEmpty())
-        return QStringLiteral("connecting");
-    return QStringLiteral("no picture: ") + facts.reason.simplified();
+        return facts.wasLive ? QStringLiteral("no signal") : QStringLiteral("connecting");
+    return (facts.wasLive ? QStringLiteral("no signal: ") : QStringLiteral("no picture: "))
+            + facts.reason.simplified();
 }

@@ -27,10 +27,14 @@ struct ViewFacts
     bool wasLive = false;     ///< since the view is wanted
     QString reason;           ///< why there is no picture, if it is known
     QDateTime lastPictureAt;
+    bool isSwitching = false; ///< another stream was chosen, and its first picture is to come
 };
 
 /// The facts in plain words.
 StatusOverlay::Message describe(const ViewFacts &facts);
+
+/// What a view without a camera shows.
+StatusOverlay::Message describeEmpty();
 
 /// One line for the summary.
 QString stateText(const ViewFacts &facts);

@@ -60,10 +60,8 @@ void TestRecordingParts::files_lieInOneFolderForEachCamera()
 {
     const CameraFiles files("/videos/", "10.0.0.7_gate");
     QCOMPARE(files.folder(), QString("/videos/10.0.0.7_gate"));
-    QCOMPARE(files.newRecording(kNine), QString("/videos/10.0.0.7_gate/20261121T090000.mp4"));
-    QCOMPARE(files.newPicture(kNine), QString("/videos/10.0.0.7_gate/20261121T090000.jpg"));
-    QCOMPARE(CameraFiles::endedRecording(files.newRecording(kNine), kNine.addSecs(61)),
-             QString("/videos/10.0.0.7_gate/20261121T090000_20261121T090101.mp4"));
+    QCOMPARE(files.newPicture(kNine),
+             QString("/videos/10.0.0.7_gate/2026-11-21/live/20261121T090000.jpg"));
     // A relative folder means one below the present folder, whatever the library makes of "./".
     QCOMPARE(CameraFiles("./a", "b").folder(), QDir::currentPath() + "/a/b");
 }
@@ -74,15 +72,11 @@ void TestRecordingParts::files_neverOverwriteOneAnother()
     const CameraFiles files(dir.path(), "cam");
     QStringList made;
     for (int i = 0; i < 3; ++i) {
-        made.append(files.newRecording(kNine));
-        QVERIFY(touch(made.last()));
         made.append(files.newPicture(kNine));
-        QVERIFY(touch(made.last()));
-        made.append(CameraFiles::endedRecording(made.first(), kNine));
-        QVERIFY(touch(made.last()));
+        QVERIFY(QDir().mkpath(QFileInfo(made.last()).path()) && touch(made.last()));
     }
-    QCOMPARE(QSet<QString>(made.begin(), made.end()).size(), 9);
-    QCOMPARE(QFileInfo(made[3]).fileName(), QString("20261121T090000_2.mp4"));
+    QCOMPARE(QSet<QString>(made.begin(), made.end()).size(), 3);
+    QCOMPARE(QFileInfo(made[1]).fileName(), QString("20261121T090000_2.jpg"));
 }
 
 void TestRecordingParts::files_areFoundFromATimeOn()

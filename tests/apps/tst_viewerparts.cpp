@@ -4,6 +4,7 @@
 #include "statistics.h"
 #include "support/waitfor.h"
 #include "theme.h"
+#include "viewgrid.h"
 #include "viewstate.h"
 
 #include <QDirIterator>
@@ -28,6 +29,9 @@ private slots:
     void state_isToldInWords();
     void everyIconOfTheViewer_isReadable_data();
     void everyIconOfTheViewer_isReadable();
+    void link_isGone_whenLostOrLongAway();
+    void cameras_haveNamesAndFoldersOfTheirOwn();
+    void grid_growsWithTheCameras();
     void disabledIcon_isMuchDarker();
     void label_fitsItsText();
     void label_isShortened_whenThereIsNoRoom();
@@ -37,7 +41,8 @@ void TestViewerParts::options_defaults()
 {
     const Options options = Options::parse({"vantra-viewer"});
     QCOMPARE(options.action, Options::Action::Run);
-    QVERIFY(options.addresses.isEmpty());
+    QVERIFY(options.cameras.isEmpty());
+    QVERIFY(!options.simulate);
     QCOMPARE(options.transport, QString("tcp"));
     QVERIFY(!options.isTimed());
     QVERIFY(!options.record);
@@ -51,10 +56,17 @@ void TestViewerParts::options_allTaken()
     const Options options = Options::parse({"vantra-viewer", "--transport", "udp", "rtsp://a/1",
                                             "--screenshot", "x.png", "--after=3", "--seconds", "9",
                                             "--verbose", "--record", "--folder", "films",
-                                            "rtsp://b/2"});
+                                            "--simulate", "rtsp://b/2,rtsp://b/3",
+                                            "rtsp://c/a,b"});
     QCOMPARE(options.action, Options::Action::Run);
-    QCOMPARE(options.addresses.size(), 2);
-    QCOMPARE(options.addresses[1].name(), QString("b/2"));
+    QVERIFY(options.simulate);
+    QCOMPARE(options.cameras.size(), 3);
+    QCOMPARE(options.cameras[0].main.name(), QString("a/1"));
+    QVERIFY(!options.cameras[0].sub.isValid());
+    QCOMPARE(options.cameras[1].main.name(), QString("b/2"));
+    QCOMPARE(options.cameras[1].sub.name(), QString("b/3"));
+    QCOMPARE(options.cameras[2].main.name(), QString("c/a,b")); // a comma like any other
+    QVERIFY(!options.cameras[2].sub.isValid());
     QCOMPARE(options.transport, QString("udp"));
     QCOMPARE(options.screenshot, QString("x.png"));
     QCOMPARE(options.afterSeconds, 3);
@@ -79,8 +91,8 @@ void TestViewerParts::options_refused_data()
     QTest::newRow("no folder") << QStringList{"--folder="} << "--folder";
     QTest::newRow("second address") << QStringList{"rtsp://a/1", "rtsp://u:secret@:1"}
                                     << "address 2:";
-    QTest::newRow("too many") << QStringList(QVector<QString>(17, "rtsp://a/1").toList())
-                              << "at most 16";
+    QTest::newRow("bad sub stream") << QStringList{"rtsp://a/1,rtsp://u:secret@:1"} << "address 1:";
+    QTest::newRow("three streams") << QStringList{"rtsp://a/1,rtsp://a/2,rtsp://a/3"} << "two";
 }
 
 void TestViewerParts::options_refused()
@@ -169,8 +181,15 @@ void TestViewerParts::state_isToldInWords_data()
                                       "Trying again."
                                    << "connecting";
     QTest::newRow("lost") << ViewFacts{S::Connecting, false, false, true, "", last}
-                          << "Connection lost" << "Last picture at 12:34:56. Trying again."
-                          << "connecting";
+                          << "No signal" << "Last picture at 12:34:56. Trying again."
+                          << "no signal";
+    QTest::newRow("gone") << ViewFacts{S::Connecting, false, true, true, "It is gone.", last}
+                          << "No signal"
+                          << "It is gone.\nLast picture at 12:34:56. Trying again."
+                          << "no signal: It is gone.";
+    QTest::newRow("another stream") << ViewFacts{S::NoSignal, true, false, true, "", last, true}
+                                    << "Changing the stream" << "Last picture at 12:34:56."
+                                    << "no signal";
     QTest::newRow("frozen") << ViewFacts{S::NoSignal, true, false, true, "", last} << "No signal"
                             << "Last picture at 12:34:56." << "no signal";
     QTest::newRow("live") << ViewFacts{S::Live, true, false, true, "", last} << "" << "" << "live";
@@ -185,6 +204,39 @@ void TestViewerParts::state_isToldInWords()
     QTEST(stateText(facts), "line");
     // Only there is an old picture to be seen through the veil.
     QCOMPARE(message.veil, facts.state == ViewState::NoSignal);
+}
+
+void TestViewerParts::link_isGone_whenLostOrLongAway()
+{
+    LinkWatch watch;
+    QCOMPARE(watch.look(1000, false), LinkState::Connecting);
+    QCOMPARE(watch.look(1000 + LinkWatch::kGoneAfterMs - 1, false), LinkState::Connecting);
+    QCOMPARE(watch.look(1000 + LinkWatch::kGoneAfterMs, false), LinkState::Gone);
+    QCOMPARE(watch.look(20000, true), LinkState::Connected);
+    QCOMPARE(watch.look(20001, false), LinkState::Gone);
+    QCOMPARE(watch.look(20002, true), LinkState::Connected);
+    QCOMPARE(linkText(LinkState::Gone), QString("gone"));
+}
+
+void TestViewerParts::cameras_haveNamesAndFoldersOfTheirOwn()
+{
+    Device recorder{"Recorder (A)", {}, {"Gate", "Yard"}, {}};
+    const QVector<Camera> cameras = recorder.cameras();
+    QCOMPARE(cameras.size(), 2);
+    QCOMPARE(cameras[1].name, QString("Recorder (A) · Yard"));
+    QCOMPARE(cameras[1].channel, 1);
+    QCOMPARE(cameras[1].fileName(), QString("Recorder__A____Yard"));
+    QVERIFY(cameras[0].key != cameras[1].key);
+    // One channel needs no name beside that of its device.
+    QCOMPARE(Device({"Door", {}, {"Camera"}, {}}).cameras().first().name, QString("Door"));
+}
+
+void TestViewerParts::grid_growsWithTheCameras()
+{
+    const QVector<QPair<int, int>> sizes{{0, 1}, {1, 1}, {2, 4}, {4, 4},
+                                         {5, 9}, {9, 9}, {10, 16}, {99, 16}};
+    for (const auto &size : sizes)
+        QCOMPARE(ViewGrid::sizeFor(size.first), size.second);
 }
 
 void TestViewerParts::everyIconOfTheViewer_isReadable_data()

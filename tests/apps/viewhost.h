@@ -2,8 +2,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "liveview.h"
 #include "statusoverlay.h"
-#include "streamview.h"
+#include "streamthreads.h"
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
 
@@ -19,13 +20,25 @@ inline CameraAddress addressOf(const QString &text)
     return CameraAddress::parse(text, nullptr);
 }
 
+/// The camera at that address.
+inline Camera cameraOf(const QString &url)
+{
+    return cameraDevice(addressOf(url), CameraAddress()).cameras().first();
+}
+
+/// Whether all stream threads that views have left come to an end.
+inline bool threadsEnd()
+{
+    return waitFor([] { return !streamthreads::anyLeftRuns(); });
+}
+
 /// A view in a window of its own, ticked as the main window does it.
 struct Host
 {
     explicit Host(const QString &url)
-        : files(folder.path(), "camera"), view(addressOf(url), "tcp", files)
+        : files(folder.path(), "camera"), view(cameraOf(url), "tcp", files)
     {
-        QObject::connect(&timer, &QTimer::timeout, &view, &StreamView::tick);
+        QObject::connect(&timer, &QTimer::timeout, &view, &LiveView::tick);
         timer.start(50);
         view.resize(640, 360);
         view.show();
@@ -33,7 +46,7 @@ struct Host
     ~Host()
     {
         view.halt();
-        waitFor([this] { return !view.hasRunningThreads(); });
+        threadsEnd();
     }
     bool becomes(ViewState state)
     {
@@ -43,7 +56,7 @@ struct Host
 
     QTemporaryDir folder;
     CameraFiles files;
-    StreamView view;
+    LiveView view;
     QTimer timer;
 };
 

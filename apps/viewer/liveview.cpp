@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "streamview.h"
+#include "liveview.h"
 
-#include "camerathread.h"
 #include "core_audio/audiothread.h"
+#include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
+#include "devicelink/hnetdevice.h"
 #include "openfolder.h"
+#include "streamthreads.h"
 #include "theme.h"
 #include "viewlabels.h"
 #include "viewlook.h"
@@ -13,12 +15,14 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QMouseEvent>
+#include <QTimer>
 
 namespace {
 
 constexpr int kConnectTimeoutMs = 3000;
 constexpr int kReadTimeoutMs = 3000;
-constexpr int kPauseBetweenOpensMs = 1000;
+constexpr int kPauseBetweenTriesMs = 1000;
+constexpr int kEndOfThreadMs = 20;
 /// With ticks each quarter of a second, an old picture is covered within two seconds.
 constexpr int kStaleAfterMs = 1500;
 /// A stream that breaks off may still hand over one late picture; that is no return.
@@ -31,168 +35,199 @@ constexpr int kSaveWithinMs = 3000;
 constexpr int kBetweenSavesMs = 250;
 /// The library zooms by less than one percent per step of the wheel.
 constexpr int kZoomStepsPerNotch = 12;
+constexpr int kAllStreams = -1; ///< as a mask
 
 } // namespace
 
-StreamView::StreamView(const CameraAddress &address, const QString &transport,
-                       const CameraFiles &files, QWidget *parent)
-    : StandardVideoWidget(parent), m_address(address), m_transport(transport),
-      m_overlay(new StatusOverlay(this)),
-      m_labels(new ViewLabels(this, address.name(), viewlook::bannerSize)),
-      m_recorder(this, files)
+LiveView::LiveView(const Camera &camera, const QString &transport, const CameraFiles &files,
+                   QWidget *parent)
+    : LiveVideoWidget(camera.link ? camera.link->getStreamProtocol() : HTransportOrvo, parent),
+      m_camera(camera), m_transport(transport), m_overlay(new StatusOverlay(this)),
+      m_labels(new ViewLabels(this, camera.name, viewlook::bannerSize)), m_recorder(this, files)
 {
     setUpLook();
     m_overlay->stackUnder(bannerWidget);
     m_recorder.mark()->stackUnder(bannerWidget);
-    m_againTimer.setSingleShot(true);
-    connect(&m_againTimer, &QTimer::timeout, this, &StreamView::begin);
-    connect(&m_check, &AddressCheck::finished, this, [this](const QString &reason) {
-        m_reason = reason;
-        showState();
-    });
-    connect(this, &AbstractVideoWidget::snapImage, this,
-            [this](const QImage &picture, const QString &file) {
-                m_saving = false;
-                m_sinceSave.start();
-                notice(picture.isNull() ? tr("The picture could not be saved")
-                                        : tr("Saved as %1").arg(QFileInfo(file).fileName()));
-            });
+    connectReports();
     showState();
 }
 
-StreamView::~StreamView() = default;
+LiveView::~LiveView()
+{
+    m_wanted = false;
+    m_recorder.stop();
+    leave();
+}
 
-void StreamView::setUpLook()
+void LiveView::setUpLook()
 {
     VideoPara video = getVideoPara();
     video.connectTimeout = kConnectTimeoutMs;
     video.readTimeout = kReadTimeoutMs;
     setVideoPara(video);
 
-    setWidgetPara(viewlook::make(m_address.name()));
+    setWidgetPara(viewlook::make(m_camera.name));
     bannerWidget->initStyle();
     // The base class has set a style sheet; a second one takes effect on a polished widget only.
     ensurePolished();
     setStyleSheet(viewlook::styleSheet());
     setMinimumSize(160, 90);
+    setAcceptDrops(true);
+}
+
+void LiveView::connectReports()
+{
+    connect(this, &AbstractVideoWidget::sig_fileDrag, this, &LiveView::cameraDropped);
+    connect(&m_check, &AddressCheck::finished, this, [this](const QString &reason) {
+        m_reason = reason;
+        showState();
+    });
+    // Other views of the stream hear of this view's pictures too.
+    connect(this, &AbstractVideoWidget::snapImage, this,
+            [this](const QImage &picture, const QString &file) {
+                if (!m_saving)
+                    return;
+                m_saving = false;
+                m_sinceSave.start();
+                notice(picture.isNull() ? tr("The picture could not be saved")
+                                        : tr("Saved as %1").arg(QFileInfo(file).fileName()));
+            });
+    connect(this, &AbstractVideoWidget::sig_startTalkDeviceBusy, this, [this] {
+        setTalking(false);
+        notice(tr("Somebody else is talking to this device"));
+    });
+    connect(this, &AbstractVideoWidget::sig_startTalkError, this, [this] {
+        setTalking(false);
+        notice(tr("This device does not take talk"));
+    });
 }
 
 // ---- Play ---------------------------------------------------------------------------------------
 
-void StreamView::play()
+void LiveView::play()
 {
-    if (m_wanted)
+    if (m_wanted || !m_camera.isValid())
         return;
     m_wanted = true;
     m_wasLive = false;
     m_reason.clear();
+    m_sincePicture.start();
     begin();
     emit changed();
 }
 
-void StreamView::halt()
+void LiveView::halt()
 {
     m_wanted = false;
     m_recorder.stop();
     bannerWidget->changeStatus(viewlook::recordButton, viewlook::recordButton,
                                viewlook::recordIcon(false));
-    m_againTimer.stop();
     m_check.cancel();
-    stop();
+    leave();
     tick();
     emit changed();
 }
 
-bool StreamView::hasRunningThreads() const
+void LiveView::begin()
 {
-    const auto threads = findChildren<QThread *>(QString(), Qt::FindDirectChildrenOnly);
-    return std::any_of(threads.begin(), threads.end(),
-                       [](const QThread *thread) { return thread->isRunning(); });
-}
-
-void StreamView::begin()
-{
-    if (!m_wanted)
-        return;
     m_hasPicture = false;
+    m_isSwitching = false;
     m_returning = 0;
     m_hasSound = false;
-    m_sincePicture.start();
-    start();
+    m_sinceTry.start();
+    streamthreads::prepare(m_camera.link, m_transport);
+    m_started = init(m_camera.link, m_camera.channel, kAllStreams) && start();
+    if (m_started) {
+        m_reason.clear();
+        m_recorder.threadChanged();
+        setVolume(m_volume);
+        playStart(m_stream);
+    } else {
+        m_reason = tr("The device offers no stream.");
+    }
     tick();
 }
 
-void StreamView::startAudioThread()
+void LiveView::leave()
 {
-    if (!audioThread)
-        StandardVideoWidget::startAudioThread();
-}
-
-void StreamView::stopAudioThread()
-{
-    if (audioThread)
-        QMetaObject::invokeMethod(audioThread.data(), "closeAudioOutput", Qt::QueuedConnection);
-}
-
-bool StreamView::createVideoThread()
-{
-    if (!videoThread)
-        videoThread = new CameraThread(m_recorder.files(), this);
-    videoThread->setFlag(m_address.name());
-    videoThread->setVideoUrl(m_address.full());
-    videoThread->setTransport(m_transport);
-    videoThread->setVideoMode(widgetPara.videoMode);
-    videoThread->setHardware(videoPara.hardware);
-    videoThread->setReadTimeout(videoPara.readTimeout);
-    videoThread->setConnectTimeout(videoPara.connectTimeout);
-    videoThread->setOpenSleepTime(kPauseBetweenOpensMs);
-    recordThread = videoThread;
-    m_recorder.threadChanged();
-    return true;
-}
-
-void StreamView::releaseVideoThread()
-{
-    if (!videoThread)
+    if (!m_started)
         return;
-    AbstractVideoThread *thread = videoThread;
-    videoThread = nullptr;
-    recordThread = nullptr;
-    if (thread->previewRef() > 0)
-        --thread->previewRef();
-    thread->stop();
-    stoppedThreads.append(thread);
-    // A view that reconnects for weeks does not gather ended threads.
-    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    if (thread->isFinished())
-        thread->deleteLater();
+    m_started = false;
+    m_hasPicture = false;
+    setTalking(false);
+    streamthreads::leave(m_camera.link);
+    playStop(true);
+    stop(false);
 }
 
-void StreamView::receivePlayStart(int time)
+void LiveView::showMainStream(bool main)
 {
-    StandardVideoWidget::receivePlayStart(time);
+    const int streams = m_camera.isValid() ? m_camera.link->getStreamCountPerChannel() : 1;
+    const int stream = main ? 0 : qBound(0, 1, streams - 1);
+    if (stream == m_stream)
+        return;
+    m_stream = stream;
+    if (!m_started)
+        return;
+    m_isSwitching = true;
+    m_hasSound = false;
+    replay(stream);
+    m_labels->show();
+    tick();
+}
+
+/// Threads end by themselves when a device fails too often, and those that nobody shows end when
+/// another view of the device stops. The library shows pictures only while all streams run that a
+/// view has joined, so each is started again.
+void LiveView::keepThreadsRunning()
+{
+    if (!m_wanted)
+        return;
+    if (m_started) {
+        streamthreads::keepRunning(m_camera.link, m_camera.channel);
+    } else if (m_sinceTry.hasExpired(kPauseBetweenTriesMs)) {
+        begin();
+    }
+}
+
+void LiveView::finished()
+{
+    LiveVideoWidget::finished();
+    // When the thread has really ended.
+    QTimer::singleShot(kEndOfThreadMs, this, &LiveView::keepThreadsRunning);
+}
+
+void LiveView::receivePlayStart(int time)
+{
+    LiveVideoWidget::receivePlayStart(time);
     setVolume(m_volume);
     m_labels->show();
 }
 
-void StreamView::receivePlayFinsh(QObject *thread)
+void LiveView::receivePlayFinsh(QObject *thread)
 {
-    StandardVideoWidget::receivePlayFinsh(thread);
-    m_hasPicture = false;
-    m_meter.pause();
-    m_labels->reset();
-    if (m_wanted)
-        m_againTimer.start(kPauseBetweenOpensMs);
+    const bool isShown = thread == videoThread;
+    LiveVideoWidget::receivePlayFinsh(thread);
+    if (isShown) {
+        m_hasPicture = false;
+        m_meter.pause();
+    }
+    // The library drops its overlays at the end of any stream of the channel.
+    if (m_started)
+        m_labels->show();
+    else
+        m_labels->reset();
     tick();
     emit changed();
 }
 
-void StreamView::receiveImage(const QImage &picture, int time)
+void LiveView::receiveImage(const QImage &picture, int time)
 {
     const bool isOurs = sender() == videoThread;
-    StandardVideoWidget::receiveImage(picture, time);
-    if (!isOurs)
-        return;
+    LiveVideoWidget::receiveImage(picture, time);
+    const bool isSeen = isVisible() && !getIsMinimized();
+    if (!isOurs || (isSeen && image.isNull()))
+        return; // what is not painted is no sign of life
     if (m_hasPicture && m_sincePicture.hasExpired(kStaleAfterMs))
         m_returning = kPicturesOfReturn;
     else if (m_returning > 0)
@@ -201,30 +236,32 @@ void StreamView::receiveImage(const QImage &picture, int time)
     m_lastPictureAt = QDateTime::currentDateTime();
     m_pictureSize = picture.size();
     m_hasPicture = true;
-    if (isVisible() && !getIsMinimized())
+    m_isSwitching = false;
+    if (isSeen)
         m_meter.countPicture();
     if (m_state != ViewState::Live)
         tick();
 }
 
-void StreamView::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
+void LiveView::playAudio(const QByteArray &data)
 {
-    m_hasSound = true;
-    StandardVideoWidget::openAudioOutput(sampleRate, channelCount, sampleSize);
+    m_hasSound |= sender() == videoThread;
+    LiveVideoWidget::playAudio(data);
 }
 
 // ---- State --------------------------------------------------------------------------------------
 
-void StreamView::tick()
+void LiveView::tick()
 {
     m_meter.sample();
     const qint64 age = m_sincePicture.isValid() ? m_sincePicture.elapsed() : 0;
     if (!m_wanted)
         setState(ViewState::Stopped);
-    else if (!isStart || !m_hasPicture)
+    else if (!m_started || !m_hasPicture)
         setState(ViewState::Connecting);
     else
         setState(age < kStaleAfterMs && m_returning == 0 ? ViewState::Live : ViewState::NoSignal);
+    keepThreadsRunning();
     m_recorder.tick(recordThread, m_state == ViewState::Live);
 
     if (m_state == ViewState::Live) {
@@ -236,11 +273,11 @@ void StreamView::tick()
     } else {
         showInfo(QString());
         showState();
-        restartIfDead();
+        endDeadStream();
     }
 }
 
-void StreamView::showInfo(const QString &text)
+void LiveView::showInfo(const QString &text)
 {
     // A text that would be cut off is none.
     const bool fits = width() >= viewlook::bannerTextRoom;
@@ -248,7 +285,7 @@ void StreamView::showInfo(const QString &text)
     bannerWidget->showInfo(widgetPara.banner.text);
 }
 
-void StreamView::setState(ViewState state)
+void LiveView::setState(ViewState state)
 {
     if (state == m_state)
         return;
@@ -259,55 +296,78 @@ void StreamView::setState(ViewState state)
     emit changed();
 }
 
-void StreamView::restartIfDead()
+/// A stream that is open and sends nothing is opened anew, by keepThreadsRunning().
+void LiveView::endDeadStream()
 {
-    if (m_wanted && isStart && videoThread && videoThread->getIsOk() && !m_hasSound
-        && m_sincePicture.elapsed() > kDeadAfterMs)
-        stop(); // receivePlayFinsh() begins again
+    if (m_started && videoThread && videoThread->getIsOk() && !m_hasSound
+        && m_sincePicture.elapsed() > kDeadAfterMs) {
+        m_sincePicture.start();
+        videoThread->stop();
+    }
 }
 
-void StreamView::showState()
+void LiveView::showState()
 {
     if (m_state == ViewState::Live) {
         m_overlay->hide();
         return;
     }
-    const ViewFacts known = facts();
-    if (known.isFailing && !known.isOpen
-        && (!m_sinceCheck.isValid() || m_sinceCheck.hasExpired(kCheckEveryMs))) {
-        m_sinceCheck.start();
-        m_check.start(m_address);
+    StatusOverlay::Message message;
+    if (m_camera.isValid()) {
+        const ViewFacts known = facts();
+        if (known.isFailing && !known.isOpen && m_camera.address.isValid()
+            && (!m_sinceCheck.isValid() || m_sinceCheck.hasExpired(kCheckEveryMs))) {
+            m_sinceCheck.start();
+            m_check.start(m_camera.address);
+        }
+        message = describe(known);
+    } else {
+        message = describeEmpty();
     }
-    StatusOverlay::Message message = describe(known);
-    message.name = m_address.name();
+    message.name = m_camera.name;
     m_overlay->showMessage(message);
 }
 
-ViewFacts StreamView::facts() const
+/// Why there is no picture, as far as the link to the device knows.
+QString LiveView::linkReason() const
+{
+    if (!m_camera.isValid() || m_state == ViewState::Stopped)
+        return QString();
+    if (m_camera.link->getConnectStatus() != HChannelConnected)
+        return m_wasLive ? tr("The device is gone.") : tr("The device is not connected.");
+    if (isStreamExceedMax())
+        return tr("The device refuses: it sends to as many viewers as it can.");
+    return QString();
+}
+
+ViewFacts LiveView::facts() const
 {
     ViewFacts facts;
     facts.state = m_state;
     facts.isOpen = videoThread && videoThread->getIsOk();
+    facts.reason = linkReason();
+    if (facts.reason.isEmpty())
+        facts.reason = m_reason;
     facts.isFailing = m_state == ViewState::Connecting
-            && ((videoThread && videoThread->isOpenTimeout())
-                || m_sincePicture.hasExpired(kTellProblemAfterMs) || !m_reason.isEmpty());
+            && (isOpenStreamTimeout() || m_sincePicture.hasExpired(kTellProblemAfterMs)
+                || !facts.reason.isEmpty());
     facts.wasLive = m_wasLive;
-    facts.reason = m_reason;
+    facts.isSwitching = m_isSwitching && !m_sincePicture.hasExpired(kTellProblemAfterMs);
     facts.lastPictureAt = m_lastPictureAt;
     return facts;
 }
 
-void StreamView::placeOverlay()
+void LiveView::placeOverlay()
 {
     const int frame = widgetPara.borderWidth / 2;
     m_overlay->setContentsMargins(frame, frame, frame, frame);
     m_overlay->setGeometry(rect());
 }
 
-ViewSummary StreamView::summary() const
+ViewSummary LiveView::summary() const
 {
     ViewSummary summary;
-    summary.name = m_address.name();
+    summary.name = m_camera.name;
     summary.state = stateText(facts());
     summary.size = m_pictureSize;
     summary.pictures = m_meter.shown();
@@ -316,7 +376,7 @@ ViewSummary StreamView::summary() const
     return summary;
 }
 
-void StreamView::notice(const QString &text)
+void LiveView::notice(const QString &text)
 {
     if (m_state == ViewState::Live)
         m_labels->notice(text);
@@ -324,27 +384,27 @@ void StreamView::notice(const QString &text)
 
 // ---- Controls -----------------------------------------------------------------------------------
 
-void StreamView::toggleMuted()
+void LiveView::toggleMuted()
 {
     const bool muted = !widgetPara.muted;
     // Kept even while nothing plays; it then holds from the next start.
     widgetPara.muted = muted;
     setMuted(muted);
-    QMetaObject::invokeMethod(bannerWidget, "receiveMuted", Q_ARG(bool, muted));
+    viewlook::showSound(bannerWidget, !muted);
     notice(!m_hasSound ? tr("This camera sends no sound")
            : muted     ? tr("Sound off")
                        : tr("Sound on"));
     emit changed();
 }
 
-void StreamView::changeVolume(int step)
+void LiveView::changeVolume(int step)
 {
     m_volume = qBound(0, m_volume + step, 100);
     setVolume(m_volume);
     notice(tr("Volume %1 %").arg(m_volume) + (isMuted() ? tr(", sound is off") : QString()));
 }
 
-void StreamView::nextScaleMode()
+void LiveView::nextScaleMode()
 {
     const ScaleMode mode = getScaleMode();
     setScaleMode(mode == ScaleMode_Aspect ? ScaleMode_Fill
@@ -359,7 +419,7 @@ void StreamView::nextScaleMode()
     emit changed();
 }
 
-void StreamView::toggleZoom()
+void LiveView::toggleZoom()
 {
     if (m_state != ViewState::Live)
         return;
@@ -370,12 +430,12 @@ void StreamView::toggleZoom()
     emit changed();
 }
 
-void StreamView::toggleLabels()
+void LiveView::toggleLabels()
 {
     m_labels->toggle();
 }
 
-void StreamView::savePicture()
+void LiveView::savePicture()
 {
     if (m_state != ViewState::Live || !videoThread)
         return;
@@ -387,7 +447,7 @@ void StreamView::savePicture()
     videoThread->snap(files().newPicture(QDateTime::currentDateTime()));
 }
 
-bool StreamView::maySave() const
+bool LiveView::maySave() const
 {
     // The thread knows one name at a time. It may tell the end of one wish twice, and the second
     // time would end a new wish too.
@@ -397,7 +457,7 @@ bool StreamView::maySave() const
                     : m_sinceSave.hasExpired(kBetweenSavesMs);
 }
 
-void StreamView::toggleRecording()
+void LiveView::toggleRecording()
 {
     if (!m_wanted)
         return;
@@ -416,14 +476,37 @@ void StreamView::toggleRecording()
     emit changed();
 }
 
-void StreamView::showFolder()
+void LiveView::toggleTalk()
+{
+    if (!m_started) {
+        viewlook::showTalk(bannerWidget, false);
+        return;
+    }
+    setTalking(!m_talking);
+    notice(m_talking ? tr("Talking to the device") : tr("Talk ended"));
+}
+
+void LiveView::setTalking(bool talking)
+{
+    if (talking == m_talking)
+        return;
+    m_talking = talking;
+    if (talking)
+        talkStart();
+    else
+        talkStop();
+    viewlook::showTalk(bannerWidget, talking);
+    emit changed();
+}
+
+void LiveView::showFolder()
 {
     const bool shown = openFolder(files().folder());
     notice(shown ? tr("The folder is open")
                  : tr("The files are in %1").arg(QDir::toNativeSeparators(files().folder())));
 }
 
-void StreamView::setFrameVisible(bool visible)
+void LiveView::setFrameVisible(bool visible)
 {
     setBorderWidth(visible ? viewlook::frameWidth : 0);
     receiveSizeChanged();
@@ -432,13 +515,15 @@ void StreamView::setFrameVisible(bool visible)
 
 // ---- Events -------------------------------------------------------------------------------------
 
-void StreamView::btnClicked(const QString &name)
+void LiveView::btnClicked(const QString &name)
 {
     setFocus();
     if (name == viewlook::stopButton)
         halt();
     else if (name == viewlook::soundOffButton || name == viewlook::soundOnButton)
         toggleMuted(); // the button has already changed its look
+    else if (name == viewlook::talkOnButton || name == viewlook::talkOffButton)
+        toggleTalk();
     else if (name == viewlook::scaleButton)
         nextScaleMode();
     else if (name == viewlook::zoomButton)
@@ -451,30 +536,30 @@ void StreamView::btnClicked(const QString &name)
         emit enlargeRequested();
 }
 
-void StreamView::focusInEvent(QFocusEvent *event)
+void LiveView::focusInEvent(QFocusEvent *event)
 {
-    StandardVideoWidget::focusInEvent(event);
+    LiveVideoWidget::focusInEvent(event);
     emit selected();
 }
 
-void StreamView::mouseDoubleClickEvent(QMouseEvent *event)
+void LiveView::mouseDoubleClickEvent(QMouseEvent *event)
 {
     if (event->button() == Qt::LeftButton)
         emit enlargeRequested();
 }
 
-void StreamView::resizeEvent(QResizeEvent *event)
+void LiveView::resizeEvent(QResizeEvent *event)
 {
-    StandardVideoWidget::resizeEvent(event);
+    LiveVideoWidget::resizeEvent(event);
     placeOverlay();
-    if (isStart)
+    if (m_started)
         m_labels->show();
 }
 
-void StreamView::wheelEvent(QWheelEvent *event)
+void LiveView::wheelEvent(QWheelEvent *event)
 {
     const int steps = isDigitalZoom() ? kZoomStepsPerNotch : 1;
     for (int i = 0; i < steps; ++i)
-        StandardVideoWidget::wheelEvent(event);
+        LiveVideoWidget::wheelEvent(event);
     osdWidget->update();
 }

@@ -3,44 +3,49 @@
 #pragma once
 
 #include "addresscheck.h"
-#include "cameraaddress.h"
-#include "core_videobase/standardvideowidget.h"
+#include "core_live/livevideowidget.h"
+#include "device.h"
 #include "statistics.h"
 #include "viewrecorder.h"
 #include "viewstate.h"
 
 #include <QDateTime>
-#include <QTimer>
+#include <QElapsedTimer>
 
 class ViewLabels;
 
-/// One camera: plays its address for as long as it is wanted, comes back by itself after a break,
-/// and never lets an old picture pass for a live one.
-class StreamView final : public StandardVideoWidget
+/// One place of the grid: shows a channel of a device for as long as it is wanted, comes back by
+/// itself after a break, and never lets an old picture pass for a live one. Without a camera it is
+/// an empty place that one can be dragged onto.
+class LiveView final : public LiveVideoWidget
 {
     Q_OBJECT
-    Q_DISABLE_COPY(StreamView)
+    Q_DISABLE_COPY(LiveView)
 
 public:
-    /// `transport`: "tcp" or "udp". `files`: where recordings and pictures go.
-    StreamView(const CameraAddress &address, const QString &transport, const CameraFiles &files,
-               QWidget *parent = nullptr);
-    ~StreamView() override;
+    /// `transport`: "tcp" or "udp", where the device sends by RTSP. `files`: where recordings and
+    /// pictures go.
+    LiveView(const Camera &camera, const QString &transport, const CameraFiles &files,
+             QWidget *parent = nullptr);
+    ~LiveView() override;
 
-    /// Wants pictures from now on, and does not give up.
+    const Camera &camera() const { return m_camera; }
+    /// Wants pictures from now on, and does not give up. Nothing without a camera.
     void play();
-    /// Stops, and stays stopped. Returns at once; see hasRunningThreads().
+    /// Stops, and stays stopped. Returns at once; the threads end in their own time.
     void halt();
     bool isWanted() const { return m_wanted; }
-    /// Whether a stream thread has yet to end. The widget may be deleted when none has.
-    bool hasRunningThreads() const;
+    /// Shows the main stream, for a large view, or the sub stream; without one, the main stream.
+    void showMainStream(bool main);
+    bool isMainStreamShown() const { return m_stream == 0; }
 
     /// To be called a few times each second: finds out the state and shows it.
     void tick();
     ViewState state() const { return m_state; }
     ViewSummary summary() const;
     double pictureRate() const { return m_meter.rate(); }
-    const CameraAddress &address() const { return m_address; }
+    /// Whether there should be a picture by now, and is none.
+    bool isFailing() const { return facts().isFailing || m_state == ViewState::NoSignal; }
 
     bool isMuted() const { return widgetPara.muted; }
     void toggleMuted();
@@ -58,6 +63,9 @@ public:
     /// halt(). A stream that breaks off and comes back goes on in a new file.
     void toggleRecording();
     bool isRecording() const { return m_recorder.isWanted(); }
+    /// Talks with the device by the microphone, until that is ended or halt().
+    void toggleTalk();
+    bool isTalking() const { return m_talking; }
     /// Shows the folder of this camera's files.
     void showFolder();
     const CameraFiles &files() const { return m_recorder.files(); }
@@ -66,22 +74,19 @@ public:
 
 signals:
     void enlargeRequested();
+    /// A camera was dragged onto the view; the key of Camera.
+    void cameraDropped(const QString &key);
     /// The view got the focus.
     void selected();
     /// Something changed that a tool bar shows.
     void changed();
 
 protected:
-    // One sound worker for the life of the view: the library keeps some memory for each that it
-    // makes, and a view may reconnect for weeks.
-    void startAudioThread() override;
-    void stopAudioThread() override;
-    bool createVideoThread() override;
-    void releaseVideoThread() override;
+    void finished() override;
     void receivePlayStart(int time) override;
     void receivePlayFinsh(QObject *thread) override;
     void receiveImage(const QImage &image, int time) override;
-    void openAudioOutput(int sampleRate, int channelCount, int sampleSize) override;
+    void playAudio(const QByteArray &data) override;
     void btnClicked(const QString &name) override;
     void focusInEvent(QFocusEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
@@ -90,34 +95,43 @@ protected:
 
 private:
     void setUpLook();
+    void connectReports();
     void begin();
+    void leave();
+    void keepThreadsRunning();
+    void endDeadStream();
     void showState();
     ViewFacts facts() const;
+    QString linkReason() const;
     void placeOverlay();
     void showInfo(const QString &text);
     void setState(ViewState state);
-    void restartIfDead();
     bool maySave() const;
+    void setTalking(bool talking);
 
-    const CameraAddress m_address;
+    const Camera m_camera;
     const QString m_transport;
     StatusOverlay *m_overlay;
     ViewLabels *m_labels;
     ViewRecorder m_recorder;
     AddressCheck m_check;
-    QTimer m_againTimer;   ///< pause before a broken stream is opened again
     PictureMeter m_meter;
     ViewState m_state = ViewState::Stopped;
     bool m_wanted = false;
+    bool m_started = false;        ///< the device's set of threads has been joined
+    int m_stream = 0;              ///< the one that is shown
+    bool m_isSwitching = false;    ///< no picture since another stream was chosen
     bool m_hasPicture = false;     ///< since the stream was opened
     int m_returning = 0;           ///< pictures that must follow a gap before the view is live
     bool m_wasLive = false;        ///< since it is wanted
     bool m_hasSound = false;
+    bool m_talking = false;
     int m_volume = 100;            ///< percent
-    QString m_reason;              ///< why there is no picture, if it is known
+    QString m_reason;              ///< why there is no picture, as its address tells
     QSize m_pictureSize;
     QDateTime m_lastPictureAt;
     QElapsedTimer m_sincePicture;  ///< or since the stream was opened
+    QElapsedTimer m_sinceTry;      ///< since joining was tried last
     QElapsedTimer m_sinceCheck;
     bool m_saving = false;         ///< the file of a picture is not there yet
     QElapsedTimer m_sinceSave;     ///< since that was wanted, or was there

@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+#include "device.h"
+
+#include "devicelink/hnetdevice.h"
+#include "devicelink/rtspcamerabackend.h"
+#include "simulator/devicecontrol.h"
+
+#include <QCoreApplication>
+
+#include <vector>
+
+namespace {
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("Device", text);
+}
+
+struct Room
+{
+    const char *name;
+    quint32 colour;
+};
+
+Device simulatedDevice(const QString &name, int number, HTransportProtocol protocol,
+                       const std::vector<Room> &rooms)
+{
+    auto config = vantrasim::DeviceConfig::simple(int(rooms.size()), 2, protocol);
+    config.number = number;
+    config.serial = QStringLiteral("SIM%1").arg(number, 5, 10, QLatin1Char('0'));
+    config.address = QStringLiteral("192.0.2.%1").arg(number);
+    Device device;
+    device.name = name;
+    for (int i = 0; i < config.channels.size(); ++i) {
+        config.channels[i].name = QLatin1String(rooms[std::size_t(i)].name);
+        config.channels[i].colour = rooms[std::size_t(i)].colour;
+        device.channels.append(config.channels[i].name);
+    }
+    device.link = vantrasim::simulateDevice(config).device;
+    return device;
+}
+
+} // namespace
+
+QString Camera::fileName() const
+{
+    QString file = name;
+    for (QChar &c : file)
+        if (!c.isLetterOrNumber() && c != QLatin1Char('.') && c != QLatin1Char('-'))
+            c = QLatin1Char('_');
+    return file;
+}
+
+QVector<Camera> Device::cameras() const
+{
+    QVector<Camera> cameras;
+    for (int channel = 0; channel < channels.size(); ++channel) {
+        Camera camera;
+        camera.key = QStringLiteral("%1/%2").arg(name).arg(channel);
+        camera.name = channels.size() == 1
+                ? name
+                : QStringLiteral("%1 · %2").arg(name, channels[channel]);
+        camera.link = link;
+        camera.channel = channel;
+        camera.address = addresses.value(channel);
+        cameras.append(camera);
+    }
+    return cameras;
+}
+
+Device cameraDevice(const CameraAddress &main, const CameraAddress &sub)
+{
+    const RtspCamera addresses{main.full(), sub.full()};
+    Device device;
+    device.name = main.name();
+    device.link = QSharedPointer<HNetDevice>::create(
+            std::make_unique<RtspCameraBackend>(QVector<RtspCamera>{addresses}));
+    device.channels = QStringList{tr("Camera")};
+    device.addresses = {main};
+    return device;
+}
+
+QVector<Device> simulatedDevices()
+{
+    return {simulatedDevice(tr("Orvo recorder"), 1, HTransportOrvo,
+                            {{"Gate", 0x2f66a8}, {"Yard", 0x3b8f6a}, {"Hall", 0xc4774a},
+                             {"Roof", 0x7d4f9c}}),
+            simulatedDevice(tr("Zelk recorder"), 2, HTransportZelk,
+                            {{"Lobby", 0xa84a5c}, {"Dock", 0x2f8a97}, {"Store", 0x8c8a3a}}),
+            simulatedDevice(tr("RTSP cameras"), 3, HTransportRtsp,
+                            {{"Street", 0x4a84b3}, {"Garage", 0x6a6f78}})};
+}
+
+LinkState LinkWatch::look(qint64 now, bool connected)
+{
+    if (m_since < 0)
+        m_since = now;
+    if (connected)
+        m_state = LinkState::Connected;
+    else if (m_state == LinkState::Connected || now - m_since >= kGoneAfterMs)
+        m_state = LinkState::Gone;
+    return m_state;
+}
+
+QString linkText(LinkState state)
+{
+    switch (state) {
+    case LinkState::Connecting: return tr("connecting");
+    case LinkState::Connected: return tr("connected");
+    case LinkState::Gone: break;
+    }
+    return tr("gone");
+}
