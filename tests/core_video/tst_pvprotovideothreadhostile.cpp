@@ -74,6 +74,8 @@ private slots:
     void payloadBeyondTheBuffer_failsThatFrameOnly();
     void largestFrame_isDecoded();
     void frameShorterThanItSays_isDecodedFromWhatTheBufferHolds();
+    void soundOfAnyForm_isSurvived_data();
+    void soundOfAnyForm_isSurvived();
     void readThatWritesLessThanARecord_isSurvived_data();
     void readThatWritesLessThanARecord_isSurvived();
     void codecNull_isLogged();
@@ -256,6 +258,44 @@ void TestPvProtoVideoThreadHostile::frameShorterThanItSays_isDecodedFromWhatTheB
     thread.feed(frame);
     QVERIFY(settle(&thread));
     QCOMPARE(watcher.pictures.size(), 1);
+    QVERIFY(end(&thread));
+}
+
+void TestPvProtoVideoThreadHostile::soundOfAnyForm_isSurvived_data()
+{
+    QTest::addColumn<int>("rate");
+    QTest::addColumn<int>("bits");
+    QTest::addColumn<int>("channels");
+    const int most = std::numeric_limits<int>::max();
+    const int least = std::numeric_limits<int>::min();
+    QTest::newRow("no rate") << 0 << 16 << 1;
+    QTest::newRow("negative rate") << -8000 << 16 << 1;
+    QTest::newRow("highest rate") << most << 16 << 1;
+    QTest::newRow("odd bits") << 8000 << least << 1;
+    for (const int channels : {-1, 2, 7, 64, 65, 511, 512, 513, 65536, most, least})
+        QTest::newRow(qPrintable(QString::number(channels))) << 8000 << 16 << channels;
+}
+
+void TestPvProtoVideoThreadHostile::soundOfAnyForm_isSurvived()
+{
+    QFETCH(int, rate);
+    QFETCH(int, bits);
+    QFETCH(int, channels);
+    log->expectMatching(Logger::Error, QRegularExpression("^\\((ffpg|mdcdc|pvptvthr)\\)"));
+    log->expectMatching(Logger::Warning, QRegularExpression("^\\((mdcdc|pvptvthr)\\)"));
+    FedThread thread;
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    QVERIFY(begin(&thread));
+    thread.feed(picture(0));
+    for (const int size : {1, 160, int(kHFrameMaxPayload), 3}) {
+        thread.feed(ScriptedFrame::audio(3, rate, bits, channels, QByteArray(size, 'a'), 0));
+        QVERIFY(settle(&thread));
+    }
+    watcher.sound.clear();
+    thread.feed(sound());
+    QVERIFY(settle(&thread));
+    QVERIFY(waitFor([&] { return watcher.sound.size() == 320; }));
     QVERIFY(end(&thread));
 }
 
