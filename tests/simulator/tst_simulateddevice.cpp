@@ -25,12 +25,15 @@ using namespace vantrasim;
 namespace {
 
 constexpr int kReadMs = 200;
+/// What waits for the reader where no frame may be missing, however slow the machine is.
+constexpr int kPatientMs = 60000;
 
 DeviceConfig oneStream(const VideoFormat &video, const AudioFormat &audio = AudioFormat())
 {
     DeviceConfig config = DeviceConfig::simple(1, 1);
     config.channels[0].streams[0].video = video;
     config.channels[0].streams[0].audio = audio;
+    config.queueMs = kPatientMs;
     return config;
 }
 
@@ -172,6 +175,7 @@ void TestSimulatedDevice::pictures_tellChannelStreamAndNumber()
     QFETCH(int, height);
     DeviceConfig config = DeviceConfig::simple(2, 2);
     config.number = 9;
+    config.queueMs = kPatientMs;
     config.channels[1].streams[1].video = format(codec, width, height, 25, 5);
     const Simulation sim = simulateDevice(config);
     QCOMPARE(sim.device->enableMediaTransmit(1, 1, true), HRetOk);
