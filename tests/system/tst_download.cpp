@@ -1,0 +1,521 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// Downloads of a simulated recorder, picture by picture, read back by other programs.
+#include "../core_videosave/recordedfile.h"
+#include "simulator/device/mediaclock.h"
+#include "simulator/simulateddevice.h"
+#include "support/loggedtest.h"
+#include "support/players.h"
+#include "support/signalrecorder.h"
+#include "support/smalldisk.h"
+#include "support/waitfor.h"
+
+#include "core_live/orvolivethread.h"
+#include "core_videobase/threadframebuffer_p.h"
+#include "core_vod/orvovoddlthread.h"
+#include "devicelink/hnetdevice.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+#include <thread>
+
+using namespace vantratest;
+using namespace vantrasim;
+
+namespace {
+
+constexpr int kWidth = 176;
+constexpr int kHeight = 144;
+constexpr int kFps = 25;
+constexpr int kFrameMs = 1000 / kFps;
+constexpr int kLongMs = 120000; ///< safeguard
+constexpr qint64 kMostHoleMs = 500;
+constexpr double kMostOutOfStep = 0.3; ///< seconds between the ends of sound and pictures
+constexpr qint64 kDiskBytes = 3 * 1024 * 1024;
+
+QString noMounts; ///< why there are no disks to be had; empty: there are
+
+QDateTime at(int hour, int minute, int second = 0, int day = 14)
+{
+    return QDateTime(QDate(2026, 3, day), QTime(hour, minute, second));
+}
+
+StreamConfig form(qint32 codec, qint32 audio, int quality = 28)
+{
+    StreamConfig stream;
+    stream.video.codec = codec;
+    stream.video.width = kWidth;
+    stream.video.height = kHeight;
+    stream.video.fps = kFps;
+    stream.video.quality = quality;
+    stream.audio.codec = audio;
+    return stream;
+}
+
+/// A download, and what was heard of it.
+struct Download
+{
+    Download(const QSharedPointer<HNetDevice> &device, int channel, const QDateTime &begin,
+             const QDateTime &end, const QString &path)
+    {
+        thread.bindDevice(device, unsigned(channel));
+        thread.setDateTime(begin, end);
+        thread.setSavePath(path);
+        thread.setReadTimeout(60000); // the first pictures have to be made
+        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadStart, "start");
+        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadFinsh, "finsh");
+        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadPts, "pts");
+        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadErrConnExceedMax, "max");
+        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadError, "error");
+        root = path;
+    }
+
+    bool run()
+    {
+        thread.startDL();
+        return thread.wait(kLongMs);
+    }
+    bool ok() const { return heard.calls("finsh").value(0).arguments.value(0).toBool(); }
+    /// Without progress.
+    QStringList told() const
+    {
+        QStringList names = heard.names();
+        names.removeAll(QStringLiteral("pts"));
+        return names;
+    }
+    /// Paths of all files, in the order of their names.
+    QStringList files() const
+    {
+        QStringList paths;
+        for (const QString &day : QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            const QDir folder(root + QLatin1Char('/') + day + QStringLiteral("/vod"));
+            for (const QString &file : folder.entryList(QDir::Files, QDir::Name))
+                paths << folder.filePath(file);
+        }
+        return paths;
+    }
+    QStringList names() const
+    {
+        QStringList names;
+        for (const QString &file : files())
+            names << QFileInfo(file).fileName();
+        return names;
+    }
+
+    OrvoVodDLThread thread;
+    SignalRecorder heard;
+    QString root;
+};
+
+/// Counters of the pictures of a span.
+QVector<qint64> countersOf(const QDateTime &begin, const QDateTime &end)
+{
+    QVector<qint64> counters;
+    for (qint64 time = deviceTime(begin); time < deviceTime(end); time += kFrameMs)
+        counters << (time / kFrameMs & 0xFFFFFF);
+    return counters;
+}
+
+/// What is wrong with a file, whoever reads it; empty if nothing. *counters, if given, gets its
+/// pictures at the end.
+QString faultOf(const QString &path, bool sound, QVector<qint64> *counters = nullptr)
+{
+    const RecordedFile file = readRecording(path);
+    if (counters)
+        *counters += file.counters;
+    QString fault = file.error + complaintsAbout(path);
+    if (!file.keys.value(0))
+        fault += QStringLiteral(" no key picture at the beginning");
+    for (int i = 1; i < file.times.size(); ++i) {
+        const qint64 step = file.times.at(i) - file.times.at(i - 1);
+        if (step <= 0 || step > kMostHoleMs)
+            fault += QStringLiteral(" step of %1 ms at %2").arg(step).arg(i);
+    }
+    const Playback played = decodeWithGStreamer(path, file.size, sound);
+    fault += played.error;
+    if (played.pictures.size() != file.counters.size())
+        fault += QStringLiteral(" GStreamer shows %1 pictures").arg(played.pictures.size());
+    if (sound != (file.audioCodec != 0) || sound == played.sound.isEmpty())
+        fault += QStringLiteral(" sound");
+    return fault.isEmpty() ? fault : path + QLatin1String(": ") + fault;
+}
+
+/// 10:00:00 to 10:00:05, a gap of an hour, to 11:00:08, one of 2 s, to 11:00:14; then at once, till
+/// 11:00:18, in another form.
+DeviceConfig withGaps(const StreamConfig &first, const StreamConfig &second)
+{
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].archive = {{at(10, 0, 0), at(10, 0, 5), first},
+                                  {at(11, 0, 5), at(11, 0, 8), first},
+                                  {at(11, 0, 10), at(11, 0, 14), first},
+                                  {at(11, 0, 14), at(11, 0, 18), second}};
+    return config;
+}
+
+QVector<qint64> countersOfGaps()
+{
+    return countersOf(at(10, 0, 0), at(10, 0, 5)) + countersOf(at(11, 0, 5), at(11, 0, 8)) +
+           countersOf(at(11, 0, 10), at(11, 0, 18));
+}
+
+} // namespace
+
+class TestDownload : public LoggedTest
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { quietConsole(); }
+
+    void everyPicture_isInOneFile_once_data();
+    void everyPicture_isInOneFile_once();
+    void fileOverMidnight_isNamedFromMidnight();
+    void progress_leadsToTheEnd();
+    void sound_staysInStep_behindGaps();
+    void limitOfTheDevice_isTold();
+    void lostConnection_leavesAWholeFile_andTheRestCanBeFetched();
+    void spanWithoutRecording_isASuccessWithoutFiles();
+    void fourAtOnce_disturbNobody();
+    void fullDisk_isTold_andWhatWasWrittenPlays_data();
+    void fullDisk_isTold_andWhatWasWrittenPlays();
+
+protected:
+    void setUp() override
+    {
+        folder = std::make_unique<QTemporaryDir>();
+        log->expectMatching(Logger::Warning,
+                            QRegularExpression("^\\(svmp4ff\\).*\\.mp4 pts \\(\\d+:\\d+\\)$"));
+    }
+
+private:
+    std::unique_ptr<QTemporaryDir> folder;
+};
+
+void TestDownload::everyPicture_isInOneFile_once_data()
+{
+    QTest::addColumn<qint32>("second");
+    QTest::addColumn<qint32>("secondSound");
+    QTest::addColumn<bool>("saveAudio");
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<QStringList>("names");
+    const auto name = [](const char *begin, const char *end) {
+        return QStringLiteral("20260314T%1_20260314T%2_0.mp4").arg(begin, end);
+    };
+    const QString all = name("100000", "110017");
+    const QStringList cut{name("100000", "110014"), name("110014", "110017")};
+    QTest::newRow("one form") << qint32(HCodecH264) << qint32(HCodecG711A) << true << -1
+                              << QStringList{all};
+    QTest::newRow("another codec")
+        << qint32(HCodecH265) << qint32(HCodecG711A) << true << -1 << cut;
+    QTest::newRow("another codec, silent")
+        << qint32(HCodecH265) << qint32(HCodecG711A) << false << -1 << cut;
+    QTest::newRow("another sound")
+        << qint32(HCodecH264) << qint32(HCodecG711U) << true << -1 << cut;
+    QTest::newRow("interval") << qint32(HCodecH264) << qint32(HCodecG711A) << true << 3
+                              << QStringList{name("100000", "100004"), name("100004", "110005"),
+                                             name("110005", "110010"), name("110010", "110014"),
+                                             name("110014", "110017")};
+}
+
+void TestDownload::everyPicture_isInOneFile_once()
+{
+    QFETCH(qint32, second);
+    QFETCH(qint32, secondSound);
+    QFETCH(bool, saveAudio);
+    QFETCH(int, interval);
+    QFETCH(QStringList, names);
+    const Simulation sim =
+        simulateDevice(withGaps(form(HCodecH264, HCodecG711A), form(second, secondSound)));
+    Download download(sim.device, 0, at(9, 0), at(12, 0), folder->path());
+    download.thread.setSaveAudio(saveAudio);
+    download.thread.setSaveInterval(interval);
+    QVERIFY(download.run());
+    QVERIFY(download.ok());
+    QCOMPARE(download.told(), QStringList({"start", "finsh"}));
+    QCOMPARE(download.names(), names);
+    QVector<qint64> counters;
+    for (const QString &file : download.files())
+        QCOMPARE(faultOf(file, saveAudio, &counters), QString());
+    QCOMPARE(counters, countersOfGaps());
+    QCOMPARE(sim.control->openDownloads(), 0);
+}
+
+void TestDownload::fileOverMidnight_isNamedFromMidnight()
+{
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH265, 0);
+    const Simulation sim = simulateDevice(config);
+    const QDateTime begin = at(23, 59, 50), end = at(0, 0, 11, 15);
+    Download download(sim.device, 0, begin, end, folder->path());
+    QVERIFY(download.run());
+    QVERIFY(download.ok());
+    QCOMPARE(download.names(), QStringList{"20260314T000000_20260314T000010_0.mp4"});
+    QVector<qint64> counters;
+    QCOMPARE(faultOf(download.files().first(), false, &counters), QString());
+    QCOMPARE(counters, countersOf(begin, end));
+}
+
+void TestDownload::progress_leadsToTheEnd()
+{
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH264, HCodecG711A);
+    const Simulation sim = simulateDevice(config);
+    Download download(sim.device, 0, at(10, 0), at(10, 0, 12), folder->path());
+    QVERIFY(download.run());
+    qint64 before = deviceTime(at(10, 0));
+    const auto calls = download.heard.calls("pts");
+    for (const auto &call : calls) {
+        const qint64 time = call.arguments.value(0).toLongLong();
+        QCOMPARE(time - before, qint64(1040)); // the first picture beyond a second
+        QCOMPARE(call.thread, static_cast<QThread *>(&download.thread));
+        before = time;
+    }
+    QCOMPARE(calls.size(), 11);
+    QCOMPARE(download.heard.names().first(), QStringLiteral("start"));
+    QCOMPARE(download.heard.names().last(), QStringLiteral("finsh"));
+}
+
+void TestDownload::sound_staysInStep_behindGaps()
+{
+    const StreamConfig stream = form(HCodecH264, HCodecG711A);
+    const Simulation sim = simulateDevice(withGaps(stream, stream));
+    Download download(sim.device, 0, at(10, 0), at(12, 0), folder->path());
+    download.thread.setSaveAudio(true);
+    QVERIFY(download.run());
+    QCOMPARE(download.files().size(), 1);
+    const ProbedFile file = probeFile(download.files().first());
+    QCOMPARE(file.error, QString());
+    QVERIFY(file.video.times.size() == 16 * kFps && !file.audio.times.isEmpty());
+    for (int i = 1; i < file.audio.times.size(); ++i)
+        QVERIFY(file.audio.times.at(i) > file.audio.times.at(i - 1));
+    const double apart = file.video.times.last() - file.audio.times.last();
+    QVERIFY2(std::abs(apart) < kMostOutOfStep, qPrintable(QString::number(apart)));
+    // Neither is longer than what was recorded, plus half a second for each of two gaps.
+    QVERIFY2(file.duration < 17.1, qPrintable(QString::number(file.duration)));
+}
+
+void TestDownload::limitOfTheDevice_isTold()
+{
+    DeviceConfig config = DeviceConfig::simple(2, 1);
+    config.mostDownloads = 1;
+    config.downloadSpeed = 1;
+    for (ChannelConfig &channel : config.channels)
+        channel.streams[0] = form(HCodecH264, 0);
+    const Simulation sim = simulateDevice(config);
+    Download first(sim.device, 0, at(10, 0), at(11, 0), folder->filePath("first"));
+    first.thread.startDL();
+    QVERIFY(waitFor([&] { return first.heard.count("start") > 0; }, kLongMs));
+    Download second(sim.device, 1, at(10, 0), at(10, 0, 2), folder->filePath("second"));
+    log->expect(Logger::Error, QStringLiteral("(orvdlthr)vod dl start err 17"));
+    log->expect(Logger::Error, QStringLiteral("(atvdlthr)before download thr err"));
+    QVERIFY(second.run());
+    QCOMPARE(second.told(), QStringList{"max"});
+    first.thread.stopDL();
+    QCOMPARE(first.told(), QStringList({"start", "finsh"}));
+    QVERIFY(!first.ok());
+    // Now it has its turn.
+    second.heard.clear();
+    QVERIFY(second.run());
+    QVERIFY(second.ok());
+    QVector<qint64> counters;
+    QCOMPARE(faultOf(second.files().value(0), false, &counters), QString());
+    QCOMPARE(counters, countersOf(at(10, 0), at(10, 0, 2)));
+}
+
+void TestDownload::lostConnection_leavesAWholeFile_andTheRestCanBeFetched()
+{
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH264, HCodecG711A);
+    config.downloadSpeed = 4;
+    const Simulation sim = simulateDevice(config);
+    Download download(sim.device, 0, at(10, 0), at(11, 0), folder->path());
+    download.thread.startDL();
+    QVERIFY(waitFor([&] { return download.heard.count("pts") >= 2; }, kLongMs));
+    sim.control->faults().strike(
+        {FrameFault::ReadError, {}, FrameSort::Any, 0, 1, 0, FaultRoad::Download});
+    QVERIFY(download.thread.wait(kLongMs));
+    QCOMPARE(download.told(), QStringList({"start", "finsh"}));
+    QVERIFY(!download.ok());
+    QVector<qint64> counters;
+    QCOMPARE(download.files().size(), 1);
+    QCOMPARE(faultOf(download.files().first(), false, &counters), QString());
+    const QVector<qint64> expected = countersOf(at(10, 0), at(11, 0));
+    QVERIFY(counters.size() > 2 * kFps);
+    QCOMPARE(counters, expected.mid(0, counters.size()));
+
+    // On from the second in which it ended, until the link is gone for good.
+    const int seconds = counters.size() / kFps;
+    Download rest(sim.device, 0, at(10, 0).addSecs(seconds), at(11, 0), folder->filePath("rest"));
+    rest.thread.setReadTimeout(3000);
+    rest.thread.startDL();
+    QVERIFY(waitFor([&] { return rest.heard.count("pts") >= 2; }, kLongMs));
+    sim.control->loseConnection();
+    QVERIFY(rest.thread.wait(kLongMs));
+    QCOMPARE(rest.told(), QStringList({"start", "finsh"}));
+    QVERIFY(!rest.ok());
+    QCOMPARE(log->count(Logger::Info,
+                        QStringLiteral("(orvdlthr)read [192.0.2.1] frame timeout(3000 ms) ")),
+             1);
+    counters.clear();
+    QCOMPARE(faultOf(rest.files().value(0), false, &counters), QString());
+    QCOMPARE(counters, expected.mid(seconds * kFps, counters.size()));
+}
+
+void TestDownload::spanWithoutRecording_isASuccessWithoutFiles()
+{
+    const StreamConfig stream = form(HCodecH264, 0);
+    const Simulation sim = simulateDevice(withGaps(stream, stream));
+    Download download(sim.device, 0, at(10, 10), at(10, 20), folder->path());
+    QVERIFY(download.run());
+    QCOMPARE(download.told(), QStringList({"start", "finsh"}));
+    QVERIFY(download.ok());
+    QCOMPARE(download.files(), QStringList());
+}
+
+/// Four downloads of one device, beside a live stream that is recorded, and a playback.
+void TestDownload::fourAtOnce_disturbNobody()
+{
+    DeviceConfig config = DeviceConfig::simple(4, 1);
+    for (int i = 0; i < 4; ++i)
+        config.channels[i].streams[0] = form(i % 2 ? HCodecH265 : HCodecH264, HCodecG711A);
+    const Simulation sim = simulateDevice(config);
+    const QDateTime begin = at(10, 0), end = at(10, 0, 12);
+
+    OrvoLiveThread live;
+    live.bindDevice(sim.device);
+    live.setStreamChannel(0, 0);
+    live.setReadTimeout(60000);
+    live.setConnectTimeout(5000);
+    live.setSavePath(AbstractVideoThread::MANUAL_RECORD, folder->filePath("live"));
+    live.recordStart(AbstractVideoThread::MANUAL_RECORD);
+    live.play();
+
+    std::atomic<bool> done{false};
+    QVector<qint64> played;
+    VodStartPara playback;
+    playback.time0 = at(12, 0);
+    playback.time1 = at(13, 0);
+    QCOMPARE(sim.device->vodStart(1, playback), HRetOk);
+    std::thread player([&] {
+        const FrameBuffer frame = makeFrameBuffer();
+        while (!done) {
+            if (sim.device->vodReadFrame(1, frame.get(), 100) == HRetOk && frame->isVideo())
+                played << frame->pts;
+        }
+    });
+
+    std::vector<std::unique_ptr<Download>> downloads;
+    for (int i = 0; i < 4; ++i) {
+        downloads.push_back(std::make_unique<Download>(
+            sim.device, i, begin, end, folder->filePath(QStringLiteral("channel %1").arg(i))));
+        downloads.back()->thread.setSaveAudio(true);
+        downloads.back()->thread.startDL();
+    }
+    bool ended = true;
+    for (const auto &download : downloads)
+        ended = download->thread.wait(kLongMs) && ended;
+    // What runs in real time has come some way by then, or does so afterwards.
+    ended = waitFor(
+                [&] {
+                    return sim.control->counts(0, 0).pictures > 3 * kFps &&
+                           sim.control->playback(1).pictures > 2 * kFps;
+                },
+                kLongMs) &&
+            ended;
+    done = true;
+    player.join();
+    live.recordStop(AbstractVideoThread::MANUAL_RECORD);
+    live.stop();
+    QVERIFY(waitFor([&] { return live.isFinished(); }, kLongMs));
+    QVERIFY(ended);
+
+    for (int i = 0; i < 4; ++i) {
+        QVERIFY(downloads[i]->ok());
+        QCOMPARE(downloads[i]->names(),
+                 QStringList{QStringLiteral("20260314T100000_20260314T100011_%1.mp4").arg(i)});
+        QVector<qint64> counters;
+        QCOMPARE(faultOf(downloads[i]->files().first(), true, &counters), QString());
+        QCOMPARE(counters, countersOf(begin, end));
+    }
+    for (int i = 1; i < played.size(); ++i)
+        QCOMPARE(played.at(i) - played.at(i - 1), qint64(kFrameMs));
+    const QString recorded =
+        QDir(folder->filePath("live")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).value(0);
+    const QDir liveFolder(folder->filePath("live/" + recorded + "/live"));
+    const QStringList files = liveFolder.entryList(QDir::Files);
+    QCOMPARE(files.size(), 1);
+    QVector<qint64> counters;
+    QCOMPARE(faultOf(liveFolder.filePath(files.first()), true, &counters), QString());
+    for (int i = 1; i < counters.size(); ++i)
+        QCOMPARE(counters.at(i), counters.at(i - 1) + 1);
+}
+
+void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays_data()
+{
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<qint64>("room");
+    QTest::newRow("one file") << -1 << kDiskBytes / 2;
+    QTest::newRow("many files") << 1 << kDiskBytes / 2;
+    QTest::newRow("no room at all") << -1 << qint64(0);
+}
+
+void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays()
+{
+    QFETCH(int, interval);
+    QFETCH(qint64, room);
+    if (!noMounts.isEmpty())
+        QSKIP(qPrintable(noMounts));
+    SmallDisk disk(kDiskBytes);
+    QVERIFY(disk.isValid());
+    QFile ballast(disk.path(QStringLiteral("ballast")));
+    QVERIFY(ballast.open(QIODevice::WriteOnly));
+    QVERIFY(ballast.write(QByteArray(int(kDiskBytes - room), '.')) > 0);
+    ballast.close();
+    log->expectMatching(Logger::Error,
+                        QRegularExpression("^\\(svmp4ff\\)(write (video|audio|trailer"
+                                           "|header)|avio (open|close)|creat mp4) "));
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH264, 0, 10); // large
+    const Simulation sim = simulateDevice(config);
+    const QDateTime begin = at(10, 0), end = at(11, 0);
+    Download download(sim.device, 0, begin, end, disk.path());
+    download.thread.setSaveInterval(interval);
+    QVERIFY(download.run());
+    QCOMPARE(download.told(), QStringList({"start", "error", "finsh"}));
+    QVERIFY(!download.ok());
+    QCOMPARE(sim.control->openDownloads(), 0);
+
+    const QRegularExpression name("/20260314T10\\d{4}_20260314T10\\d{4}_0\\.mp4$");
+    QVector<qint64> counters;
+    const QStringList files = download.files();
+    for (const QString &file : files) {
+        QVERIFY2(name.match(file).hasMatch(), qPrintable(file));
+        // The one that filled the disk may end within a picture.
+        if (file != files.last())
+            QCOMPARE(faultOf(file, false, &counters), QString());
+        else
+            counters += readRecording(file).counters;
+    }
+    if (room > 0)
+        QVERIFY2(counters.size() > 2 * kFps, qPrintable(QString::number(counters.size())));
+    QCOMPARE(counters, countersOf(begin, end).mid(0, counters.size()));
+
+    // With room again, it can be fetched.
+    QVERIFY(ballast.remove());
+    Download again(sim.device, 0, begin, at(10, 0, 2), disk.path(QStringLiteral("again")));
+    QVERIFY(again.run());
+    QVERIFY(again.ok());
+}
+
+int main(int argc, char *argv[])
+{
+    noMounts = enterPrivateMounts();
+    QCoreApplication app(argc, argv);
+    TestDownload test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_download.moc"
