@@ -80,7 +80,6 @@ void LiveThread::run()
 {
     ++starts;
     FakeThread::run();
-    isOk = false;
 }
 
 ThreadMaker::ThreadMaker()
