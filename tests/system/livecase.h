@@ -66,16 +66,17 @@ public:
         look.scaleMode = ScaleMode_Fill;
         look.muted = true;
         setWidgetPara(look);
-        setTimeouts(timeoutMs);
+        setTimeouts(timeoutMs, timeoutMs);
         resize(320, 180);
     }
     /// As a host ends it.
     ~LiveView() override { finish(); }
 
-    void setTimeouts(int milliseconds)
+    void setTimeouts(int connectMs, int readMs)
     {
         VideoPara para = getVideoPara();
-        para.connectTimeout = para.readTimeout = milliseconds;
+        para.connectTimeout = connectMs;
+        para.readTimeout = readMs;
         setVideoPara(para);
     }
     /// Joins the device and shows a stream of it.
