@@ -62,6 +62,7 @@ void DeviceTree::addDevice(const Device &device)
 {
     auto *item = new QTreeWidgetItem(this, {device.name});
     item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+    item->setToolTip(NameColumn, device.name);
     const QIcon icon = theme::icon(QStringLiteral("camera"));
     const QVector<Camera> cameras = device.cameras();
     for (int channel = 0; channel < cameras.size(); ++channel) {

@@ -154,7 +154,7 @@ void LiveView::leave()
         return;
     m_started = false;
     m_hasPicture = false;
-    setTalking(false);
+    endTalk();
     streamthreads::leave(m_camera.link);
     playStop(true);
     stop(false);
@@ -337,6 +337,8 @@ QString LiveView::linkReason() const
         return m_wasLive ? tr("The device is gone.") : tr("The device is not connected.");
     if (isStreamExceedMax())
         return tr("The device refuses: it sends to as many viewers as it can.");
+    if (isOpenStreamTimeout() && m_camera.link->getStreamProtocol() != HTransportRtsp)
+        return tr("The device does not send this stream.");
     return QString();
 }
 
@@ -482,6 +484,10 @@ void LiveView::toggleTalk()
         viewlook::showTalk(bannerWidget, false);
         return;
     }
+    if (m_talking)
+        talkStop();
+    else
+        talkStart();
     setTalking(!m_talking);
     notice(m_talking ? tr("Talking to the device") : tr("Talk ended"));
 }
@@ -491,12 +497,17 @@ void LiveView::setTalking(bool talking)
     if (talking == m_talking)
         return;
     m_talking = talking;
-    if (talking)
-        talkStart();
-    else
-        talkStop();
     viewlook::showTalk(bannerWidget, talking);
     emit changed();
+}
+
+/// Before the sound worker ends, which does not do what it has not come to. stop() waits for the
+/// worker too.
+void LiveView::endTalk()
+{
+    if (m_talking && audioThread && audioThread->QObject::thread()->isRunning())
+        QMetaObject::invokeMethod(audioThread.data(), "stopTalk", Qt::BlockingQueuedConnection);
+    setTalking(false);
 }
 
 void LiveView::showFolder()

@@ -108,6 +108,7 @@ private:
     void setState(ViewState state);
     bool maySave() const;
     void setTalking(bool talking);
+    void endTalk();
 
     const Camera m_camera;
     const QString m_transport;

@@ -3,12 +3,14 @@
 #include "devicetree.h"
 #include "liveview.h"
 #include "mainwindow.h"
+#include "options.h"
 #include "simulator/devicecontrol.h"
 #include "statusoverlay.h"
 #include "streamthreads.h"
 #include "support/counterblocks.h"
 #include "support/heartbeat.h"
 #include "support/loggedtest.h"
+#include "support/rtspserver.h"
 #include "support/waitfor.h"
 #include "theme.h"
 #include "vantra.h"
@@ -163,9 +165,11 @@ private slots:
     void stalledStream_isSigned_andComesBack();
     void readErrors_areOvercome();
     void refusal_isToldInPlainWords();
+    void refusalWithoutAReason_isToldInPlainWords();
     void deviceWithoutStreams_isShown_whenItHasSome();
     void doubleClick_showsTheMainStream_andBackTheSubStream();
     void cameraWithOneStream_isShownLargeAndSmall();
+    void cameraByTwoAddresses_isShownLargeAndSmall();
     void drag_fromTheList_showsThatCamera();
     void keys_chooseFromTheList();
     void viewCount_keepsTheFirstViews();
@@ -302,6 +306,17 @@ void TestViewGrid::refusal_isToldInPlainWords()
     QVERIFY(desk.allLive(1));
 }
 
+void TestViewGrid::refusalWithoutAReason_isToldInPlainWords()
+{
+    const Simulated device(2, 1, HTransportZelk);
+    device.control->faults().refuse(DeviceOp::enableMediaTransmit, HRetBusy, -1);
+    Desk desk({&device});
+    QVERIFY(waitFor([&] { return desk.sign(0)->detail().contains("does not send this stream"); }));
+    QCOMPARE(desk.sign(0)->title(), QString("No picture"));
+    device.control->faults().clear();
+    QVERIFY(desk.allLive(1));
+}
+
 void TestViewGrid::deviceWithoutStreams_isShown_whenItHasSome()
 {
     const Simulated device(1, 1);
@@ -344,6 +359,29 @@ void TestViewGrid::cameraWithOneStream_isShownLargeAndSmall()
     QVERIFY(desk.shows(0, {1, 0, 0}));
     QTest::mouseDClick(desk.view(0), Qt::LeftButton);
     QVERIFY(desk.shows(0, {1, 0, 0}));
+}
+
+void TestViewGrid::cameraByTwoAddresses_isShownLargeAndSmall()
+{
+    RtspServer server;
+    QVERIFY2(server.start({"--camera", "large:h264:640x360", "--camera", "small:h265:320x180"}),
+             qPrintable(server.log()));
+    Desk desk({});
+    QString problem;
+    const auto camera = CameraOption::parse(server.url("large") + ',' + server.url("small"),
+                                            &problem);
+    QVERIFY2(camera.sub.isValid(), qPrintable(problem));
+    desk.window->addCamera(camera.main, camera.sub);
+    const auto showsSize = [&](const QSize &size) {
+        return waitFor([&] { return desk.isLive(0) && desk.view(0)->summary().size == size; });
+    };
+    QVERIFY(showsSize(QSize(640, 360)));
+    desk.window->setViewCount(4);
+    QVERIFY(showsSize(QSize(320, 180)));
+    QTest::mouseDClick(desk.view(0), Qt::LeftButton);
+    QVERIFY(showsSize(QSize(640, 360)));
+    QCOMPARE(server.stat("clients", "large"), 1);
+    QCOMPARE(server.stat("clients", "small"), 1);
 }
 
 void TestViewGrid::drag_fromTheList_showsThatCamera()
@@ -496,7 +534,13 @@ void TestViewGrid::talk_reachesTheDevice_andBusyIsTold()
     desk.view(0)->toggleMuted();
     desk.view(0)->toggleTalk();
     QCOMPARE(button->objectName(), QString("btnTalkMuted"));
-    QVERIFY(waitFor([&] { return device.control->calls().count(DeviceOp::stopTalk) >= 1; }));
+    const auto stops = [&] { return device.control->calls().count(DeviceOp::stopTalk); };
+    QVERIFY(waitFor([&] { return stops() == 1; })); // and none for what was refused
+    // A view that stops leaves no device that believes somebody is talking.
+    desk.view(0)->toggleTalk();
+    desk.view(0)->halt();
+    QCOMPARE(stops(), qint64(2));
+    QVERIFY(!desk.view(0)->isTalking());
 }
 
 void TestViewGrid::window_closesWhilePlaying()
