@@ -31,6 +31,7 @@ enum class FrameFault {
     StampRepeat,     ///< the stamp is that of the frame before
     HeaderTooSmall,  ///< frameSize tells `value` bytes less than there are (0: half)
     HeaderTooLarge,  ///< frameSize tells `value` bytes more (0: the largest number there is)
+    OtherSize,       ///< the header tells a picture of `value` percent of the size (0: 50)
     Garbage,         ///< the payload is noise of the same length
     Truncated,       ///< payload and frameSize are `value` bytes long (0: half)
     Empty,           ///< no payload at all

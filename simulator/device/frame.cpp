@@ -16,6 +16,12 @@ namespace {
 constexpr int kReadError = 99;
 constexpr quint32 kUnknownType = 5;
 constexpr quint32 kUnknownCodec = 6;
+constexpr qint64 kOtherSizePercent = 50;
+
+qint32 scaled(qint32 size, qint64 percent)
+{
+    return qint32(std::min<qint64>(size * percent / 100, std::numeric_limits<qint32>::max()));
+}
 
 } // namespace
 
@@ -117,6 +123,14 @@ void FrameMangler::strike(const ScriptedFault &fault, Frame *frame)
         header.frameSize =
             fault.value != 0 ? quint32(size + fault.value) : std::numeric_limits<quint32>::max();
         break;
+    case FrameFault::OtherSize: {
+        if (header.frameType == HFrameHeader::AudioFrame)
+            break; // the fields mean something else there
+        const qint64 percent = fault.value != 0 ? fault.value : kOtherSizePercent;
+        header.widthOrSampleRate = scaled(header.widthOrSampleRate, percent);
+        header.heightOrBits = scaled(header.heightOrBits, percent);
+        break;
+    }
     case FrameFault::Garbage:
         for (std::uint8_t &byte : payload)
             byte = std::uint8_t(m_noise());

@@ -94,6 +94,7 @@ private slots:
     void readError_isAnswered_andTheFrameIsNotLost();
     void stamps_moveForwardAndBackAndStandStill();
     void header_tellsTooLittleOrTooMuch();
+    void header_tellsAnotherSizeOfThePicture();
     void hostileHeader_neverWritesPastTheBuffer();
     void payload_isGarbageTruncatedOrEmpty();
     void type_and_codec_areUnknown();
@@ -242,6 +243,25 @@ void TestSimulatorFaults::stamps_moveForwardAndBackAndStandStill()
     QCOMPARE(steps[1], qint64(20));
     QVERIFY(steps[8] <= 0); // that of the frame before, which may have been sound
     QVERIFY(steps[8] + steps[9] <= 40 && steps[9] > 0);
+}
+
+void TestSimulatorFaults::header_tellsAnotherSizeOfThePicture()
+{
+    const DeviceConfig config = quick();
+    const VideoFormat &form = config.channels[0].streams[0].video;
+    const Simulation sim = simulateDevice(config);
+    DeviceFaults &faults = sim.control->faults();
+    faults.strike(on(FrameFault::OtherSize, FrameSort::Video, 1));
+    faults.strike(on(FrameFault::OtherSize, FrameSort::Video, 1, 300));
+    sim.device->enableMediaTransmit(0, 0, true);
+    FrameBuffer buffer;
+    const QVector<Answer> video = videoOf(readAnswers(*sim.device, 12, buffer));
+    QVERIFY(video.size() > 3);
+    QCOMPARE(video[0].header.widthOrSampleRate, form.width);
+    QCOMPARE(video[1].header.widthOrSampleRate, form.width / 2);
+    QCOMPARE(video[1].header.heightOrBits, form.height / 2);
+    QCOMPARE(video[2].header.widthOrSampleRate, form.width * 3);
+    QCOMPARE(video[3].header.heightOrBits, form.height);
 }
 
 void TestSimulatorFaults::header_tellsTooLittleOrTooMuch()
