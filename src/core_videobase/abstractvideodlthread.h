@@ -100,10 +100,6 @@ protected:
 
     static constexpr int kMaxTimeouts = 5; ///< in a row
 
-    /// Something that was to be stored is lost, as for want of room; fails the download, also where
-    /// afterDownload() finds it out. Reset by run().
-    bool storeFailed = false;
-
     std::atomic<bool> isStop{true}; ///< asks the loop to end
     /// Read time-outs in a row. Whoever takes a frame resets it; a new run does not.
     int timeoutCount = 0;
@@ -120,4 +116,7 @@ protected:
     qint64 lastReportPts = 0; ///< stamp at the last sig_downloadPts(), milliseconds
     /// The writer. It joins what the recording has gaps in between.
     QSharedPointer<SaveMp4FFmpeg> saver;
+    /// Something that was to be stored is lost, as for want of room; fails the download, also where
+    /// afterDownload() finds it out. Reset by run().
+    bool storeFailed = false;
 };
