@@ -4,82 +4,26 @@
 // What recording costs: the same sources through SaveMp4FFmpeg, in a process of its own, and
 // through "ffmpeg -c copy" with the same flags of the file. Figures are medians of several rounds,
 // the two sides taken in turns; ratios are ours to ffmpeg's.
-#include "childprocess.h"
 #include "recorder.h"
+#include "support/childprocess.h"
+#include "support/sources.h"
 
 #include "logger/logger.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
-#include <QProcess>
 #include <QTemporaryDir>
 
 extern "C" {
 #include <libavutil/log.h>
 }
 
-#include <algorithm>
 #include <cstdio>
 #include <vector>
 
 namespace {
 
 constexpr int kRounds = 5;
-constexpr int kClipSeconds = 10;
-constexpr int kLoops = 30; ///< clips one after the other in a source
-
-struct Source
-{
-    const char *name;
-    const char *encoder;
-    const char *size;
-    const char *bitRate;
-};
-
-constexpr Source kSources[] = {
-    {"main h264", "libx264", "1920x1080", "4M"},
-    {"main h265", "libx265", "1920x1080", "2M"},
-    {"sub h264", "libx264", "640x360", "512k"},
-};
-
-QString makeSource(const QTemporaryDir &dir, const Source &source)
-{
-    const QString name = QLatin1String(source.encoder) + QLatin1String(source.size);
-    const QString clip = dir.filePath(name + QStringLiteral("-clip.ts"));
-    const QString whole = dir.filePath(name + QStringLiteral(".ts"));
-    const QStringList tuning =
-        source.encoder == QLatin1String("libx264")
-            ? QStringList{"-tune", "zerolatency", "-x264-params", "threads=1:keyint=50"}
-            : QStringList{"-x265-params", "log-level=none:bframes=0:keyint=50"};
-    const QString picture = QStringLiteral("testsrc2=size=%1:rate=25,noise=alls=4:allf=t")
-                                .arg(QLatin1String(source.size));
-    const QStringList encode =
-        QStringList{"-v",   "error",        "-f",       "lavfi",
-                    "-i",   picture,        "-t",       QString::number(kClipSeconds),
-                    "-b:v", source.bitRate, "-pix_fmt", "yuv420p",
-                    "-c:v", source.encoder, "-preset",  "ultrafast"} +
-        tuning + QStringList{clip};
-    const QStringList join{"-v", "error", "-stream_loop", QString::number(kLoops - 1), "-i", clip,
-                           "-c", "copy",  whole};
-    if (QProcess::execute(QStringLiteral("ffmpeg"), encode) != 0 ||
-        QProcess::execute(QStringLiteral("ffmpeg"), join) != 0)
-        return QString();
-    return whole;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-double median(const std::vector<ProcessCost> &costs, double ProcessCost::*member)
-{
-    std::vector<double> values;
-    for (const ProcessCost &cost : costs)
-        values.push_back(cost.*member);
-    return median(values);
-}
 
 /// Median of a column of what the children printed, on line 0 or 1.
 double printed(const std::vector<ProcessCost> &costs, int line, int column)

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: MIT
 #include "recorder.h"
 
-#include "core_ffmpeg/ffmpegptr.h"
+#include "support/sources.h"
+
 #include "core_videosave/savemp4ffmpeg.h"
 #include "devicelink/hframeheader.h"
 
-#include <QFile>
 #include <QThread>
 
 #include <algorithm>
@@ -18,37 +18,6 @@
 namespace {
 
 constexpr unsigned long kPauseWhenFull = 1000; // microseconds
-
-class Input
-{
-public:
-    explicit Input(const QString &file)
-    {
-        AVFormatContext *opened = nullptr;
-        if (avformat_open_input(&opened, QFile::encodeName(file).constData(), nullptr, nullptr) < 0)
-            return;
-        format.reset(opened);
-        avformat_find_stream_info(opened, nullptr);
-        index = av_find_best_stream(opened, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    }
-    const AVStream *stream() const { return index < 0 ? nullptr : format->streams[index]; }
-    /// The next packet of video.
-    bool read(AVPacket *packet)
-    {
-        while (index >= 0) {
-            av_packet_unref(packet);
-            if (av_read_frame(format.get(), packet) < 0)
-                return false;
-            if (packet->stream_index == index)
-                return true;
-        }
-        return false;
-    }
-
-private:
-    AVFormatInputPtr format;
-    int index = -1;
-};
 
 /// Durations of many calls.
 class Calls
@@ -76,19 +45,9 @@ private:
 
 } // namespace
 
-int countPackets(const QString &file)
-{
-    Input input(file);
-    const AVPacketPtr packet(av_packet_alloc());
-    int count = 0;
-    while (input.read(packet.get()))
-        ++count;
-    return count;
-}
-
 int record(const QString &from, const QString &to, bool packets)
 {
-    Input input(from);
+    VideoInput input(from);
     const AVStream *stream = input.stream();
     if (!stream)
         return 1;

@@ -9,6 +9,3 @@
 /// calls, then the same of what such a call cannot do without (a reference, or a copy), times in
 /// microseconds. Returns an exit status.
 int record(const QString &from, const QString &to, bool packets);
-
-/// Video packets in a file.
-int countPackets(const QString &file);

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "childprocess.h"
+#include "support/childprocess.h"
 
 #include <QFile>
 
@@ -8,8 +8,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
-#include <vector>
 
 namespace {
 
@@ -57,4 +57,18 @@ ProcessCost runChild(const QStringList &command)
     cost.peakMiB = double(usage.ru_maxrss) / 1024; // KiB on Linux
     cost.succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return cost;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+double median(const std::vector<ProcessCost> &costs, double ProcessCost::*member)
+{
+    std::vector<double> values;
+    for (const ProcessCost &cost : costs)
+        values.push_back(cost.*member);
+    return median(values);
 }

@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QStringList>
 
+#include <vector>
+
 /// What a child process took of the machine, from its start to its end.
 struct ProcessCost
 {
@@ -17,3 +19,7 @@ struct ProcessCost
 
 /// Runs a program, found by PATH, and waits for its end.
 ProcessCost runChild(const QStringList &command);
+
+double median(std::vector<double> values);
+/// Of one of the figures of several runs.
+double median(const std::vector<ProcessCost> &costs, double ProcessCost::*member);
