@@ -131,7 +131,8 @@ private:
     void startThread(AbstractVideoThread *thread);
     void restartAfterStop(const QObject *thread);
     bool reportEnd(AbstractVideoThread *thread);
-    void releaseUnused(const QSharedPointer<DevLiveThrSet> &set);
+    /// Static: a host may have deleted the widget before.
+    static void releaseUnused(const QSharedPointer<DevLiveThrSet> &set);
     /// -1 if it is none of the streams.
     int indexOf(const QObject *thread) const;
     bool isFormerThread(const QObject *object) const;
