@@ -45,6 +45,7 @@ private slots:
     void stopAtAnyMoment_leavesWholeFiles_data();
     void stopAtAnyMoment_leavesWholeFiles();
     void destruction_leavesAWholeFile();
+    void startAndStop_manyTimes_leaveNothingBehind();
     void fastDevice_waitsForTheDisk();
     void hostileFrames_failAlone();
     void hostileStamps_doNoHarm();
@@ -443,6 +444,29 @@ void TestOrvoVodDLThread::destruction_leavesAWholeFile()
     thread.reset();
     QCOMPARE(readRecording(file).pictures, numbers(0, 12));
     QCOMPARE(recorder->names(), QStringList({"start", "finsh"}));
+}
+
+void TestOrvoVodDLThread::startAndStop_manyTimes_leaveNothingBehind()
+{
+    announceSteps();
+    constexpr int kTimes = 60;
+    thread->setReadTimeout(50);
+    for (int i = 0; i < kTimes; ++i) {
+        sendPictures(0, 30, at(10, 0, 0)); // what is left over goes to the next one
+        thread->startDL();
+        const int reads = script->count(Op::vodReadDLFrame) + i % 12;
+        QVERIFY(waitFor([&] { return script->count(Op::vodReadDLFrame) >= reads; }));
+        thread->stopDL();
+        QVERIFY(!thread->isRunning());
+        QVERIFY(!thread->saver->isRunning());
+    }
+    QCOMPARE(recorder->count("finsh"), recorder->count("start"));
+    QCOMPARE(script->count(Op::vodDownloadStart), script->count(Op::vodDownloadStop));
+    QCOMPARE(script->count(Op::vodDownloadStop), kTimes);
+    for (const QString &file : files()) {
+        QVERIFY2(file.endsWith(QLatin1String("_3.mp4")), qPrintable(file));
+        QCOMPARE(read(file).error, QString());
+    }
 }
 
 /// Many times what the writer's queue holds, at once: nothing is dropped.

@@ -180,6 +180,8 @@ private slots:
     void lostConnection_leavesAWholeFile_andTheRestCanBeFetched();
     void spanWithoutRecording_isASuccessWithoutFiles();
     void fourAtOnce_disturbNobody();
+    void faultyFrames_doNoHarm_data();
+    void faultyFrames_doNoHarm();
     void fullDisk_isTold_andWhatWasWrittenPlays_data();
     void fullDisk_isTold_andWhatWasWrittenPlays();
 
@@ -452,6 +454,46 @@ void TestDownload::fourAtOnce_disturbNobody()
     QCOMPARE(faultOf(liveFolder.filePath(files.first()), true, &counters), QString());
     for (int i = 1; i < counters.size(); ++i)
         QCOMPARE(counters.at(i), counters.at(i - 1) + 1);
+}
+
+void TestDownload::faultyFrames_doNoHarm_data()
+{
+    QTest::addColumn<quint32>("seed");
+    QTest::addColumn<qint32>("codec");
+    for (const quint32 seed : {1u, 2u, 3u}) {
+        QTest::addRow("H.264, %u", seed) << seed << qint32(HCodecH264);
+        QTest::addRow("H.265, %u", seed) << seed << qint32(HCodecH265);
+    }
+}
+
+/// Whatever frames are like, the recording is fetched to its end, and all files get their names.
+void TestDownload::faultyFrames_doNoHarm()
+{
+    QFETCH(quint32, seed);
+    QFETCH(qint32, codec);
+    log->expectMatching(Logger::Error, QRegularExpression("^\\(svmp4ff\\)"));
+    log->expectMatching(Logger::Warning, QRegularExpression("^\\(svmp4ff\\)"));
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(codec, HCodecG711A);
+    const Simulation sim = simulateDevice(config);
+    sim.control->faults().strikeAtRandom(
+        seed, 0.1,
+        {FrameFault::StampForward, FrameFault::StampBack, FrameFault::StampRepeat,
+         FrameFault::HeaderTooSmall, FrameFault::HeaderTooLarge, FrameFault::Garbage,
+         FrameFault::Truncated, FrameFault::Empty, FrameFault::UnknownType,
+         FrameFault::UnknownCodec, FrameFault::Largest, FrameFault::NoParameterSets,
+         FrameFault::Lost, FrameFault::Repeated, FrameFault::Swapped});
+    Download download(sim.device, 0, at(10, 0), at(10, 0, 20), folder->path());
+    download.thread.setSaveAudio(true);
+    download.thread.setSaveInterval(4);
+    QVERIFY(download.run());
+    QVERIFY(sim.control->faults().struck() > 20);
+    QCOMPARE(download.told(), QStringList({"start", "finsh"}));
+    QVERIFY(download.ok());
+    const QRegularExpression name("^20260314T\\d{6}_20260314T\\d{6}_0\\.mp4$");
+    QVERIFY(!download.names().isEmpty());
+    for (const QString &file : download.names())
+        QVERIFY2(name.match(file).hasMatch(), qPrintable(file));
 }
 
 void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays_data()
