@@ -86,6 +86,14 @@ void TestDevLiveThrSet::bindDevice_failsOnTheFirstStream_forAnUnknownProtocol()
     QCOMPARE(set.bindDevice(scriptedDevice(deviceScript(2, 2, protocol)), protocol), -1);
     QCOMPARE(log->count(Logger::Error, "(dvlvthrst)create stream thread err"), 1);
     QVERIFY(maker->made().isEmpty());
+    // An entry for each stream all the same, and the device.
+    QCOMPARE(set.getChannelThreads(), QVector<QSharedPointer<AbstractVideoThread>>(4));
+    QVERIFY(set.getDevPtr());
+    QCOMPARE(set.referenceCount(), 0);
+    QVERIFY(!set.isOwned());
+    set.quit();
+    set.wait();
+    set.unbindDevice();
     // Not by the real makers either.
     maker.reset();
     DevLiveThrSet real;
@@ -146,6 +154,7 @@ void TestDevLiveThrSet::bindDevice_bearsACountThatNoDeviceHas()
     DevLiveThrSet set;
     QCOMPARE(set.bindDevice(scriptedDevice(script), HTransportOrvo), -1);
     QCOMPARE(log->missing(), QStringList());
+    QVERIFY(maker->made().isEmpty());
 }
 
 void TestDevLiveThrSet::references_areAddedUpOverAllStreams()

@@ -40,22 +40,23 @@ int DevLiveThrSet::bindDevice(const QSharedPointer<HNetDevice> &dev, HTransportP
         return -1;
     }
     const int streams = qMax(dev->getStreamCount(), 0);
-    QVector<QSharedPointer<AbstractVideoThread>> made;
-    bool complete = true;
-    for (int i = 0; i < streams && complete; ++i) {
-        QSharedPointer<AbstractVideoThread> thread;
-        if (i < kMostStreams)
-            thread.reset(liveThreadMaker(protocol));
+    bool complete = streams <= kMostStreams;
+    QVector<QSharedPointer<AbstractVideoThread>> made(complete ? streams : 0);
+    for (auto &thread : made) {
+        thread.reset(liveThreadMaker(protocol));
+        complete = !thread.isNull();
+        if (!complete)
+            break; // the entries from here on stay empty
         if (auto *bound = dynamic_cast<DeviceInterface *>(thread.data()))
             bound->bindDevice(dev);
-        complete = !thread.isNull();
-        made.append(thread);
     }
+    // What was bound before goes outside the lock, with its last reference.
+    QSharedPointer<HNetDevice> device = dev;
     {
         QMutexLocker locker(&mutex);
-        devPtr = dev;
+        devPtr.swap(device);
         this->protocol = protocol;
-        threads = made;
+        threads.swap(made);
     }
     if (complete)
         return 0; // without a stream too: who wants to show one finds none

@@ -37,7 +37,8 @@ public:
     /// Makes a thread for each stream that the device has now, and binds it. Once per set. Returns
     /// 0; a device without streams gets a set without threads. -1, with an error in the log: no
     /// device; a device that sends by another protocol; a protocol that no thread plays, where the
-    /// threads made so far stay.
+    /// list has an entry per stream, empty from there on; more streams than a device can have,
+    /// where none is made.
     int bindDevice(const QSharedPointer<HNetDevice> &dev, HTransportProtocol protocol);
     /// Lets go of the device and of the threads, none of which may run. Whoever shares a thread
     /// still keeps it, unbound.
