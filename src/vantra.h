@@ -14,6 +14,7 @@ public:
 
     /// Call once on the main thread before the host quits. Ends every live stream of a device that
     /// is left, recordings too, and waits for that; slots may be called meanwhile. Stop what plays
-    /// otherwise first.
+    /// otherwise first. In a report of a widget it does not wait, as the stream may be waiting for
+    /// that report to return; what is left then is waited for when the application ends.
     static void release();
 };

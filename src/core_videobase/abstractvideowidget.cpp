@@ -58,6 +58,7 @@ void letGo(AbstractVideoThread *thread)
 
 QString AbstractVideoWidget::recordPath = QStringLiteral("./video");
 QString AbstractVideoWidget::snapPath = QStringLiteral("snap");
+int AbstractVideoWidget::queuedCallsOfAll = 0;
 
 AbstractVideoWidget::AbstractVideoWidget(QWidget *parent) : QWidget(parent)
 {
@@ -112,7 +113,9 @@ bool AbstractVideoWidget::event(QEvent *event)
         return QWidget::event(event);
     const QPointer<AbstractVideoWidget> self(this);
     ++queuedCalls;
+    ++queuedCallsOfAll;
     const bool handled = QWidget::event(event);
+    --queuedCallsOfAll;
     if (self) // a host may delete the widget in its handler
         --queuedCalls;
     return handled;

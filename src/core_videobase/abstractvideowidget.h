@@ -121,6 +121,10 @@ public:
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
+    /// Whether a queued call of a slot or signal of some widget has not returned yet. A stream
+    /// thread may stand waiting for it, so nobody may wait for that thread meanwhile.
+    static bool isReporting() { return queuedCallsOfAll > 0; }
+
 signals:
     /// For hosts; the library does not send it.
     void receiveLevel(double level);
@@ -266,6 +270,7 @@ protected:
 
 private:
     int queuedCalls = 0; ///< of slots or signals of this widget that have not returned yet
+    static int queuedCallsOfAll;
 
     bool isShown() const;
     /// Whether Qt must not paint over what is configured to be presented in hwndWidget.

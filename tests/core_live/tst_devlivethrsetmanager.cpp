@@ -58,7 +58,13 @@ class TestDevLiveThrSetManager : public LoggedTest
     Q_OBJECT
 
 private slots:
-    void initTestCase() { quietConsole(); }
+    void initTestCase()
+    {
+        quietConsole();
+        // Another thread may be the first to ask; it still belongs to the GUI thread.
+        std::thread([] { DevLiveThrSetManager::Instance(); }).join();
+        QCOMPARE(manager().QObject::thread(), QThread::currentThread());
+    }
 
     void release_queuesTheSlot_alsoWithoutASet();
     void instance_isTheSame_forAllThreads();
@@ -83,6 +89,8 @@ private slots:
     void stop_endsSetsInUseAndReleasedOnes();
     void stop_letsGoOfThreadsThatWaitForIt();
     void stop_mayBeCalledAgain_inASlotThatItDelivers();
+    void start_inASlotThatStopDelivers_followsIt_data();
+    void start_inASlotThatStopDelivers_followsIt();
     void vantra_startsAndStopsTheManager();
     void rounds_leaveThreadsFlat();
     void manyThreads_mayAskAndRelease();
@@ -467,6 +475,48 @@ void TestDevLiveThrSetManager::stop_mayBeCalledAgain_inASlotThatItDelivers()
     QCOMPARE(nested, 1);
     QVERIFY(!thread);
     QVERIFY(!manager().isRunning());
+}
+
+void TestDevLiveThrSetManager::start_inASlotThatStopDelivers_followsIt_data()
+{
+    QTest::addColumn<bool>("stopsAgain");
+    QTest::newRow("started") << false;
+    QTest::newRow("started, and stopped once more") << true;
+}
+
+void TestDevLiveThrSetManager::start_inASlotThatStopDelivers_followsIt()
+{
+    QFETCH(bool, stopsAgain);
+    manager().start();
+    const auto dev = device();
+    QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
+    const QPointer<LiveThread> thread = maker->made().at(0);
+    connect(
+        thread, &AbstractVideoThread::receivePlayFinsh, this,
+        [&] {
+            QVERIFY(manager().start());
+            if (stopsAgain)
+                manager().stop();
+        },
+        Qt::BlockingQueuedConnection);
+    thread->play();
+    std::atomic<bool> entered{false};
+    thread->post([t = thread.data(), &entered] {
+        entered = true;
+        while (!t->isStopAsked())
+            QThread::yieldCurrentThread();
+        emit t->receivePlayFinsh(t);
+    });
+    QVERIFY(waitFor([&] { return entered.load(); }));
+    manager().stop();
+    QVERIFY(!thread);
+    QVERIFY(!manager().getVideoThreadSet(dev));
+    QCOMPARE(manager().isRunning(), !stopsAgain);
+    // And it serves.
+    manager().start();
+    QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
+    manager().releaseVideoThreadSet(dev);
+    QVERIFY(waitFor([&] { return !maker->made().at(1); }));
 }
 
 void TestDevLiveThrSetManager::vantra_startsAndStopsTheManager()

@@ -62,6 +62,27 @@ int forgetfulHost(int argc, char **argv)
     return waitFor([&] { return view.calls.contains("nv12"); }) ? 0 : 2;
 }
 
+/// A host that shows a device after it has released the library. Nothing may be left of it when
+/// the application has gone.
+int lateHost(int argc, char **argv)
+{
+    ThreadMaker maker;
+    const auto device = scriptedDevice(deviceScript(1, 2, HTransportOrvo));
+    {
+        QApplication application(argc, argv);
+        Vantra::init();
+        Vantra::release();
+        LiveView view;
+        view.init(device, 0, -1);
+        if (!view.start() || !waitFor([&] { return view.getIsRunning(); }))
+            return 1;
+        view.playStart(0);
+    }
+    const auto made = maker.made();
+    return std::all_of(made.begin(), made.end(), [](const auto &thread) { return !thread; }) ? 0
+                                                                                             : 2;
+}
+
 } // namespace
 
 class TestLiveWidgetLifetimes : public LiveWidgetCase
@@ -345,14 +366,79 @@ private slots:
         QVERIFY(!left);
     }
 
+    void release_inTheReportForWhichAThreadWaits_returnsAtOnce_data()
+    {
+        QTest::addColumn<bool>("start");
+        QTest::addColumn<bool>("loops"); // the host has an event loop of its own in the report
+        QTest::addColumn<int>("more");   // 1: starts anew in the report, 2: after it, 3: releases
+        for (const bool start : {true, false}) {
+            for (const bool loops : {false, true}) {
+                for (int more = 0; more < 4; ++more)
+                    QTest::addRow("%d %d %d", start, loops, more) << start << loops << more;
+            }
+        }
+    }
+    void release_inTheReportForWhichAThreadWaits_returnsAtOnce()
+    {
+        QFETCH(bool, start);
+        QFETCH(bool, loops);
+        QFETCH(int, more);
+        auto *manager = DevLiveThrSetManager::Instance();
+        LiveView view;
+        QVERIFY(startAndRun(view, 0, 1));
+        view.playStart(0);
+        const QPointer<LiveThread> main = view.shown();
+        bool waited = true;
+        const auto end = [&] {
+            Vantra::release();
+            if (more == 1)
+                QVERIFY(Vantra::init());
+            waited = !main->isRunning();
+            if (!loops)
+                return;
+            QEventLoop loop; // the other streams end meanwhile, and what they post is delivered
+            QTimer::singleShot(0, &loop, &QEventLoop::quit);
+            loop.exec();
+            Vantra::release();
+            if (more == 1)
+                QVERIFY(Vantra::init());
+        };
+        if (start)
+            connect(&view, &AbstractVideoWidget::sig_receivePlayStart, end);
+        else
+            connect(&view, &AbstractVideoWidget::sig_receivePlayFinsh, end);
+        QVERIFY(start ? main->open() : main->close());
+        disconnect(&view, &AbstractVideoWidget::sig_receivePlayStart, nullptr, nullptr);
+        disconnect(&view, &AbstractVideoWidget::sig_receivePlayFinsh, nullptr, nullptr);
+        QVERIFY(!waited);
+        if (more == 2)
+            QVERIFY(Vantra::init());
+        if (more == 3) {
+            Vantra::release(); // not in a report: this one waits
+            QVERIFY(!main->isRunning());
+        }
+        QVERIFY(waitFor([&] { return !set() && !main->isRunning(); }));
+        QVERIFY(waitFor([&] { return manager->isRunning() == (more == 1 || more == 2); }));
+        view.playStop(true);
+        view.stop(false);
+        QVERIFY(waitFor([&] { return !main; }));
+    }
+
+    void process_endsCleanly_whenTheHostForgetsEverything_data()
+    {
+        QTest::addColumn<QString>("host");
+        QTest::newRow("everything") << "--forgetful-host";
+        QTest::newRow("that it has released before") << "--late-host";
+    }
     void process_endsCleanly_whenTheHostForgetsEverything()
     {
-        QProcess host;
-        host.setProcessChannelMode(QProcess::ForwardedChannels);
-        host.start(QCoreApplication::applicationFilePath(), {"--forgetful-host"});
-        QVERIFY(host.waitForFinished(60000));
-        QCOMPARE(host.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(host.exitCode(), 0);
+        QFETCH(QString, host);
+        QProcess process;
+        process.setProcessChannelMode(QProcess::ForwardedChannels);
+        process.start(QCoreApplication::applicationFilePath(), {host});
+        QVERIFY(process.waitForFinished(60000));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
     }
 };
 
@@ -360,6 +446,8 @@ int main(int argc, char **argv)
 {
     if (argc == 2 && qstrcmp(argv[1], "--forgetful-host") == 0)
         return forgetfulHost(argc, argv);
+    if (argc == 2 && qstrcmp(argv[1], "--late-host") == 0)
+        return lateHost(argc, argv);
     QApplication application(argc, argv);
     TestLiveWidgetLifetimes test;
     return QTest::qExec(&test, argc, argv);

@@ -4,6 +4,7 @@
 
 #include "core_live/videothrmux/waitwhiledelivering_p.h"
 #include "core_videobase/abstractvideothread.h"
+#include "core_videobase/abstractvideowidget.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
 
@@ -38,13 +39,14 @@ DevLiveThrSetManager *DevLiveThrSetManager::Instance()
 DevLiveThrSetManager::DevLiveThrSetManager()
 {
     qRegisterMetaType<PtrDevLiveThrSet>("PtrDevLiveThrSet");
+    // Whoever has asked first, it is the GUI thread that moves it to its own.
+    if (const QCoreApplication *application = QCoreApplication::instance())
+        moveToThread(application->thread());
 }
 
 DevLiveThrSetManager::~DevLiveThrSetManager()
 {
-    stop();
-    // What came after a stop, or without a start.
-    slot_quitAllVideoThreadSets();
+    endAll();
 }
 
 bool DevLiveThrSetManager::start()
@@ -54,8 +56,12 @@ bool DevLiveThrSetManager::start()
         guarded = QCoreApplication::instance();
         qAddPostRoutine(&DevLiveThrSetManager::stopWithApplication);
     }
-    if (!thread.isRunning())
-        waitWhileDelivering(thread); // called in a stop, it may still be ending sets
+    if (isEnding) {
+        startWanted = true;
+        if (!AbstractVideoWidget::isReporting())
+            awaitEnd();
+        return true;
+    }
     moveToThread(&thread);
     thread.start(QThread::InheritPriority);
     connect(&thread, &QThread::finished, this, &DevLiveThrSetManager::slot_quitAllVideoThreadSets,
@@ -65,19 +71,46 @@ bool DevLiveThrSetManager::start()
 
 void DevLiveThrSetManager::stop()
 {
-    if (!thread.isRunning())
+    startWanted = false;
+    const bool mayWait = !AbstractVideoWidget::isReporting();
+    if (thread.isRunning() && !isEnding) {
+        isEnding = true;
+        if (!mayWait) {
+            endReport = connect(
+                &thread, &QThread::finished, QCoreApplication::instance(), [this] { awaitEnd(); },
+                Qt::QueuedConnection);
+        }
+        thread.quit();
+    }
+    if (mayWait)
+        awaitEnd();
+}
+
+void DevLiveThrSetManager::awaitEnd()
+{
+    if (!isEnding || isWaiting)
         return;
-    thread.quit();
+    isWaiting = true;
     waitWhileDelivering(thread);
+    isWaiting = isEnding = false;
+    disconnect(endReport);
+    bury();
+    if (std::exchange(startWanted, false))
+        start();
+}
+
+void DevLiveThrSetManager::endAll()
+{
+    stop();
+    // What came after a stop, or without a start.
+    slot_quitAllVideoThreadSets();
     bury();
 }
 
 void DevLiveThrSetManager::stopWithApplication()
 {
-    if (!self)
-        return;
-    self->stop();
-    self->slot_quitAllVideoThreadSets();
+    if (self)
+        self->endAll();
 }
 
 bool DevLiveThrSetManager::isRunning() const

@@ -40,11 +40,16 @@ public:
     static DevLiveThrSetManager *Instance();
     ~DevLiveThrSetManager() override;
 
-    /// Starts the manager's thread; always true. Vantra::init() calls it.
+    /// Starts the manager's thread; always true. Vantra::init() calls it. While a stop() is under
+    /// way, the start follows its end.
     bool start();
     /// Ends every set there is and waits for that, without a limit. Slots of the GUI thread may be
     /// called meanwhile, as stream threads may be waiting for them. Nothing, not even to the sets,
     /// while the manager's thread does not run. Vantra::release() calls it.
+    ///
+    /// In a report of a widget it returns at once, since a stream thread may be waiting for that
+    /// report to return; the sets end then. So it does where it is called in a slot that another
+    /// stop() delivers.
     void stop();
     bool isRunning() const;
 
@@ -70,6 +75,10 @@ private:
     void unbind(const PtrDevLiveThrSet &set);
     /// Deletes the threads of ended sets, on the GUI thread.
     void bury();
+    /// The second half of stop(), as soon as it may wait.
+    void awaitEnd();
+    /// Ends what there is, whether the manager's thread runs or not.
+    void endAll();
     /// For the end of the application, which stop() may have been forgotten at.
     static void stopWithApplication();
 
@@ -78,6 +87,12 @@ private:
     QSet<PtrDevLiveThrSet> allSets; ///< made and not yet ended, in use or not
     QVector<QSharedPointer<AbstractVideoThread>> endedThreads; ///< for bury()
     QThread thread;
+
+    // On the GUI thread.
+    bool isEnding = false;    ///< told to stop; the end has not been seen yet
+    bool isWaiting = false;   ///< for that end
+    bool startWanted = false; ///< once that end has come
+    QMetaObject::Connection endReport;
 
     static QScopedPointer<DevLiveThrSetManager> self;
 };
