@@ -137,6 +137,7 @@ void TestLiveBadFrames::badFrames_areSurvived()
 void TestLiveBadFrames::framesOfUnknownType_areNotShown_andGoIntoTheRecording()
 {
     make(smallDevice(HTransportOrvo, 1, 1));
+    announceBadFrames(); // the rest of the group has lost what it refers to
     expect(Logger::Error, "^\\(svmp4\\w*\\)");
     expect(Logger::Warning, "^\\(svmp4\\w*\\)");
     const QTemporaryDir folder;
