@@ -104,7 +104,7 @@ void TestOrvoVodDLFiles::name_tellsFirstAndLastPicture_onTheDayOfTheRequest()
 
 void TestOrvoVodDLFiles::name_beforeTheEnd_hasNoEnd()
 {
-    thread->setReadTimeout(2000);
+    thread->setReadTimeout(10000);
     sendPictures(0, 3, at(23, 59, 59, 960));
     thread->startDL();
     QVERIFY(waitFor([&] { return script->count(Op::vodReadDLFrame) > 3; }));

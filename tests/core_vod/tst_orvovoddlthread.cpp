@@ -453,8 +453,8 @@ void TestOrvoVodDLThread::startAndStop_manyTimes_leaveNothingBehind()
     thread->setReadTimeout(50);
     for (int i = 0; i < kTimes; ++i) {
         sendPictures(0, 30, at(10, 0, 0)); // what is left over goes to the next one
-        thread->startDL();
         const int reads = script->count(Op::vodReadDLFrame) + i % 12;
+        thread->startDL();
         QVERIFY(waitFor([&] { return script->count(Op::vodReadDLFrame) >= reads; }));
         thread->stopDL();
         QVERIFY(!thread->isRunning());
