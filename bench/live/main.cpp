@@ -195,7 +195,7 @@ int main(int argc, char **argv)
     QApplication application(argc, argv);
     cuteLoggerInstance()->setMinimumLevel(Logger::Fatal);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    av_log_set_level(AV_LOG_QUIET);
+    av_log_set_callback([](void *, int, const char *, va_list) {});
     const int seconds = argc > 1 ? std::max(1, atoi(argv[1])) : 10;
 
     std::printf("%-14s %9s %9s %6s %8s %8s %14s %8s %8s\n", "views", "% core", "bare", "ratio",
