@@ -84,13 +84,6 @@ int LiveVideoWidget::indexOf(const QObject *thread) const
     return found == streamThreads.end() ? -1 : int(found - streamThreads.begin());
 }
 
-QString LiveVideoWidget::indexError(int index) const
-{
-    if (index < 0 || index >= streamThreads.size())
-        return QStringLiteral("invalid param (%1:%2)").arg(index).arg(streamThreads.size());
-    return streamThreads.at(index) ? QString() : QStringLiteral("invalid param (%1)").arg(index);
-}
-
 // --- Joining and leaving the set ----------------------------------------------------------------
 
 bool LiveVideoWidget::initVideoThrSet(const QSharedPointer<HNetDevice> &dev)

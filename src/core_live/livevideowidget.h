@@ -136,8 +136,8 @@ private:
     /// -1 if it is none of the streams.
     int indexOf(const QObject *thread) const;
     bool isFormerThread(const QObject *object) const;
-    /// What is wrong with an index, for the log; empty if there is a thread.
-    QString indexError(int index) const;
+    /// Null, with an error in the log, for an index without a thread.
+    const AbstractVideoThread *threadAt(int index) const;
 
     std::atomic<bool> isInit{false};
     std::atomic<bool> isStart{false};

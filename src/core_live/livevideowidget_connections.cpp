@@ -5,17 +5,30 @@
 #include "core_live/livevideowidget.h"
 
 #include "core_videobase/abstractvideothread.h"
+#include "core_videobase/threadconnections_p.h"
 #include "log.h"
 
 namespace {
 
 constexpr char kLogTag[] = "(lvvdwgt)";
 
-constexpr auto kUnique = Qt::UniqueConnection; // queued, where the thread emits in its run()
-// The thread stands still until the slot has returned, so lent frames stay valid and none pile up.
-constexpr auto kBlocking = Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
-
 } // namespace
+
+using threadconnection::kBlocking;
+using threadconnection::kUnique;
+
+const AbstractVideoThread *LiveVideoWidget::threadAt(int index) const
+{
+    if (index < 0 || index >= streamThreads.size()) {
+        VANTRA_LOG(Logger::Error)
+            << QStringLiteral("invalid param (%1:%2)").arg(index).arg(streamThreads.size());
+        return nullptr;
+    }
+    const AbstractVideoThread *thread = streamThreads.at(index).data();
+    if (!thread)
+        VANTRA_LOG(Logger::Error) << QStringLiteral("invalid param (%1)").arg(index);
+    return thread;
+}
 
 // Receivers that are virtual are reached in their override, by name and by member pointer alike.
 
@@ -23,12 +36,9 @@ void LiveVideoWidget::connectBaseSignalSlots(int index)
 {
     using Thread = AbstractVideoThread;
     using Widget = LiveVideoWidget;
-    const QString error = indexError(index);
-    if (!error.isEmpty()) {
-        VANTRA_LOG(Logger::Error) << error;
+    const Thread *thread = threadAt(index);
+    if (!thread)
         return;
-    }
-    const Thread *thread = streamThreads.at(index).data();
     connect(thread, &QThread::started, this, &Widget::started, kUnique);
     connect(thread, &QThread::finished, this, &Widget::finished, kUnique);
     connect(thread, &Thread::receivePlayStart, this, &Widget::receivePlayStart, kBlocking);
@@ -44,12 +54,9 @@ void LiveVideoWidget::connectBaseSignalSlots(int index)
 void LiveVideoWidget::disconnectBaseSignalSlots(int index)
 {
     using Thread = AbstractVideoThread;
-    const QString error = indexError(index);
-    if (!error.isEmpty()) {
-        VANTRA_LOG(Logger::Error) << error;
+    const Thread *thread = threadAt(index);
+    if (!thread)
         return;
-    }
-    const Thread *thread = streamThreads.at(index).data();
     disconnect(thread, &QThread::started, this, nullptr);
     disconnect(thread, &Thread::receivePlayStart, this, nullptr);
     disconnect(thread, &Thread::receivePlayFinsh, this, nullptr);
@@ -61,54 +68,12 @@ void LiveVideoWidget::disconnectBaseSignalSlots(int index)
 
 void LiveVideoWidget::connectStreamSignalSlots(int index)
 {
-    using Thread = AbstractVideoThread;
-    using Widget = LiveVideoWidget;
-    const QString error = indexError(index);
-    if (!error.isEmpty()) {
-        VANTRA_LOG(Logger::Error) << error;
-        return;
-    }
-    const Thread *thread = streamThreads.at(index).data();
-    connect(thread, SIGNAL(receiveImage(QImage, int)), this, SLOT(receiveImage(QImage, int)),
-            kUnique);
-    connect(thread, SIGNAL(snapImage(QImage, QString)), this, SIGNAL(snapImage(QImage, QString)),
-            kUnique);
-    connect(thread,
-            SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
-            this,
-            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
-            kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), this,
-            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, bool)), this,
-            SLOT(receiveFrame(int, int, quint8 *, bool)), kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), this,
-            SLOT(receiveFrame(int, int, quint8 *, qint32, bool)), kBlocking);
-    connect(thread, SIGNAL(receiveSizeChanged()), this, SLOT(receiveSizeChanged()));
-    connect(thread, &Thread::sig_updateCodecRender, this, &Widget::onUpdateCodecRender, kBlocking);
-    connect(thread, &Thread::receiveRenderStart, this, &Widget::receiveRenderStart, kBlocking);
+    if (const AbstractVideoThread *thread = threadAt(index))
+        connectPictures(thread);
 }
 
 void LiveVideoWidget::disconnectStreamSignalSlots(int index)
 {
-    using Thread = AbstractVideoThread;
-    const QString error = indexError(index);
-    if (!error.isEmpty()) {
-        VANTRA_LOG(Logger::Error) << error;
-        return;
-    }
-    const Thread *thread = streamThreads.at(index).data();
-    disconnect(thread, SIGNAL(receiveImage(QImage, int)), this, nullptr);
-    disconnect(thread, SIGNAL(snapImage(QImage, QString)), this, nullptr);
-    disconnect(
-        thread,
-        SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
-        this, nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), this,
-               nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, bool)), this, nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), this, nullptr);
-    disconnect(thread, SIGNAL(receiveSizeChanged()), this, nullptr);
-    disconnect(thread, &Thread::sig_updateCodecRender, this, nullptr);
-    disconnect(thread, &Thread::receiveRenderStart, this, nullptr);
+    if (const AbstractVideoThread *thread = threadAt(index))
+        disconnectPictures(thread);
 }

@@ -230,6 +230,12 @@ protected:
     /// Orders the layers for the render path in force.
     void initWidgetHandle();
 
+    /// Brings the pictures of a thread here, with all that goes with a picture. The lent frames are
+    /// blocking: the thread waits until the slot has returned.
+    void connectPictures(const AbstractVideoThread *thread);
+    /// From here on no picture of the thread arrives, but for an image that is queued already.
+    void disconnectPictures(const AbstractVideoThread *thread);
+
     QMutex listMutex; ///< guards changes of the overlay lists
 
     bool isRunning = false;

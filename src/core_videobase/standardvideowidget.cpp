@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_videobase/standardvideowidget.h"
 
+#include "core_videobase/threadconnections_p.h"
 #include "log.h"
 
 #include <QDateTime>
@@ -12,11 +13,10 @@ namespace {
 
 constexpr char kLogTag[] = "(stdvwgt)";
 
-constexpr auto kUnique = Qt::UniqueConnection; // queued, where the thread emits in its run()
-// The thread stands still until the slot has returned.
-constexpr auto kBlocking = Qt::ConnectionType(Qt::BlockingQueuedConnection | Qt::UniqueConnection);
-
 } // namespace
+
+using threadconnection::kBlocking;
+using threadconnection::kUnique;
 
 StandardVideoWidget::StandardVideoWidget(QWidget *parent) : AbstractVideoWidget(parent) {}
 
@@ -187,48 +187,12 @@ void StandardVideoWidget::disconnectBaseSignalSlots()
 
 void StandardVideoWidget::connectStreamSignalSlots()
 {
-    using Thread = AbstractVideoThread;
-    using Widget = StandardVideoWidget;
-    Thread *thread = videoThread;
-    if (!thread)
-        return;
-    connect(thread, SIGNAL(receiveImage(QImage, int)), this, SLOT(receiveImage(QImage, int)),
-            kUnique);
-    connect(thread, SIGNAL(snapImage(QImage, QString)), this, SIGNAL(snapImage(QImage, QString)),
-            kUnique);
-    connect(thread,
-            SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
-            this,
-            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
-            kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), this,
-            SLOT(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, bool)), this,
-            SLOT(receiveFrame(int, int, quint8 *, bool)), kBlocking);
-    connect(thread, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), this,
-            SLOT(receiveFrame(int, int, quint8 *, qint32, bool)), kBlocking);
-    connect(thread, &Thread::receiveSizeChanged, this, &Widget::receiveSizeChanged);
-    connect(thread, &Thread::sig_updateCodecRender, this, &Widget::onUpdateCodecRender, kBlocking);
-    connect(thread, &Thread::receiveRenderStart, this, &Widget::receiveRenderStart, kBlocking);
+    if (videoThread)
+        connectPictures(videoThread);
 }
 
 void StandardVideoWidget::disconnectStreamSignalSlots()
 {
-    using Thread = AbstractVideoThread;
-    Thread *thread = videoThread;
-    if (!thread)
-        return;
-    disconnect(thread, SIGNAL(receiveImage(QImage, int)), this, nullptr);
-    disconnect(thread, SIGNAL(snapImage(QImage, QString)), this, nullptr);
-    disconnect(
-        thread,
-        SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint8 *, quint32, quint32, quint32)),
-        this, nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, quint8 *, quint32, quint32)), this,
-               nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, bool)), this, nullptr);
-    disconnect(thread, SIGNAL(receiveFrame(int, int, quint8 *, qint32, bool)), this, nullptr);
-    disconnect(thread, &Thread::receiveSizeChanged, this, nullptr);
-    disconnect(thread, &Thread::sig_updateCodecRender, this, nullptr);
-    disconnect(thread, &Thread::receiveRenderStart, this, nullptr);
+    if (videoThread)
+        disconnectPictures(videoThread);
 }
