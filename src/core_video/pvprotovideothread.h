@@ -92,6 +92,15 @@ protected:
     /// Delivers `pcmOut`.
     void afterDecodeAudio();
 
+    // For decodeImage().
+
+    /// `rgbOut` as an image that shares the decoder's memory; null if there is none. The next
+    /// picture is written into the same bytes: a receiver that has not copied it by then sees it
+    /// tear, which is accepted, but never freed memory.
+    QImage rgbImage() const;
+    /// Saves the pending snapshot under its name, if it has one, and has snapFinsh() called.
+    void saveSnap(const QImage &image);
+
     /// Brings the writers in line with what is wanted, and hands them the frame.
     void saveMP4(HFrameHeader *frame);
     /// Ends the file of one recording, of all recordings.
@@ -130,7 +139,6 @@ private:
     void announceRender();
     void deliverPlanes();
     void deliverSurface(VideoMode mode, bool codecChanged);
-    QImage rgbImage() const;
 
     void renewMP4();
     void startMP4(RecordType type);

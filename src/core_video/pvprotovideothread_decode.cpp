@@ -239,9 +239,6 @@ void PvProtoVideoThread::deliverSurface(VideoMode mode, bool codecChanged)
                           static_cast<qint32>(picture.linesize_y), codecChanged);
 }
 
-/// `rgbOut` as an image that shares the decoder's memory; null if there is none. The next picture
-/// is written into the same bytes: a receiver that has not copied it by then sees it tear, which is
-/// accepted, but never freed memory.
 QImage PvProtoVideoThread::rgbImage() const
 {
     const std::shared_ptr<void> memory = codec ? codec->shareVideoRgb() : nullptr;
@@ -262,15 +259,19 @@ void PvProtoVideoThread::decodeImage()
     const QImage image = rgbImage();
     if (image.isNull())
         return; // asked for while the picture was being decoded; the next one has it
-    if (isSnap) {
-        isSnap = false;
-        const QString name = getSnapName();
-        if (!name.isEmpty())
-            image.save(name, "jpg", -1);
-        QMetaObject::invokeMethod(this, "snapFinsh");
-    }
+    if (isSnap)
+        saveSnap(image);
     if (videoMode == VideoMode_Painter)
         emit receiveImage(image, 0);
+}
+
+void PvProtoVideoThread::saveSnap(const QImage &image)
+{
+    isSnap = false;
+    const QString name = getSnapName();
+    if (!name.isEmpty())
+        image.save(name, "jpg", -1);
+    QMetaObject::invokeMethod(this, "snapFinsh");
 }
 
 void PvProtoVideoThread::afterDecodeAudio()

@@ -3,6 +3,7 @@
 #include "core_vod/orvovoddlthread.h"
 
 #include "core_videosave/savemp4ffmpeg.h"
+#include "core_vod/recordedtime_p.h"
 #include "devicelink/devicerules.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
@@ -21,12 +22,6 @@ constexpr qint64 kMsPerDay = 24 * 60 * 60 * 1000;
 constexpr int kWriterTimeoutMs = 500; ///< after which the writer says that it waits
 constexpr int kRoomPollMs = 1;
 constexpr AVRational kDeviceTimebase = {1, 1000};
-
-/// Whether `to` is more than `ms` after `from`. Stamps are the device's: any of them may come.
-bool isLaterBy(qint64 to, qint64 from, qint64 ms)
-{
-    return to > from && quint64(to) - quint64(from) > quint64(ms);
-}
 
 /// Of a stamp, in UTC.
 QTime timeOfDay(qint64 pts)
