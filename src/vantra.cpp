@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "vantra.h"
 
+#include "core_codec/hwdecodesolution.h"
 #include "core_live/videothrmux/devlivethrsetmanager.h"
 
 // FFmpeg's global state is left alone here on purpose: the first MediaCodec sets its log level, and
@@ -9,6 +10,7 @@
 
 bool Vantra::init()
 {
+    HwDecodeSolution::preQuery();
     return DevLiveThrSetManager::Instance()->start();
 }
 

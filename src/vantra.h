@@ -9,7 +9,9 @@ class VANTRA_EXPORT Vantra
 {
 public:
     /// Prepares the library. Call once on the main thread, after the QApplication exists and before
-    /// any widget of the library is created. Returns false if the library cannot be used.
+    /// any widget of the library is created. Asks the video card which usual sizes it can decode,
+    /// then starts what carries the live streams of devices. Returns false if the library cannot be
+    /// used; a card that decodes nothing is no reason.
     static bool init();
 
     /// Call once on the main thread before the host quits. Ends every live stream of a device that

@@ -5,6 +5,7 @@
 
 #include "core_videobase/abstractvideowidget.h"
 
+#include "core_codec/hwdecodesolution.h"
 #include "core_d3d/nv12d3d11widget.h"
 #include "core_d3d/nv12d3d9widget.h"
 #include "core_opengl/nv12widget.h"
@@ -13,13 +14,6 @@
 namespace {
 
 const QString kNoHardware = QStringLiteral("none");
-
-// The one place that decides whether pictures of this codec and size are decoded by the video card.
-// The surfaces for that need Direct3D, which this system does not have.
-bool canDecodeByHardware(const QString &, int, int)
-{
-    return false;
-}
 
 template<typename Surface>
 void showCleared(Surface *surface)
@@ -46,7 +40,7 @@ void freeSurface(QPointer<Surface> &surface)
 void AbstractVideoWidget::onUpdateCodecRender(const QString &codecFmt, int w, int h)
 {
     if (videoPara.hardware != kNoHardware) {
-        if (canDecodeByHardware(codecFmt, w, h)) {
+        if (HwDecodeSolution::isSupported(codecFmt, w, h, HwDecodeSolution::Solution_DXVA2)) {
             renderMode = VideoMode_D3D9;
             hardware = QStringLiteral("dxva2");
         } else {

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/metaobject.h"
 #include "support/pixels.h"
+#include "support/scriptedcard.h"
 #include "videowidgetfakes.h"
 
 #include <QMetaProperty>
@@ -453,6 +454,7 @@ private slots:
 
     void setVideoMode_leavesTheModeInForce_whenItIsTheConfiguredOne()
     {
+        const vantratest::ScriptedCard card; // decodes nothing
         FrameWidget widget;
         widget.setVideoMode(VideoMode_D3D9);
         VideoPara para;

@@ -4,6 +4,7 @@
 // The way of a frame from a thread's signal to its surface, on real windows.
 
 #include "support/loggedtest.h"
+#include "support/scriptedcard.h"
 #include "videowidgetfakes.h"
 
 #include <QSignalSpy>
@@ -20,6 +21,8 @@ namespace {
 quint8 planeY = 0;
 quint8 planeU = 0;
 quint8 planeV = 0;
+
+const QString kNoDirect3D = QStringLiteral("(hwdslt)Failed to create Direct3D9.");
 
 // A widget in a window of its own, with every surface, that shows the thread of this object. The
 // thread emits on the GUI thread, so its frames arrive at once.
@@ -408,7 +411,10 @@ private slots:
         stage.widget.setVideoMode(VideoMode_Opengl);
         stage.thread.setVideoMode(VideoMode_D3D11);
         stage.thread.setHardware(QStringLiteral("kept"));
+        vantratest::ScriptedCard card;
+        card.decodes.append({"H264", QSize(640, 360)});
         stage.widget.onUpdateCodecRender(QStringLiteral("H264"), 640, 360);
+        QVERIFY(card.asked().isEmpty());
         QCOMPARE(stage.widget.renderMode, VideoMode_Opengl);
         QCOMPARE(stage.widget.hardware, QStringLiteral("none"));
         QCOMPARE(stage.thread.getVideoMode(), VideoMode_D3D11);
@@ -417,8 +423,68 @@ private slots:
         QCOMPARE(stage.widget.zoom.zoomRect, QRectF(0, 0, 640, 360));
     }
 
+    void grantedHardware_endsOnDirect3D9()
+    {
+        vantratest::ScriptedCard card;
+        card.decodes.append({"H264", QSize(42, 40)});
+        Stage stage;
+        stage.plantSurfaces();
+        VideoPara wish;
+        wish.hardware = QStringLiteral("anything");
+        stage.widget.setVideoPara(wish);
+        stage.widget.setVideoMode(VideoMode_Opengl);
+        stage.thread.setVideoMode(VideoMode_Opengl);
+        stage.thread.setPicture(42, 40, 0, false);
+        QVERIFY(stage.show());
+
+        stage.widget.onUpdateCodecRender(QStringLiteral("H264"), 42, 40);
+        QCOMPARE(card.asked(), QList<QList<QSize>>({{QSize(42, 40)}}));
+        QCOMPARE(stage.widget.renderMode, VideoMode_D3D9);
+        QCOMPARE(stage.widget.getWidgetPara().videoMode, VideoMode_Opengl);
+        QCOMPARE(stage.widget.getVideoPara().hardware, QStringLiteral("anything"));
+        QCOMPARE(stage.widget.hardware, QStringLiteral("dxva2"));
+        QCOMPARE(stage.thread.getVideoMode(), VideoMode_D3D9);
+        QCOMPARE(stage.thread.getHardware(), QStringLiteral("dxva2"));
+        QCOMPARE(stage.widget.zoom.sourceRect, QRectF(0, 0, 42, 40));
+        QCOMPARE(stage.widget.zoom.zoomRect, QRectF(0, 0, 42, 40));
+
+        stage.widget.receivePlayStart(0);
+        stage.widget.receiveRenderStart();
+        QVERIFY(stage.widget.hwndWidget->isVisible());
+        QVERIFY(!stage.widget.osdWidget->isVisible());
+        QVERIFY(stage.d3d9->isVisible());
+        stage.forgetCalls();
+        emit stage.thread.receiveFrame(42, 40, &planeY, true);
+        QCOMPARE(stage.d3d9->calls.size(), 1);
+        QCOMPARE(stage.surfaceCalls(), stage.d3d9->calls); // and no other surface
+
+        // The same thread in a form that the card cannot decode, and back.
+        stage.widget.onUpdateCodecRender(QStringLiteral("H265"), 42, 40);
+        QCOMPARE(stage.widget.renderMode, VideoMode_Painter);
+        QCOMPARE(stage.thread.getHardware(), QStringLiteral("none"));
+        stage.widget.onUpdateCodecRender(QStringLiteral("H264"), 42, 40);
+        QCOMPARE(stage.widget.renderMode, VideoMode_D3D9);
+        QCOMPARE(stage.thread.getHardware(), QStringLiteral("dxva2"));
+        QCOMPARE(card.asked().size(), 2); // both answers are kept
+    }
+
+    void grantedHardware_withoutAThread_changesTheWidgetOnly()
+    {
+        vantratest::ScriptedCard card;
+        card.decodes.append({"H265", QSize(44, 40)});
+        FrameWidget widget;
+        VideoPara wish;
+        wish.hardware = QStringLiteral("dxva2");
+        widget.setVideoPara(wish);
+        widget.setVideoMode(VideoMode_Painter);
+        widget.onUpdateCodecRender(QStringLiteral("H265"), 44, 40);
+        QCOMPARE(widget.renderMode, VideoMode_D3D9);
+        QCOMPARE(widget.hardware, QStringLiteral("dxva2"));
+    }
+
     void refusedHardware_endsOnTheImagePath_withOverlays()
     {
+        vantratest::ScriptedCard card; // decodes nothing
         Stage stage;
         VideoPara wish;
         wish.hardware = QStringLiteral("dxva2");
@@ -453,8 +519,26 @@ private slots:
         QCOMPARE(shown.pixelColor(8, 8), QColor(Qt::red));
     }
 
+    void hardware_isRefused_onThisSystem()
+    {
+        // Without DXVA2, which the log tells once for each form.
+        log->expect(Logger::Error, kNoDirect3D);
+        FrameWidget widget;
+        VideoPara wish;
+        wish.hardware = QStringLiteral("dxva2");
+        widget.setVideoPara(wish);
+        for (int i = 0; i < 2; ++i) {
+            widget.setVideoMode(i ? VideoMode_D3D9 : VideoMode_D3D11);
+            widget.onUpdateCodecRender(QStringLiteral("H264"), 48, 40);
+            QCOMPARE(widget.renderMode, VideoMode_Painter);
+            QCOMPARE(widget.hardware, QStringLiteral("none"));
+        }
+        QCOMPARE(log->count(Logger::Error, kNoDirect3D), 1);
+    }
+
     void refusedHardware_withoutAThread_changesTheWidgetOnly()
     {
+        vantratest::ScriptedCard card;
         FrameWidget widget;
         VideoPara wish;
         wish.hardware = QStringLiteral("anything");
@@ -468,6 +552,7 @@ private slots:
 
     void refusalAfterPlayStart_leavesAnEmptySurface_untilTheEndOfPlay()
     {
+        vantratest::ScriptedCard card;
         Stage stage;
         stage.plantSurfaces();
         VideoPara wish;

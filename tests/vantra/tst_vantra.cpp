@@ -7,6 +7,7 @@
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/abstractvideowidget.h"
 #include "support/logcapture.h"
+#include "support/scriptedcard.h"
 
 #include <QtTest>
 
@@ -37,6 +38,8 @@ private slots:
     void initAndRelease_mayBeCalledInAnyOrder_data();
     void initAndRelease_mayBeCalledInAnyOrder();
     void initAndRelease_startAndStopTheManagerOfLiveSets();
+    void init_asksTheVideoCard_beforeTheManagerStarts();
+    void init_succeeds_whateverTheVideoCardSays();
     void initAndRelease_leaveFFmpegAlone();
     void resources_areThere_fromTheStart();
     void line_namesItsSourceFile_relativeToTheSources();
@@ -95,6 +98,47 @@ void TestVantra::initAndRelease_startAndStopTheManagerOfLiveSets()
     QVERIFY(DevLiveThrSetManager::Instance()->isRunning());
     Vantra::release();
     QVERIFY(!DevLiveThrSetManager::Instance()->isRunning());
+}
+
+void TestVantra::init_asksTheVideoCard_beforeTheManagerStarts()
+{
+    vantratest::ScriptedCard card;
+    bool isRunning = true;
+    QThread *thread = nullptr;
+    card.whileAsked = [&](int) {
+        isRunning = DevLiveThrSetManager::Instance()->isRunning();
+        thread = QThread::currentThread();
+    };
+    QVERIFY(Vantra::init());
+    QVERIFY(DevLiveThrSetManager::Instance()->isRunning());
+    QVERIFY(!isRunning);
+    QCOMPARE(thread, QThread::currentThread());
+    QCOMPARE(card.asked(), QList<QList<QSize>>({{{352, 288},
+                                                 {640, 360},
+                                                 {640, 480},
+                                                 {800, 448},
+                                                 {704, 576},
+                                                 {1280, 720},
+                                                 {1920, 1080},
+                                                 {2304, 1296},
+                                                 {2560, 1440},
+                                                 {2880, 1616},
+                                                 {3840, 2160}}}));
+    Vantra::release();
+    QCOMPARE(card.asked().size(), 1);
+}
+
+void TestVantra::init_succeeds_whateverTheVideoCardSays()
+{
+    vantratest::ScriptedCard card;
+    card.outcome = {hwdecode::Step::CreateDirect3D};
+    LogCapture log;
+    log.expect(Logger::Error, "(hwdslt)Failed to create Direct3D9.");
+    QVERIFY(Vantra::init());
+    QVERIFY(DevLiveThrSetManager::Instance()->isRunning());
+    Vantra::release();
+    QCOMPARE(log.missing(), QStringList());
+    QCOMPARE(log.unexpected(), QStringList());
 }
 
 void TestVantra::initAndRelease_leaveFFmpegAlone()
