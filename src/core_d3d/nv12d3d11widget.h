@@ -6,8 +6,20 @@
 
 #include <QWidget>
 
-/// Render surface for pictures in the memory of the video card, as Direct3D 11 textures, as a video
-/// widget sees it.
+#include <memory>
+
+class D3D11Presenter;
+struct HWND__;
+typedef HWND__ *HWND; // as Windows declares it, whose headers are not needed here
+
+/// Render surface for pictures in the memory of the video card, as slices of a Direct3D 11 texture
+/// array that a D3D11VA decoder has filled. They are shown at once, copied to a device of its own
+/// and converted there (ITU-R BT.601, limited range), without a way through the CPU; nothing is
+/// painted by Qt. Where there is no Direct3D it stays empty.
+///
+/// GUI thread only. A texture is lent for the time of the call: the decoder holds it and leaves its
+/// immediate context alone until then. Nothing is reported; a picture that cannot be shown is left
+/// out, and the next one starts over.
 class VANTRA_EXPORT Nv12D3D11Widget : public QWidget
 {
     Q_OBJECT
@@ -17,13 +29,18 @@ public:
     explicit Nv12D3D11Widget(QWidget *parent = nullptr);
     ~Nv12D3D11Widget() override;
 
-    /// Takes over and shows a picture of `width` by `height` pixels. `data` is the ID3D11Texture2D
-    /// array of the decoder and `index` the picture's place in it, lent for the time of the call.
-    /// `codecChanged`: the decoder is a new one since the last picture, so what belongs to its
-    /// device must be made anew. GUI thread.
-    virtual void updateFrame(int width, int height, quint8 *data, qint32 index,
-                             bool codecChanged) = 0;
+public slots:
+    /// Forgets the picture and lets go of what was made for the window.
+    virtual void clear();
+    /// Shows a picture of the size that is known. `data` is an ID3D11Texture2D array and `index`
+    /// the picture's place in it; null changes nothing. `codecChanged`: the decoder is a new one
+    /// since the last picture, so all but the device is made anew.
+    void updateTextures(quint8 *data, int index, bool codecChanged);
+    /// The same with the size of the picture, in pixels.
+    virtual void updateFrame(int width, int height, quint8 *data, int index, bool codecChanged);
+    /// Window that Direct3D presents to. Makes the widget a native one.
+    HWND getWinId();
 
-    /// Forgets the picture. GUI thread.
-    virtual void clear() = 0;
+private:
+    const std::unique_ptr<D3D11Presenter> presenter; ///< has the picture's fields and all of Direct3D
 };
