@@ -98,13 +98,14 @@ void TestOrvoVodThreadSnap::snapshot_isNamedByTheRecording()
     feedPicture(1, at(12, 34, 57, 0));
     feedPicture(2, at(12, 34, 58, 40));
     QVERIFY(settle());
-    QVERIFY(waitFor([&] { return !thread->getIsSnap(); }));
+    QCoreApplication::processEvents(); // snapFinsh(), before the end of play forgets the name
+    QVERIFY(!thread->getIsSnap());
     QCOMPARE(filesIn(folder.filePath(QStringLiteral("new"))), QStringList("20260314T123457_2.jpg"));
     const QImage saved(name);
     QCOMPARE(saved.size(), QSize(320, 240));
     QCOMPARE(numberIn(saved), 1); // of the first picture after it was asked for
     QCOMPARE(thread->getSnapName(), name);
-    QVERIFY(end()); // which delivers what is queued
+    QVERIFY(end());
     QCOMPARE(recorder->count(QStringLiteral("snap")), preview ? 1 : 0);
     if (!preview)
         return;
