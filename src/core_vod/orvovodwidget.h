@@ -23,7 +23,9 @@ class HNetDevice;
 /// milliseconds since 1970 in UTC; see OrvoVodThread.
 ///
 /// Every start plays through a new thread object, a child of the widget, whose end nobody waits
-/// for. Controls act on the device from the GUI thread.
+/// for. At that end it stops the playback of its channel on the device, whoever plays it by then:
+/// start again on the same channel once getIsRunning() is false, or the new play may be left with
+/// time-outs. Controls act on the device from the GUI thread.
 class VANTRA_EXPORT OrvoVodWidget : public StandardVideoWidget
 {
     Q_OBJECT

@@ -3,7 +3,7 @@
 //
 // Downloads of a simulated recorder, picture by picture, read back by other programs.
 #include "../core_videosave/recordedfile.h"
-#include "simulator/device/mediaclock.h"
+#include "recordercase.h"
 #include "simulator/simulateddevice.h"
 #include "support/loggedtest.h"
 #include "support/players.h"
@@ -28,33 +28,14 @@ using namespace vantrasim;
 
 namespace {
 
-constexpr int kWidth = 176;
-constexpr int kHeight = 144;
-constexpr int kFps = 25;
-constexpr int kFrameMs = 1000 / kFps;
+constexpr int kFps = kRecordedFps;
+constexpr int kFrameMs = kRecordedFrameMs;
 constexpr int kLongMs = 120000; ///< safeguard
 constexpr qint64 kMostHoleMs = 500;
 constexpr double kMostOutOfStep = 0.3; ///< seconds between the ends of sound and pictures
 constexpr qint64 kDiskBytes = 3 * 1024 * 1024;
 
 QString noMounts; ///< why there are no disks to be had; empty: there are
-
-QDateTime at(int hour, int minute, int second = 0, int day = 14)
-{
-    return QDateTime(QDate(2026, 3, day), QTime(hour, minute, second));
-}
-
-StreamConfig form(qint32 codec, qint32 audio, int quality = 28)
-{
-    StreamConfig stream;
-    stream.video.codec = codec;
-    stream.video.width = kWidth;
-    stream.video.height = kHeight;
-    stream.video.fps = kFps;
-    stream.video.quality = quality;
-    stream.audio.codec = audio;
-    return stream;
-}
 
 /// A download, and what was heard of it.
 struct Download
@@ -111,15 +92,6 @@ struct Download
     QString root;
 };
 
-/// Counters of the pictures of a span.
-QVector<qint64> countersOf(const QDateTime &begin, const QDateTime &end)
-{
-    QVector<qint64> counters;
-    for (qint64 time = deviceTime(begin); time < deviceTime(end); time += kFrameMs)
-        counters << (time / kFrameMs & 0xFFFFFF);
-    return counters;
-}
-
 /// What is wrong with a file, whoever reads it; empty if nothing. *counters, if given, gets its
 /// pictures at the end.
 QString faultOf(const QString &path, bool sound, QVector<qint64> *counters = nullptr)
@@ -142,24 +114,6 @@ QString faultOf(const QString &path, bool sound, QVector<qint64> *counters = nul
     if (sound != (file.audioCodec != 0) || sound == played.sound.isEmpty())
         fault += QStringLiteral(" sound");
     return fault.isEmpty() ? fault : path + QLatin1String(": ") + fault;
-}
-
-/// 10:00:00 to 10:00:05, a gap of an hour, to 11:00:08, one of 2 s, to 11:00:14; then at once, till
-/// 11:00:18, in another form.
-DeviceConfig withGaps(const StreamConfig &first, const StreamConfig &second)
-{
-    DeviceConfig config = DeviceConfig::simple(1, 1);
-    config.channels[0].archive = {{at(10, 0, 0), at(10, 0, 5), first},
-                                  {at(11, 0, 5), at(11, 0, 8), first},
-                                  {at(11, 0, 10), at(11, 0, 14), first},
-                                  {at(11, 0, 14), at(11, 0, 18), second}};
-    return config;
-}
-
-QVector<qint64> countersOfGaps()
-{
-    return countersOf(at(10, 0, 0), at(10, 0, 5)) + countersOf(at(11, 0, 5), at(11, 0, 8)) +
-           countersOf(at(11, 0, 10), at(11, 0, 18));
 }
 
 } // namespace
