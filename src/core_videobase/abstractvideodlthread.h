@@ -19,8 +19,8 @@ struct HFrameHeader;
 /// the frames come from, nor of how files are named and cut; subclasses do.
 ///
 /// One run copies one span. Set all parameters, startDL(), and learn the end from
-/// sig_downloadFinsh(), sig_downloadError() or QThread::finished; the object can then be started
-/// again. What a run ends with:
+/// sig_downloadFinsh(), sig_downloadError() or QThread::finished. After the last of these, and not
+/// before, the object can be started again. What a run ends with:
 ///
 /// | end | signals |
 /// | --- | --- |
@@ -49,7 +49,8 @@ public:
     /// loop calls its overrides.
     ~AbstractVideoDLThread() override;
 
-    /// Nothing while a download runs.
+    /// Nothing while a download runs, as it still does when it reports its end: to start the next
+    /// one, wait for QThread::finished.
     void startDL();
     /// Ends the download and waits, without a limit, until the last file is complete. The loop
     /// looks up after each read, so after a fifth of the read time-out at the latest. Without a
@@ -70,7 +71,8 @@ public:
 signals:
     /// The source is open and the loop begins.
     void sig_downloadStart();
-    /// The loop has ended; `ok` only if the recording ended by itself and is stored.
+    /// The loop has ended; `ok` only if the recording ended by itself and nothing was lost for want
+    /// of room. A file that could not be opened for another reason is told by the log alone.
     void sig_downloadFinsh(bool ok);
     /// Progress: stamp of the newest picture, in milliseconds of the recording. Comes in steps of
     /// more than a second of the recording, and only while a file is being written.

@@ -3,6 +3,7 @@
 //
 // The loop of downloads, on a source that follows a script.
 #include "core_videobase/abstractvideodlthread.h"
+#include "core_videosave/savemp4ffmpeg.h"
 #include "devicelink/hframeheader.h"
 #include "support/loggedtest.h"
 #include "support/metaobject.h"
@@ -10,11 +11,12 @@
 #include "support/waitfor.h"
 
 #include <QFileInfo>
-#include <QMutex>
+#include <QPointer>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstring>
+#include <functional>
 #include <type_traits>
 
 using namespace vantratest;
@@ -27,20 +29,26 @@ class Download final : public AbstractVideoDLThread
     Q_DISABLE_COPY(Download)
 
 public:
+    using AbstractVideoDLThread::beginTime;
     using AbstractVideoDLThread::curPts;
+    using AbstractVideoDLThread::endTime;
     using AbstractVideoDLThread::fileStartPts;
     using AbstractVideoDLThread::isStop;
     using AbstractVideoDLThread::lastReportPts;
+    using AbstractVideoDLThread::readTimeout;
     using AbstractVideoDLThread::saveAudio;
     using AbstractVideoDLThread::saveDir;
     using AbstractVideoDLThread::saveInterval;
+    using AbstractVideoDLThread::savePath;
     using AbstractVideoDLThread::saver;
+    using AbstractVideoDLThread::sparePts;
     using AbstractVideoDLThread::timeoutCount;
 
     Download() = default;
     ~Download() override { stopDL(); }
 
     bool opens = true;
+    std::function<void()> opening;
     bool endIsLost = false;
     bool resetsTimeouts = false;
     QVector<int> answers; ///< of reads; then `last`
@@ -67,12 +75,14 @@ protected:
     bool beforeDownload() override
     {
         hooks << QStringLiteral("beforeDownload");
+        if (opening)
+            opening();
         return opens && AbstractVideoDLThread::beforeDownload();
     }
     void afterDownload() override
     {
         hooks << QStringLiteral("afterDownload");
-        storeFailed = endIsLost;
+        storeFailed |= endIsLost;
         AbstractVideoDLThread::afterDownload();
     }
     int readFrame(HFrameHeader *frame, int timeoutMs) override
@@ -96,6 +106,25 @@ protected:
     }
 };
 
+/// A loop of its own, which needs nothing of what a subclass adds.
+class Idler final : public AbstractVideoDLThread
+{
+    Q_DISABLE_COPY(Idler)
+
+public:
+    explicit Idler(QObject *parent = nullptr) : AbstractVideoDLThread(parent) {}
+    ~Idler() override = default;
+
+protected:
+    void run() override
+    {
+        while (!isStop)
+            msleep(1);
+    }
+    int readFrame(HFrameHeader *, int) override { return 1; }
+    int handleSaveMP4(HFrameHeader *) override { return 0; }
+};
+
 const QStringList kBegin{"initOption", "makeSaveSubDir", "beforeDownload"};
 
 } // namespace
@@ -108,6 +137,7 @@ private slots:
     void initTestCase() { quietConsole(); }
 
     void newThread_hasDefaults();
+    void setters_keepWhatTheyAreTold();
     void signals_standInThisOrder();
     void run_endsWithTheRecording();
     void refusedStart_endsAtOnce_withoutFinish();
@@ -123,11 +153,14 @@ private slots:
     void read_mayLastAFifthOfTheTimeout();
     void buffer_isOne_forAllFrames();
     void stop_endsTheDownload_andWaits();
+    void stop_whileTheSourceOpens_isNotLost();
     void stop_returnsAtOnce_whenNotRunning();
     void start_doesNothing_whileRunning();
     void secondRun_beginsAnew();
+    void nextRun_canBeStarted_uponTheEndOfTheThread();
     void folder_isMade();
     void destruction_endsTheDownload();
+    void destruction_endsWhateverRuns();
 
 protected:
     void setUp() override
@@ -164,11 +197,35 @@ void TestAbstractVideoDLThread::newThread_hasDefaults()
     QCOMPARE(thread->timeoutCount, 0);
     QVERIFY(!thread->saveAudio);
     QCOMPARE(thread->saveInterval, -1);
+    QCOMPARE(thread->readTimeout, 300);
+    QCOMPARE(thread->savePath, QString());
+    QCOMPARE(thread->saveDir, QString());
+    QVERIFY(!thread->beginTime.isValid() && !thread->endTime.isValid());
     QCOMPARE(thread->fileStartPts, qint64(0));
     QCOMPARE(thread->curPts, qint64(0));
+    QCOMPARE(thread->sparePts, qint64(0));
     QCOMPARE(thread->lastReportPts, qint64(0));
     QVERIFY(thread->saver);
+    QCOMPARE(thread->saver->parent(), nullptr);
     QVERIFY(!thread->isRunning());
+    QObject parent;
+    QCOMPARE((new Idler(&parent))->parent(), &parent);
+}
+
+void TestAbstractVideoDLThread::setters_keepWhatTheyAreTold()
+{
+    const QDateTime begin(QDate(2026, 3, 14), QTime(9, 0)), end(QDate(2026, 3, 15), QTime(8, 0));
+    thread->setSavePath(QStringLiteral("/there"));
+    thread->setDateTime(begin, end);
+    thread->setSaveInterval(7);
+    thread->setSaveAudio(true);
+    thread->setReadTimeout(1234);
+    QCOMPARE(thread->savePath, QStringLiteral("/there"));
+    QCOMPARE(thread->beginTime, begin);
+    QCOMPARE(thread->endTime, end);
+    QCOMPARE(thread->saveInterval, 7);
+    QVERIFY(thread->saveAudio);
+    QCOMPARE(thread->readTimeout, 1234);
 }
 
 void TestAbstractVideoDLThread::signals_standInThisOrder()
@@ -338,6 +395,25 @@ void TestAbstractVideoDLThread::stop_endsTheDownload_andWaits()
     QCOMPARE(thread->hooks.last(), QStringLiteral("afterDownload"));
 }
 
+void TestAbstractVideoDLThread::stop_whileTheSourceOpens_isNotLost()
+{
+    std::atomic<bool> open{false};
+    thread->last = 0;
+    thread->opening = [&] {
+        open = true;
+        while (!thread->isStop)
+            QThread::msleep(1);
+    };
+    thread->startDL();
+    QVERIFY(waitFor([&] { return open.load(); }));
+    thread->stopDL();
+    QVERIFY(thread->isFinished());
+    QCOMPARE(thread->reads.load(), 0);
+    QCOMPARE(recorder->names(), QStringList({"start", "finsh"}));
+    QVERIFY(!finshed());
+    QCOMPARE(thread->hooks, kBegin + QStringList{"afterDownload"});
+}
+
 void TestAbstractVideoDLThread::stop_returnsAtOnce_whenNotRunning()
 {
     thread->stopDL();
@@ -353,6 +429,7 @@ void TestAbstractVideoDLThread::start_doesNothing_whileRunning()
     thread->last = 0;
     thread->startDL();
     QVERIFY(waitFor([&] { return thread->reads > 0; }));
+    QCOMPARE(thread->priority(), QThread::InheritPriority);
     thread->startDL();
     thread->stopDL();
     QCOMPARE(recorder->count("start"), 1);
@@ -362,14 +439,31 @@ void TestAbstractVideoDLThread::start_doesNothing_whileRunning()
 void TestAbstractVideoDLThread::secondRun_beginsAnew()
 {
     run();
-    thread->fileStartPts = thread->curPts = thread->lastReportPts = 5;
+    thread->fileStartPts = thread->curPts = thread->sparePts = thread->lastReportPts = 5;
     thread->hooks.clear();
     run();
     QCOMPARE(thread->hooks, kBegin + QStringList{"afterDownload"});
     QCOMPARE(thread->fileStartPts, qint64(0));
     QCOMPARE(thread->curPts, qint64(0));
+    QCOMPARE(thread->sparePts, qint64(0));
     QCOMPARE(thread->lastReportPts, qint64(0));
     QCOMPARE(recorder->names(), QStringList({"start", "finsh", "start", "finsh"}));
+}
+
+/// As a host does that fetches one span after the other.
+void TestAbstractVideoDLThread::nextRun_canBeStarted_uponTheEndOfTheThread()
+{
+    constexpr int kRuns = 200;
+    int left = kRuns;
+    connect(thread.get(), &QThread::finished, this, [&] {
+        if (--left > 0)
+            thread->startDL();
+    });
+    thread->startDL();
+    QVERIFY(waitFor([&] { return left == 0; }));
+    QVERIFY(thread->wait(20000));
+    QCOMPARE(recorder->count("start"), kRuns);
+    QCOMPARE(recorder->count("finsh"), kRuns);
 }
 
 void TestAbstractVideoDLThread::folder_isMade()
@@ -387,6 +481,17 @@ void TestAbstractVideoDLThread::destruction_endsTheDownload()
     QVERIFY(waitFor([&] { return thread->reads > 0; }));
     thread.reset();
     QCOMPARE(recorder->names(), QStringList({"start", "finsh"}));
+}
+
+/// Or Qt ends the process.
+void TestAbstractVideoDLThread::destruction_endsWhateverRuns()
+{
+    auto idler = std::make_unique<Idler>();
+    idler->startDL();
+    QVERIFY(idler->isRunning());
+    QPointer<QThread> running(idler.get());
+    idler.reset();
+    QVERIFY(running.isNull());
 }
 
 QTEST_GUILESS_MAIN(TestAbstractVideoDLThread)

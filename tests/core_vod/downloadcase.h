@@ -33,6 +33,7 @@ public:
     using OrvoVodDLThread::fileStartPts;
     using OrvoVodDLThread::handleSaveMP4;
     using OrvoVodDLThread::initOption;
+    using OrvoVodDLThread::isStop;
     using OrvoVodDLThread::lastReportPts;
     using OrvoVodDLThread::makeSaveSubDir;
     using OrvoVodDLThread::readFrame;

@@ -4,6 +4,13 @@
 // The files of downloads: where they are cut, what is in them, and how they are called.
 #include "downloadcase.h"
 
+#include "support/players.h"
+#include "support/speech.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
 using namespace vantratest;
 
 class TestOrvoVodDLFiles : public DownloadCase
@@ -16,7 +23,10 @@ private slots:
     void name_tellsFirstAndLastPicture_onTheDayOfTheRequest_data();
     void name_tellsFirstAndLastPicture_onTheDayOfTheRequest();
     void name_beforeTheEnd_hasNoEnd();
+    void names_overMidnight_whereAnIntervalCuts();
     void name_thatIsTaken_isReplaced();
+    void name_thatIsTaken_isReplaced_withinOneDownloadToo();
+    void name_thatCannotBeHad_leavesTheFileAsItWas();
     void name_isMissing_withoutADay();
     void folderThatIsGone_leavesNoFile_andTheDownloadGoesOn();
     void interval_cuts_whenItIsOver_data();
@@ -35,6 +45,9 @@ private slots:
     void firstSound_isDropped_untilAKeyPicture();
     void sound_isSaved_onlyIfWanted_data();
     void sound_isSaved_onlyIfWanted();
+    void soundThatIsNotDescribed_isRefused();
+    void sound_staysWithItsPicture_behindAGap();
+    void allTypesBelowFour_arePictures();
     void gaps_areJoined_data();
     void gaps_areJoined();
 
@@ -72,6 +85,9 @@ void TestOrvoVodDLFiles::name_tellsFirstAndLastPicture_onTheDayOfTheRequest_data
                                  << "20260314T100000_20260314T100007_3.mp4";
     QTest::newRow("backwards") << morning << at(10, 0, 7) << at(10, 0, 0)
                                << "20260314T000000_20260314T100000_3.mp4";
+    QTest::newRow("backwards by less than a second")
+        << morning << at(10, 0, 0, 999) << at(10, 0, 0, 1)
+        << "20260314T000000_20260314T100000_3.mp4";
     QTest::newRow("same time a day later")
         << morning << at(10, 0, 0) << at(10, 0, 0, 0, 1) << "20260314T100000_20260314T100000_3.mp4";
     // The clock goes from two to three in the night of that day.
@@ -113,6 +129,21 @@ void TestOrvoVodDLFiles::name_beforeTheEnd_hasNoEnd()
     QCOMPARE(files(), QStringList{"20260314T000000_20260314T000000_3.mp4"});
 }
 
+void TestOrvoVodDLFiles::names_overMidnight_whereAnIntervalCuts()
+{
+    announceSteps();
+    thread->setSaveInterval(3);
+    for (int i = 0; i < 6; ++i)
+        send(picture(i * 10, at(23, 59, 55) + i * 2000));
+    sendEnd();
+    run();
+    // From 23:59:55 to 23:59:59, from there over midnight, and on, all on the day of the request.
+    QCOMPARE(files(), QStringList({"20260314T000000_20260314T000003_3.mp4",
+                                   "20260314T000003_20260314T000005_3.mp4",
+                                   "20260314T235955_20260314T235959_3.mp4"}));
+    QCOMPARE(allPictures(), QVector<int>({20, 0, 10, 20, 0, 10}));
+}
+
 void TestOrvoVodDLFiles::name_thatIsTaken_isReplaced()
 {
     for (const int count : {5, 8}) {
@@ -122,6 +153,39 @@ void TestOrvoVodDLFiles::name_thatIsTaken_isReplaced()
         QCOMPARE(files(), QStringList{"20260314T100000_20260314T100000_3.mp4"});
         QCOMPARE(allPictures(), numbers(0, count));
     }
+}
+
+/// Two files of the same second have the same name, and the later one is what stays. That is
+/// intended.
+void TestOrvoVodDLFiles::name_thatIsTaken_isReplaced_withinOneDownloadToo()
+{
+    announceSteps();
+    for (int mark = 1; mark <= 3; ++mark)
+        describeOnce(sdp(mark));
+    describe(sdp(3)); // 2 has cut the first file, 3 is of the second, which therefore goes on
+    send(picture(0, at(10, 0, 0)));
+    send(picture(10, at(10, 0, 0, 400)));
+    send(picture(20, at(10, 0, 0, 800)));
+    sendEnd();
+    run();
+    QVERIFY(ok());
+    QCOMPARE(files(), QStringList{"20260314T100000_20260314T100000_3.mp4"});
+    QCOMPARE(allPictures(), QVector<int>({10, 20}));
+}
+
+void TestOrvoVodDLFiles::name_thatCannotBeHad_leavesTheFileAsItWas()
+{
+    DeviceAnswer first(picture(0, at(10, 0, 0)));
+    first.first = [this] {
+        QDir(thread->saveDir).mkpath("20260314T100000_20260314T100000_3.mp4/taken");
+    };
+    send(first);
+    sendPictures(1, 9, at(10, 0, 0) + kFrameMs);
+    sendEnd();
+    run();
+    QVERIFY(ok());
+    QCOMPARE(files(), QStringList{"20260314T100000.mp4"});
+    QCOMPARE(allPictures(), numbers(0, 10));
 }
 
 void TestOrvoVodDLFiles::name_isMissing_withoutADay()
@@ -172,6 +236,9 @@ void TestOrvoVodDLFiles::interval_cuts_whenItIsOver_data()
                               << QStringList{name("100000", "100100"), name("100100", "100100")};
     QTest::newRow("1.001 s") << 1 << qint64(1001)
                              << QStringList{name("100000", "100001"), name("100001", "100001")};
+    QTest::newRow("24 days, in ms more than an int holds")
+        << 2147484 << qint64(2147484001)
+        << QStringList{name("000000", "063124"), name("063124", "063124")};
     QTest::newRow("no limit") << 0 << qint64(3600000) << QStringList{name("100000", "110000")};
     QTest::newRow("default") << -1 << qint64(3600000) << QStringList{name("100000", "110000")};
     QTest::newRow("backwards") << 60 << qint64(-100000) << QStringList{name("000000", "095820")};
@@ -192,6 +259,8 @@ void TestOrvoVodDLFiles::interval_cuts_whenItIsOver()
     run();
     QCOMPARE(files(), names);
     QCOMPARE(allPictures(), QVector<int>({0, 1, 10}));
+    // Whether the form has changed is asked all the same.
+    QCOMPARE(script->count(Op::vodGetDownloadSdp), names.size() + 1);
 }
 
 void TestOrvoVodDLFiles::interval_countsFromEachFile()
@@ -409,6 +478,94 @@ void TestOrvoVodDLFiles::sound_isSaved_onlyIfWanted()
     QCOMPARE(file.pictures, numbers(0, 25));
     QCOMPARE(file.audioCodec, wanted ? 0x15002 : 0); // AAC
     QCOMPARE(!file.sound.isEmpty(), wanted);
+}
+
+void TestOrvoVodDLFiles::soundThatIsNotDescribed_isRefused()
+{
+    const QString refused = QStringLiteral("(svmp4ff)find av stream (0:-1) err");
+    log->expect(Logger::Error, refused);
+    thread->setSaveAudio(true);
+    VodSdp form = sdp();
+    form.hasAudio = false;
+    form.audio = HAudioEncPara();
+    describe(form);
+    send(sound(0, at(10, 0, 0)));
+    for (int i = 0; i < 5; ++i) {
+        send(picture(i, at(10, 0, 0) + i * 40));
+        send(sound(i, at(10, 0, 0) + i * 40));
+    }
+    sendEnd();
+    run();
+    QVERIFY(ok());
+    QCOMPARE(log->count(Logger::Error, refused), 5);
+    QCOMPARE(read(files().value(0)).pictures, numbers(0, 5));
+}
+
+/// Silence but for two beeps, one of them behind a gap of an hour.
+void TestOrvoVodDLFiles::sound_staysWithItsPicture_behindAGap()
+{
+    constexpr int kPictures = 200, kGapAt = 100;
+    constexpr int kBeeps[] = {50, 150}; // numbers of pictures
+    constexpr int kBeepPictures = 8;
+    constexpr int kSamplesPerPacket = 1024;
+    constexpr double kMostLate = 0.45; // seconds, of which the encoder takes the most
+    constexpr double kMostOutOfStep = 0.15;
+    announceSteps();
+    thread->setSaveAudio(true);
+    for (int i = 0; i < kPictures; ++i) {
+        const qint64 t = at(10, 0, 0) + i * kFrameMs + (i >= kGapAt ? 3600000 : 0);
+        send(picture(i, t));
+        const bool beep = std::any_of(std::begin(kBeeps), std::end(kBeeps), [i](int first) {
+            return i >= first && i < first + kBeepPictures;
+        });
+        for (int half = 0; half < 2; ++half) {
+            ScriptedFrame frame = sound(2 * i + half, t + half * kFrameMs / 2);
+            if (!beep)
+                frame.payload.fill(char(0xD5)); // G.711 A-law of 0
+            send(frame);
+        }
+    }
+    sendEnd();
+    run();
+    QCOMPARE(files().size(), 1);
+    const QString path = thread->saveDir + QLatin1Char('/') + files().first();
+    const RecordedFile file = readRecording(path);
+    const ProbedFile probed = probeFile(path);
+    QCOMPARE(file.error + probed.error, QString());
+    QCOMPARE(probed.video.times.size(), kPictures);
+    QVector<double> heard;
+    for (int packet = 0; packet < probed.audio.times.size(); ++packet) {
+        const QVector<qint16> samples =
+            pcmSamples(file.sound.mid(packet * kSamplesPerPacket * 2, kSamplesPerPacket * 2));
+        const bool loud = std::any_of(samples.begin(), samples.end(),
+                                      [](qint16 sample) { return std::abs(sample) > 3000; });
+        const double time = probed.audio.times.at(packet);
+        if (loud && (heard.isEmpty() || time - heard.last() > 1))
+            heard << time;
+    }
+    QCOMPARE(heard.size(), 2);
+    QVector<double> late;
+    for (int i = 0; i < 2; ++i)
+        late << heard.at(i) - probed.video.times.at(kBeeps[i]);
+    for (const double seconds : late)
+        QVERIFY2(std::abs(seconds) < kMostLate, qPrintable(QString::number(seconds)));
+    QVERIFY2(std::abs(late.at(1) - late.at(0)) < kMostOutOfStep,
+             qPrintable(QString::number(late.at(1) - late.at(0))));
+}
+
+void TestOrvoVodDLFiles::allTypesBelowFour_arePictures()
+{
+    for (int i = 0; i < 10; ++i) {
+        ScriptedFrame frame = picture(i, at(10, 0, 0) + i * kFrameMs);
+        if (i > 0)
+            frame.header.frameType = quint32(1 + i % 3);
+        send(frame);
+    }
+    sendEnd();
+    run();
+    QCOMPARE(allPictures(), numbers(0, 10));
+    QCOMPARE(read(files().first()).keys, QVector<bool>({true}) + QVector<bool>(9, false));
+    QCOMPARE(thread->curPts, at(10, 0, 0, 9 * kFrameMs));
 }
 
 void TestOrvoVodDLFiles::gaps_areJoined_data()
