@@ -33,6 +33,11 @@ Feeder::~Feeder()
         gst_object_unref(m_audioSource);
 }
 
+void Feeder::setPictureObserver(std::function<void(std::uint64_t)> observer)
+{
+    m_pictureObserver = std::move(observer);
+}
+
 void Feeder::start()
 {
     m_thread = std::thread([this] { run(); });
@@ -118,6 +123,11 @@ bool Feeder::push(Unit unit)
         GST_BUFFER_DTS(buffer) += m_shift;
     GstSample *stamped = gst_sample_new(buffer, gst_sample_get_caps(sample), nullptr, nullptr);
     gst_buffer_unref(buffer);
+    if (!unit.audio) {
+        if (m_pictureObserver)
+            m_pictureObserver(m_pictures);
+        ++m_pictures;
+    }
     const GstFlowReturn flow = gst_app_src_push_sample(GST_APP_SRC(element), stamped);
     gst_sample_unref(stamped);
     ++(unit.audio ? m_count->sounds : m_count->pictures);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -29,6 +30,9 @@ public:
     /// Takes no reference of `media`: it finds the two elements and keeps those.
     Feeder(GstElement *media, std::unique_ptr<Source> source, bool audio,
            std::shared_ptr<FeedCount> count);
+    /// Is told the number of each picture, from 0, right before it goes in; on the feeder's thread.
+    /// Before start().
+    void setPictureObserver(std::function<void(std::uint64_t number)> observer);
     ~Feeder();
     Feeder(const Feeder &) = delete;
     Feeder &operator=(const Feeder &) = delete;
@@ -53,6 +57,8 @@ private:
     GstElement *m_audioSource = nullptr;
     std::unique_ptr<Source> m_source;
     std::shared_ptr<FeedCount> m_count;
+    std::function<void(std::uint64_t)> m_pictureObserver; // may be empty
+    std::uint64_t m_pictures = 0; // of the thread alone
     std::thread m_thread;
 
     std::mutex m_mutex; // guards what follows

@@ -5,6 +5,7 @@
 #include "simulator/rtsp/camerasource.h"
 #include "simulator/rtsp/clip.h"
 #include "simulator/rtsp/feeder.h"
+#include "simulator/rtsp/sendlog.h"
 
 #include <gst/rtsp-server/rtsp-server.h>
 
@@ -29,6 +30,9 @@ public:
     Mount(const ClipOptions &options, std::shared_ptr<const Clip> clip);
     Mount(const Mount &) = delete;
     Mount &operator=(const Mount &) = delete;
+
+    /// Where media made from now on note the pictures that they send.
+    void setSendLog(std::shared_ptr<SendLog> log) { m_sendLog = std::move(log); }
 
     const std::string &name() const { return m_name; }
     std::string path() const { return "/" + m_name; }
@@ -89,6 +93,7 @@ private:
     std::shared_ptr<CameraState> m_state = std::make_shared<CameraState>();
     std::shared_ptr<const Clip> m_clip; // none: a camera
     bool m_once = false;
+    std::shared_ptr<SendLog> m_sendLog; // none: nothing is noted
     std::shared_ptr<FeedCount> m_count = std::make_shared<FeedCount>();
 
     std::mutex m_mutex; // guards what follows

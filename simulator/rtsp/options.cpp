@@ -155,6 +155,8 @@ bool takeOption(const std::string &name, const std::string &value, Options *opti
         options->address = value;
     } else if (name == "--control") {
         options->control = value;
+    } else if (name == "--send-log") {
+        options->sendLog = value;
     } else if (name == "--authenticate") {
         return parseUser(value, options, error);
     } else if (name == "--auth-method") {
@@ -208,6 +210,9 @@ Serves test cameras and clips by RTSP, over TCP and UDP. Without any camera or c
   --control stdin|FIFO            takes commands, one a line; each is answered on standard output
                                   with a line that begins with OK or ERR. With stdin, its end ends
                                   the server, as does the end of the parent process
+  --send-log FILE                 appends for each picture "NAME NUMBER NANOSECONDS": the number
+                                  counts from 0 for each client of a clip, and the time is that
+                                  of CLOCK_MONOTONIC
   --help                          this text
 
 Prints "READY <port>", then the address of each camera and clip. Log lines go to standard error.

@@ -53,6 +53,7 @@ struct Options
     std::string user;    ///< empty: everybody may watch
     std::string password;
     AuthMethod authMethod = AuthMethod::Any;
+    std::string sendLog; ///< file for the times at which pictures are sent; empty: none
     bool help = false;
 };
 

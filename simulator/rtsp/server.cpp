@@ -130,6 +130,16 @@ bool Server::start(const Options &options, std::string *error)
         m_mounts.push_back(std::make_unique<Mount>(named, std::move(clip)));
     }
 
+    if (!options.sendLog.empty()) {
+        const std::shared_ptr<SendLog> log = SendLog::open(options.sendLog);
+        if (!log) {
+            *error = "cannot write " + options.sendLog;
+            return false;
+        }
+        for (const auto &mount : m_mounts)
+            mount->setSendLog(log);
+    }
+
     m_address = options.address;
     m_server = gst_rtsp_server_new();
     m_mountPoints = gst_rtsp_server_get_mount_points(m_server);

@@ -5,6 +5,7 @@
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -13,6 +14,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <chrono>
 #include <cmath>
 
 using vantratest::RtspServer;
@@ -93,6 +95,7 @@ private slots:
     void camera_playsItsTone();
     void camera_isSharedByItsViewers();
     void camera_sendsWholePicturesWithParameterSets();
+    void sendLog_notesEachPicture_withItsTime();
     void server_hasFourCameras_whenNoneIsNamed();
     void server_isReachedTwice_onPortsOfItsOwn();
     void kill_isSeenByTheClient();
@@ -295,6 +298,42 @@ void tst_RtspServer::camera_sendsWholePicturesWithParameterSets()
     }
 }
 
+void tst_RtspServer::sendLog_notesEachPicture_withItsTime()
+{
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("sent");
+    const auto monotonic = [] {
+        return std::chrono::duration_cast<std::chrono::nanoseconds>(
+                   std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    };
+    const qint64 begin = monotonic();
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:pcma:320x180", "--send-log", file}));
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
+    QVERIFY(isGapless(client.pictures(10)));
+    client.close();
+    const qint64 sent = server.stat("video", "cam");
+    QVERIFY(server.stop());
+    const qint64 end = monotonic();
+
+    QFile lines(file);
+    QVERIFY(lines.open(QIODevice::ReadOnly));
+    qint64 number = 0;
+    qint64 last = begin;
+    for (QByteArray line = lines.readLine(); !line.isEmpty(); line = lines.readLine()) {
+        const QList<QByteArray> words = line.trimmed().split(' ');
+        QCOMPARE(words.size(), 3);
+        QCOMPARE(words[0], QByteArray("cam"));
+        QCOMPARE(words[1].toLongLong(), number++);
+        QVERIFY(words[2].toLongLong() > last);
+        last = words[2].toLongLong();
+    }
+    QVERIFY(last < end);
+    QVERIFY(number >= 10 && number >= sent);
+}
+
 void tst_RtspServer::server_hasFourCameras_whenNoneIsNamed()
 {
     RtspServer server;
@@ -417,6 +456,7 @@ void tst_RtspServer::options_wrongOnesAreRefusedInOneLine_data()
     row({"--authenticate", "nobody"}, "--authenticate needs USER:PASSWORD");
     row({"--auth-method", "kerberos"}, "--auth-method must be basic, digest or any");
     row({"--control", "/no/such/fifo"}, "control /no/such/fifo: No such file or directory");
+    row({"--send-log", "/no/such/folder/sent"}, "cannot write /no/such/folder/sent");
     row({"--frobnicate", "1"}, "unknown option --frobnicate; see --help");
     row({"--camera"}, "--camera needs a value, or is unknown; see --help");
     row({"huh"}, "\"huh\" is not understood; see --help");
@@ -435,8 +475,8 @@ void tst_RtspServer::help_namesEveryOption()
 {
     const QString help = outputOf(RtspServer::program(), {"--help"});
     for (const char *word : {"--camera", "--clip", "--once", "--port", "--address", "--control",
-                             "--authenticate", "--auth-method", "READY", "drop", "stall", "size",
-                             "fps", "codec", "end", "mute-accept", "stats", "quit", "die"})
+                             "--authenticate", "--auth-method", "--send-log", "READY", "drop",
+                             "stall", "size", "fps", "codec", "end", "mute-accept", "stats", "quit", "die"})
         QVERIFY2(help.contains(word), word);
 }
 
