@@ -1,0 +1,124 @@
+# SPDX-FileCopyrightText: 2026 The Vantra authors
+# SPDX-License-Identifier: MIT
+"""Recorders that copy streams into fragmented MP4 files, without a viewer."""
+import os
+import pathlib
+import subprocess
+import time
+
+STOP_S = 20
+
+
+class FfmpegRecorder:
+    """`ffmpeg -c copy`, one process per stream."""
+    name = "ffmpeg -c copy"
+
+    def __init__(self, folder, urls):
+        self.commands = [
+            ["ffmpeg", "-v", "quiet", "-nostdin", "-rtsp_transport", "tcp", "-i", url, "-c", "copy",
+             "-movflags", "frag_keyframe+delay_moov", str(folder / f"{i}.mp4")]
+            for i, url in enumerate(urls)]
+        self.processes = []
+
+    def start(self):
+        self.processes = [subprocess.Popen(command, stdin=subprocess.DEVNULL)
+                          for command in self.commands]
+
+    def pids(self):
+        return [process.pid for process in self.processes]
+
+    def stop(self):
+        for process in self.processes:
+            process.terminate()
+        for process in self.processes:
+            process.wait(STOP_S)
+
+
+class GstRecorder:
+    """One process with a chain for each stream. gst-launch sends the end of stream on SIGINT."""
+
+    def __init__(self, folder, urls, sink):
+        self.command = ["gst-launch-1.0", "-q", "-e"]
+        for i, url in enumerate(urls):
+            self.command += ["rtspsrc", f"location={url}", "protocols=tcp", "latency=0", "!",
+                             "rtph264depay", "!", "h264parse", "!",
+                             *sink(folder / f"{i}.mp4")]
+        self.process = None
+
+    def start(self):
+        self.process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def pids(self):
+        return [self.process.pid]
+
+    def stop(self):
+        self.process.send_signal(2)
+        try:
+            self.process.wait(STOP_S)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
+
+
+class GstMp4mux(GstRecorder):
+    name = "gstreamer mp4mux"
+
+    def __init__(self, folder, urls):
+        super().__init__(folder, urls, lambda file: [
+            "mp4mux", "fragment-duration=2000", "!", "filesink", f"location={file}"])
+
+
+class GstSplitmux(GstRecorder):
+    name = "gstreamer splitmuxsink"
+
+    def __init__(self, folder, urls):
+        super().__init__(folder, urls, lambda file: [
+            "splitmuxsink", "muxer-factory=mp4mux",
+            "muxer-properties=properties,fragment-duration=(uint)2000", f"location={file}"])
+
+
+class OwnRecorder:
+    name = "vantra"
+
+    def __init__(self, program, folder, urls):
+        self.command = [str(program), str(folder), *urls]
+        self.process = None
+
+    def start(self):
+        self.process = subprocess.Popen(self.command, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        self._wait(b"READY")
+        self._tell(b"start")
+
+    def _tell(self, command):
+        self.process.stdin.write(command + b"\n")
+        self.process.stdin.flush()
+        self._wait(command)
+
+    def _wait(self, answer):
+        for line in self.process.stdout:
+            if line.strip() == answer:
+                return
+
+    def pids(self):
+        return [self.process.pid]
+
+    def stop(self):
+        self._tell(b"stop")
+        time.sleep(1)  # until the writers have closed their files
+        self._tell(b"quit")
+        self.process.wait(STOP_S)
+
+
+def payload(file):
+    """Bytes and number of the video packets of a file."""
+    shown = subprocess.run(
+        ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "packet=size", "-of",
+         "csv=p=0", str(file)], capture_output=True, text=True, check=False)
+    sizes = [int(line.strip(",")) for line in shown.stdout.split()]
+    return sum(sizes), len(sizes)
+
+
+def files(folder):
+    return [path for path in pathlib.Path(folder).rglob("*.mp4") if os.path.getsize(path)]
