@@ -30,7 +30,7 @@ class Row:
     most_rounds = 99
 
     def players(self, everybody):
-        return [player for player in everybody if player.window]
+        return [player for player in everybody if player.window and not player.is_hasty]
 
     def order(self, cells):
         """Names of known cells, by the numbers in them."""
@@ -53,7 +53,7 @@ class Cpu(Row):
         return [f"{views} x {form}" for form, views in self.CELLS]
 
     def players(self, everybody):
-        return everybody
+        return [player for player in everybody if not player.is_hasty]
 
     def measure(self, bench, player, cell):
         views, form = cell.split(" x ")
@@ -105,6 +105,9 @@ class FirstPicture(Row):
     def cells(self, _):
         return ["first picture", "first picture, again", "main to sub", "sub to main"]
 
+    def players(self, everybody):
+        return [player for player in everybody if player.window]
+
     def measure(self, bench, player, cell):
         with Stage(bench, player, "1080p" if "main" in cell else "360p", 1,
                    sub_form="360p" if "main" in cell else None) as stage:
@@ -137,6 +140,9 @@ class Delay(Row):
     def cells(self, options):
         after = [10] + ([600] if options.long else [60])
         return [f"{views} x 360p after {seconds} s" for views in (1, 9) for seconds in after]
+
+    def players(self, everybody):
+        return [player for player in everybody if player.window]
 
     def measure(self, bench, player, cell):
         views, after = (int(number) for number in re.findall(r"(\d+) [xs]", cell))

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// peer-mpv: libmpv, embedded by window number, drawing by X11 as fast as pictures come.
+// peer-mpv: libmpv with its profile for low delay, embedded by window number, drawing by X11.
+// With PEER_UNTIMED=yes pictures are drawn as fast as they come, of which some are then never seen.
 #include "window/peerwindow.h"
 
 #include <mpv/client.h>
@@ -16,11 +17,11 @@ public:
     MpvView(QWidget *tile, PeerSource source) : m_source(std::move(source)), m_mpv(mpv_create())
     {
         const QByteArray window = QByteArray::number(qulonglong(tile->winId()));
+        const QByteArray untimed = qEnvironmentVariableIsSet("PEER_UNTIMED") ? "yes" : "no";
         const char *const options[][2] = {
             {"wid", window.constData()},
             {"profile", "low-latency"},
-            {"untimed", "yes"},
-            {"framedrop", "no"},
+            {"untimed", untimed.constData()},
             {"vo", "x11"},
             {"hwdec", "no"},
             {"rtsp-transport", "tcp"},

@@ -3,7 +3,7 @@
 //
 // peer-vlc: libVLC, embedded by window number. Debian's libVLC cannot open rtsp addresses, so its
 // host reads them with libavformat and hands the stream on through a pipe, as MPEG-TS, whose clock
-// libVLC can follow. Where GLX is to be had, libVLC draws by OpenGL whatever it is asked for.
+// libVLC can follow. It draws by X11 only where OpenGL cannot be loaded.
 #include "window/peerwindow.h"
 
 #include <vlc/vlc.h>
