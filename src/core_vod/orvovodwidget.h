@@ -25,7 +25,8 @@ class HNetDevice;
 /// Every start plays through a new thread object, a child of the widget, whose end nobody waits
 /// for. At that end it stops the playback of its channel on the device, whoever plays it by then:
 /// start again on the same channel once getIsRunning() is false, or the new play may be left with
-/// time-outs. Controls act on the device from the GUI thread.
+/// time-outs. Controls act on the device from the GUI thread. Who deletes the widget while a thread
+/// runs waits for the read under way, `readTimeout` of VideoPara at most.
 class VANTRA_EXPORT OrvoVodWidget : public StandardVideoWidget
 {
     Q_OBJECT

@@ -4,62 +4,19 @@
 // The ends of live views, in all orders, while pictures flow: windows that are closed or deleted,
 // stops, the release of the library, devices that the host forgets, the end of the process.
 #include "devicelink/hnetdevice.h"
+#include "endrounds.h"
 #include "livecase.h"
 #include "support/privatepulse.h"
-#include "support/processload.h"
-#include "support/watchdog.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
-
-#include <malloc.h>
-
-#include <atomic>
-#include <random>
-#include <thread>
 
 using namespace vantratest;
 using namespace vantrasim;
 
 namespace {
-
-constexpr int kRounds = 200;
-constexpr int kWarmUpRounds = 10;
-/// Of one row of rounds, after which it is enough, unless VANTRA_TEST_ALL_ROUNDS asks for all.
-constexpr int kBudgetMs = 15000;
-constexpr int kDeadMs = 60000;   ///< without a step: dead-locked
-constexpr int kFewThreads = 2;
-constexpr int kFewHandles = 4;
-constexpr qint64 kNoiseKiB = 24 * 1024; ///< of the allocator
-/// What each sound worker leaves in the registry of encoders when it ends, as is intended.
-constexpr qint64 kTalkEncoderKiB = 90;
-
-/// Takes all of the machine's processors while it lives.
-class Load
-{
-public:
-    explicit Load(bool on)
-    {
-        for (unsigned i = 0; on && i < std::thread::hardware_concurrency(); ++i)
-            m_threads.emplace_back([this] {
-                while (!m_stop) {
-                }
-            });
-    }
-    ~Load()
-    {
-        m_stop = true;
-        for (std::thread &thread : m_threads)
-            thread.join();
-    }
-
-private:
-    std::atomic<bool> m_stop{false};
-    std::vector<std::thread> m_threads;
-};
 
 /// A host whose process ends in the way of `mode` while its views show a device.
 int endingHost(const QByteArray &mode, int argc, char **argv)
@@ -126,12 +83,9 @@ private slots:
 
 private:
     void playRound(HTransportProtocol protocol, const Simulation &lasting);
-    int draw(int below) { return int(random() % unsigned(below)); }
+    int draw(int below) { return rounds->draw(below); }
 
-    std::mt19937 random;
-    int viewsMade = 0; ///< each with a sound worker of its own
-    std::unique_ptr<Heartbeat> heart;
-    std::unique_ptr<Watchdog> dog;
+    std::unique_ptr<EndRounds> rounds;
 };
 
 /// Some views on a device; then everything that may end happens, in an order that is drawn.
@@ -144,7 +98,7 @@ void TestLiveStop::playRound(HTransportProtocol protocol, const Simulation &last
     const int count = 1 + draw(4);
     for (int i = 0; i < count; ++i) {
         views.push_back(std::make_unique<LiveView>(protocol, 1000));
-        ++viewsMade;
+        ++rounds->viewsMade;
         LiveView &view = *views.back();
         view.setReads(false);
         QVERIFY(view.begin(sim.device, draw(2), draw(2), draw(2) ? LiveView::kAll : 3));
@@ -174,20 +128,20 @@ void TestLiveStop::playRound(HTransportProtocol protocol, const Simulation &last
         });
     }
     steps.push_back([&sim] { sim.device.reset(); });
-    steps.push_back([this] { heart->leaveOut([] { Vantra::release(); }); });
+    steps.push_back([this] { rounds->heart->leaveOut([] { Vantra::release(); }); });
     if (draw(4) == 0 && protocol != HTransportRtsp)
         steps.push_back([&control, ms = 50 + draw(500)] { control->loseConnection(ms); });
-    std::shuffle(steps.begin(), steps.end(), random);
+    std::shuffle(steps.begin(), steps.end(), rounds->random);
     for (const auto &step : steps) {
         step();
-        dog->feed();
+        rounds->dog->feed();
         if (draw(2))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 1 + draw(10));
     }
     views.clear();
     sim = {};
-    heart->leaveOut([] { Vantra::release(); });
-    dog->feed();
+    rounds->heart->leaveOut([] { Vantra::release(); });
+    rounds->dog->feed();
     if (!lasting.device)
         QVERIFY(waitFor([&] { return control.use_count() == 1; }));
     QVERIFY(Vantra::init());
@@ -207,12 +161,7 @@ void TestLiveStop::rounds_inAnyOrder_endInTime_andLeaveNothing()
     QFETCH(int, protocol);
     QFETCH(bool, load);
     const auto transport = static_cast<HTransportProtocol>(protocol);
-    // VANTRA_TEST_SEED repeats a run that has failed.
-    const unsigned seed = qEnvironmentVariableIsSet("VANTRA_TEST_SEED")
-                              ? qEnvironmentVariableIntValue("VANTRA_TEST_SEED")
-                              : std::random_device()();
-    qInfo("seed %u", seed);
-    random.seed(seed);
+    rounds = std::make_unique<EndRounds>();
     // Its pictures are those of all the devices, and are made only once. An RTSP device, which has
     // a server, is the same in all rounds.
     const Simulation keeper = simulateDevice(smallDevice(transport, 2, 2));
@@ -221,45 +170,8 @@ void TestLiveStop::rounds_inAnyOrder_endInTime_andLeaveNothing()
         keeper.device->enableMediaTransmit(stream / 2, stream % 2, true);
     const Simulation lasting = transport == HTransportRtsp ? keeper : Simulation();
 
-    const Load busy(load);
-    dog = std::make_unique<Watchdog>(kDeadMs);
-    heart = std::make_unique<Heartbeat>();
-    QElapsedTimer timer;
-    timer.start();
-    ProcessLoad before;
-    int madeBefore = 0;
-    int rounds = 0;
-    const bool all = qEnvironmentVariableIsSet("VANTRA_TEST_ALL_ROUNDS");
-    while (rounds < kRounds && (all || rounds < kWarmUpRounds || timer.elapsed() < kBudgetMs)) {
-        playRound(transport, lasting);
-        if (QTest::currentTestFailed())
-            break;
-        if (++rounds == kWarmUpRounds) {
-            before = ProcessLoad::now();
-            madeBefore = viewsMade;
-        }
-    }
-    const qint64 allowedKiB = kNoiseKiB + kTalkEncoderKiB * (viewsMade - madeBefore);
-    qInfo("%d rounds", rounds);
-    const qint64 gap = heart->longestGap();
-    heart.reset();
-    dog.reset();
-    QVERIFY2(gap < kFrozenMs, qPrintable(QString::number(gap)));
-    ProcessLoad now;
-    const bool flat = waitFor([&] {
-        malloc_trim(0);
-        now = ProcessLoad::now();
-        return now.threads <= before.threads + kFewThreads &&
-               now.handles <= before.handles + kFewHandles &&
-               now.residentKiB - before.residentKiB < allowedKiB;
-    });
-    QVERIFY2(flat, qPrintable(QStringLiteral("threads %1 %2, handles %3 %4, memory %5 %6")
-                                  .arg(before.threads)
-                                  .arg(now.threads)
-                                  .arg(before.handles)
-                                  .arg(now.handles)
-                                  .arg(before.residentKiB)
-                                  .arg(now.residentKiB)));
+    const BusyMachine busy(load);
+    rounds->play([&] { playRound(transport, lasting); });
 }
 
 void TestLiveStop::process_ends_whileViewsShow_data()
