@@ -208,6 +208,7 @@ std::unique_ptr<void, Mp4File::EncoderDeleter> Mp4File::newEncoder() const
 void Mp4File::closeMp4()
 {
     if (fmtCtx && headerWritten) {
+        endSound();
         const int result = av_write_trailer(fmtCtx.get());
         if (result < 0) {
             VANTRA_LOG(Logger::Error) << QStringLiteral("write trailer err (%1:%2)")
@@ -244,7 +245,7 @@ void Mp4File::closeFile()
     audioIndex = -1;
     headerWritten = false;
     awaitsParameterSets = true;
-    soundWritten = false;
+    aacWritten = 0;
     firstPicture.reset();
     timeline = FileTimeline();
     held = Held();

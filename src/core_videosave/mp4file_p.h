@@ -41,8 +41,9 @@ public:
     /// Writes the trailer and closes. Nothing happens without a file.
     void closeMp4();
 
-    /// Whether the system has refused bytes of the file because there was no room for them. The file
-    /// gets none any more then, also when there is room again. Holds until the next createMp4().
+    /// Whether the system has refused bytes of the file because there was no room for them. The
+    /// file gets none any more then, also when there is room again. Holds until the next
+    /// createMp4().
     bool isDiskFull() const;
 
     Mp4Stream videoStream() const { return streamAt(videoIndex); }
@@ -51,9 +52,9 @@ public:
     /// Writes a picture, or a block of sound once it has become AAC. A failure is a line in the
     /// log, and does not stop the next one. Refused are: video that is none, or of the other codec;
     /// pictures before the first with parameter sets, which would make a file that nobody can play;
-    /// stamps that no file can hold. Sound that `followsPictures` has no time of its own but that of
-    /// a picture, perhaps the same again and again: its frames then follow each other. The packet is
-    /// used up.
+    /// stamps that no file can hold. Sound that `followsPictures` has no time of its own but that
+    /// of a picture, perhaps the same again and again: its frames then follow each other. The
+    /// packet is used up.
     void write(AVPacket *packet, bool followsPictures);
 
 private:
@@ -82,7 +83,10 @@ private:
     void writeAudio(const AVPacket *packet, bool followsPictures);
     bool audioG711ToAAC(const AVPacket *in);
     void writeAac(const AVPacket *in, const quint8 *frame, int size, qint64 pts);
+    qint64 aacFrameTime() const;
+    void writeSilence(void *encoder, int frames, qint64 pts);
     void beginSound(qint64 pictureTime);
+    void endSound();
     bool isKeyPicture(const AVPacket *packet) const;
     int writeToMuxer(AVPacket *packet);
     int limitHeld(const AVPacket *packet);
@@ -102,9 +106,9 @@ private:
     H265Sets h265Sets;
     bool awaitsParameterSets = true; ///< of the video
     HAudioEncPara soundPara;
-    bool soundWritten = false;
-    qint64 soundPts = 0; ///< of the last frame of sound
-    qint64 blockPts = 0; ///< of the block that it was made of
+    int aacWritten = 0;                 ///< frames of sound
+    qint64 soundPts = 0;                ///< of the last frame of sound
+    qint64 blockPts = 0;                ///< of the block that it was made of
     std::optional<qint64> firstPicture; ///< its time in the file, in units of the video
     FileTimeline timeline;
     Held held;

@@ -33,7 +33,10 @@ constexpr int kMaxHeldSound = 16;
 /// How long the header waits for the sound that was announced, in microseconds of the recording.
 constexpr qint64 kSoundAwaited = 2000000;
 constexpr int kSilentBytes = 160;
-constexpr int kSilentBlocks = 100; ///< far more than the transcoder needs to begin
+constexpr int kSilentBlocks = 200; ///< far more than the transcoder needs to begin
+/// The first frame of AAC holds no sound yet, and there are players that refuse a file which has no
+/// other.
+constexpr int kFewestAacFrames = 2;
 
 /// "（" is a wide bracket and ")" is not: this is intended.
 void tellWriteError(const char *kind, qint64 pts, const AVFormatContext *ctx, int code)
@@ -72,8 +75,8 @@ void Mp4File::write(AVPacket *packet, bool followsPictures)
 
 void Mp4File::writeVideo(AVPacket *packet)
 {
-    // Nothing without a byte either: at the end of an MPEG file its muxer waits for the rest of such
-    // a picture, without an end.
+    // Nothing without a byte either: at the end of an MPEG file its muxer waits for the rest of
+    // such a picture, without an end.
     const qint64 pts = packet->pts;
     const AVCodecID codec = fmtCtx->streams[videoIndex]->codecpar->codec_id;
     const AnnexBContent content = lookIntoAnnexB(codec, packet->data, packet->size);
@@ -94,13 +97,11 @@ void Mp4File::writeAudio(const AVPacket *packet, bool followsPictures)
     if (!audioG711ToAAC(packet))
         return;
     // One packet of the file is one frame. The first bears the time of the block that completed it.
-    const AVRational timebase = fmtCtx->streams[audioIndex]->time_base;
-    const int sampleRate = fmtCtx->streams[audioIndex]->codecpar->sample_rate;
-    const qint64 frameTime = av_rescale_q(frameSamples, {1, sampleRate}, timebase);
+    const qint64 frameTime = aacFrameTime();
     qint64 pts = packet->pts;
     // The pictures of a slow camera are further apart than the frames of sound. The muxer would
     // refuse the second one with the time of the same picture, and the sound would have holes.
-    if (followsPictures && soundWritten && pts >= blockPts && pts <= soundPts)
+    if (followsPictures && aacWritten > 0 && pts >= blockPts && pts <= soundPts)
         pts = later(soundPts, frameTime);
     blockPts = packet->pts;
     const auto end = static_cast<int>(aacFrames.size());
@@ -157,32 +158,55 @@ void Mp4File::writeAac(const AVPacket *in, const quint8 *frame, int size, qint64
     if (result < 0)
         tellWriteError("audio", in->pts, fmtCtx.get(), result);
     else
-        soundWritten = true;
+        ++aacWritten;
     soundPts = pts;
+}
+
+qint64 Mp4File::aacFrameTime() const
+{
+    const AVStream *stream = fmtCtx->streams[audioIndex];
+    return av_rescale_q(frameSamples, {1, stream->codecpar->sample_rate}, stream->time_base);
+}
+
+void Mp4File::writeSilence(void *encoder, int frames, qint64 pts)
+{
+    const AVPacketPtr block(av_packet_alloc());
+    if (!encoder || !block)
+        return;
+    block->stream_index = audioIndex;
+    quint8 silence[kSilentBytes];
+    std::fill_n(silence, kSilentBytes,
+                soundPara.codecId == HCodecG711U ? quint8(0xff) : quint8(0xd5));
+    for (int i = 0; i < kSilentBlocks && frames > 0; ++i) {
+        unsigned int length = 0;
+        if (Easy_AACEncoder_Encode(encoder, silence, kSilentBytes, aacBuffer.data(), &length) < 1)
+            continue;
+        block->pts = pts;
+        writeAac(block.get(), aacBuffer.data(), static_cast<int>(length), pts);
+        pts = later(pts, aacFrameTime());
+        --frames;
+    }
 }
 
 void Mp4File::beginSound(qint64 pictureTime)
 {
-    // The header is written when there is sound, of which it tells the form. Where none comes, a
-    // frame of silence at the very beginning stands for it: else nothing would be in the file for
-    // long, and sound that comes later could not be played.
+    // The header is written when there is sound, of which it tells the form. Where none comes,
+    // silence at the very beginning stands for it: else nothing would be in the file for long, and
+    // sound that comes later could not be played.
     const AVRational timebase = fmtCtx->streams[videoIndex]->time_base;
-    if (!firstPicture || soundWritten || audioIndex < 0 ||
+    if (!firstPicture || aacWritten > 0 || audioIndex < 0 ||
         rescaleTime(pictureTime - *firstPicture, timebase, {1, 1000000}) < kSoundAwaited)
         return;
     const std::unique_ptr<void, EncoderDeleter> encoder = newEncoder();
-    quint8 silence[kSilentBytes];
-    std::fill_n(silence, kSilentBytes,
-                soundPara.codecId == HCodecG711U ? quint8(0xff) : quint8(0xd5));
-    unsigned int length = 0;
-    for (int i = 0; i < kSilentBlocks && length == 0; ++i)
-        Easy_AACEncoder_Encode(encoder.get(), silence, kSilentBytes, aacBuffer.data(), &length);
-    const AVPacketPtr block(av_packet_alloc());
-    if (length == 0 || !block)
-        return;
-    block->stream_index = audioIndex;
-    block->pts = rescaleTime(*firstPicture, timebase, fmtCtx->streams[audioIndex]->time_base);
-    writeAac(block.get(), aacBuffer.data(), static_cast<int>(length), block->pts);
+    writeSilence(encoder.get(), kFewestAacFrames,
+                 rescaleTime(*firstPicture, timebase, fmtCtx->streams[audioIndex]->time_base));
+}
+
+void Mp4File::endSound()
+{
+    if (aacWritten > 0 && aacWritten < kFewestAacFrames && !isDiskFull())
+        writeSilence(aacEncoder.get(), kFewestAacFrames - aacWritten,
+                     later(soundPts, aacFrameTime()));
 }
 
 bool Mp4File::isKeyPicture(const AVPacket *packet) const
@@ -225,7 +249,7 @@ int Mp4File::writeToMuxer(AVPacket *packet)
 int Mp4File::limitHeld(const AVPacket *packet)
 {
     // A key picture ends the fragment before it, once the header can be written.
-    if (isKeyPicture(packet) && (audioIndex < 0 || soundWritten))
+    if (isKeyPicture(packet) && (audioIndex < 0 || aacWritten > 0))
         held = Held();
     held.bytes += packet->size;
     ++held.packets;

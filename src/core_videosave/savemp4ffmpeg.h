@@ -25,7 +25,8 @@ struct HFrameHeader;
 /// refused with a line in the log.
 ///
 /// What is written reaches the system at once: after a crash all but the fragment under way, from
-/// the last key picture on, can be played. Sound that was announced is waited for two seconds.
+/// the last key picture on, can be played. Sound that was announced is waited for two seconds. Where
+/// it is too little for a player to begin with, silence stands in.
 ///
 /// Input is not trusted. Video without start codes or of the other codec, pictures before the first
 /// with parameter sets, and stamps beyond all reason are refused with a line in the log; a stamp more

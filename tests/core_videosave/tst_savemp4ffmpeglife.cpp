@@ -7,6 +7,7 @@
 #include "recordingtools.h"
 
 #include "support/logcapture.h"
+#include "support/players.h"
 #include "support/processload.h"
 
 #include <QTemporaryDir>
@@ -16,6 +17,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <thread>
@@ -95,6 +97,8 @@ private slots:
     void fullDisk_endsNoRecording();
     void finishedFragments_areInTheFile_beforeTheEnd();
     void announcedSound_thatNeverComes_isNotWaitedForWithoutEnd();
+    void littleSound_leavesAFileThatEveryPlayerPlays_data();
+    void littleSound_leavesAFileThatEveryPlayerPlays();
     void stop_returnsAtOnce_whenNotOpened();
     void stop_twice();
     void stop_wakesTheWriter_andWritesWhatWaits();
@@ -247,6 +251,55 @@ void TestSaveMp4FFmpegLife::announcedSound_thatNeverComes_isNotWaitedForWithoutE
     writer.stop();
     const RecordedFile file = readRecording(path());
     QCOMPARE(file.times.size(), kMany);
+}
+
+void TestSaveMp4FFmpegLife::littleSound_leavesAFileThatEveryPlayerPlays_data()
+{
+    QTest::addColumn<int>("audio");
+    QTest::addColumn<int>("pictures");
+    QTest::addColumn<int>("blocks");
+    // Four seconds of a camera whose microphone is off.
+    for (const int audio : {HCodecG711A, HCodecG711U, HCodecPcm})
+        QTest::addRow("%d, none", audio) << audio << 100 << 0;
+    QTest::addRow("only at the beginning") << int(HCodecG711A) << 100 << 25;
+    // The end comes before the first frame of AAC, with it, or soon after.
+    for (const int blocks : {20, 26, 29})
+        QTest::addRow("%d blocks", blocks) << int(HCodecG711A) << blocks / 2 << blocks;
+}
+
+/// The first frame of AAC holds no sound yet, and one player refuses a file that has no other.
+void TestSaveMp4FFmpegLife::littleSound_leavesAFileThatEveryPlayerPlays()
+{
+    QFETCH(int, audio);
+    QFETCH(int, pictures);
+    QFETCH(int, blocks);
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), audioPara(audio), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    const QVector<qint16> tone = makeTone(4 * kSampleRate, kSampleRate, kHertz);
+    const QByteArray sound = audio == HCodecPcm     ? pcmBytes(tone)
+                             : audio == HCodecG711U ? encodeMuLaw(tone)
+                                                    : encodeALaw(tone);
+    const int blockBytes = kBlockSamples * (audio == HCodecPcm ? 2 : 1);
+    for (int i = 0; i < pictures; ++i) {
+        QVERIFY(waitFor([&] { return !writer.isQueueFull(); }));
+        feed.picture(clip(1).at(i % kPictures), i * kFrameMs);
+        for (int block = 2 * i; block < std::min(2 * i + 2, blocks); ++block)
+            feed.frame(4, block * kFrameMs / 2, sound.mid(block * blockBytes, blockBytes));
+    }
+    writer.stop();
+    const ProbedFile probed = probeFile(path());
+    QCOMPARE(probed.error, QString());
+    QCOMPARE(probed.video.times.size(), pictures);
+    for (int i = 1; i < probed.audio.times.size(); ++i)
+        QVERIFY(probed.audio.times.at(i) > probed.audio.times.at(i - 1));
+    // A track without a packet has nothing to be played.
+    const bool hasSound = !probed.audio.times.isEmpty();
+    const Playback played = decodeWithGStreamer(path(), QSize(320, 240), hasSound);
+    QCOMPARE(played.error, QString());
+    QCOMPARE(played.pictures.size(), pictures);
+    QCOMPARE(!played.sound.isEmpty(), hasSound);
 }
 
 void TestSaveMp4FFmpegLife::stop_returnsAtOnce_whenNotOpened()
