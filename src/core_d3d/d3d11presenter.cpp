@@ -50,7 +50,8 @@ D3D11Presenter::D3D11Presenter()
 
 D3D11Presenter::D3D11Presenter(ID3D11Device *device, ID3D11DeviceContext *context)
     : device(device), context(context)
-{}
+{
+}
 
 void D3D11Presenter::updateFrame(HWND window, int newWidth, int newHeight, ID3D11Texture2D *data,
                                  int newIndex, bool codecChanged)
@@ -232,9 +233,8 @@ ComPtr<ID3D11Texture2D> D3D11Presenter::copyPicture(ID3D11DeviceContext **decode
         return nullptr;
     decoderDevice->GetImmediateContext(decoderContext);
     ComPtr<ID3D11Texture2D> opened;
-    if (!*decoderContext ||
-        FAILED(decoderDevice->OpenSharedResource(sharedHandle,
-                                                 IID_PPV_ARGS(opened.GetAddressOf()))))
+    if (!*decoderContext || FAILED(decoderDevice->OpenSharedResource(
+                                sharedHandle, IID_PPV_ARGS(opened.GetAddressOf()))))
         return nullptr;
     // What a copy beyond either texture does is not defined, and drivers differ in it.
     if (index < 0 || static_cast<UINT>(index) >= desc.ArraySize || desc.Format != DXGI_FORMAT_NV12)
@@ -266,16 +266,16 @@ void D3D11Presenter::bindPipeline()
     context->IASetInputLayout(inputLayout.Get());
 
     D3D11_MAPPED_SUBRESOURCE mapped = {};
-    if (constantBuffer && SUCCEEDED(context->Map(constantBuffer.Get(), 0, D3D11_MAP_WRITE_DISCARD,
-                                                 0, &mapped))) {
+    if (constantBuffer &&
+        SUCCEEDED(context->Map(constantBuffer.Get(), 0, D3D11_MAP_WRITE_DISCARD, 0, &mapped))) {
         std::memcpy(mapped.pData, kIdentity, sizeof(kIdentity));
         context->Unmap(constantBuffer.Get(), 0);
     }
     context->VSSetConstantBuffers(0, 1, constantBuffer.GetAddressOf());
     context->VSSetShader(vertexShader.Get(), nullptr, 0);
 
-    const D3D11_VIEWPORT viewport = {
-        0, 0, static_cast<float>(width), static_cast<float>(height), 0, 1};
+    const D3D11_VIEWPORT viewport = {0, 0, static_cast<float>(width), static_cast<float>(height),
+                                     0, 1};
     context->RSSetViewports(1, &viewport);
 
     context->PSSetShader(pixelShader.Get(), nullptr, 0);

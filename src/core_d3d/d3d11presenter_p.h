@@ -10,15 +10,16 @@
 /// only, and without Qt, so that it also runs where Qt does not.
 ///
 /// It has a device of its own. The decoder's device copies the picture into an NV12 texture that
-/// both share; the own one draws it with a pixel shader that converts by ITU-R BT.601, limited range,
-/// into a swap chain of the picture's size with 10 bits per colour, which DXGI scales to the window.
+/// both share; the own one draws it with a pixel shader that converts by ITU-R BT.601, limited
+/// range, into a swap chain of the picture's size with 10 bits per colour, which DXGI scales to the
+/// window.
 ///
 /// Not thread-safe: one thread, which is that of the window. During a call it uses the immediate
 /// context of the decoder's device, so the decoder must stand still until the call has returned;
 /// that context's Flush() is all that orders the two devices.
 ///
-/// No result is reported. Without a device all pictures are ignored. What could not be made is tried
-/// again with the next picture; a picture that cannot be copied is not drawn.
+/// No result is reported. Without a device all pictures are ignored. What could not be made is
+/// tried again with the next picture; a picture that cannot be copied is not drawn.
 class D3D11Presenter
 {
 public:

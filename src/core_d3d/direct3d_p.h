@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// The presenters of this system, and `kHasDirect3D`: whether they show anything. Without it a widget
-/// need not become a native window.
+/// The presenters of this system, and `kHasDirect3D`: whether they show anything. Without it a
+/// widget need not become a native window.
 
 #ifdef _WIN32
 #include "core_d3d/d3d11presenter_p.h"

@@ -15,7 +15,8 @@ ID3D11Texture2D *toTexture(quint8 *data)
 
 Nv12D3D11Widget::Nv12D3D11Widget(QWidget *parent)
     : QWidget(parent), presenter(std::make_unique<D3D11Presenter>())
-{}
+{
+}
 
 Nv12D3D11Widget::~Nv12D3D11Widget() = default;
 

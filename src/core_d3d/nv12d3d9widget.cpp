@@ -24,7 +24,8 @@ IDirect3DSurface9 *toSurface(quint8 *data)
 
 Nv12D3D9Widget::Nv12D3D9Widget(QWidget *parent)
     : QWidget(parent), presenter(std::make_unique<D3D9Presenter>())
-{}
+{
+}
 
 Nv12D3D9Widget::~Nv12D3D9Widget() = default;
 

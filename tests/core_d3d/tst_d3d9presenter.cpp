@@ -98,8 +98,8 @@ TEST_CASE(anotherCodec_makesTheSwapChainAnew)
     Stage stage;
     stage.showOne(64, 48);
     CHECK_EQ(stage.presenter.updateFrame(kWindow, 64, 48, stage.surface, true), "");
-    CHECK_EQ(stage.direct3D.journal.take(), std::string("surface.GetDevice\nchain.Release\n") +
-                                                kMakeChain + drawing("0 0 64 48"));
+    CHECK_EQ(stage.direct3D.journal.take(),
+             std::string("surface.GetDevice\nchain.Release\n") + kMakeChain + drawing("0 0 64 48"));
     CHECK_EQ(stage.direct3D.foreignReferences(), 1);
 }
 
@@ -212,7 +212,8 @@ TEST_CASE(theEnd_releasesTheSwapChain)
     CHECK_EQ(direct3D.foreignReferences(), 0);
 }
 
-// --- Each call that can fail, here as on a lost device --------------------------------------------
+// --- Each call that can fail, here as on a lost device
+// --------------------------------------------
 
 TEST_CASE(noDevice_isTold)
 {

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// The widget with a presenter that writes down its calls; the presenter itself is tested under Wine.
+// The widget with a presenter that writes down its calls; the presenter itself is tested under
+// Wine.
 
 #include "core_d3d/nv12d3d9widget.h"
 

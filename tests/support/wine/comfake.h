@@ -7,12 +7,12 @@
 #include <map>
 #include <utility>
 
-/// COM objects that a test makes up, without the hundred functions that it does not need: a table in
-/// which only the functions that are set do something, and all others end the running case.
+/// COM objects that a test makes up, without the hundred functions that it does not need: a table
+/// in which only the functions that are set do something, and all others end the running case.
 ///
-/// A file that sets functions defines CINTERFACE before it includes a header of Windows, so that the
-/// tables have types (`IDirect3DDevice9Vtbl`); it can then not include what calls COM objects as
-/// C++ objects. The objects themselves are the same for both.
+/// A file that sets functions defines CINTERFACE before it includes a header of Windows, so that
+/// the tables have types (`IDirect3DDevice9Vtbl`); it can then not include what calls COM objects
+/// as C++ objects. The objects themselves are the same for both.
 namespace comfake {
 
 /// What the objects of one case were asked, and what they are to answer.

@@ -23,7 +23,8 @@
 namespace winetest {
 
 struct Failed
-{};
+{
+};
 struct Skipped
 {
     std::string reason;
