@@ -67,6 +67,9 @@ void *readersKey(const void *lock)
     return keyAt(lock, 1);
 }
 char droppedKey; ///< a blocking call may end because its event was thrown away, wherever that was
+/// What is thrown away has been emitted before, by whichever thread; who throws it away destroys
+/// the arguments.
+char emittedKey;
 
 } // namespace
 
@@ -454,8 +457,13 @@ VANTRA_STAND_IN void _ZN11QMetaObject8activateEP7QObjectPKS_iPPv(QObject *sender
 {
     static void (*cache)(QObject *, const void *, int, void **);
     __tsan_release(senderKey(sender));
+    const bool isFar = sender->thread() != QThread::currentThread();
+    if (isFar)
+        __tsan_release(&emittedKey);
     next(cache, "_ZN11QMetaObject8activateEP7QObjectPKS_iPPv")(sender, metaObject, signal,
                                                                arguments);
+    if (isFar)
+        __tsan_release(&emittedKey); // with the copies of the arguments
     __tsan_acquire(replyKey(sender));
     __tsan_acquire(&droppedKey);
 }
@@ -513,6 +521,7 @@ VANTRA_STAND_IN void _ZN16QCoreApplication18removePostedEventsEP7QObjecti(QObjec
 {
     static void (*cache)(QObject *, int);
     __tsan_release(&droppedKey);
+    __tsan_acquire(&emittedKey);
     next(cache, "_ZN16QCoreApplication18removePostedEventsEP7QObjecti")(receiver, type);
 }
 

@@ -28,6 +28,28 @@ constexpr int kRounds = 2000;
 
 int g_plain = 0; ///< what the scenes fight about
 
+/// Makes each of its copies in memory of its own, and looks at it when it goes.
+class Note
+{
+public:
+    Note() = default;
+    Note(const Note &) : m_value(new int(1)) {}
+    Note &operator=(const Note &) = delete;
+    ~Note()
+    {
+        if (m_value)
+            ++*m_value;
+        delete m_value;
+    }
+
+private:
+    int *m_value = nullptr;
+};
+
+} // namespace
+Q_DECLARE_METATYPE(Note)
+namespace {
+
 /// A thread that runs a function, then tells it by a signal.
 class Worker : public QThread
 {
@@ -49,6 +71,7 @@ public:
 
 signals:
     void told(int *value);
+    void wrote(const Note &note);
 
 protected:
     void run() override { m_body(this); }
@@ -328,6 +351,26 @@ void droppedBlockingSignal()
     } while (!worker.wait(1));
 }
 
+void droppedQueuedSignal()
+{
+    qRegisterMetaType<Note>("Note");
+    Receiver receiver;
+    int dropped = 0;
+    Worker worker([](Worker *self) {
+        emit self->wrote(Note());
+        self->pass(1);
+    });
+    QObject::connect(
+        &worker, &Worker::wrote, &receiver, [&](const Note &) { ++dropped; }, Qt::QueuedConnection);
+    worker.start();
+    worker.await(1);
+    QCoreApplication::removePostedEvents(&receiver);
+    QCoreApplication::processEvents();
+    if (dropped > 0)
+        abort(); // it was not dropped
+    worker.wait();
+}
+
 void invokedMethod()
 {
     Receiver receiver;
@@ -485,6 +528,23 @@ void writeAfterQueuedSignal()
     worker.wait();
 }
 
+/// Nor before what is thrown away of it.
+void writeAfterADroppedSignal()
+{
+    Receiver receiver;
+    Worker worker([](Worker *self) {
+        emit self->told(&self->field);
+        self->field = 2;
+        self->pass(1);
+    });
+    QObject::connect(&worker, &Worker::told, &receiver, &Receiver::take, Qt::QueuedConnection);
+    worker.start();
+    worker.await(1);
+    QCoreApplication::removePostedEvents(&receiver);
+    ++worker.field;
+    worker.wait();
+}
+
 /// A slot does not order what another thread does.
 void signalOfAnotherSender()
 {
@@ -591,6 +651,7 @@ const Scenes &orderedScenes()
         VANTRA_SCENE(finishedSignalOfAnEarlierRun),
         VANTRA_SCENE(sharedFieldsOfAStreamThread),
         VANTRA_SCENE(droppedBlockingSignal),
+        VANTRA_SCENE(droppedQueuedSignal),
         VANTRA_SCENE(objectDeletedLater),
     };
     return scenes;
@@ -605,6 +666,7 @@ const Scenes &racingScenes()
         VANTRA_SCENE(twoLocks),
         VANTRA_SCENE(writeUnderReadLock),
         VANTRA_SCENE(writeAfterQueuedSignal),
+        VANTRA_SCENE(writeAfterADroppedSignal),
         VANTRA_SCENE(signalOfAnotherSender),
         VANTRA_SCENE(slotBesideItsSender),
         VANTRA_SCENE(writeBeforeTheEndIsKnown),
