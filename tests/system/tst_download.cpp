@@ -2,119 +2,26 @@
 // SPDX-License-Identifier: MIT
 //
 // Downloads of a simulated recorder, picture by picture, read back by other programs.
-#include "../core_videosave/recordedfile.h"
-#include "recordercase.h"
+#include "devicedownload.h"
 #include "simulator/simulateddevice.h"
 #include "support/loggedtest.h"
-#include "support/players.h"
-#include "support/signalrecorder.h"
 #include "support/smalldisk.h"
 #include "support/waitfor.h"
 
-#include "core_live/orvolivethread.h"
-#include "core_videobase/threadframebuffer_p.h"
-#include "core_vod/orvovoddlthread.h"
-#include "devicelink/hnetdevice.h"
-
-#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <cmath>
-#include <thread>
 
 using namespace vantratest;
 using namespace vantrasim;
 
 namespace {
 
-constexpr int kFps = kRecordedFps;
-constexpr int kFrameMs = kRecordedFrameMs;
-constexpr int kLongMs = 120000; ///< safeguard
-constexpr qint64 kMostHoleMs = 500;
 constexpr double kMostOutOfStep = 0.3; ///< seconds between the ends of sound and pictures
 constexpr qint64 kDiskBytes = 3 * 1024 * 1024;
 
 QString noMounts; ///< why there are no disks to be had; empty: there are
-
-/// A download, and what was heard of it.
-struct Download
-{
-    Download(const QSharedPointer<HNetDevice> &device, int channel, const QDateTime &begin,
-             const QDateTime &end, const QString &path)
-    {
-        thread.bindDevice(device, unsigned(channel));
-        thread.setDateTime(begin, end);
-        thread.setSavePath(path);
-        thread.setReadTimeout(60000); // the first pictures have to be made
-        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadStart, "start");
-        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadFinsh, "finsh");
-        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadPts, "pts");
-        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadErrConnExceedMax, "max");
-        heard.watch(&thread, &AbstractVideoDLThread::sig_downloadError, "error");
-        root = path;
-    }
-
-    bool run()
-    {
-        thread.startDL();
-        return thread.wait(kLongMs);
-    }
-    bool ok() const { return heard.calls("finsh").value(0).arguments.value(0).toBool(); }
-    /// Without progress.
-    QStringList told() const
-    {
-        QStringList names = heard.names();
-        names.removeAll(QStringLiteral("pts"));
-        return names;
-    }
-    /// Paths of all files, in the order of their names.
-    QStringList files() const
-    {
-        QStringList paths;
-        for (const QString &day : QDir(root).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-            const QDir folder(root + QLatin1Char('/') + day + QStringLiteral("/vod"));
-            for (const QString &file : folder.entryList(QDir::Files, QDir::Name))
-                paths << folder.filePath(file);
-        }
-        return paths;
-    }
-    QStringList names() const
-    {
-        QStringList names;
-        for (const QString &file : files())
-            names << QFileInfo(file).fileName();
-        return names;
-    }
-
-    OrvoVodDLThread thread;
-    SignalRecorder heard;
-    QString root;
-};
-
-/// What is wrong with a file, whoever reads it; empty if nothing. *counters, if given, gets its
-/// pictures at the end.
-QString faultOf(const QString &path, bool sound, QVector<qint64> *counters = nullptr)
-{
-    const RecordedFile file = readRecording(path);
-    if (counters)
-        *counters += file.counters;
-    QString fault = file.error + complaintsAbout(path);
-    if (!file.keys.value(0))
-        fault += QStringLiteral(" no key picture at the beginning");
-    for (int i = 1; i < file.times.size(); ++i) {
-        const qint64 step = file.times.at(i) - file.times.at(i - 1);
-        if (step <= 0 || step > kMostHoleMs)
-            fault += QStringLiteral(" step of %1 ms at %2").arg(step).arg(i);
-    }
-    const Playback played = decodeWithGStreamer(path, file.size, sound);
-    fault += played.error;
-    if (played.pictures.size() != file.counters.size())
-        fault += QStringLiteral(" GStreamer shows %1 pictures").arg(played.pictures.size());
-    if (sound != (file.audioCodec != 0) || sound == played.sound.isEmpty())
-        fault += QStringLiteral(" sound");
-    return fault.isEmpty() ? fault : path + QLatin1String(": ") + fault;
-}
 
 } // namespace
 
@@ -127,13 +34,17 @@ private slots:
 
     void everyPicture_isInOneFile_once_data();
     void everyPicture_isInOneFile_once();
+    void failedDescription_cuts_andLosesNothing();
+    void fileOverMidnight_isNamedFromMidnight_data();
     void fileOverMidnight_isNamedFromMidnight();
     void progress_leadsToTheEnd();
     void sound_staysInStep_behindGaps();
     void limitOfTheDevice_isTold();
+    void otherRefusal_isTold();
+    void stopAtAnyMoment_leavesFilesThatPlay_data();
+    void stopAtAnyMoment_leavesFilesThatPlay();
     void lostConnection_leavesAWholeFile_andTheRestCanBeFetched();
     void spanWithoutRecording_isASuccessWithoutFiles();
-    void fourAtOnce_disturbNobody();
     void faultyFrames_doNoHarm_data();
     void faultyFrames_doNoHarm();
     void fullDisk_isTold_andWhatWasWrittenPlays_data();
@@ -171,6 +82,9 @@ void TestDownload::everyPicture_isInOneFile_once_data()
         << qint32(HCodecH265) << qint32(HCodecG711A) << false << -1 << cut;
     QTest::newRow("another sound")
         << qint32(HCodecH264) << qint32(HCodecG711U) << true << -1 << cut;
+    // The device tells it by its mark, whoever wants the sound.
+    QTest::newRow("another sound, silent")
+        << qint32(HCodecH264) << qint32(HCodecG711U) << false << -1 << cut;
     QTest::newRow("interval") << qint32(HCodecH264) << qint32(HCodecG711A) << true << 3
                               << QStringList{name("100000", "100004"), name("100004", "110005"),
                                              name("110005", "110010"), name("110010", "110014"),
@@ -200,18 +114,61 @@ void TestDownload::everyPicture_isInOneFile_once()
     QCOMPARE(sim.control->openDownloads(), 0);
 }
 
+void TestDownload::failedDescription_cuts_andLosesNothing()
+{
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH264, HCodecG711A);
+    const Simulation sim = simulateDevice(config);
+    const QDateTime begin = at(10, 0), end = at(10, 0, 6);
+    Download download(sim.device, 0, begin, end, folder->path());
+    download.thread.setSaveAudio(true);
+    log->expect(Logger::Error, QStringLiteral("(orvdlthr)vod get dl sdp err"));
+    int reports = 0;
+    // On the download thread, between two pictures: asked next is at the key picture of 10:00:03.
+    QObject::connect(&download.thread, &AbstractVideoDLThread::sig_downloadPts, [&] {
+        if (++reports == 2)
+            sim.control->faults().refuse(DeviceOp::vodGetDownloadSdp, HRetBusy);
+    });
+    QVERIFY(download.run());
+    QVERIFY(download.ok());
+    QCOMPARE(log->count(Logger::Error, QStringLiteral("(orvdlthr)vod get dl sdp err")), 1);
+    QCOMPARE(download.names(), QStringList({"20260314T100000_20260314T100003_0.mp4",
+                                            "20260314T100003_20260314T100005_0.mp4"}));
+    QVector<qint64> counters;
+    for (const QString &file : download.files())
+        QCOMPARE(faultOf(file, true, &counters), QString());
+    QCOMPARE(counters, countersOf(begin, end));
+}
+
+void TestDownload::fileOverMidnight_isNamedFromMidnight_data()
+{
+    QTest::addColumn<int>("interval");
+    QTest::addColumn<QStringList>("names"); // in the order of time
+    QTest::newRow("one file") << -1 << QStringList{"20260314T000000_20260314T000010_0.mp4"};
+    // Key pictures come once a second, so the one more than six seconds later is the seventh.
+    QTest::newRow("cut") << 6
+                         << QStringList{"20260314T235950_20260314T235957_0.mp4",
+                                        "20260314T000000_20260314T000004_0.mp4",
+                                        "20260314T000004_20260314T000010_0.mp4"};
+}
+
 void TestDownload::fileOverMidnight_isNamedFromMidnight()
 {
+    QFETCH(int, interval);
+    QFETCH(QStringList, names);
     DeviceConfig config = DeviceConfig::simple(1, 1);
     config.channels[0].streams[0] = form(HCodecH265, 0);
     const Simulation sim = simulateDevice(config);
     const QDateTime begin = at(23, 59, 50), end = at(0, 0, 11, 15);
     Download download(sim.device, 0, begin, end, folder->path());
+    download.thread.setSaveInterval(interval);
     QVERIFY(download.run());
     QVERIFY(download.ok());
-    QCOMPARE(download.names(), QStringList{"20260314T000000_20260314T000010_0.mp4"});
+    QCOMPARE(download.files().size(), names.size());
+    const QDir where = QFileInfo(download.files().first()).dir();
     QVector<qint64> counters;
-    QCOMPARE(faultOf(download.files().first(), false, &counters), QString());
+    for (const QString &name : names)
+        QCOMPARE(faultOf(where.filePath(name), false, &counters), QString());
     QCOMPARE(counters, countersOf(begin, end));
 }
 
@@ -245,7 +202,7 @@ void TestDownload::sound_staysInStep_behindGaps()
     QCOMPARE(download.files().size(), 1);
     const ProbedFile file = probeFile(download.files().first());
     QCOMPARE(file.error, QString());
-    QVERIFY(file.video.times.size() == 16 * kFps && !file.audio.times.isEmpty());
+    QVERIFY(file.video.times.size() == 16 * kRecordedFps && !file.audio.times.isEmpty());
     for (int i = 1; i < file.audio.times.size(); ++i)
         QVERIFY(file.audio.times.at(i) > file.audio.times.at(i - 1));
     const double apart = file.video.times.last() - file.audio.times.last();
@@ -264,7 +221,7 @@ void TestDownload::limitOfTheDevice_isTold()
     const Simulation sim = simulateDevice(config);
     Download first(sim.device, 0, at(10, 0), at(11, 0), folder->filePath("first"));
     first.thread.startDL();
-    QVERIFY(waitFor([&] { return first.heard.count("start") > 0; }, kLongMs));
+    QVERIFY(waitFor([&] { return first.heard.count("start") > 0; }, kDownloadMs));
     Download second(sim.device, 1, at(10, 0), at(10, 0, 2), folder->filePath("second"));
     log->expect(Logger::Error, QStringLiteral("(orvdlthr)vod dl start err 17"));
     log->expect(Logger::Error, QStringLiteral("(atvdlthr)before download thr err"));
@@ -282,6 +239,68 @@ void TestDownload::limitOfTheDevice_isTold()
     QCOMPARE(counters, countersOf(at(10, 0), at(10, 0, 2)));
 }
 
+void TestDownload::otherRefusal_isTold()
+{
+    const Simulation sim = simulateDevice(DeviceConfig::simple(1, 1));
+    Download download(sim.device, 1, at(10, 0), at(10, 1), folder->path()); // no such channel
+    const QRegularExpression refused("^\\(orvdlthr\\)vod dl start err \\d+$");
+    log->expectMatching(Logger::Error, refused);
+    log->expect(Logger::Error, QStringLiteral("(atvdlthr)before download thr err"));
+    QVERIFY(download.run());
+    QCOMPARE(log->countMatching(Logger::Error, refused), 1);
+    QCOMPARE(download.told(), QStringList{"error"});
+    QCOMPARE(download.files(), QStringList());
+}
+
+void TestDownload::stopAtAnyMoment_leavesFilesThatPlay_data()
+{
+    QTest::addColumn<qint64>("frames");
+    for (const qint64 frames : {1, 2, 26, 50, 51, 103, 180})
+        QTest::addRow("after %lld frames", static_cast<long long>(frames)) << frames;
+}
+
+/// So many frames, of pictures and sound, are what the device has given at least.
+void TestDownload::stopAtAnyMoment_leavesFilesThatPlay()
+{
+    QFETCH(qint64, frames);
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH264, HCodecG711A);
+    config.downloadSpeed = 20; // so that there is a moment to stop at
+    const Simulation sim = simulateDevice(config);
+    const QDateTime begin = at(10, 0), end = at(11, 0);
+    Download download(sim.device, 0, begin, end, folder->path());
+    download.thread.setSaveAudio(true);
+    download.thread.setSaveInterval(1);
+    download.thread.startDL();
+    QVERIFY(waitFor(
+        [&] {
+            const RecordedState state = sim.control->download(0);
+            return state.pictures + state.sounds >= frames;
+        },
+        kDownloadMs));
+    download.thread.stopDL();
+    QCOMPARE(download.told(), QStringList({"start", "finsh"}));
+    QVERIFY(!download.ok());
+    QCOMPARE(sim.control->openDownloads(), 0);
+    const QRegularExpression name("^20260314T1000\\d{2}_20260314T1000\\d{2}_0\\.mp4$");
+    QVector<qint64> counters;
+    QVERIFY(!download.files().isEmpty());
+    for (const QString &file : download.files()) {
+        QVERIFY2(name.match(QFileInfo(file).fileName()).hasMatch(), qPrintable(file));
+        // Of less than half a second the sound is not yet AAC, and its track is empty.
+        if (probeFile(file).audio.times.isEmpty()) {
+            QCOMPARE(complaintsAbout(file), QString());
+            counters += readRecording(file).counters;
+            QCOMPARE(decodeWithGStreamer(file, {}, false).error, QString());
+        } else {
+            QCOMPARE(faultOf(file, true, &counters), QString());
+        }
+    }
+    // All that was given, but for what may have been under way.
+    QVERIFY(counters.size() >= sim.control->download(0).pictures - 1);
+    QCOMPARE(counters, countersOf(begin, end).mid(0, counters.size()));
+}
+
 void TestDownload::lostConnection_leavesAWholeFile_andTheRestCanBeFetched()
 {
     DeviceConfig config = DeviceConfig::simple(1, 1);
@@ -290,27 +309,27 @@ void TestDownload::lostConnection_leavesAWholeFile_andTheRestCanBeFetched()
     const Simulation sim = simulateDevice(config);
     Download download(sim.device, 0, at(10, 0), at(11, 0), folder->path());
     download.thread.startDL();
-    QVERIFY(waitFor([&] { return download.heard.count("pts") >= 2; }, kLongMs));
+    QVERIFY(waitFor([&] { return download.heard.count("pts") >= 2; }, kDownloadMs));
     sim.control->faults().strike(
         {FrameFault::ReadError, {}, FrameSort::Any, 0, 1, 0, FaultRoad::Download});
-    QVERIFY(download.thread.wait(kLongMs));
+    QVERIFY(download.thread.wait(kDownloadMs));
     QCOMPARE(download.told(), QStringList({"start", "finsh"}));
     QVERIFY(!download.ok());
     QVector<qint64> counters;
     QCOMPARE(download.files().size(), 1);
     QCOMPARE(faultOf(download.files().first(), false, &counters), QString());
     const QVector<qint64> expected = countersOf(at(10, 0), at(11, 0));
-    QVERIFY(counters.size() > 2 * kFps);
+    QVERIFY(counters.size() > 2 * kRecordedFps);
     QCOMPARE(counters, expected.mid(0, counters.size()));
 
     // On from the second in which it ended, until the link is gone for good.
-    const int seconds = counters.size() / kFps;
+    const int seconds = counters.size() / kRecordedFps;
     Download rest(sim.device, 0, at(10, 0).addSecs(seconds), at(11, 0), folder->filePath("rest"));
     rest.thread.setReadTimeout(3000);
     rest.thread.startDL();
-    QVERIFY(waitFor([&] { return rest.heard.count("pts") >= 2; }, kLongMs));
+    QVERIFY(waitFor([&] { return rest.heard.count("pts") >= 2; }, kDownloadMs));
     sim.control->loseConnection();
-    QVERIFY(rest.thread.wait(kLongMs));
+    QVERIFY(rest.thread.wait(kDownloadMs));
     QCOMPARE(rest.told(), QStringList({"start", "finsh"}));
     QVERIFY(!rest.ok());
     QCOMPARE(log->count(Logger::Info,
@@ -318,7 +337,7 @@ void TestDownload::lostConnection_leavesAWholeFile_andTheRestCanBeFetched()
              1);
     counters.clear();
     QCOMPARE(faultOf(rest.files().value(0), false, &counters), QString());
-    QCOMPARE(counters, expected.mid(seconds * kFps, counters.size()));
+    QCOMPARE(counters, expected.mid(seconds * kRecordedFps, counters.size()));
 }
 
 void TestDownload::spanWithoutRecording_isASuccessWithoutFiles()
@@ -330,84 +349,6 @@ void TestDownload::spanWithoutRecording_isASuccessWithoutFiles()
     QCOMPARE(download.told(), QStringList({"start", "finsh"}));
     QVERIFY(download.ok());
     QCOMPARE(download.files(), QStringList());
-}
-
-/// Four downloads of one device, beside a live stream that is recorded, and a playback.
-void TestDownload::fourAtOnce_disturbNobody()
-{
-    DeviceConfig config = DeviceConfig::simple(4, 1);
-    for (int i = 0; i < 4; ++i)
-        config.channels[i].streams[0] = form(i % 2 ? HCodecH265 : HCodecH264, HCodecG711A);
-    const Simulation sim = simulateDevice(config);
-    const QDateTime begin = at(10, 0), end = at(10, 0, 12);
-
-    OrvoLiveThread live;
-    live.bindDevice(sim.device);
-    live.setStreamChannel(0, 0);
-    live.setReadTimeout(60000);
-    live.setConnectTimeout(5000);
-    live.setSavePath(AbstractVideoThread::MANUAL_RECORD, folder->filePath("live"));
-    live.recordStart(AbstractVideoThread::MANUAL_RECORD);
-    live.play();
-
-    std::atomic<bool> done{false};
-    QVector<qint64> played;
-    VodStartPara playback;
-    playback.time0 = at(12, 0);
-    playback.time1 = at(13, 0);
-    QCOMPARE(sim.device->vodStart(1, playback), HRetOk);
-    std::thread player([&] {
-        const FrameBuffer frame = makeFrameBuffer();
-        while (!done) {
-            if (sim.device->vodReadFrame(1, frame.get(), 100) == HRetOk && frame->isVideo())
-                played << frame->pts;
-        }
-    });
-
-    std::vector<std::unique_ptr<Download>> downloads;
-    for (int i = 0; i < 4; ++i) {
-        downloads.push_back(std::make_unique<Download>(
-            sim.device, i, begin, end, folder->filePath(QStringLiteral("channel %1").arg(i))));
-        downloads.back()->thread.setSaveAudio(true);
-        downloads.back()->thread.startDL();
-    }
-    bool ended = true;
-    for (const auto &download : downloads)
-        ended = download->thread.wait(kLongMs) && ended;
-    // What runs in real time has come some way by then, or does so afterwards.
-    ended = waitFor(
-                [&] {
-                    return sim.control->counts(0, 0).pictures > 3 * kFps &&
-                           sim.control->playback(1).pictures > 2 * kFps;
-                },
-                kLongMs) &&
-            ended;
-    done = true;
-    player.join();
-    live.recordStop(AbstractVideoThread::MANUAL_RECORD);
-    live.stop();
-    QVERIFY(waitFor([&] { return live.isFinished(); }, kLongMs));
-    QVERIFY(ended);
-
-    for (int i = 0; i < 4; ++i) {
-        QVERIFY(downloads[i]->ok());
-        QCOMPARE(downloads[i]->names(),
-                 QStringList{QStringLiteral("20260314T100000_20260314T100011_%1.mp4").arg(i)});
-        QVector<qint64> counters;
-        QCOMPARE(faultOf(downloads[i]->files().first(), true, &counters), QString());
-        QCOMPARE(counters, countersOf(begin, end));
-    }
-    for (int i = 1; i < played.size(); ++i)
-        QCOMPARE(played.at(i) - played.at(i - 1), qint64(kFrameMs));
-    const QString recorded =
-        QDir(folder->filePath("live")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).value(0);
-    const QDir liveFolder(folder->filePath("live/" + recorded + "/live"));
-    const QStringList files = liveFolder.entryList(QDir::Files);
-    QCOMPARE(files.size(), 1);
-    QVector<qint64> counters;
-    QCOMPARE(faultOf(liveFolder.filePath(files.first()), true, &counters), QString());
-    for (int i = 1; i < counters.size(); ++i)
-        QCOMPARE(counters.at(i), counters.at(i - 1) + 1);
 }
 
 void TestDownload::faultyFrames_doNoHarm_data()
@@ -497,7 +438,7 @@ void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays()
             counters += readRecording(file).counters;
     }
     if (room > 0)
-        QVERIFY2(counters.size() > 2 * kFps, qPrintable(QString::number(counters.size())));
+        QVERIFY2(counters.size() > 2 * kRecordedFps, qPrintable(QString::number(counters.size())));
     QCOMPARE(counters, countersOf(begin, end).mid(0, counters.size()));
 
     // With room again, it can be fetched.
