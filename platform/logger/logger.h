@@ -4,6 +4,7 @@
 
 #include <QDebug>
 #include <QString>
+#include <QStringList>
 
 #include <atomic>
 #include <memory>
@@ -105,8 +106,22 @@ private:
 VANTRA_LOGGER_EXPORT QString formatLogRecord(const LogRecord &record);
 
 /// The text with the user information of every URL in it replaced by "***:***" ("***" if it has no
-/// password). Nothing else is changed.
+/// password), also where the scheme is missing ("user:password@host") or the URL stands encoded in
+/// another one; what follows "password=" and its like (passwd, passcode, pass, pwd, psw, secret,
+/// token), and the credentials of an "Authorization:" line, by "***". Nothing else is changed. Any
+/// thread.
 VANTRA_LOGGER_EXPORT QString maskUrlCredentials(const QString &text);
+
+/// Where the user information of a URL ends, which may hold any character: the position of the "@"
+/// behind it. -1 if it has none, or if this is no URL. Any thread.
+VANTRA_LOGGER_EXPORT int userInfoEnd(const QString &url);
+
+/// The arguments of main() in the encoding of the system, with the program's name first. Masks them
+/// in place, as maskUrlCredentials() does, so that no process list shows a password any longer; what
+/// does not fit there is cut off. Call it once, before QCoreApplication is made, whose arguments()
+/// are then masked too. An address that may not be seen even while the program starts has to come
+/// from a file or a pipe.
+VANTRA_LOGGER_EXPORT QStringList takeArguments(int argc, char **argv);
 
 /// The logger of the process, never null and never destroyed. At first it has one sink, which
 /// writes warnings and above to the standard error output.

@@ -2,11 +2,14 @@
 // SPDX-License-Identifier: MIT
 #include "logger/logger.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
+#include <cstring>
 
 // Passwords are found as people type them into address fields: with '@', ':' and '/' that a correct
-// URL would have encoded. Where it is uncertain what a password is, too much is masked, not too
-// little.
+// URL would have encoded, or as a parameter such as "password=". Where it is uncertain what a
+// password is, too much is masked, not too little.
 
 namespace {
 
@@ -98,17 +101,29 @@ bool isNumber(const QStringRef &text)
            std::all_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
 }
 
-/// Whether this can be a host with or without a port at all.
-bool isNameOrAddress(const QStringRef &text)
+/// "cam1:554".
+bool isNameAndPort(const QStringRef &text)
 {
-    return !text.isEmpty() && std::all_of(text.begin(), text.end(), [](QChar c) {
-        return isHostChar(c) || c == QLatin1Char(':');
-    });
+    const int colon = text.indexOf(QLatin1Char(':'));
+    return colon > 0 && isNumber(text.mid(colon + 1)) &&
+           std::all_of(text.begin(), text.begin() + colon, isHostChar);
+}
+
+/// Whether a host with the path or port of a URL stands at `start`, which no mail address has.
+bool isHostOfUrl(const QString &text, int start, int end)
+{
+    int host = start;
+    while (host < end && isHostChar(text.at(host)))
+        ++host;
+    if (host == start || host == end)
+        return false;
+    return text.at(host) == QLatin1Char('/') ||
+           (text.at(host) == QLatin1Char(':') && host + 1 < end && text.at(host + 1).isDigit());
 }
 
 /// Position of the '@' that ends the user information of the URL with its authority at `start`, or
 /// -1.
-int userInfoEnd(const QString &text, int start, int end)
+int findUserInfoEnd(const QString &text, int start, int end)
 {
     const int slash = firstSlash(text, start, end);
     const QStringRef authority = text.midRef(start, slash - start);
@@ -123,18 +138,19 @@ int userInfoEnd(const QString &text, int start, int end)
     const bool hostAndPort = at < 0 && isNumber(authority.mid(colon + 1));
     if (hostAndPort && isPlainHost(text, start, end))
         return -1;
-    int firstAt = -1;
+    int lastAt = -1;
     for (int i = slash; i < end; ++i) {
         if (text.at(i) != QLatin1Char('@'))
             continue;
         if (isPlainHost(text, i + 1, end))
             return i;
-        if (firstAt < 0)
-            firstAt = i;
+        lastAt = i;
     }
-    if (at >= 0 && (firstAt < 0 || isNameOrAddress(authority.mid(at + 1))))
-        return start + at;
-    return hostAndPort ? -1 : firstAt;
+    if (lastAt < 0)
+        return at >= 0 ? start + at : -1;
+    if (at >= 0)
+        return isNameAndPort(authority.mid(at + 1)) ? start + at : lastAt;
+    return hostAndPort && !isHostOfUrl(text, lastAt + 1, end) ? -1 : lastAt;
 }
 
 /// Whether a ':' stands in there that does not end a word, as between a user and a password.
@@ -145,18 +161,6 @@ bool holdsPair(const QString &text, int start, int end)
             return true;
     }
     return false;
-}
-
-/// Whether a host with the path or port of a URL stands at `start`, which no mail address has.
-bool isHostOfUrl(const QString &text, int start, int end)
-{
-    int host = start;
-    while (host < end && isHostChar(text.at(host)))
-        ++host;
-    if (host == start || host == end)
-        return false;
-    return text.at(host) == QLatin1Char('/') ||
-           (text.at(host) == QLatin1Char(':') && host + 1 < end && text.at(host + 1).isDigit());
 }
 
 /// Whether the authority up to `slash`, in which no '@' stands, is host and port beyond doubt.
@@ -174,7 +178,7 @@ bool isHostAlone(const QString &text, int start, int slash, int end)
     return colon < 0 && dot >= 0 && isNumber(authority.mid(dot + 1)); // an IPv4 address
 }
 
-/// As userInfoEnd(), where user name or password may hold blanks. The first word of the URL ends at
+/// As findUserInfoEnd(), where user name or password may hold blanks. The first word of the URL ends at
 /// `end`, and `at` is what was found in it; all of it ends at `limit` at the latest.
 int userInfoEndBehindBlanks(const QString &text, int start, int end, int limit, int at)
 {
@@ -194,32 +198,154 @@ int userInfoEndBehindBlanks(const QString &text, int start, int end, int limit, 
     return isUser ? last : -1;
 }
 
-} // namespace
-
-QString maskUrlCredentials(const QString &text)
+/// Where the name of a user begins that ends before `colon`, not before `from`.
+int userStart(const QString &text, int colon, int from)
 {
-    int mark = text.indexOf(kSchemeEnd);
-    if (mark < 0)
-        return text;
+    static const QString kBefore = QStringLiteral("\"'([{<=,;|/@:");
+    int start = colon;
+    while (start > from && !kBefore.contains(text.at(start - 1)))
+        --start;
+    return start;
+}
+
+/// "C:\\videos", whose colon parts no user from a password.
+bool isDrive(const QString &text, int colon, int end)
+{
+    return text.at(colon - 1).isLetter() && colon + 1 < end &&
+           QStringLiteral("\\/").contains(text.at(colon + 1));
+}
+
+/// The text from `start` to `end`, in which no scheme stands, with every "user:password@host" in it
+/// masked. Between them no blank may stand, for there is nothing else to know them by.
+QString maskedWithoutScheme(const QString &text, int start, int end)
+{
+    QString masked;
+    int copied = start;
+    for (int word = start; word < end;) {
+        const int wordEnd = firstBlank(text, word, end);
+        int at = wordEnd - 1;
+        // A host follows the '@'.
+        while (at > word && (text.at(at) != QLatin1Char('@') || at + 1 == wordEnd ||
+                             (!isHostChar(text.at(at + 1)) && text.at(at + 1) != QLatin1Char('['))))
+            --at;
+        for (int colon = word + 1; colon < at; ++colon) {
+            if (text.at(colon) != QLatin1Char(':'))
+                continue;
+            const int user = userStart(text, colon, word);
+            if (user == colon || (user + 1 == colon && isDrive(text, colon, at)))
+                continue;
+            masked += text.midRef(copied, user - copied) + QLatin1String("***:***");
+            copied = at;
+            break;
+        }
+        word = wordEnd + 1;
+    }
+    return masked + text.midRef(copied, end - copied);
+}
+
+/// The text with the user information of URLs masked that are themselves encoded, as in a query.
+QString maskedEncoded(const QString &text)
+{
+    static const QLatin1String kEncodedSchemeEnd("%3A%2F%2F");
+    static const QLatin1String kEncodedAt("%40");
+    QString masked;
+    int copied = 0;
+    int mark = text.indexOf(kEncodedSchemeEnd, 0, Qt::CaseInsensitive);
+    while (mark >= 0) {
+        mark += kEncodedSchemeEnd.size();
+        int end = mark;
+        while (end < text.size() && !text.at(end).isSpace() && text.at(end) != QLatin1Char('&'))
+            ++end;
+        const int at = text.midRef(mark, end - mark).lastIndexOf(kEncodedAt);
+        if (at > 0) {
+            masked += text.midRef(copied, mark - copied) + QLatin1String("***");
+            copied = mark + at;
+        }
+        mark = text.indexOf(kEncodedSchemeEnd, end, Qt::CaseInsensitive);
+    }
+    return masked + text.midRef(copied);
+}
+
+/// The text with what follows "password=" and its like masked, up to the next parameter. Brackets
+/// and quotes at the end may belong to the text around.
+QString maskedParameters(const QString &text)
+{
+    static const QRegularExpression kParameter(
+        QStringLiteral("((?:password|passwd|passcode|pass|pwd|psw|secret|token)(?:=|%3D))"
+                       "[^&\\s]*[^&\\s\"'<>()\\[\\]{}]"),
+        QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression kHeader(
+        QStringLiteral("(Authorization:[ \\t]*\\w++[ \\t]++)[^\\r\\n]++"),
+        QRegularExpression::CaseInsensitiveOption);
+    QString masked = text;
+    if (masked.contains(QLatin1Char('=')) ||
+        masked.contains(QLatin1String("%3D"), Qt::CaseInsensitive))
+        masked.replace(kParameter, QStringLiteral("\\1***"));
+    if (masked.contains(QLatin1String("Authorization:"), Qt::CaseInsensitive))
+        masked.replace(kHeader, QStringLiteral("\\1***"));
+    return masked;
+}
+
+/// The text with the user information of every URL in it, and of what lacks its scheme, masked.
+QString maskedUserInfo(const QString &text)
+{
     QString masked;
     int copied = 0; // up to here the text is in `masked`
+    int mark = text.indexOf(kSchemeEnd);
     for (; mark >= 0; mark = text.indexOf(kSchemeEnd, mark)) {
         const int scheme = schemeStart(text, mark, copied);
         mark += kSchemeEnd.size();
         if (scheme == mark - kSchemeEnd.size())
             continue;
+        masked += maskedWithoutScheme(text, copied, scheme);
+        copied = scheme;
         const int limit = urlLimit(text, scheme, mark);
         const int end = firstBlank(text, mark, limit);
-        int at = userInfoEnd(text, mark, end);
+        int at = findUserInfoEnd(text, mark, end);
         if (end < limit)
             at = userInfoEndBehindBlanks(text, mark, end, limit, at);
-        if (at <= mark)
-            continue;
-        const bool hasPassword = text.midRef(mark, at - mark).contains(QLatin1Char(':'));
+        if (at > mark) {
+            const bool hasPassword = text.midRef(mark, at - mark).contains(QLatin1Char(':'));
+            masked += text.midRef(copied, mark - copied);
+            masked += QLatin1String(hasPassword ? "***:***" : "***");
+            copied = at;
+        }
+        mark = qMax(end, copied);
         masked += text.midRef(copied, mark - copied);
-        masked += QLatin1String(hasPassword ? "***:***" : "***");
-        copied = at;
-        mark = at;
+        copied = mark;
     }
-    return masked + text.midRef(copied);
+    return masked + maskedWithoutScheme(text, copied, text.size());
+}
+
+} // namespace
+
+int userInfoEnd(const QString &url)
+{
+    const int mark = url.indexOf(kSchemeEnd);
+    return mark < 0 ? -1 : findUserInfoEnd(url, mark + kSchemeEnd.size(), url.size());
+}
+
+QString maskUrlCredentials(const QString &text)
+{
+    QString masked = text.contains(QLatin1Char('@')) ? maskedUserInfo(text) : text;
+    if (masked.contains(QLatin1Char('%')))
+        masked = maskedEncoded(masked);
+    return maskedParameters(masked);
+}
+
+QStringList takeArguments(int argc, char **argv)
+{
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+        const QString masked = maskUrlCredentials(arguments.last());
+        if (i == 0 || masked == arguments.last())
+            continue;
+        // The system reads the memory of the arguments, whose length is given.
+        const QByteArray shown = masked.toLocal8Bit();
+        const std::size_t room = std::strlen(argv[i]);
+        std::memset(argv[i], 0, room);
+        std::memcpy(argv[i], shown.constData(), std::min<std::size_t>(room, shown.size()));
+    }
+    return arguments;
 }
