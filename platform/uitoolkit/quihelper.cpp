@@ -24,16 +24,18 @@ QString hostAndPort(const QString &address)
     while (end < address.size() && !QStringLiteral("/?#").contains(address.at(end)))
         ++end;
     const QString authority = address.left(end);
-    // A password may hold an '@', a host may not.
-    const int at = authority.lastIndexOf(QLatin1Char('@'));
+    // A password may hold '@' and '/', a host may not: nothing before the last '@' is looked up.
+    const int at = address.lastIndexOf(QLatin1Char('@'));
+    if (authority.contains(QLatin1Char('@')))
+        return at < end ? authority.mid(at + 1) : hostAndPort(address.mid(at + 1));
     const int colon = authority.indexOf(QLatin1Char(':'));
-    if (at >= 0 || colon < 0 || authority.startsWith(QLatin1Char('[')))
-        return authority.mid(at + 1);
+    if (colon < 0 || authority.startsWith(QLatin1Char('[')))
+        return authority;
     // What follows the colon is a port, or else the beginning of a password that holds a '/'.
     const QString port = authority.mid(colon + 1);
-    const int lateAt = address.lastIndexOf(QLatin1Char('@'));
     const bool isPort = std::all_of(port.begin(), port.end(), [](QChar c) { return c.isDigit(); });
-    return isPort || lateAt < 0 ? authority : hostAndPort(address.mid(lateAt + 1));
+    const bool endsUser = at >= 0 && (!isPort || address.indexOf(QLatin1Char('/'), at) > at);
+    return endsUser ? hostAndPort(address.mid(at + 1)) : authority;
 }
 
 } // namespace

@@ -83,6 +83,14 @@ void tst_QUIHelper::urlToIp_givesTheHost_data()
                                        << "192.168.1.2";
     QTest::newRow("slash in password") << "rtsp://u:p/s@192.168.1.2:554/x"
                                        << "192.168.1.2";
+    QTest::newRow("at sign and slash in password") << "rtsp://u:p@s/s@192.168.1.2:554/x"
+                                                   << "192.168.1.2";
+    QTest::newRow("slash and at sign in password") << "rtsp://u:p/s@s@192.168.1.2:554/x"
+                                                   << "192.168.1.2";
+    QTest::newRow("digits and slash in password") << "rtsp://u:12/s@192.168.1.2/x"
+                                                  << "192.168.1.2";
+    QTest::newRow("slash in user") << "rtsp://u@s/s@192.168.1.2:554/x"
+                                   << "192.168.1.2";
     QTest::newRow("credentials without scheme") << "u:p@192.168.1.2:554"
                                                 << "192.168.1.2";
     QTest::newRow("at sign in path") << "rtsp://192.168.1.2:554/live@2x"
