@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "addresscheck.h"
 
+#include "logger/logger.h"
+
 namespace {
 
 constexpr int kPatienceMs = 3000;
@@ -57,7 +59,8 @@ QString AddressCheck::meaningOf(const QByteArray &statusLine, const CameraAddres
     QString reason;
     for (const char c : statusLine.mid(9).trimmed().left(kMaximumReasonLength))
         reason += c >= 0x20 && c < 0x7f ? QLatin1Char(c) : QLatin1Char(' ');
-    return tr("The camera refuses the stream: %1.").arg(reason);
+    // It may repeat what it was asked for.
+    return tr("The camera refuses the stream: %1.").arg(maskUrlCredentials(reason));
 }
 
 void AddressCheck::onConnected()

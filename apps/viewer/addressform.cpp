@@ -55,6 +55,6 @@ void AddressForm::submit()
         m_field->setFocus();
         return;
     }
-    m_field->clear();
+    m_field->setText(QString()); // unlike clear(), leaves nothing to be undone
     emit accepted(address);
 }

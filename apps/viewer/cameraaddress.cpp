@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "cameraaddress.h"
 
+#include "logger/logger.h"
+
 #include <QCoreApplication>
 #include <QUrl>
 
@@ -41,7 +43,7 @@ CameraAddress CameraAddress::parse(const QString &text, QString *error)
     if (address.m_scheme != QLatin1String("rtsp") && address.m_scheme != QLatin1String("http"))
         return refuse(tr("Only addresses that begin with rtsp:// or http:// can be played."));
     const QString rest = trimmed.mid(schemeEnd + 3);
-    const int at = rest.lastIndexOf(QLatin1Char('@'));
+    const int at = qMax(-1, userInfoEnd(trimmed) - schemeEnd - 3);
     address.m_hasUser = at > 0;
 
     const QUrl url(address.m_scheme + QLatin1String("://") + rest.mid(at + 1), QUrl::StrictMode);
@@ -59,6 +61,8 @@ CameraAddress CameraAddress::parse(const QString &text, QString *error)
     if (url.hasQuery())
         address.m_path += QLatin1Char('?') + url.query(QUrl::FullyEncoded);
 
+    // For the library everything before the last '@' is user information.
+    address.m_path.replace(QLatin1Char('@'), QLatin1String("%40"));
     // The library takes a missing port for that of RTSP, so it is always written out.
     address.m_full = address.m_scheme + QLatin1String("://")
             + (address.m_hasUser ? rest.left(at + 1) : QString()) + address.endpoint()
@@ -80,7 +84,8 @@ QString CameraAddress::name() const
     QString path = QUrl::fromPercentEncoding(m_path.section(QLatin1Char('?'), 0, 0).toUtf8());
     while (path.endsWith(QLatin1Char('/')))
         path.chop(1);
-    return (m_port == usualPort(m_scheme) ? m_host : endpoint()) + path;
+    // Some cameras take the password as a part of the path.
+    return (m_port == usualPort(m_scheme) ? m_host : endpoint()) + maskUrlCredentials(path);
 }
 
 QString CameraAddress::fileName() const

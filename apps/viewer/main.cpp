@@ -1,11 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "logger/logsinks.h"
+#include "logger/logger.h"
 #include "mainwindow.h"
 #include "options.h"
 #include "recordedfiles.h"
 #include "theme.h"
 #include "vantra.h"
+#include "viewerlog.h"
 
 #include <QApplication>
 #include <QTextStream>
@@ -14,40 +15,11 @@
 #include <cstdio>
 #include <cstdlib>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace {
 
 void print(FILE *file, const QString &text)
 {
     QTextStream(file) << text << Qt::flush;
-}
-
-/// Qt's messages take the same road as the library's lines; FFmpeg has one of its own. Without
-/// --verbose the terminal stays quiet: what matters to the person is told in the window.
-void setUpLog(bool verbose)
-{
-    Logger *logger = cuteLoggerInstance();
-    for (const auto &sink : logger->sinks())
-        logger->removeSink(sink);
-    logger->addSink(std::make_shared<ConsoleSink>(verbose ? Logger::Debug : Logger::Fatal));
-    // By a callback: its level is the library's to set.
-    if (!verbose)
-        av_log_set_callback([](void *, int, const char *, va_list) {});
-    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context,
-                              const QString &text) {
-        const Logger::LogLevel level = type == QtDebugMsg      ? Logger::Debug
-                                       : type == QtInfoMsg     ? Logger::Info
-                                       : type == QtWarningMsg  ? Logger::Warning
-                                       : type == QtCriticalMsg ? Logger::Error
-                                                               : Logger::Fatal;
-        CuteMessageLogger(cuteLoggerInstance(), level, context.file ? context.file : "",
-                          context.line, context.function ? context.function : "", "qt")
-                .write()
-            << text;
-    });
 }
 
 /// Without a display a run that ends by itself draws off the screen; any other cannot be.
@@ -114,10 +86,7 @@ void endByItself(MainWindow *window, const Options &options, int *status)
 
 int main(int argc, char *argv[])
 {
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i)
-        arguments.append(QString::fromLocal8Bit(argv[i]));
-    const Options options = Options::parse(arguments);
+    const Options options = Options::parse(takeArguments(argc, argv));
     if (options.action != Options::Action::Run) {
         const bool refused = options.action == Options::Action::Refuse;
         print(refused ? stderr : stdout, options.message);

@@ -2,18 +2,25 @@
 // SPDX-License-Identifier: MIT
 #include "options.h"
 
+#include "logger/logger.h"
+
 #include <QCommandLineParser>
+#include <QFile>
 #include <QRegularExpression>
 #include <QStandardPaths>
 
 namespace {
 
-const char kHelp[] = R"(usage: vantra-viewer [options] ADDRESS[,SUB]...
+const char kHelp[] = R"(usage: vantra-viewer [options] [ADDRESS[,SUB]]...
 
 Shows cameras in one window. ADDRESS is rtsp://[user:password@]host[:port]/path of the main
 stream, SUB the same of a smaller picture, shown while several cameras are.
 Without an address the window asks for one.
+A password is masked in the list of processes once the program has started; --cameras keeps it
+from there, and out of what the shell remembers.
 
+  --cameras FILE        read further cameras from FILE, each on a line of its own; lines that
+                        begin with # are skipped. - is the standard input
   --simulate            add three simulated devices, one for each way of sending
   --transport tcp|udp   how pictures travel (tcp)
   --seconds N           end after N seconds and print a summary
@@ -31,6 +38,7 @@ Wrong usage ends with 2.
 Press F1 in the window for its keys.
 )";
 constexpr int kMaximumSeconds = 7 * 24 * 3600;
+constexpr qint64 kMaximumFile = 1 << 20; ///< bytes, more than any list of cameras
 
 /// Reads a number of seconds from 1 on.
 bool readSeconds(const QString &text, int *seconds)
@@ -49,6 +57,29 @@ Options refuse(const QString &why)
     options.action = Options::Action::Refuse;
     options.message = QStringLiteral("vantra-viewer: %1\nTry: vantra-viewer --help\n").arg(why);
     return options;
+}
+
+/// Adds the cameras of a file; says what is wrong with it, if anything is. What it holds is not
+/// repeated: there are passwords.
+QString readCameras(const QString &name, QVector<CameraOption> *cameras)
+{
+    QFile file(name);
+    const bool isOpen = name == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly)
+                                                   : file.open(QIODevice::ReadOnly);
+    if (!isOpen)
+        return QStringLiteral("%1 cannot be read").arg(name);
+    const QList<QByteArray> lines = file.read(kMaximumFile).split('\n');
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString text = QString::fromUtf8(lines[i]).trimmed();
+        if (text.isEmpty() || text.startsWith(QLatin1Char('#')))
+            continue;
+        QString problem;
+        const CameraOption camera = CameraOption::parse(text, &problem);
+        if (!camera.main.isValid())
+            return QStringLiteral("line %1 of %2: %3").arg(QString::number(i + 1), name, problem);
+        cameras->append(camera);
+    }
+    return QString();
 }
 
 Options say(Options::Action action, const QString &message)
@@ -83,12 +114,12 @@ Options Options::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.addOptions({{"transport", QString(), "tcp|udp"}, {"seconds", QString(), "n"},
-                       {"screenshot", QString(), "file"}, {"after", QString(), "n"},
+                       {"cameras", QString(), "file"}, {"screenshot", QString(), "file"}, {"after", QString(), "n"},
                        {"folder", QString(), "dir"}, {"record", QString()}, {"simulate", QString()},
                        {"verbose", QString()}, {{"h", "help"}, QString()},
                        {{"v", "version"}, QString()}});
     if (!parser.parse(arguments))
-        return refuse(parser.errorText());
+        return refuse(maskUrlCredentials(parser.errorText()));
     if (parser.isSet("help"))
         return say(Action::ShowHelp, QString::fromLatin1(kHelp));
     if (parser.isSet("version"))
@@ -117,6 +148,11 @@ Options Options::parse(const QStringList &arguments)
         return refuse("--after needs a number of seconds, at least 1");
 
     options.simulate = parser.isSet("simulate");
+    for (const QString &file : parser.values("cameras")) {
+        const QString problem = readCameras(file, &options.cameras);
+        if (!problem.isEmpty())
+            return refuse(problem);
+    }
     const QStringList texts = parser.positionalArguments();
     for (int i = 0; i < texts.size(); ++i) {
         QString problem;
