@@ -5,6 +5,7 @@
 //   vantra-play rtsp://192.168.1.10/stream1
 #include "core_video/ffmpegvideothread.h"
 #include "core_videobase/standardvideowidget.h"
+#include "logger/logger.h"
 #include "vantra.h"
 
 #include <QApplication>
@@ -55,6 +56,7 @@ private:
 
 int main(int argc, char *argv[])
 {
+    const QStringList arguments = takeArguments(argc, argv); // no process list shows a password
     QApplication application(argc, argv);
     if (argc != 2) {
         QTextStream(stderr) << "usage: vantra-play rtsp://HOST/PATH\n";
@@ -65,7 +67,7 @@ int main(int argc, char *argv[])
         return 1;
     }
 
-    PlayWidget widget(QString::fromLocal8Bit(argv[1]));
+    PlayWidget widget(arguments[1]);
     // The default of half a second is meant for cameras in the next room.
     VideoPara patience = widget.getVideoPara();
     patience.connectTimeout = 3000;

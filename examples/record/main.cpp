@@ -8,7 +8,6 @@
 #include "vantra.h"
 
 #include <QtCore>
-
 #include <csignal>
 
 constexpr auto kManual = AbstractVideoThread::MANUAL_RECORD;
@@ -36,14 +35,15 @@ private:
 
 int main(int argc, char *argv[])
 {
+    const QStringList arguments = takeArguments(argc, argv); // no process list shows a password
     QCoreApplication application(argc, argv);
     QTextStream out(stdout), err(stderr);
     QCommandLineParser line;
     const QString most = QString::number(INT_MAX / 1000); // seconds
     line.addOptions({{"out", "", "DIR", "."}, {"seconds", "", "N", most},
                      {"interval", "", "S", most}});
-    const bool parsed = line.parse(application.arguments());
-    const QUrl url(line.positionalArguments().value(0));
+    const bool parsed = line.parse(arguments);
+    const QUrl url(maskUrlCredentials(line.positionalArguments().value(0)));
     const int seconds = line.value("seconds").toInt(), interval = line.value("interval").toInt();
     if (!parsed || url.host().isEmpty() || seconds < 1 || interval < 1) {
         err << "usage: vantra-record rtsp://HOST/PATH [--out DIR] [--seconds N] [--interval S]\n";

@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -17,6 +18,15 @@ int fail(const std::string &line)
 {
     std::fprintf(stderr, "vantra-rtsp-server: %s\n", line.c_str());
     return 1;
+}
+
+/// No process list shows the password that clients must know.
+void maskPassword(int argc, char **argv)
+{
+    for (int i = 2; i < argc; ++i) {
+        if (std::strcmp(argv[i - 1], "--authenticate") == 0)
+            std::memset(argv[i], '*', std::strlen(argv[i]));
+    }
 }
 
 gboolean leave(gpointer loop)
@@ -50,6 +60,7 @@ int main(int argc, char *argv[])
     std::string error;
     if (!vantrasim::parseOptions({argv + 1, argv + argc}, &options, &error))
         return fail(error);
+    maskPassword(argc, argv);
     if (options.help) {
         std::fputs(vantrasim::helpText().c_str(), stdout);
         return 0;
