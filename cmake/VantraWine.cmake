@@ -31,12 +31,13 @@ endfunction()
 #                            [DEPENDS <file>...])
 #
 # Builds <name>.exe in the current binary folder, with the target <name>, which is part of "all".
-# Sources lie in the current source folder or are absolute; src/ and tests/ are searched for
-# includes. LIBRARIES are Windows' own ("d3d9"). DEPENDS: headers that are made at build time.
+# Sources lie in the current source folder or are absolute; INCLUDES, src/ and tests/ are searched
+# for includes, in this order. LIBRARIES are Windows' own ("d3d9"). DEPENDS: headers that are made at
+# build time.
 function(vantra_add_windows_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;INCLUDES;LIBRARIES;DEPENDS")
   set(includes "")
-  foreach(folder "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests" ${arg_INCLUDES})
+  foreach(folder ${arg_INCLUDES} "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
     list(APPEND includes "-I${folder}")
   endforeach()
   set(objects "")

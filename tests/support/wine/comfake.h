@@ -19,14 +19,17 @@ namespace comfake {
 struct Journal
 {
     std::vector<std::string> calls;
-    std::map<std::string, HRESULT> answers; ///< by function; success where there is none
+    /// By function, or by function and first word of the details; success where there is none.
+    std::map<std::string, HRESULT> answers;
 
     /// Notes a call as "object.Function(details)" and returns the answer to it.
     HRESULT note(const std::string &object, const std::string &function,
                  const std::string &details = std::string())
     {
         calls.push_back(object + "." + function + (details.empty() ? "" : "(" + details + ")"));
-        const auto answer = answers.find(function);
+        auto answer = answers.find(function);
+        if (answer == answers.end())
+            answer = answers.find(function + " " + details.substr(0, details.find(' ')));
         return answer == answers.end() ? S_OK : answer->second;
     }
     /// The calls since the last time, one per line.
@@ -35,6 +38,20 @@ struct Journal
         std::string all;
         for (const std::string &call : std::exchange(calls, {}))
             all += call + "\n";
+        return all;
+    }
+    /// The same in two parts: what objects were asked, and which of them were let go of.
+    std::string takeReleases()
+    {
+        std::vector<std::string> others;
+        std::string all;
+        for (const std::string &call : calls) {
+            if (call.size() > 8 && call.compare(call.size() - 8, 8, ".Release") == 0)
+                all += call.substr(0, call.size() - 8) + " ";
+            else
+                others.push_back(call);
+        }
+        calls = others;
         return all;
     }
 };
@@ -46,7 +63,7 @@ class Object
     static constexpr int kSlots = 160;
     void **const table = slots; // stands first, as in every COM object
     void *slots[kSlots];
-    Object *queried = this;
+    std::vector<std::pair<IID, Object *>> queried;
 
 public:
     int references = 1; ///< the test's own
@@ -70,8 +87,8 @@ public:
         static_assert(sizeof(Table) <= sizeof(slots), "the table is larger than thought");
         reinterpret_cast<Table *>(slots)->*function = replacement;
     }
-    /// What QueryInterface() gives, for any interface; at first the object itself. Null: nothing.
-    void answerQueryWith(Object *other) { queried = other; }
+    /// What QueryInterface() gives for that interface; it refuses all others.
+    void answerQuery(const IID &iid, Object *other) { queried.emplace_back(iid, other); }
 
     template<typename Interface>
     Interface *as()
@@ -101,14 +118,19 @@ private:
                     winetest::runningCase(), Number, object->name.c_str());
         ExitProcess(1);
     }
-    static HRESULT STDMETHODCALLTYPE queryInterface(Object *object, const IID *, void **out)
+    static HRESULT STDMETHODCALLTYPE queryInterface(Object *object, const IID *iid, void **out)
     {
         *out = nullptr;
-        const HRESULT answer = object->journal.note(object->name, "QueryInterface");
-        if (FAILED(answer) || !object->queried)
-            return FAILED(answer) ? answer : E_NOINTERFACE;
-        object->queried->giveTo(out);
-        return S_OK;
+        const HRESULT answer = object->journal.note(object->name, "QueryInterface", object->name);
+        if (FAILED(answer))
+            return answer;
+        for (const auto &known : object->queried) {
+            if (std::memcmp(&known.first, iid, sizeof(IID)) == 0) {
+                known.second->giveTo(out);
+                return S_OK;
+            }
+        }
+        return E_NOINTERFACE;
     }
     static ULONG STDMETHODCALLTYPE addRef(Object *object)
     {
