@@ -286,7 +286,7 @@ protected:
     QString flag;
     int errorCount = 0; ///< read errors in a row
     /// Last sign of life. Read by quietMs() and written by updateTime(), on any thread.
-    QDateTime lastTime = QDateTime::currentDateTime();
+    QDateTime lastTime = QDateTime::currentDateTimeUtc();
     QElapsedTimer timer;
     QObject *parentObject = nullptr;
 

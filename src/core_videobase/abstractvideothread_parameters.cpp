@@ -199,16 +199,19 @@ bool AbstractVideoThread::isReadTimeout() const
     return readTimedOut;
 }
 
+// In UTC: FFmpeg asks for the time that has gone dozens of times for each picture, and a local time
+// costs a look at the system's file of time zones each time.
+
 void AbstractVideoThread::updateTime()
 {
-    const QDateTime now = QDateTime::currentDateTime();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
     QMutexLocker lock(&valueMutex);
     lastTime = now;
 }
 
 qint64 AbstractVideoThread::quietMs() const
 {
-    const QDateTime now = QDateTime::currentDateTime();
+    const QDateTime now = QDateTime::currentDateTimeUtc();
     QMutexLocker lock(&valueMutex);
     return lastTime.msecsTo(now);
 }
