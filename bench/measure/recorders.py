@@ -6,6 +6,8 @@ import pathlib
 import subprocess
 import time
 
+from cameras import FPS
+
 STOP_S = 20
 
 
@@ -112,12 +114,14 @@ class OwnRecorder:
 
 
 def payload(file):
-    """Bytes and number of the video packets of a file."""
+    """Bytes and number of the video packets of a file, and the seconds that they span."""
     shown = subprocess.run(
-        ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "packet=size", "-of",
-         "csv=p=0", str(file)], capture_output=True, text=True, check=False)
-    sizes = [int(line.strip(",")) for line in shown.stdout.split()]
-    return sum(sizes), len(sizes)
+        ["ffprobe", "-v", "error", "-select_streams", "v", "-show_entries", "packet=pts_time,size",
+         "-of", "csv=p=0", str(file)], capture_output=True, text=True, check=False)
+    packets = [line.split(",")[:2] for line in shown.stdout.split()]
+    times = [float(time) for time, _ in packets if time != "N/A"]
+    return (sum(int(size) for _, size in packets), len(packets),
+            max(times) - min(times) + 1 / FPS if times else 0)
 
 
 def files(folder):
