@@ -4,6 +4,7 @@
 // Downloads a span of what a recorder has on its disk into MP4 files. The recorder is simulated, with
 // four channels (0 to 3) that have recorded all of the past.
 //   vantra-download --begin 2026-03-14T10:00:00 --seconds 60 --channel 2 --interval 20 --sound
+#include "core_ffmpeg/ffmpeghelper.h"
 #include "core_vod/orvovoddlthread.h"
 #include "logger/logger.h"
 #include "simulator/devicecontrol.h"
@@ -44,6 +45,7 @@ int main(int argc, char *argv[])
     for (const auto &sink : cuteLoggerInstance()->sinks())
         cuteLoggerInstance()->removeSink(sink); // the progress has the terminal for itself
     QLoggingCategory::setFilterRules("default.info=false");
+    FFmpegHelper::initLib(); // which keeps FFmpeg silent too
     Vantra::init();
     const auto simulation = vantrasim::simulateDevice(vantrasim::DeviceConfig::simple(4, 2));
 
@@ -60,8 +62,6 @@ int main(int argc, char *argv[])
     bool ok = false;
     QString fault = "no frame came in time, or the connection is lost";
     // With `application` as their context these run on this thread.
-    QObject::connect(&download, &OrvoVodDLThread::sig_downloadStart, &application,
-                     [&] { clock.start(); });
     QObject::connect(&download, &OrvoVodDLThread::sig_downloadPts, &application, [&](qint64 pts) {
         const double done = (pts - first) / 1000.0; // seconds of the recording
         const double rate = done * 1000 / qMax<qint64>(clock.elapsed(), 1);
@@ -83,16 +83,15 @@ int main(int argc, char *argv[])
             download.stopDL(); // waits until the last file is whole
     });
     tick.start(100);
-    const QDateTime start = QDateTime::currentDateTime().addSecs(-1);
+    const QDateTime start = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch());
+    clock.start();
     download.startDL();
     application.exec();
-    err << "\n";
-    QDirIterator files(folder.path(), {"*.mp4"}, QDir::Files, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString file = files.next();
-        if (files.fileInfo().lastModified() >= start)
-            out << file << " " << files.fileInfo().size() / 1000 << " kB\n";
-    }
+    err << (ok ? "\r\x1b[K100 %\n" : "\n");
+    const QDir made(folder.filePath(start.toString("yyyy-MM-dd/'vod'"))); // of the day it began
+    for (const QFileInfo &file : made.entryInfoList({"*.mp4"}, QDir::Files, QDir::Name))
+        if (file.lastModified() >= start)
+            out << file.filePath() << " " << file.size() / 1000 << " kB\n";
     if (!ok)
         err << "vantra-download: " << (interrupted ? "interrupted" : fault) << "\n";
     return ok ? 0 : 1;
