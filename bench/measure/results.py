@@ -65,7 +65,7 @@ def ratio(row, cells, figure):
                       if not name.startswith("vantra") and name not in ("bare", "memcpy")])
     if not ours or not others:
         return ""
-    best = max(others) if row.more_is_better else min(others)
+    best = max(others) if figure in row.more_is_better else min(others)
     return f"{ours[0] / best:.2f}" if best else ""
 
 

@@ -26,7 +26,7 @@ def percentile(ordered, share):
 
 class Row:
     figures = {}  # name -> (heading, digits after the point)
-    more_is_better = False
+    more_is_better = frozenset()  # figures
     most_rounds = 99
 
     def players(self, everybody):
@@ -44,8 +44,10 @@ class Cpu(Row):
     name, title = "cpu", "CPU time and memory of views"
     note = ("Percent of one core, of the player and the X server; memory is PSS of the player. "
             "`bare` is libavcodec alone, one thread per stream, and `vantra-planes` this library "
-            "with a receiver that does nothing: both without a window.")
-    figures = {"cpu": ("% of a core", 1), "pss": ("MiB", 0), "shown": ("shown, %", 1)}
+            "with a receiver that does nothing: both without a window. A player that shows less than "
+            "was sent spends less: the time for each picture shown tells the price.")
+    figures = {"cpu": ("% of a core", 1), "each": ("ms for each picture", 2), "pss": ("MiB", 0), "shown": ("shown, %", 1)}
+    more_is_better = {"shown"}
     CELLS = [("360p", 1), ("360p", 4), ("360p", 9), ("360p", 16),
              ("1080p", 1), ("1080p", 2), ("1080p", 4)]
 
@@ -67,7 +69,7 @@ class Capacity(Row):
     note = ("Tiles of 240x135; the camera server runs on the same cores. The most views at which "
             "99 % of the pictures are shown, by doubling and then by halves.")
     figures = {"views": ("views", 0)}
-    more_is_better = True
+    more_is_better = {"views"}
     MOST = 64
     ENOUGH = 99  # percent shown
 
@@ -205,6 +207,7 @@ class Record(Row):
             "of the video in them; `whole` the pictures in them beside those of the time they span.")
     figures = {"cpu": ("% of a core", 1), "pss": ("MiB", 0), "file": ("file, %", 2),
                "whole": ("whole, %", 1)}
+    more_is_better = {"whole"}
     FLOWING_S = 5  # from the first pictures on, until every recorder has begun at a key picture
     RECORDERS = {recorder.name: recorder for recorder in (FfmpegRecorder, GstMp4mux, GstSplitmux)}
 

@@ -96,5 +96,8 @@ class Stage:
         else:
             shown = self.count() - counted
         sent = self.cameras.sent_between(begin, end)
-        return {"cpu": cpu, "pss": process.pss_mib(process.tree(self.player.pid)),
+        if not shown:
+            raise Failed("no picture")
+        return {"cpu": cpu, "each": cpu * 10 * (end - begin) / shown,  # percent to milliseconds
+                "pss": process.pss_mib(process.tree(self.player.pid)),
                 "shown": 100 * shown / max(sent, 1)}

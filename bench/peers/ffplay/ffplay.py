@@ -9,7 +9,8 @@ import time
 
 PAUSE_BEFORE_REOPEN_S = 0.5
 FLAGS = ["-v", "quiet", "-nostats", "-an", "-sn", "-fflags", "nobuffer", "-flags", "low_delay",
-         "-threads", "1", "-rtsp_transport", "tcp", "-framedrop", "-noborder"]
+         "-analyzeduration", "100000", "-fpsprobesize", "0", "-threads", "1",
+         "-rtsp_transport", "tcp", "-framedrop", "-noborder"]
 
 
 class View:
