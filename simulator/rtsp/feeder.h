@@ -58,7 +58,7 @@ private:
     std::unique_ptr<Source> m_source;
     std::shared_ptr<FeedCount> m_count;
     std::function<void(std::uint64_t)> m_pictureObserver; // may be empty
-    std::uint64_t m_pictures = 0; // of the thread alone
+    std::uint64_t m_pictures = 0;                         // of the thread alone
     std::thread m_thread;
 
     std::mutex m_mutex; // guards what follows

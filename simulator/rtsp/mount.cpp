@@ -123,9 +123,8 @@ void Mount::configure(GstRTSPMedia *media)
     play->feeder = std::make_unique<Feeder>(element, std::move(source), hasAudio(), m_count);
     gst_object_unref(element);
     if (m_sendLog)
-        play->feeder->setPictureObserver([log = m_sendLog, name = m_name](std::uint64_t number) {
-            log->note(name, number);
-        });
+        play->feeder->setPictureObserver(
+            [log = m_sendLog, name = m_name](std::uint64_t number) { log->note(name, number); });
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         play->stalled = m_stalled;
