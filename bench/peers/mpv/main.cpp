@@ -43,9 +43,9 @@ public:
         mpv_set_wakeup_callback(
             m_mpv,
             [](void *self) {
-                QMetaObject::invokeMethod(static_cast<MpvView *>(self),
-                                          [self] { static_cast<MpvView *>(self)->takeEvents(); },
-                                          Qt::QueuedConnection);
+                QMetaObject::invokeMethod(
+                    static_cast<MpvView *>(self),
+                    [self] { static_cast<MpvView *>(self)->takeEvents(); }, Qt::QueuedConnection);
             },
             this);
         mpv_initialize(m_mpv);

@@ -35,7 +35,7 @@ public:
     {
         QUrl address(sub ? m_source.sub : m_source.main);
         address.setScheme(QStringLiteral("rtspt")); // by TCP
-        m_ended = true; // what it reports of the old one
+        m_ended = true;                             // what it reports of the old one
         m_player.stop();
         m_player.setMedia(address);
         m_ended = false;

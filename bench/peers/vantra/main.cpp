@@ -33,8 +33,7 @@ public:
             thread->setOpenSleepTime(kPauseBetweenOpensMs);
 
         WidgetPara look = m_widget.getWidgetPara();
-        look.videoMode =
-            qgetenv("PEER_OUTPUT") == "opengl" ? VideoMode_Opengl : VideoMode_Painter;
+        look.videoMode = qgetenv("PEER_OUTPUT") == "opengl" ? VideoMode_Opengl : VideoMode_Painter;
         look.scaleMode = ScaleMode_Fill;
         look.muted = true;
         m_widget.setWidgetPara(look);

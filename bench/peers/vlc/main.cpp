@@ -97,13 +97,11 @@ private:
 
 libvlc_instance_t *library()
 {
-    static const char *const options[] = {"--no-audio",          "--no-osd",
-                                          "--vout=xcb_x11",      "--no-video-title-show",
-                                          "--file-caching=50",   "--clock-jitter=0",
-                                          "--clock-synchro=0",   "--avcodec-threads=1",
-                                          "--quiet",             "--avcodec-hw=none"};
-    static libvlc_instance_t *instance =
-        libvlc_new(int(std::size(options)), options);
+    static const char *const options[] = {
+        "--no-audio",        "--no-osd",         "--vout=xcb_x11",    "--no-video-title-show",
+        "--file-caching=50", "--clock-jitter=0", "--clock-synchro=0", "--avcodec-threads=1",
+        "--quiet",           "--avcodec-hw=none"};
+    static libvlc_instance_t *instance = libvlc_new(int(std::size(options)), options);
     return instance;
 }
 
@@ -132,8 +130,7 @@ public:
         if (::pipe2(ends, O_CLOEXEC) != 0)
             return;
         m_input = ends[0];
-        m_reader =
-            std::make_unique<Reader>((sub ? m_source.sub : m_source.main).toUtf8(), ends[1]);
+        m_reader = std::make_unique<Reader>((sub ? m_source.sub : m_source.main).toUtf8(), ends[1]);
         libvlc_media_t *media = libvlc_media_new_fd(library(), m_input);
         libvlc_media_add_option(media, ":demux=ts");
         libvlc_media_player_set_media(m_player, media);
@@ -144,9 +141,9 @@ public:
 private:
     static void onEnd(const libvlc_event_t *, void *self)
     {
-        QMetaObject::invokeMethod(static_cast<VlcView *>(self),
-                                  [self] { emit static_cast<VlcView *>(self)->ended(); },
-                                  Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            static_cast<VlcView *>(self), [self] { emit static_cast<VlcView *>(self)->ended(); },
+            Qt::QueuedConnection);
     }
 
     void close()

@@ -28,8 +28,8 @@ public:
             const QStringList streams = addresses[i].split(QLatin1Char(','));
             m_sources.push_back({streams.value(0), streams.value(1)});
             auto *place = new QWidget(this);
-            place->setGeometry(QRect(
-                QPoint(i % columns * tile.width(), i / columns * tile.height()), tile));
+            place->setGeometry(
+                QRect(QPoint(i % columns * tile.width(), i / columns * tile.height()), tile));
             m_tiles.push_back(place);
         }
         const int rows = (addresses.size() + columns - 1) / columns;
