@@ -18,7 +18,24 @@ namespace {
 constexpr char kLogTag[] = "(ffvdthr)";
 constexpr int kProbeTimeoutMs = 500;
 constexpr char kNoHardware[] = "none";
+constexpr char kRtspFormat[] = "rtsp"; ///< as FFmpeg names it
 constexpr int kOutputSampleBits = 16;
+
+constexpr int kPicturesForRate = 8;
+
+/// For how many pictures FFmpeg is to wait for the sake of the frame rate alone, where the source
+/// does not name it. By itself it takes twenty or more, which at a camera's rate is most of a
+/// second before the first picture. Eight tell the usual rates even where the stamps of a camera
+/// are rounded to milliseconds. With H.264 it waits for seven anyway, to see how pictures are
+/// reordered.
+int picturesForRate(const AVFormatContext *input)
+{
+    for (unsigned i = 0; i < input->nb_streams; ++i) {
+        if (input->streams[i]->codecpar->codec_id == AV_CODEC_ID_H264)
+            return 1;
+    }
+    return kPicturesForRate;
+}
 
 AVPixelFormat pickHwFormat(AVCodecContext *ctx, const AVPixelFormat *formats)
 {
@@ -89,6 +106,8 @@ bool FFmpegVideoThread::initInput()
             << QStringLiteral("open input err(%1:%2)").arg(url, FFmpegHelper::errorText(result));
         return false;
     }
+    if (qstrcmp(input->iformat->name, kRtspFormat) == 0)
+        input->fps_probe_size = picturesForRate(input);
     // Not watched as an open any more: only the socket time-out and a stop end this.
     result = avformat_find_stream_info(input, nullptr);
     if (result < 0) {

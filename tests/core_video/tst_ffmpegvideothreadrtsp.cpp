@@ -18,6 +18,8 @@ class TestFFmpegVideoThreadRtsp : public ThreadTestCase
 private slots:
     void plays_data();
     void plays();
+    void opensWithinAFewPictures_andKnowsTheRate_data();
+    void opensWithinAFewPictures_andKnowsTheRate();
     void credentials_withMarks_reachTheServer_andNoLog();
     void credentials_thatAreWrong_failTheOpen();
     void stall_restarts_andPicturesComeBack();
@@ -119,6 +121,37 @@ void TestFFmpegVideoThreadRtsp::plays()
         QVERIFY2(qAbs(hertz - 660) < 10, qPrintable(QString::number(hertz)));
     }
     QVERIFY(!watcher.ranAhead && !watcher.wrongThread);
+    end(&thread);
+}
+
+void TestFFmpegVideoThreadRtsp::opensWithinAFewPictures_andKnowsTheRate_data()
+{
+    QTest::addColumn<QString>("codec");
+    QTest::newRow("H.264") << "h264";
+    QTest::newRow("H.265") << "h265";
+}
+
+void TestFFmpegVideoThreadRtsp::opensWithinAFewPictures_andKnowsTheRate()
+{
+    // Slow enough that a picture more or less is seen by its number, and that there is time to look.
+    constexpr int kRate = 4;
+    QFETCH(QString, codec);
+    QVERIFY2(server.start({QStringLiteral("--camera"),
+                           QStringLiteral("cam:%1:none:320x192:%2").arg(codec).arg(kRate)}),
+             qPrintable(server.log()));
+    TestThread thread(server.url(QStringLiteral("cam")));
+    thread.setReadTimeout(10000);
+    thread.setVideoMode(VideoMode_Opengl);
+    thread.previewRef() = 1;
+    ThreadWatcher watcher(&thread);
+    announceNoAudio();
+    thread.play();
+    QVERIFY2(waitFor([&] { return !watcher.pictures.isEmpty(); }), qPrintable(server.log()));
+    const qint64 sent = server.stat(QStringLiteral("video"), QStringLiteral("cam"));
+    QVERIFY2(sent > 0 && sent < 18, qPrintable(QString::number(sent)));
+    QCOMPARE(thread.getFrameRate(), kRate);
+    // What was read meanwhile is not lost.
+    QCOMPARE(watcher.pictures.first().counter, qint64(0));
     end(&thread);
 }
 
