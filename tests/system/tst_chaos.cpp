@@ -1,0 +1,246 @@
+// SPDX-FileCopyrightText: 2026 The Vantra authors
+// SPDX-License-Identifier: MIT
+//
+// A host that does anything, on devices in which everything fails, for a while; and from time to
+// time nothing fails, and then all must be as it should be. VANTRA_TEST_SEED repeats a run,
+// VANTRA_CHAOS_SECONDS makes it longer.
+#include "chaoshost.h"
+#include "devicelink/hnetdevice.h"
+#include "support/privatepulse.h"
+#include "support/processload.h"
+#include "support/watchdog.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <malloc.h>
+
+using namespace vantratest;
+using namespace vantrasim;
+
+namespace {
+
+constexpr int kDefaultSeconds = 60;
+constexpr int kActsPerRound = 60;
+constexpr int kDeadMs = 120000; ///< longer than a round may take to settle
+constexpr int kLastActs = 30;   ///< told when a run fails, and what was logged last
+constexpr int kLastLines = 200;
+constexpr int kFewThreads = 2;
+constexpr int kFewHandles = 6;
+
+const QVector<FrameFault> kFrameFaults{
+    FrameFault::ReadError,       FrameFault::StampForward,   FrameFault::StampBack,
+    FrameFault::StampRepeat,     FrameFault::HeaderTooSmall, FrameFault::HeaderTooLarge,
+    FrameFault::OtherSize,       FrameFault::Garbage,        FrameFault::Truncated,
+    FrameFault::Empty,           FrameFault::UnknownType,    FrameFault::UnknownCodec,
+    FrameFault::NoParameterSets, FrameFault::Lost,           FrameFault::Repeated,
+    FrameFault::Swapped};
+
+/// Fails in random ways. What it does follows from its seed alone.
+class ChaosDevices
+{
+public:
+    ChaosDevices(const std::vector<Simulation> &devices, unsigned seed)
+        : m_devices(devices), m_random(seed)
+    {
+    }
+
+    QString act()
+    {
+        const auto index = size_t(draw(int(m_devices.size())));
+        const int what = draw(1000);
+        const quint32 seed = m_random();
+        DeviceControl &control = *m_devices[index].control;
+        switch (what % 9) {
+        case 0:
+        case 1:
+            control.faults().strikeAtRandom(seed, 0.002 * (what % 40), kFrameFaults);
+            break;
+        case 2:
+        case 3:
+            refuse(&control, what);
+            break;
+        case 4:
+            control.loseConnection(50 + what * 2);
+            break;
+        case 5:
+            control.setStalled(what % 3 != 0);
+            break;
+        case 6:
+            changeForm(&control, what);
+            break;
+        default:
+            control.faults().clear();
+            break;
+        }
+        return QStringLiteral("device %1: %2").arg(index).arg(what);
+    }
+
+    /// From now on nothing fails.
+    void heal()
+    {
+        for (const Simulation &device : m_devices) {
+            device.control->faults().clear();
+            device.control->setStalled(false);
+            device.control->restoreConnection();
+        }
+    }
+
+private:
+    int draw(int below) { return int(m_random() % unsigned(below)); }
+
+    static void refuse(DeviceControl *control, int what)
+    {
+        const QVector<DeviceOp> operations{DeviceOp::enableMediaTransmit,
+                                           DeviceOp::requestVideoIFrame,
+                                           DeviceOp::getCodecInfo,
+                                           DeviceOp::vodStart,
+                                           DeviceOp::vodPause,
+                                           DeviceOp::vodSeek,
+                                           DeviceOp::vodDownloadStart,
+                                           DeviceOp::vodGetDownloadSdp,
+                                           DeviceOp::startTalk};
+        const QVector<HRetError> answers{HRetExceedMax, HRetTimeout, HRetAlready, HRetEndOfFile};
+        control->faults().refuse(operations.at(what % operations.size()),
+                                 answers.at(what % answers.size()), 1 + what % 5);
+    }
+
+    static void changeForm(DeviceControl *control, int what)
+    {
+        const int channel = what % 2;
+        const int stream = what / 2 % 2;
+        const StreamConfig wanted = control->config().channels.at(channel).streams.at(stream);
+        StreamConfig form = wanted;
+        if (what % 3 != 0) {
+            form.video.codec = what % 5 ? HCodecH264 : HCodecH265;
+            form.audio.codec = what % 7 ? HCodecG711U : 0;
+            form.video.width = 192;
+            form.video.height = 108;
+        }
+        control->setForm(channel, stream, form);
+    }
+
+    const std::vector<Simulation> m_devices;
+    std::mt19937 m_random;
+};
+
+DeviceConfig deviceNumber(int number, HTransportProtocol protocol)
+{
+    DeviceConfig config = smallDevice(protocol, 2, 2);
+    config.number = number;
+    config.queueMs = 2000;
+    config.mostPlaybacks = 2;
+    config.mostDownloads = 1;
+    return config;
+}
+
+} // namespace
+
+class TestChaos : public LoggedTest
+{
+    Q_OBJECT
+
+protected:
+    void setUp() override
+    {
+        // Anything may be told, as long as we tell it.
+        for (const Logger::LogLevel level : {Logger::Warning, Logger::Error})
+            log->expectMatching(level, QRegularExpression(QStringLiteral("^\\(\\w+\\)")));
+        QVERIFY(Vantra::init());
+    }
+    void tearDown() override { Vantra::release(); }
+
+private slots:
+    void initTestCase()
+    {
+        useNoSoundServer();
+        quietConsole();
+    }
+
+    void everythingFails_andIsWellAgain_whenNothingFails();
+};
+
+void TestChaos::everythingFails_andIsWellAgain_whenNothingFails()
+{
+    const unsigned seed = qEnvironmentVariableIsSet("VANTRA_TEST_SEED")
+                              ? unsigned(qEnvironmentVariableIntValue("VANTRA_TEST_SEED"))
+                              : std::random_device()() & 0x7FFFFFFF;
+    bool isSet = false;
+    const int wanted = qEnvironmentVariableIntValue("VANTRA_CHAOS_SECONDS", &isSet);
+    const qint64 lastMs = qint64(isSet ? wanted : kDefaultSeconds) * 1000;
+    qInfo("seed %u", seed);
+
+    const QTemporaryDir folder;
+    std::vector<Simulation> devices;
+    const std::vector<HTransportProtocol> protocols{HTransportOrvo, HTransportZelk, HTransportRtsp};
+    for (const HTransportProtocol protocol : protocols)
+        devices.push_back(simulateDevice(deviceNumber(int(devices.size()) + 1, protocol)));
+    devices.back().device->getRtspUrls(); // starts the server
+    const ProcessLoad before = ProcessLoad::now();
+
+    QStringList told;
+    QString fault;
+    int rounds = 0;
+    {
+        ChaosDevices breaker(devices, seed + 1);
+        ChaosHost host(devices, folder.path(), seed);
+        Watchdog dog(kDeadMs);
+        QElapsedTimer timer;
+        timer.start();
+        std::mt19937 pace(seed + 2);
+        while (fault.isEmpty() && timer.elapsed() < lastMs) {
+            Heartbeat heart;
+            for (int i = 0; i < kActsPerRound; ++i) {
+                // The end of the library waits for its threads: that is the host's own doing.
+                told << heart.leaveOut([&] { return host.act(); });
+                if (pace() % 4 == 0)
+                    told << breaker.act();
+                while (told.size() > kLastActs)
+                    told.removeFirst();
+                dog.feed();
+                QElapsedTimer pause;
+                pause.start();
+                const int ms = int(pace() % 60);
+                do {
+                    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+                } while (pause.elapsed() < ms);
+            }
+            breaker.heal();
+            if (heart.longestGap() >= kFrozenMs)
+                fault = QStringLiteral("frozen for %1 ms").arg(heart.longestGap());
+            host.revive();
+            if (fault.isEmpty())
+                fault = host.settle();
+            dog.feed();
+            ++rounds;
+            const auto lines = log->lines();
+            for (int i = fault.isEmpty() ? lines.size() : qMax(0, lines.size() - kLastLines);
+                 i < lines.size(); ++i)
+                told << lines.at(i).text;
+            log->clear();
+        }
+        breaker.heal();
+        if (fault.isEmpty())
+            fault = host.finish();
+    }
+    qInfo("%d rounds, %d files", rounds, int(filesBelow(folder.path()).size()));
+    if (!fault.isEmpty())
+        fprintf(stderr, "what went before:\n%s\n", qPrintable(told.join(QLatin1Char('\n'))));
+    QVERIFY2(fault.isEmpty(),
+             qPrintable(QStringLiteral("seed %1, round %2: %3").arg(seed).arg(rounds).arg(fault)));
+    ProcessLoad now;
+    const bool flat = waitFor([&] {
+        now = ProcessLoad::now();
+        return now.threads <= before.threads + kFewThreads &&
+               now.handles <= before.handles + kFewHandles;
+    });
+    QVERIFY2(flat, qPrintable(QStringLiteral("threads %1 %2, handles %3 %4")
+                                  .arg(before.threads)
+                                  .arg(now.threads)
+                                  .arg(before.handles)
+                                  .arg(now.handles)));
+    Vantra::init();
+}
+
+QTEST_MAIN(TestChaos)
+#include "tst_chaos.moc"
