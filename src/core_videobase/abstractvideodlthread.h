@@ -72,7 +72,7 @@ signals:
     /// The source is open and the loop begins.
     void sig_downloadStart();
     /// The loop has ended; `ok` only if the recording ended by itself and nothing was lost for want
-    /// of room. A file that could not be opened for another reason is told by the log alone.
+    /// of room. What cannot be opened or written for another reason is told by the log alone.
     void sig_downloadFinsh(bool ok);
     /// Progress: stamp of the newest picture, in milliseconds of the recording. Comes in steps of
     /// more than a second of the recording, and only while a file is being written.
