@@ -10,6 +10,7 @@
 namespace theme {
 
 const QColor window(0x14, 0x18, 0x1D);
+const QColor bar(0x17, 0x1C, 0x21);
 const QColor view(0x0D, 0x10, 0x13);
 const QColor frame(0x1C, 0x21, 0x27);
 const QColor line(0x2A, 0x31, 0x38);
@@ -51,6 +52,44 @@ QScrollBar:vertical { background: transparent; width: 10px; }
 QScrollBar::handle:vertical { background: #39424B; border-radius: 4px; min-height: 24px;
                               margin: 0 1px; }
 QScrollBar::add-line:vertical, QScrollBar::sub-line:vertical { height: 0; }
+#tabs { background: #171C21; border-bottom: 1px solid #2A3138; }
+#tabs QToolButton { color: #939CA6; border-radius: 0; padding: 0 4px;
+                    border-bottom: 2px solid transparent; }
+#tabs QToolButton:hover { color: #E6E8EB; background: transparent; }
+#tabs QToolButton:checked { color: #E6E8EB; background: transparent;
+                            border-bottom: 2px solid #22A3A9; }
+QAbstractSpinBox, QComboBox { background: #0D1013; border: 1px solid #39424B; border-radius: 6px;
+                              padding: 5px 10px; selection-background-color: #22A3A9; }
+QAbstractSpinBox:focus, QComboBox:focus { border-color: #22A3A9; }
+QDateTimeEdit::drop-down, QComboBox::drop-down { border: none; width: 18px; }
+QDateTimeEdit::down-arrow, QComboBox::down-arrow { image: url(:/viewer/icons/down.svg);
+                                                   width: 12px; height: 12px; }
+QComboBox QAbstractItemView { background: #171C21; border: 1px solid #39424B; outline: none;
+                              selection-background-color: #17484B; }
+QCalendarWidget QWidget { background: #171C21; alternate-background-color: #1E252B; }
+QCalendarWidget QAbstractItemView { background: #171C21; selection-background-color: #177B80;
+                                    selection-color: #FFFFFF; outline: none; }
+QCalendarWidget QAbstractItemView:disabled { color: #4A535C; }
+QCalendarWidget QToolButton { color: #E6E8EB; padding: 4px 8px; }
+QCheckBox { spacing: 6px; }
+QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid #4A535C; border-radius: 3px;
+                       background: #0D1013; }
+QCheckBox::indicator:checked { background: #177B80; border-color: #177B80;
+                               image: url(:/viewer/icons/tick.svg); }
+QCheckBox:focus { color: #FFFFFF; }
+QCheckBox::indicator:focus { border-color: #22A3A9; }
+QProgressBar { background: #0D1013; border: none; border-radius: 2px; }
+QProgressBar::chunk { background: #22A3A9; border-radius: 2px; }
+#form { background: #171C21; border-bottom: 1px solid #2A3138; }
+#queue, #queue > QWidget > QWidget { background: #14181D; }
+#download { background: #1A2026; border: 1px solid #2A3138; border-radius: 6px; }
+#position { font-size: 15px; }
+#link { color: #4FC3C9; background: transparent; border: none; padding: 2px 0; text-align: left; }
+#link:hover, #link:focus { color: #8FE0E4; text-decoration: underline; }
+#accent { color: #FFFFFF; background: #177B80; border-color: #177B80; }
+#accent:hover { background: #1B8E94; }
+#accent:focus, QPushButton:focus { border-color: #22A3A9; }
+QToolButton:focus { background: #232A31; }
 #bar { background: #171C21; border-top: 1px solid #2A3138; }
 #separator { background: #2A3138; }
 #dim { color: #939CA6; }
@@ -104,6 +143,12 @@ QIcon icon(const QString &name)
         }
     }
     return icon;
+}
+
+int fieldWidth(const QString &text)
+{
+    constexpr int frame = 2 * 11 + 24; // padding and border as above, and the arrow
+    return QFontMetrics(QApplication::font()).horizontalAdvance(text) + frame;
 }
 
 int labelHeight()

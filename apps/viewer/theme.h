@@ -14,6 +14,7 @@ class QApplication;
 namespace theme {
 
 extern const QColor window;  ///< behind everything
+extern const QColor bar;     ///< bars, lists and what belongs to them
 extern const QColor view;    ///< a view without a picture
 extern const QColor frame;   ///< of a view that is not selected
 extern const QColor line;    ///< separators
@@ -36,6 +37,9 @@ QIcon icon(const QString &name);
 /// Text on a dark rounded ground, readable over any picture. `width` 0: as wide as the text needs;
 /// else the text is shortened to fit. With a valid `dot`, a dot of that colour stands before it.
 QImage label(const QString &text, qreal devicePixelRatio, int width = 0, const QColor &dot = {});
+
+/// Width of a field with an arrow that shows that text, pixels: a field does not count its style.
+int fieldWidth(const QString &text);
 
 /// Height of a label(), pixels.
 int labelHeight();
