@@ -23,6 +23,11 @@ public:
     /// FOLDER/2026-11-21/live/20261121T210512.jpg. It names no file that is there.
     QString newPicture(const QDateTime &time) const;
 
+    /// Path of a picture of a recording that a channel of a device has, such as
+    /// FOLDER/2026-11-22/vod/20261121T210512_3.jpg: the day is today, the time that of the
+    /// recording (recordingtime). So the library names those that it saves.
+    QString recordedPicture(qint64 time, int channel) const;
+
     /// Paths of the recordings written to at `time` or later, folders below included, oldest first.
     QStringList recordingsSince(const QDateTime &time) const;
 

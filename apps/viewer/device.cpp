@@ -23,6 +23,44 @@ struct Room
     quint32 colour;
 };
 
+constexpr int kRecordedDays = 8; ///< in the past, for channels that do not record all the time
+
+/// What a channel of a simulated recorder has on its disk. The first one records all the time
+/// (nothing said); the others have gaps, and one of them another form in the afternoon.
+QVector<vantrasim::ArchiveSpan> archiveOf(int channel, const vantrasim::StreamConfig &form)
+{
+    using vantrasim::ArchiveSpan;
+    QVector<ArchiveSpan> archive;
+    vantrasim::StreamConfig afternoon = form;
+    afternoon.video.width = 960;
+    afternoon.video.height = 540;
+    const QDateTime now = QDateTime::currentDateTime();
+    const auto add = [&](const QDateTime &begin, int minutes, const auto &form) {
+        const QDateTime end = qMin(begin.addSecs(60 * minutes), now);
+        if (begin.isValid() && begin < end)
+            archive.append({begin, end, form});
+    };
+    for (QDate day = now.date().addDays(-kRecordedDays); day <= now.date(); day = day.addDays(1)) {
+        switch (channel % 4) {
+        case 1: // a long day with two breaks
+            add(QDateTime(day, QTime(0, 0)), 5 * 60 + 20, form);
+            add(QDateTime(day, QTime(6, 45)), 5 * 60 + 15, form);
+            add(QDateTime(day, QTime(13, 30)), 10 * 60 + 30, form);
+            break;
+        case 2: // whenever something moves
+            for (int hour = 0; hour < 24; ++hour)
+                add(QDateTime(day, QTime(hour, hour * 7 % 40)), 9 + hour * 11 % 23, form);
+            break;
+        case 3:
+            add(QDateTime(day, QTime(0, 0)), 12 * 60, form);
+            add(QDateTime(day, QTime(12, 0)), 12 * 60 - 5, afternoon);
+            break;
+        default: break;
+        }
+    }
+    return archive;
+}
+
 Device simulatedDevice(const QString &name, int number, HTransportProtocol protocol,
                        const std::vector<Room> &rooms)
 {
@@ -35,9 +73,12 @@ Device simulatedDevice(const QString &name, int number, HTransportProtocol proto
     for (int i = 0; i < config.channels.size(); ++i) {
         config.channels[i].name = QLatin1String(rooms[std::size_t(i)].name);
         config.channels[i].colour = rooms[std::size_t(i)].colour;
+        config.channels[i].archive = archiveOf(i, config.channels[i].streams.first());
         device.channels.append(config.channels[i].name);
     }
-    device.link = vantrasim::simulateDevice(config).device;
+    const auto simulation = vantrasim::simulateDevice(config);
+    device.link = simulation.device;
+    device.recorded = recordedBy(simulation.control);
     return device;
 }
 
@@ -64,6 +105,10 @@ QVector<Camera> Device::cameras() const
         camera.link = link;
         camera.channel = channel;
         camera.address = addresses.value(channel);
+        if (recorded)
+            camera.recorded = [query = recorded, channel](const TimeSpan &span) {
+                return query(channel, span);
+            };
         cameras.append(camera);
     }
     return cameras;
@@ -79,6 +124,19 @@ Device cameraDevice(const CameraAddress &main, const CameraAddress &sub)
     device.channels = QStringList{tr("Camera")};
     device.addresses = {main};
     return device;
+}
+
+std::function<QVector<TimeSpan>(int channel, const TimeSpan &)>
+recordedBy(const std::shared_ptr<vantrasim::DeviceControl> &control)
+{
+    return [control](int channel, const TimeSpan &span) {
+        QVector<TimeSpan> spans;
+        for (const auto &segment : control->recorded(uint(channel),
+                                                     recordingtime::forDevice(span.begin),
+                                                     recordingtime::forDevice(span.end)))
+            spans.append({segment.begin, segment.end});
+        return joined(spans);
+    };
 }
 
 QVector<Device> simulatedDevices()

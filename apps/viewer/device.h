@@ -3,12 +3,19 @@
 #pragma once
 
 #include "cameraaddress.h"
+#include "recordingtime.h"
 
 #include <QSharedPointer>
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
+#include <memory>
+
 class HNetDevice;
+namespace vantrasim {
+class DeviceControl;
+}
 
 /// One channel of a device, as a view needs it. A value; nothing is shown of one without a link.
 struct Camera
@@ -18,6 +25,9 @@ struct Camera
     QSharedPointer<HNetDevice> link; ///< of its device
     int channel = 0;
     CameraAddress address;           ///< of its main stream, if the person gave it by address
+    /// What of a span is recorded, joined. The device link has no question for that: empty where
+    /// nobody knows.
+    std::function<QVector<TimeSpan>(const TimeSpan &)> recorded;
 
     bool isValid() const { return !link.isNull(); }
     /// The name for use within a file name.
@@ -31,12 +41,18 @@ struct Device
     QSharedPointer<HNetDevice> link;
     QStringList channels;            ///< names, one for each channel
     QVector<CameraAddress> addresses; ///< of the main streams; empty if nobody gave them
+    /// What of a span a channel has recorded, as Camera::recorded tells it.
+    std::function<QVector<TimeSpan>(int channel, const TimeSpan &)> recorded = {};
 
     QVector<Camera> cameras() const;
 };
 
 /// The real camera at these addresses; `sub` need not be valid.
 Device cameraDevice(const CameraAddress &main, const CameraAddress &sub);
+
+/// What a simulated recorder has on its disk, for Device::recorded.
+std::function<QVector<TimeSpan>(int channel, const TimeSpan &)>
+recordedBy(const std::shared_ptr<vantrasim::DeviceControl> &control);
 
 /// Three devices that do not need to be there: one of each private protocol, and one that sends by
 /// RTSP.

@@ -52,7 +52,9 @@ void ViewLabels::toggle()
 
 void ViewLabels::updateClock()
 {
-    const QString clock = QDateTime::currentDateTime().toString("yyyy-MM-dd HH:mm:ss");
+    const QString clock = m_clockText.isEmpty()
+            ? QDateTime::currentDateTime().toString("yyyy-MM-dd HH:mm:ss")
+            : m_clockText;
     if (!m_visible || clock == m_clock)
         return;
     m_clock = clock;
@@ -62,6 +64,12 @@ void ViewLabels::updateClock()
     const bool fits = nameWidth + widthOf(picture) + 3 * kOffset < m_view->width();
     place(kClockLabel, fits ? picture : QImage(),
           QPoint(m_view->width() - kOffset - widthOf(picture), kOffset));
+}
+
+void ViewLabels::showClock(const QString &text)
+{
+    m_clockText = text;
+    updateClock();
 }
 
 void ViewLabels::notice(const QString &text)

@@ -30,6 +30,8 @@ public:
     void toggle();
     /// To be called a few times each second while the picture is live.
     void updateClock();
+    /// Shows that in place of the time of now, from now on.
+    void showClock(const QString &text);
     /// Words that vanish by themselves.
     void notice(const QString &text);
     /// The words last shown.
@@ -45,7 +47,8 @@ private:
     const QString m_name;
     const int m_bottomRoom;
     bool m_visible = true;
-    QString m_clock; ///< as last drawn
+    QString m_clock;     ///< as last drawn
+    QString m_clockText; ///< in place of the time of now
     QString m_notice;
     QTimer m_noticeTimer;
 };
