@@ -22,13 +22,23 @@ bool hasDesktop()
 #endif
 }
 
+bool open(const QString &path)
+{
+    if (hasDesktop() && QDesktopServices::openUrl(QUrl::fromLocalFile(path)))
+        return true;
+    QTextStream(stdout) << QDir::toNativeSeparators(path) << '\n' << Qt::flush;
+    return false;
+}
+
 } // namespace
 
 bool openFolder(const QString &folder)
 {
     QDir().mkpath(folder);
-    if (hasDesktop() && QDesktopServices::openUrl(QUrl::fromLocalFile(folder)))
-        return true;
-    QTextStream(stdout) << QDir::toNativeSeparators(folder) << '\n' << Qt::flush;
-    return false;
+    return open(folder);
+}
+
+bool openFile(const QString &file)
+{
+    return open(file);
 }

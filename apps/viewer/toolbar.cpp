@@ -3,48 +3,41 @@
 #include "toolbar.h"
 
 #include "liveview.h"
-#include "theme.h"
 #include "viewlook.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QToolButton>
 
-ToolBar::ToolBar(QWidget *parent) : QFrame(parent), m_status(new QLabel)
+ToolBar::ToolBar(QWidget *parent) : ButtonBar(parent), m_status(new QLabel)
 {
-    setObjectName(QStringLiteral("bar"));
-    setFixedHeight(theme::barHeight);
-    auto *layout = new QHBoxLayout(this);
-    layout->setContentsMargins(theme::gap, 0, 2 * theme::gap, 0);
-    layout->setSpacing(theme::gap / 2);
-
-    m_play = addButton(layout, "play", &ToolBar::playClicked);
-    m_sound = addButton(layout, ":/primary/close_volume.svg", &ToolBar::soundClicked);
-    m_talk = addButton(layout, ":/primary/mic-close.svg", &ToolBar::talkClicked);
-    m_scale = addButton(layout, "scale-fit", &ToolBar::scaleClicked);
-    m_zoom = addButton(layout, ":/primary/digital-zoom.svg", &ToolBar::zoomClicked);
-    m_snap = addButton(layout, ":/primary/snap.svg", &ToolBar::snapClicked);
-    m_record = addButton(layout, "record", &ToolBar::recordClicked);
-    m_folder = addButton(layout, "folder", &ToolBar::folderClicked);
-    addSeparator(layout);
+    m_play = addButton("play", &ToolBar::playClicked);
+    m_sound = addButton(":/primary/close_volume.svg", &ToolBar::soundClicked);
+    m_talk = addButton(":/primary/mic-close.svg", &ToolBar::talkClicked);
+    m_scale = addButton("scale-fit", &ToolBar::scaleClicked);
+    m_zoom = addButton(":/primary/digital-zoom.svg", &ToolBar::zoomClicked);
+    m_snap = addButton(":/primary/snap.svg", &ToolBar::snapClicked);
+    m_record = addButton("record", &ToolBar::recordClicked);
+    m_folder = addButton("folder", &ToolBar::folderClicked);
+    addSeparator();
     for (int columns = 1; columns <= 4; ++columns) {
         const int count = columns * columns;
-        auto *button = addButton(layout, QStringLiteral("views-%1").arg(count), nullptr);
+        auto *button = addButton(QStringLiteral("views-%1").arg(count), nullptr);
         button->setToolTip(tr("%1 views (Ctrl+%2)").arg(count).arg(columns));
         button->setAccessibleName(button->toolTip());
         connect(button, &QToolButton::clicked, this,
                 [this, count] { emit viewCountClicked(count); });
     }
-    m_enlarge = addButton(layout, "enlarge", &ToolBar::enlargeClicked);
-    addSeparator(layout);
-    m_add = addButton(layout, "add", &ToolBar::addClicked);
-    m_clear = addButton(layout, "close", &ToolBar::clearClicked);
-    layout->addStretch(1);
+    m_enlarge = addButton("enlarge", &ToolBar::enlargeClicked);
+    addSeparator();
+    m_add = addButton("add", &ToolBar::addClicked);
+    m_clear = addButton("close", &ToolBar::clearClicked);
+    row()->addStretch(1);
     m_status->setObjectName(QStringLiteral("dim"));
-    layout->addWidget(m_status);
-    addSeparator(layout);
-    m_fullScreen = addButton(layout, "full-screen", &ToolBar::fullScreenClicked);
-    m_help = addButton(layout, "help", &ToolBar::helpClicked);
+    row()->addWidget(m_status);
+    addSeparator();
+    m_fullScreen = addButton("full-screen", &ToolBar::fullScreenClicked);
+    m_help = addButton("help", &ToolBar::helpClicked);
 
     setLook(m_snap, ":/primary/snap.svg", tr("Save the picture (P)"));
     setLook(m_folder, "folder", tr("Open the folder of this camera's files (Ctrl+O)"));
@@ -101,37 +94,10 @@ void ToolBar::showStatus(const QString &text)
     m_status->setText(text);
 }
 
-QToolButton *ToolBar::addButton(QHBoxLayout *layout, const QString &icon, Clicked clicked)
+QToolButton *ToolBar::addButton(const QString &icon, Clicked clicked)
 {
-    auto *button = new QToolButton;
-    button->setIconSize(QSize(theme::iconSize, theme::iconSize));
-    // The selected view keeps the focus.
-    button->setFocusPolicy(Qt::NoFocus);
-    setLook(button, icon, QString());
+    QToolButton *button = ButtonBar::addButton(icon);
     if (clicked)
         connect(button, &QToolButton::clicked, this, clicked);
-    layout->addWidget(button);
     return button;
-}
-
-void ToolBar::addSeparator(QHBoxLayout *layout)
-{
-    auto *line = new QFrame;
-    line->setObjectName(QStringLiteral("separator"));
-    line->setFixedSize(1, theme::barHeight / 2);
-    layout->addSpacing(theme::gap / 2);
-    layout->addWidget(line);
-    layout->addSpacing(theme::gap / 2);
-}
-
-void ToolBar::setLook(QToolButton *button, const QString &icon, const QString &tip)
-{
-    if (button->property("icon name") != icon) {
-        button->setProperty("icon name", icon);
-        button->setIcon(theme::icon(icon));
-    }
-    if (button->toolTip() != tip) {
-        button->setToolTip(tip);
-        button->setAccessibleName(tip);
-    }
 }

@@ -2,15 +2,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QFrame>
+#include "buttonbar.h"
 
-class QHBoxLayout;
 class QLabel;
 class QToolButton;
 class LiveView;
 
 /// The thin bar at the bottom: what can be done with the selected view, and how all views do.
-class ToolBar final : public QFrame
+class ToolBar final : public ButtonBar
 {
     Q_OBJECT
     Q_DISABLE_COPY(ToolBar)
@@ -40,9 +39,7 @@ signals:
 
 private:
     using Clicked = void (ToolBar::*)();
-    QToolButton *addButton(QHBoxLayout *layout, const QString &icon, Clicked clicked);
-    void addSeparator(QHBoxLayout *layout);
-    void setLook(QToolButton *button, const QString &icon, const QString &tip);
+    QToolButton *addButton(const QString &icon, Clicked clicked);
 
     QToolButton *m_play;
     QToolButton *m_sound;
