@@ -5,6 +5,7 @@
 #include "theme.h"
 
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QPainter>
 
 namespace {
@@ -101,6 +102,22 @@ QString DeviceTree::linkTextOf(int device) const
 {
     const QTreeWidgetItem *item = topLevelItem(device);
     return item ? item->text(StateColumn) : QString();
+}
+
+QString DeviceTree::currentKey() const
+{
+    const QTreeWidgetItem *item = currentItem();
+    if (!item || !item->parent())
+        item = topLevelItem(0) ? topLevelItem(0)->child(0) : nullptr;
+    return item ? item->data(NameColumn, Qt::UserRole).toString() : QString();
+}
+
+void DeviceTree::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        chooseCurrent();
+    else
+        QTreeWidget::keyPressEvent(event);
 }
 
 void DeviceTree::chooseCurrent()

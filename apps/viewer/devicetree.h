@@ -26,10 +26,15 @@ public:
     QString linkTextOf(int device) const;
     /// Chooses what is current, as a double click does.
     void chooseCurrent();
+    /// Of the current channel, else of the first one; empty if there is none.
+    QString currentKey() const;
 
 signals:
     /// A person wants to see that camera.
     void chosen(const QString &key);
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     QHash<QString, QTreeWidgetItem *> m_channels;

@@ -1,5 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "download.h"
+#include "downloadqueue.h"
+#include "downloadrow.h"
 #include "logger/logger.h"
 #include "mainwindow.h"
 #include "options.h"
@@ -12,6 +15,7 @@
 #include <QTextStream>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -55,10 +59,24 @@ bool tellRecordings(const QVector<ViewSummary> &views, const QDateTime &start)
     return playable == views.size();
 }
 
+/// Prints what has become of the downloads, and whether all are done.
+bool tellDownloads(const QList<Download *> &downloads)
+{
+    print(stdout, downloadsTable(downloads));
+    return std::all_of(downloads.begin(), downloads.end(), [](const Download *download) {
+        return download->state() == DownloadState::Done;
+    });
+}
+
 /// Arranges the end of a run that ends by itself; `status` then holds how it went.
 void endByItself(MainWindow *window, const Options &options, int *status)
 {
     const auto summarise = [window, status] {
+        if (window->page() == PageTabs::Downloads) {
+            *status = tellDownloads(window->downloads()->downloads()) ? *status : 1;
+            window->close();
+            return;
+        }
         const QVector<ViewSummary> summaries = window->summaries();
         print(stdout, summaryTable(summaries, window->cpuPercent()));
         for (const ViewSummary &summary : summaries)
@@ -122,7 +140,10 @@ int main(int argc, char *argv[])
             window.addCamera(camera.main, camera.sub);
         if (options.record)
             window.toggleAllRecordings();
+        window.showPage(options.page);
         window.show();
+        if (options.isTimed())
+            window.demonstrate();
         if (options.isTimed())
             endByItself(&window, options, &status);
         QApplication::exec();

@@ -5,7 +5,14 @@
 #include "addressform.h"
 #include "devicelink/hnetdevice.h"
 #include "devicetree.h"
+#include "downloadpage.h"
+#include "downloadqueue.h"
+#include "keysdialog.h"
 #include "liveview.h"
+#include "playbackbar.h"
+#include "playbackpage.h"
+#include "playbackthread.h"
+#include "playbackview.h"
 #include "streamthreads.h"
 #include "theme.h"
 #include "toolbar.h"
@@ -27,6 +34,8 @@ namespace {
 constexpr int kTickMs = 250;
 /// A stream thread that hangs in the network, say in a name look-up, holds the window no longer.
 constexpr int kCloseWithinMs = 5000;
+/// The end of a file is worth more patience.
+constexpr int kEndFilesWithinMs = 15000;
 constexpr int kVolumeStep = 10;      ///< percent
 constexpr int kEmptyIconSize = 56;   ///< pixels
 constexpr int kTreeWidth = 240;      ///< pixels
@@ -36,28 +45,27 @@ constexpr int kGridWidth = 1040;     ///< pixels
 
 MainWindow::MainWindow(const QString &transport, const QString &filesFolder, QWidget *parent)
     : QWidget(parent), m_filesFolder(filesFolder), m_tree(new DeviceTree),
-      m_pages(new QStackedWidget), m_grid(new ViewGrid(transport, filesFolder)),
-      m_toolBar(new ToolBar)
+      m_pages(new QStackedWidget), m_tabs(new PageTabs), m_stack(new QStackedWidget),
+      m_bars(new QStackedWidget), m_grid(new ViewGrid(transport, filesFolder)),
+      m_toolBar(new ToolBar), m_queue(new DownloadQueue(filesFolder, this)),
+      m_playback(new PlaybackPage(filesFolder)), m_downloadPage(new DownloadPage(m_queue))
 {
     setWindowTitle(tr("Vantra viewer"));
     resize(kTreeWidth + kGridWidth, 764);
-    auto *splitter = new QSplitter;
-    splitter->setChildrenCollapsible(false);
-    splitter->setHandleWidth(1);
-    splitter->addWidget(m_tree);
-    splitter->addWidget(m_grid);
-    splitter->setStretchFactor(1, 1);
-    splitter->setSizes({kTreeWidth, kGridWidth});
-    m_main = splitter;
+    m_main = makeMain();
     m_pages->addWidget(makeEmptyPage());
     m_pages->addWidget(m_main);
+    m_bars->setFixedHeight(theme::barHeight);
+    for (QWidget *bar : QList<QWidget *>{m_toolBar, m_playback->bar(), m_downloadPage->bar()})
+        m_bars->addWidget(bar);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(m_pages, 1);
-    layout->addWidget(m_toolBar);
+    layout->addWidget(m_bars);
 
     connectToolBar();
+    connectPages();
     addShortcuts();
     addViewShortcuts();
     connect(m_tree, &DeviceTree::chosen, this, &MainWindow::showCamera);
@@ -67,14 +75,33 @@ MainWindow::MainWindow(const QString &transport, const QString &filesFolder, QWi
     m_clock.start();
     m_tick.start(kTickMs);
     m_pages->currentWidget()->setFocus();
-    for (QShortcut *shortcut : qAsConst(m_viewShortcuts))
-        shortcut->setEnabled(false);
     tick();
+}
+
+QWidget *MainWindow::makeMain()
+{
+    m_side = new QWidget;
+    auto *side = new QVBoxLayout(m_side);
+    side->setContentsMargins(0, 0, 0, 0);
+    side->setSpacing(0);
+    side->addWidget(m_tabs);
+    side->addWidget(m_tree, 1);
+    for (QWidget *page : QList<QWidget *>{m_grid, m_playback, m_downloadPage})
+        m_stack->addWidget(page);
+    auto *splitter = new QSplitter;
+    splitter->setChildrenCollapsible(false);
+    splitter->setHandleWidth(1);
+    splitter->addWidget(m_side);
+    splitter->addWidget(m_stack);
+    splitter->setStretchFactor(1, 1);
+    splitter->setSizes({kTreeWidth, kGridWidth});
+    return splitter;
 }
 
 MainWindow::~MainWindow()
 {
-    disconnect(m_grid, nullptr, this, nullptr);
+    for (QObject *sender : QList<QObject *>{m_grid, m_playback, m_queue})
+        disconnect(sender, nullptr, this, nullptr);
 }
 
 QWidget *MainWindow::makeEmptyPage()
@@ -129,6 +156,25 @@ void MainWindow::connectToolBar()
     connect(m_toolBar, &ToolBar::helpClicked, this, &MainWindow::showHelp);
 }
 
+void MainWindow::connectPages()
+{
+    connect(m_tabs, &PageTabs::chosen, this, &MainWindow::showPage);
+    connect(m_playback, &PlaybackPage::cameraDropped, this, &MainWindow::putPlayback);
+    connect(m_playback, &PlaybackPage::entered, this, &MainWindow::enter);
+    connect(m_playback, &PlaybackPage::listWanted, this, &MainWindow::goToList);
+    connect(m_playback, &PlaybackPage::fullScreenWanted, this, &MainWindow::toggleFullScreen);
+    connect(m_playback, &PlaybackPage::helpWanted, this, &MainWindow::showHelp);
+    connect(m_playback, &PlaybackPage::downloadWanted, this,
+            [this](const Camera &camera, const TimeSpan &span) {
+                m_queue->add(camera, span, true);
+                m_playback->selected()->notice(tr("In the queue of downloads (F4)"));
+            });
+    connect(m_downloadPage, &DownloadPage::listWanted, this, &MainWindow::goToList);
+    connect(m_downloadPage, &DownloadPage::fullScreenWanted, this, &MainWindow::toggleFullScreen);
+    connect(m_downloadPage, &DownloadPage::helpWanted, this, &MainWindow::showHelp);
+    connect(m_queue, &DownloadQueue::changed, this, &MainWindow::showQueue);
+}
+
 void MainWindow::addShortcuts()
 {
     const auto add = [this](const QKeySequence &keys, auto action) {
@@ -139,15 +185,16 @@ void MainWindow::addShortcuts()
     add(Qt::Key_Escape, [this] { goBack(); });
     add(Qt::Key_F1, [this] { showHelp(); });
     add(QKeySequence(Qt::CTRL + Qt::Key_Q), [this] { close(); });
+    for (int page = 0; page < PageTabs::kPages; ++page)
+        add(Qt::Key_F2 + page, [this, page] { showPage(PageTabs::Page(page)); });
 }
 
-/// Keys that act on views. On the page with the address field they belong to the field.
+/// Keys that act on live views, while these are seen.
 void MainWindow::addViewShortcuts()
 {
     const auto add = [this](const QKeySequence &keys, auto action) {
-        auto *shortcut = new QShortcut(keys, this);
+        auto *shortcut = new QShortcut(keys, m_grid);
         connect(shortcut, &QShortcut::activated, this, action);
-        m_viewShortcuts.append(shortcut);
     };
     const auto addForView = [this, add](const QKeySequence &keys, auto action) {
         add(keys, [this, action] { action(m_grid->selected()); });
@@ -203,11 +250,11 @@ void MainWindow::addDevice(const Device &device)
         if (LiveView *view = m_grid->emptyView())
             m_grid->put(view, camera);
 
+    for (const Camera &camera : cameras)
+        m_downloadPage->addCamera(camera);
     if (m_pages->currentWidget() != m_main) {
         m_pages->setCurrentWidget(m_main);
-        for (QShortcut *shortcut : qAsConst(m_viewShortcuts))
-            shortcut->setEnabled(true);
-        m_grid->selected()->setFocus();
+        showPage(m_page);
     }
     tick();
 }
@@ -247,36 +294,116 @@ void MainWindow::lookAtDevices()
 void MainWindow::showPlaces()
 {
     QHash<QString, QStringList> places;
-    const QList<LiveView *> &views = m_grid->views();
-    for (int i = 0; i < views.size(); ++i)
-        places[views[i]->camera().key].append(QString::number(i + 1));
-    for (const Listed &listed : qAsConst(m_devices))
-        for (const Camera &camera : listed.device.cameras()) {
-            const QStringList numbers = places.value(camera.key);
-            m_tree->showChannel(camera.key, numbers.isEmpty()
-                                                    ? QString()
-                                                    : tr("view %1").arg(numbers.join(", ")));
-        }
+    const auto note = [&places](const auto &views) {
+        for (int i = 0; i < views.size(); ++i)
+            places[views[i]->camera().key].append(QString::number(i + 1));
+    };
+    if (m_page == PageTabs::Live)
+        note(m_grid->views());
+    else if (m_page == PageTabs::Playback)
+        note(m_playback->views());
+    for (const Camera &camera : cameras()) {
+        const QStringList numbers = places.value(camera.key);
+        m_tree->showChannel(camera.key, numbers.isEmpty() ? QString()
+                                                          : tr("view %1").arg(numbers.join(", ")));
+    }
+}
+
+QVector<Camera> MainWindow::cameras() const
+{
+    QVector<Camera> cameras;
+    for (const Listed &listed : m_devices)
+        cameras += listed.device.cameras();
+    return cameras;
+}
+
+Camera MainWindow::cameraOf(const QString &key) const
+{
+    const QVector<Camera> all = cameras();
+    const auto found = std::find_if(all.begin(), all.end(),
+                                    [&](const Camera &camera) { return camera.key == key; });
+    return found == all.end() ? Camera() : *found;
 }
 
 void MainWindow::put(LiveView *view, const QString &key)
 {
-    for (const Listed &listed : qAsConst(m_devices))
-        for (const Camera &camera : listed.device.cameras())
-            if (camera.key == key) {
-                m_grid->select(m_grid->put(view, camera));
-                showPlaces();
-                return;
-            }
+    const Camera camera = cameraOf(key);
+    if (!camera.isValid())
+        return;
+    m_grid->select(m_grid->put(view, camera));
+    showPlaces();
+}
+
+void MainWindow::putPlayback(PlaybackView *view, const QString &key)
+{
+    const Camera camera = cameraOf(key);
+    if (camera.isValid())
+        m_playback->put(view, camera);
+    showPlaces();
 }
 
 void MainWindow::showCamera(const QString &key)
 {
     // A person may go on choosing for other views: the list keeps the focus.
     const bool inList = m_tree->hasFocus();
-    put(m_grid->selected(), key);
+    switch (m_page) {
+    case PageTabs::Live: put(m_grid->selected(), key); break;
+    case PageTabs::Playback: putPlayback(m_playback->selected(), key); break;
+    case PageTabs::Downloads: m_downloadPage->choose(key); break;
+    }
     if (inList)
         m_tree->setFocus();
+}
+
+// ---- Pages --------------------------------------------------------------------------------------
+
+void MainWindow::showPage(PageTabs::Page page)
+{
+    m_page = page;
+    if (m_devices.isEmpty())
+        return; // once there is one
+    m_tabs->showPage(page);
+    m_stack->setCurrentIndex(page);
+    m_bars->setCurrentIndex(page);
+    if (page == PageTabs::Playback && !m_playback->hasCamera())
+        putPlayback(m_playback->selected(), m_tree->currentKey());
+    currentView()->setFocus();
+    showPlaces();
+}
+
+/// What has the focus on the page.
+QWidget *MainWindow::currentView() const
+{
+    switch (m_page) {
+    case PageTabs::Live: return m_grid->selected();
+    case PageTabs::Playback: return m_playback->selected();
+    case PageTabs::Downloads: break;
+    }
+    return m_downloadPage;
+}
+
+void MainWindow::demonstrate()
+{
+    const qint64 begin = recordingtime::of(QDate::currentDate().addDays(-1))
+            + 14 * recordingtime::hourMs + 20 * recordingtime::minuteMs;
+    const QVector<Camera> shown = cameras().mid(0, PlaybackPage::kMaximumViews);
+    if (m_page == PageTabs::Playback) {
+        m_playback->setDay(recordingtime::dayOf(begin));
+        m_playback->setViewCount(shown.size() < 2 ? 1 : PlaybackPage::kMaximumViews);
+        for (int i = 0; i < shown.size(); ++i)
+            m_playback->put(m_playback->views()[i], shown[i]);
+        m_playback->select(m_playback->views().first());
+        m_playback->playFrom(begin);
+    } else if (m_page == PageTabs::Downloads) {
+        m_downloadPage->setSpan({begin, begin + recordingtime::minuteMs});
+        for (const Camera &camera : shown)
+            m_queue->add(camera, m_downloadPage->span(), true);
+    }
+}
+
+void MainWindow::showQueue()
+{
+    m_tabs->showCount(PageTabs::Downloads, m_queue->active() + m_queue->waiting());
 }
 
 // ---- Views --------------------------------------------------------------------------------------
@@ -326,18 +453,24 @@ void MainWindow::enter()
 {
     if (m_tree->hasFocus())
         m_tree->chooseCurrent();
-    else
+    else if (m_page == PageTabs::Live)
         m_grid->toggleEnlarged(m_grid->selected());
+    else if (m_page == PageTabs::Playback)
+        m_playback->toggleEnlarged(m_playback->selected());
 }
 
 void MainWindow::toggleFullScreen()
 {
     setWindowState(windowState() ^ Qt::WindowFullScreen);
-    m_toolBar->setVisible(!isFullScreen());
-    m_tree->setVisible(!isFullScreen());
+    m_bars->setVisible(!isFullScreen());
+    m_side->setVisible(!isFullScreen());
     if (isFullScreen()) {
-        m_grid->selected()->setFocus();
-        m_grid->selected()->notice(tr("F or Esc leaves full screen"));
+        currentView()->setFocus();
+        const QString text = tr("F or Esc leaves full screen");
+        if (m_page == PageTabs::Live)
+            m_grid->selected()->notice(text);
+        else if (m_page == PageTabs::Playback)
+            m_playback->selected()->notice(text);
     }
     updateToolBar();
 }
@@ -345,12 +478,15 @@ void MainWindow::toggleFullScreen()
 void MainWindow::goBack()
 {
     LiveView *view = m_grid->selected();
+    const bool isLive = m_page == PageTabs::Live;
     if (m_tree->hasFocus())
-        view->setFocus();
-    else if (view->isDigitalZoom())
+        currentView()->setFocus();
+    else if (isLive && view->isDigitalZoom())
         view->toggleZoom();
-    else if (m_grid->isEnlarged())
+    else if (isLive && m_grid->isEnlarged())
         m_grid->toggleEnlarged(view);
+    else if (m_page == PageTabs::Playback && m_playback->goBack())
+        return;
     else if (isFullScreen())
         toggleFullScreen();
 }
@@ -377,40 +513,7 @@ void MainWindow::askForAddress()
 
 void MainWindow::showHelp()
 {
-    QDialog dialog(this);
-    dialog.setWindowTitle(tr("Keys"));
-    auto *layout = new QGridLayout(&dialog);
-    layout->setContentsMargins(3 * theme::gap, 2 * theme::gap, 3 * theme::gap, 2 * theme::gap);
-    layout->setHorizontalSpacing(3 * theme::gap);
-    const QVector<QPair<QString, QString>> keys{
-        {tr("L"), tr("go to the list; Enter shows a camera in the selected view")},
-        {tr("Ctrl+1 to Ctrl+4"), tr("1, 4, 9 or 16 views")},
-        {tr("1 to 9, Tab"), tr("select a view")},
-        {tr("Enter, double click"), tr("show only this view, by its main stream, or all")},
-        {tr("Del"), tr("make the selected view empty")},
-        {tr("Space"), tr("start or stop the selected view")},
-        {"M", tr("sound on or off")},
-        {"+  -", tr("louder, quieter")},
-        {"T", tr("talk to the device, or end that")},
-        {"S", tr("fit, fill, own size")},
-        {"Z", tr("digital zoom; then wheel and drag")},
-        {"P", tr("save the picture")},
-        {"R", tr("start or end a recording")},
-        {tr("Shift+R"), tr("start or end recordings of all views")},
-        {tr("Ctrl+O"), tr("open the folder of recordings and pictures")},
-        {"O", tr("name and clock on or off")},
-        {"F", tr("full screen")},
-        {tr("Esc"), tr("back")},
-        {tr("Ctrl+N"), tr("add a camera by its address")},
-        {tr("Ctrl+Q"), tr("quit")},
-    };
-    for (int row = 0; row < keys.size(); ++row) {
-        layout->addWidget(new QLabel(keys[row].first), row, 0);
-        auto *meaning = new QLabel(keys[row].second);
-        meaning->setObjectName(QStringLiteral("dim"));
-        layout->addWidget(meaning, row, 1);
-    }
-    dialog.exec();
+    showKeys(m_page, this);
 }
 
 void MainWindow::updateToolBar()
@@ -424,8 +527,11 @@ void MainWindow::tick()
     // A view that stops or starts reports that, and the list of views stays the same.
     for (LiveView *view : m_grid->views())
         view->tick();
+    m_playback->tick();
+    m_downloadPage->tick();
     if (m_closing.isValid()) {
-        if (!hasRunningThreads() || m_closing.hasExpired(kCloseWithinMs))
+        const int patience = m_queue->active() > 0 ? kEndFilesWithinMs : kCloseWithinMs;
+        if (!hasRunningThreads() || m_closing.hasExpired(patience))
             QApplication::quit();
         return;
     }
@@ -457,6 +563,8 @@ QString MainWindow::statusText() const
 
 QVector<ViewSummary> MainWindow::summaries() const
 {
+    if (m_page == PageTabs::Playback)
+        return m_playback->summaries();
     QVector<ViewSummary> summaries;
     for (const LiveView *view : m_grid->views())
         if (view->camera().isValid())
@@ -466,7 +574,7 @@ QVector<ViewSummary> MainWindow::summaries() const
 
 bool MainWindow::hasRunningThreads() const
 {
-    return streamthreads::anyLeftRuns();
+    return streamthreads::anyLeftRuns() || PlaybackThread::anyRuns() || m_queue->active() > 0;
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -477,5 +585,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
     m_closing.start();
     hide();
     m_grid->stopAll();
+    m_playback->stopAll();
+    m_queue->stopAll();
     tick();
 }

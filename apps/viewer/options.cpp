@@ -22,6 +22,7 @@ from there, and out of what the shell remembers.
   --cameras FILE        read further cameras from FILE, each on a line of its own; lines that
                         begin with # are skipped. - is the standard input
   --simulate            add three simulated devices, one for each way of sending
+  --page PAGE           the page to open: live, playback or downloads (live)
   --transport tcp|udp   how pictures travel (tcp)
   --seconds N           end after N seconds and print a summary
   --screenshot FILE     save the window as a picture, print a summary and end
@@ -34,7 +35,9 @@ from there, and out of what the shell remembers.
 
 With --seconds or --screenshot the exit status is 0 if every camera gave pictures, and with
 --record a file that can be played, and 1 if not; without a display these draw off the screen.
-Wrong usage ends with 2.
+Then --page playback plays the first four cameras from yesterday 14:20 on, and --page downloads
+copies a minute of each; the status is 0 if all have been played, or copied. Wrong usage ends
+with 2.
 Press F1 in the window for its keys.
 )";
 constexpr int kMaximumSeconds = 7 * 24 * 3600;
@@ -49,6 +52,13 @@ bool readSeconds(const QString &text, int *seconds)
         return false;
     *seconds = value;
     return true;
+}
+
+bool readPage(const QString &text, PageTabs::Page *page)
+{
+    const QStringList names{"live", "playback", "downloads"}; // in the order of PageTabs::Page
+    *page = PageTabs::Page(qMax(0, names.indexOf(text)));
+    return names.contains(text);
 }
 
 Options refuse(const QString &why)
@@ -114,7 +124,8 @@ Options Options::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
     parser.addOptions({{"transport", QString(), "tcp|udp"}, {"seconds", QString(), "n"},
-                       {"cameras", QString(), "file"}, {"screenshot", QString(), "file"}, {"after", QString(), "n"},
+                       {"cameras", QString(), "file"}, {"page", QString(), "page"},
+                       {"screenshot", QString(), "file"}, {"after", QString(), "n"},
                        {"folder", QString(), "dir"}, {"record", QString()}, {"simulate", QString()},
                        {"verbose", QString()}, {{"h", "help"}, QString()},
                        {{"v", "version"}, QString()}});
@@ -142,6 +153,8 @@ Options Options::parse(const QStringList &arguments)
         options.transport = parser.value("transport");
     if (options.transport != "tcp" && options.transport != "udp")
         return refuse("--transport is tcp or udp");
+    if (parser.isSet("page") && !readPage(parser.value("page"), &options.page))
+        return refuse("--page is live, playback or downloads");
     if (parser.isSet("seconds") && !readSeconds(parser.value("seconds"), &options.seconds))
         return refuse("--seconds needs a number of seconds, at least 1");
     if (parser.isSet("after") && !readSeconds(parser.value("after"), &options.afterSeconds))

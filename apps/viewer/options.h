@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cameraaddress.h"
+#include "pagetabs.h"
 
 #include <QStringList>
 #include <QVector>
@@ -32,6 +33,7 @@ struct Options
     QString message;
     QVector<CameraOption> cameras;
     bool simulate = false; ///< add devices that need not be there
+    PageTabs::Page page = PageTabs::Live; ///< the one that is shown first
     QString transport = QStringLiteral("tcp");
     QString screenshot;    ///< file; empty: none
     int afterSeconds = 8;  ///< the screenshot is taken then
