@@ -62,7 +62,8 @@ inline bool isSecondBackend()
 class Window
 {
 public:
-    Window(int width, int height, int left = 10, int top = 10) : width(width), height(height)
+    Window(int width, int height, int left = 10, int top = 10)
+        : width(width), height(height), left(left), top(top)
     {
         static const bool isRegistered = [] {
             WNDCLASSW windowClass = {};
@@ -81,7 +82,7 @@ public:
     Window(const Window &) = delete;
     Window &operator=(const Window &) = delete;
 
-    /// Reads what is on the window now.
+    /// Reads what is on the screen where the window lies, whoever has painted it.
     void grab()
     {
         handleMessages();
@@ -92,19 +93,19 @@ public:
         info.bmiHeader.biPlanes = 1;
         info.bmiHeader.biBitCount = 32;
         info.bmiHeader.biCompression = BI_RGB;
-        HDC source = GetDC(handle);
+        HDC source = GetDC(nullptr);
         HDC target = CreateCompatibleDC(source);
         void *bits = nullptr;
         HBITMAP bitmap = CreateDIBSection(source, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
         HGDIOBJ former = SelectObject(target, bitmap);
-        BitBlt(target, 0, 0, width, height, source, 0, 0, SRCCOPY);
+        BitBlt(target, 0, 0, width, height, source, left, top, SRCCOPY);
         GdiFlush();
         const auto *from = static_cast<const DWORD *>(bits);
         pixels.assign(from, from + static_cast<size_t>(width) * static_cast<size_t>(height));
         SelectObject(target, former);
         DeleteObject(bitmap);
         DeleteDC(target);
-        ReleaseDC(handle, source);
+        ReleaseDC(nullptr, source);
     }
     Rgb pixel(int x, int y) const
     {
@@ -125,6 +126,8 @@ public:
 
     const int width;
     const int height;
+    const int left;
+    const int top;
     HWND handle = nullptr;
 
 private:
