@@ -4,6 +4,7 @@
 
 #include "support/heartbeat.h"
 #include "support/processload.h"
+#include "support/rounds.h"
 #include "support/waitfor.h"
 #include "support/watchdog.h"
 
@@ -75,7 +76,7 @@ public:
         ProcessLoad before;
         int madeBefore = 0;
         int rounds = 0;
-        const bool all = qEnvironmentVariableIsSet("VANTRA_TEST_ALL_ROUNDS");
+        const bool all = wantsAllRounds();
         while (rounds < kRounds && (all || rounds < kWarmUpRounds || timer.elapsed() < kBudgetMs)) {
             round();
             if (QTest::currentTestFailed())

@@ -9,6 +9,7 @@
 #include "support/playview.h"
 #include "support/privatepulse.h"
 #include "support/processload.h"
+#include "support/rounds.h"
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
 
@@ -27,7 +28,7 @@ namespace {
 const QString kCamera = QStringLiteral("cam:h264:pcma:320x240:25:gop=10");
 
 constexpr int kWarmUpRounds = 20;
-constexpr int kRounds = 200;
+const int kRounds = roundsOf(200, 50);
 constexpr int kRoundsPerPicture = 10; ///< of so many rounds, one plays until pictures come
 constexpr int kEnoughPictures = 3;
 constexpr int kFewHandles = 4;

@@ -5,6 +5,7 @@
 #include "recordingmatrix.h"
 #include "support/loggedtest.h"
 #include "support/players.h"
+#include "support/rounds.h"
 
 #include "../core_videosave/recordedfile.h"
 
@@ -19,7 +20,7 @@ using namespace vantratest;
 
 namespace {
 
-constexpr int kKills = 50;
+const int kKills = roundsOf(50, 20);
 constexpr int kGop = 10;
 constexpr int kClipPictures = 400;
 constexpr int kLatestKill = 300; ///< pictures

@@ -4,6 +4,7 @@
 // Recordings of a real stream, begun and ended again and again.
 #include "recordingcase.h"
 #include "support/processload.h"
+#include "support/rounds.h"
 
 #include <QTemporaryDir>
 
@@ -15,11 +16,12 @@ namespace {
 
 const QString kCamera = QStringLiteral("cam:h264:pcma:320x240:50:gop=2");
 constexpr int kWarmUpRounds = 20;
-constexpr int kRounds = 200;
+const int kRounds = roundsOf(200, 60);
 constexpr int kFewThreads = 1;
 constexpr int kFewHandles = 2;
-constexpr qint64 kNoiseKiB = 8 * 1024; ///< of the allocator; 40 KiB per round is less than a writer
-constexpr int kLongMs = 60000;         ///< safeguard
+/// Of the allocator; in 200 rounds, 40 KiB each, which is less than a writer.
+constexpr qint64 kNoiseKiB = 8 * 1024;
+constexpr int kLongMs = 60000; ///< safeguard
 
 } // namespace
 
