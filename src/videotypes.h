@@ -91,8 +91,8 @@ struct OsdInfo
     QColor color;                             ///< pen
     QImage image;                             ///< for OsdFormat_Image
     QPoint point;                             ///< origin for OsdPosition_Custom
-    OsdFormat format = OsdFormat_Text;
-    OsdPosition position = OsdPosition_LeftTop;
+    OsdFormat format = OsdFormat_Text; ///< what it shows
+    OsdPosition position = OsdPosition_LeftTop; ///< where it stands
 };
 
 /// Shapes burnt into the picture, in picture pixels. All shapes that are not empty are drawn.
@@ -114,9 +114,9 @@ struct BannerPara
     QMargins margins = QMargins(5, 0, 3, 0);           ///< layout margins, pixels
     int spacing = 2;                                   ///< layout spacing, pixels
     int bgAlpha = 100;                                 ///< opacity of the background, 0 to 255
-    QColor bgColor = QColor(QStringLiteral("#333333"));
-    QColor textColor = QColor(QStringLiteral("#FFFFFF"));
-    QColor pressColor = QColor(QStringLiteral("#5EC7D9"));
+    QColor bgColor = QColor(QStringLiteral("#333333")); ///< behind the buttons
+    QColor textColor = QColor(QStringLiteral("#FFFFFF")); ///< text, icons
+    QColor pressColor = QColor(QStringLiteral("#5EC7D9")); ///< a pressed button
     int position = 0;                                  ///< 0 top, 1 bottom, 2 left, 3 right
     QStringList icons;                                 ///< one resource path per button
     QStringList names;                                 ///< one object name per button
@@ -140,10 +140,10 @@ struct WidgetPara
     bool copyImage = false;                            ///< deep-copy each image instead of sharing it
     bool muted = false;                                ///< start value of setMuted
     QString videoFlag;                                 ///< also set by setVideoFlag
-    ScaleMode scaleMode = ScaleMode_Auto;
-    VideoMode videoMode = VideoMode_Hwnd;
+    ScaleMode scaleMode = ScaleMode_Auto; ///< size of the picture
+    VideoMode videoMode = VideoMode_Hwnd; ///< render path that is wanted
     bool bannerEnable = false;                         ///< false hides the banner
     int bannerSize = 25;                               ///< thickness of the banner, pixels
     int bannerPosition = 0;                            ///< 0 top, 1 bottom, 2 left, 3 right
-    BannerPara banner;
+    BannerPara banner; ///< look of the banner
 };

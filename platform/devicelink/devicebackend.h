@@ -25,7 +25,7 @@ public:
     DeviceBackend() = default;
     virtual ~DeviceBackend() = 0;
 
-    // Device and topology
+    /// Device and topology: as in HNetDevice.
     virtual HChannelStatus getConnectStatus() const;
     virtual HChannelStatus getStreamStatus(int channel, int stream) const;
     virtual int getChannelCount() const;
@@ -36,7 +36,7 @@ public:
     virtual QString getIPAddr() const;
     virtual QString serialNumber() const;
 
-    // Live stream
+    /// Live stream: as in HNetDevice.
     virtual HRetError enableMediaTransmit(int channel, int stream, bool enable);
     virtual HRetError requestVideoIFrame(int channel, int stream);
     virtual HRetError readFrame(int channel, int stream, HFrameHeader *frame, int timeoutMs);
@@ -45,7 +45,7 @@ public:
     virtual HRetError setCodecInfo(int channel, int stream, HVideoEncPara &video,
                                    HAudioEncPara &audio);
 
-    // Recorded playback, at most one per channel
+    /// Recorded playback, at most one per channel: as in HNetDevice.
     virtual HRetError vodStart(unsigned int channel, const VodStartPara &para);
     virtual HRetError vodStop(unsigned int channel);
     virtual HRetError vodPause(unsigned int channel);
@@ -54,13 +54,13 @@ public:
     virtual HRetError vodSetSpeed(unsigned int channel, int speed);
     virtual HRetError vodReadFrame(unsigned int channel, HFrameHeader *frame, int timeoutMs);
 
-    // Download of recorded video, at most one per channel
+    /// Download of recorded video, at most one per channel: as in HNetDevice.
     virtual HRetError vodDownloadStart(unsigned int channel, const VodDownloadPara &para);
     virtual HRetError vodDownloadStop(unsigned int channel);
     virtual HRetError vodReadDLFrame(unsigned int channel, HFrameHeader *frame, int timeoutMs);
     virtual HRetError vodGetDownloadSdp(unsigned int channel, VodSdp &sdp);
 
-    // Talk, always on channel 0
+    /// Talk, always on channel 0: as in HNetDevice.
     virtual HRetError startTalk(int channel);
     virtual HRetError stopTalk(int channel);
     virtual HRetError sendTalkData(char *data, int size, int channel);

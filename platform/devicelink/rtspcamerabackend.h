@@ -47,12 +47,12 @@ public:
     int getStreamCount() const override;
     /// 2 if any camera has a sub stream, else 1.
     int getStreamCountPerChannel() const override;
-    HTransportProtocol getStreamProtocol() const override;
+    HTransportProtocol getStreamProtocol() const override; ///< HTransportRtsp
     /// A camera without a sub stream has its main address in that place.
     QStringList getRtspUrls() const override;
     /// Host of the first camera, without user and password.
     QString getIPAddr() const override;
-    QString serialNumber() const override;
+    QString serialNumber() const override; ///< as given to the constructor
 
     /// What setCodecInfo() has stored. Until then HRetOk and records that are not valid: nothing is
     /// known of the stream, which is no failure, and who asks at every packet finds no change.

@@ -27,6 +27,7 @@ class VANTRA_LOGGER_EXPORT Logger
     Q_DISABLE_COPY(Logger)
 
 public:
+    /// How much a line matters.
     enum LogLevel {
         Trace = 0,
         Debug = 1,
@@ -35,9 +36,9 @@ public:
         Error = 4,   ///< a failure that ends the current attempt
         Fatal = 5,   ///< as Error, but worse; the process is not ended
     };
-    using SinkList = std::vector<std::shared_ptr<LogSink>>;
+    using SinkList = std::vector<std::shared_ptr<LogSink>>; ///< shared with the logger
 
-    Logger();
+    Logger(); ///< without any sink
     ~Logger();
 
     /// Least level that is handed on. Trace at first: what is written is then up to the sinks.
@@ -51,7 +52,7 @@ public:
     void addSink(std::shared_ptr<LogSink> sink);
     /// A line that another thread is just handing over may still arrive after the return.
     void removeSink(const std::shared_ptr<LogSink> &sink);
-    SinkList sinks() const;
+    SinkList sinks() const; ///< those there are now
 
     /// Hands a line to all sinks that want its level, with the user names and passwords of URLs in
     /// its text masked. Returns when they have it. A line that a sink logs while it writes follows
@@ -72,14 +73,14 @@ private:
 struct LogRecord
 {
     qint64 time = 0; ///< milliseconds since the epoch
-    Logger::LogLevel level = Logger::Info;
-    QString category;
-    quint64 threadId = 0;
+    Logger::LogLevel level = Logger::Info; ///< as given by the author
+    QString category; ///< which part of the process speaks
+    quint64 threadId = 0; ///< as the system numbers it
     QString threadName; ///< may be empty
     QString file;       ///< as the compiler knows it
-    int line = 0;
+    int line = 0; ///< in that file
     QString function; ///< full signature
-    QString text;
+    QString text; ///< addresses masked once a sink gets it
 };
 
 /// Where lines go.
@@ -92,7 +93,7 @@ public:
     explicit LogSink(Logger::LogLevel minimumLevel = Logger::Trace);
     virtual ~LogSink();
 
-    Logger::LogLevel minimumLevel() const { return m_minimumLevel; }
+    Logger::LogLevel minimumLevel() const { return m_minimumLevel; } ///< fixed
 
     /// Called on the thread that logs, possibly by several at once. May log; must not throw.
     virtual void write(const LogRecord &record) = 0;

@@ -12,7 +12,7 @@
 class VANTRA_LOGGER_EXPORT ConsoleSink : public LogSink
 {
 public:
-    explicit ConsoleSink(Logger::LogLevel minimumLevel = Logger::Warning);
+    explicit ConsoleSink(Logger::LogLevel minimumLevel = Logger::Warning); ///< see LogSink
     void write(const LogRecord &record) override;
 
 private:
@@ -52,12 +52,13 @@ private:
 class VANTRA_LOGGER_EXPORT MemorySink : public LogSink
 {
 public:
+    /// `maximumLines`: further ones push out the oldest.
     explicit MemorySink(size_t maximumLines = 1000, Logger::LogLevel minimumLevel = Logger::Trace);
     void write(const LogRecord &record) override;
 
     /// Oldest first.
     std::vector<LogRecord> records() const;
-    void clear();
+    void clear(); ///< forgets all lines
 
 private:
     const size_t m_maximumLines;

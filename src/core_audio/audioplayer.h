@@ -33,7 +33,7 @@ class AudioPlayer : public QObject
     Q_DISABLE_COPY(AudioPlayer)
 
 public:
-    explicit AudioPlayer(QObject *parent = nullptr);
+    explicit AudioPlayer(QObject *parent = nullptr); ///< nothing is open
     ~AudioPlayer() override;
 
     /// Null while closed. Owned by the player.
@@ -84,14 +84,14 @@ public slots:
     void openAudioInput(int sampleRate, int channelCount, int sampleSize);
     void openAudioInput(const QString &deviceName, int sampleRate, int channelCount,
                         int sampleSize);
-    void closeAudioInput();
+    void closeAudioInput(); ///< no block arrives any more
     /// Full volume; changes nothing else.
     void resetAudioInput();
     /// Hz, channels, bits per sample.
     void openAudioOutput(int sampleRate, int channelCount, int sampleSize);
     void openAudioOutput(const QString &deviceName, int sampleRate, int channelCount,
                          int sampleSize);
-    void closeAudioOutput();
+    void closeAudioOutput(); ///< what the output holds is lost
     /// Full volume; changes nothing else.
     void resetAudioOutput();
     /// Plays `len` bytes, less a rest that is no whole frame. What the output cannot take now is

@@ -35,7 +35,7 @@ public:
     /// Stops the worker if it runs.
     ~AudioThread() override;
 
-    void startThread();
+    void startThread(); ///< nothing while the worker runs
     /// Ends the worker and waits, without a time limit, until its devices are closed. Nothing while
     /// it does not run.
     void stopThread();
@@ -62,7 +62,7 @@ signals:
 public slots:
     /// Hz, channels, bits per sample, on the default device.
     void openAudioOutput(int sampleRate, int channelCount, int sampleSize);
-    void closeAudioOutput();
+    void closeAudioOutput(); ///< what it holds is lost
     /// PCM in the format of openAudioOutput().
     void play(const QByteArray &data);
     /// Sets the volume, 0 to 100.
@@ -71,7 +71,7 @@ public slots:
     void receiveMuted(bool muted);
     /// Hz, channels, bits per sample, on the default device.
     void openAudioInput(int sampleRate, int channelCount, int sampleSize);
-    void closeAudioInput();
+    void closeAudioInput(); ///< no block arrives any more
     /// A block from the microphone, on the worker thread. Empty.
     virtual void receiveInputData(const QByteArray &data);
     /// Begins talk, on the worker thread. Empty.

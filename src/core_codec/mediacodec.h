@@ -16,8 +16,8 @@ class MediaCodec
 public:
     /// The first one of the process sets FFmpeg's log level to AV_LOG_WARNING.
     MediaCodec();
-    MediaCodec(const MediaCodec &) = delete; // two owners of one handle
-    MediaCodec &operator=(const MediaCodec &) = delete;
+    MediaCodec(const MediaCodec &) = delete; ///< there would be two owners of one handle
+    MediaCodec &operator=(const MediaCodec &) = delete; ///< likewise
 
     /// Make a decoder or encoder. False if there is one already, which is kept, or on failure.
     bool createVideoDecoder(const _tag_vdec_param_s &param);
@@ -41,8 +41,8 @@ public:
     void destroyAudioDecoder();
     void destroyAudioEncoder();
 
-    bool isVideoDecoderNull() const { return !videoDecoder; }
-    bool isAudioDecoderNull() const { return !audioDecoder; }
+    bool isVideoDecoderNull() const { return !videoDecoder; } ///< there is none
+    bool isAudioDecoderNull() const { return !audioDecoder; } ///< there is none
 
     /// As ffmpeg_is_hardware_decoder and ffmpeg_share_video_rgb.
     bool isVideoDecoderHardware() const { return ffmpeg_is_hardware_decoder(videoDecoder); }

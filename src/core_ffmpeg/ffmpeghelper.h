@@ -54,8 +54,8 @@ public:
     static int copyParameters(AVCodecContext *ctx, AVStream *stream, bool fromContext);
     /// A new reference to the data of `source`, or an empty packet; freePacket() frees it.
     static AVPacket *newPacket(AVPacket *source);
-    static void freeFrame(AVFrame *frame);
-    static void freePacket(AVPacket *packet);
+    static void freeFrame(AVFrame *frame); ///< null is ignored
+    static void freePacket(AVPacket *packet); ///< null is ignored
 
     // --- Time of a packet: its dts, else its pts, else 0 ---
 
@@ -75,7 +75,7 @@ public:
 
     /// AVCodecID.
     static int codecIdOf(AVStream *stream);
-    static void streamSize(AVStream *stream, int &width, int &height);
+    static void streamSize(AVStream *stream, int &width, int &height); ///< pixels
     /// Frames per second, cut to an integer: the average if that is from 1 to 60, else the base
     /// rate.
     static int frameRateOf(AVStream *stream);
@@ -93,10 +93,10 @@ public:
 
     // --- Names and texts ---
 
-    static QString errorText(int code);
+    static QString errorText(int code); ///< as av_strerror has it
     /// Name of an AVPixelFormat constant, or its number.
     static QString pixelFormatName(int format);
-    static QString versionString();
+    static QString versionString(); ///< of the FFmpeg in use
 
     // --- Set-up, for hosts; the library calls none of it ---
 

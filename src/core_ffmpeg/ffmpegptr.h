@@ -24,7 +24,7 @@ template<auto Free>
 struct FFmpegDeleter
 {
     template<typename T>
-    void operator()(T *object) const
+    void operator()(T *object) const ///< frees
     {
         if constexpr (std::is_invocable_v<decltype(Free), T *>)
             Free(object);
@@ -45,10 +45,10 @@ using AVFormatInputPtr = FFmpegPtr<AVFormatContext, &avformat_close_input>;
 using AVFormatOutputPtr = FFmpegPtr<AVFormatContext, &avformat_free_context>;
 /// An open file. Whoever wrote to it closes it by hand, to see the result.
 using AVIOContextPtr = FFmpegPtr<AVIOContext, &avio_close>;
-using AVBSFContextPtr = FFmpegPtr<AVBSFContext, &av_bsf_free>;
-using SwsContextPtr = FFmpegPtr<SwsContext, &sws_freeContext>;
-using SwrContextPtr = FFmpegPtr<SwrContext, &swr_free>;
-using AVBufferRefPtr = FFmpegPtr<AVBufferRef, &av_buffer_unref>;
+using AVBSFContextPtr = FFmpegPtr<AVBSFContext, &av_bsf_free>; ///< a bit-stream filter
+using SwsContextPtr = FFmpegPtr<SwsContext, &sws_freeContext>; ///< a scaler
+using SwrContextPtr = FFmpegPtr<SwrContext, &swr_free>; ///< a resampler
+using AVBufferRefPtr = FFmpegPtr<AVBufferRef, &av_buffer_unref>; ///< one reference
 /// Bytes from av_malloc().
 using AVBytesPtr = FFmpegPtr<std::uint8_t, &av_free>;
 
@@ -62,9 +62,10 @@ public:
     AVDictionaryOwner(const AVDictionaryOwner &) = delete;
     AVDictionaryOwner &operator=(const AVDictionaryOwner &) = delete;
 
+    /// Adds or replaces an entry.
     void set(const char *key, const char *value) { av_dict_set(&dictionary, key, value, 0); }
-    void reset() { av_dict_free(&dictionary); }
-    AVDictionary **address() { return &dictionary; }
+    void reset() { av_dict_free(&dictionary); } ///< frees all entries
+    AVDictionary **address() { return &dictionary; } ///< for FFmpeg
 
 private:
     AVDictionary *dictionary = nullptr;

@@ -18,7 +18,7 @@ class VANTRA_EXPORT FFRtspLiveThread : public FFmpegVideoThread, public DeviceIn
     Q_DISABLE_COPY(FFRtspLiveThread)
 
 public:
-    explicit FFRtspLiveThread(QObject *parent = nullptr);
+    explicit FFRtspLiveThread(QObject *parent = nullptr); ///< idle and unbound
     /// A subclass whose overrides or members run() uses calls endRun() in its own destructor.
     ~FFRtspLiveThread() override;
 

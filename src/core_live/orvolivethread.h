@@ -23,7 +23,7 @@ class VANTRA_EXPORT OrvoLiveThread : public PvProtoVideoThread, public DeviceInt
     Q_DISABLE_COPY(OrvoLiveThread)
 
 public:
-    explicit OrvoLiveThread(QObject *parent = nullptr);
+    explicit OrvoLiveThread(QObject *parent = nullptr); ///< idle and unbound
     /// A subclass whose overrides or members run() uses calls endRun() in its own destructor.
     ~OrvoLiveThread() override;
 

@@ -22,7 +22,7 @@ class VANTRA_EXPORT ZelkLiveThread : public PvProtoVideoThread, public DeviceInt
     Q_DISABLE_COPY(ZelkLiveThread)
 
 public:
-    explicit ZelkLiveThread(QObject *parent = nullptr);
+    explicit ZelkLiveThread(QObject *parent = nullptr); ///< idle and unbound
     /// A subclass whose overrides or members run() uses calls endRun() in its own destructor.
     ~ZelkLiveThread() override;
 

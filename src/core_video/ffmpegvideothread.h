@@ -30,7 +30,7 @@ class VANTRA_EXPORT FFmpegVideoThread : public AbstractVideoThread
     Q_DISABLE_COPY(FFmpegVideoThread)
 
 public:
-    explicit FFmpegVideoThread(QObject *parent = nullptr);
+    explicit FFmpegVideoThread(QObject *parent = nullptr); ///< idle
     /// A subclass whose overrides or members run() uses calls endRun() in its own destructor.
     ~FFmpegVideoThread() override;
 
@@ -48,21 +48,21 @@ protected:
     void run() override;
 
 protected slots:
-    bool openVideo();
-    void closeVideo();
+    bool openVideo(); ///< one attempt, with the probe
+    void closeVideo(); ///< ends recordings too
 
 protected:
     int videoIndex = -1; ///< number of the stream, -1: the source has none
-    int audioIndex = -1;
+    int audioIndex = -1; ///< likewise, of sound
     bool isOpening = false; ///< what the interrupt callback is to watch
-    bool isReading = false;
+    bool isReading = false; ///< likewise
     bool isCutShort = false;  ///< the callback has ended FFmpeg's call
     qint64 openStartTime = 0; ///< av_gettime() at the start of the open, microseconds
     int videoCodecId;         ///< AVCodecID of the open stream
-    int audioCodecId;
+    int audioCodecId; ///< likewise, of sound
     /// As last told by getLatestRecordCodec(); where that gave nothing, as found in the stream.
     HVideoEncPara curVideoPara;
-    HAudioEncPara curAudioPara;
+    HAudioEncPara curAudioPara; ///< likewise, of sound
 
 private:
     friend int avinterruptCallBackFun(void *context);

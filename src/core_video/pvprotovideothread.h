@@ -38,7 +38,7 @@ class VANTRA_EXPORT PvProtoVideoThread : public AbstractVideoThread
     Q_DISABLE_COPY(PvProtoVideoThread)
 
 public:
-    explicit PvProtoVideoThread(QObject *parent = nullptr);
+    explicit PvProtoVideoThread(QObject *parent = nullptr); ///< idle
     ~PvProtoVideoThread() override;
 
     void setReadTimeout(int readTimeout) override;
@@ -123,7 +123,7 @@ protected:
     HFrameHeader lastVideoHeader = {}; ///< of the frame that made the video decoder
     HFrameHeader lastAudioHeader = {}; ///< of the frame that made the audio decoder
     HVideoEncPara curVideoPara;        ///< what the running recording was made with
-    HAudioEncPara curAudioPara;
+    HAudioEncPara curAudioPara; ///< likewise
     QDate recordDate;     ///< day of the running automatic recording; invalid: not known
     int timeoutCount = 0; ///< reads in a row that timed out
 

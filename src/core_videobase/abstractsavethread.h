@@ -41,14 +41,14 @@ class VANTRA_EXPORT AbstractSaveThread : public QThread
     Q_DISABLE_COPY(AbstractSaveThread)
 
 public:
-    explicit AbstractSaveThread(QObject *parent = nullptr);
+    explicit AbstractSaveThread(QObject *parent = nullptr); ///< idle
     ~AbstractSaveThread() override;
 
     /// Path of the last open(), be it finished.
     QString getFileName() const;
     /// From a successful open() until the thread has left its loop; false while close() runs.
     bool getOpened() const;
-    bool getPaused() const;
+    bool getPaused() const; ///< turned on by pause()
 
     /// Place where a build shows what a writer does; it has no output.
     void debug(const QString &text, const QString &data);
@@ -80,20 +80,20 @@ protected:
 
     QMutex mutex;                     ///< for the queues of subclasses
     std::atomic<bool> stopped{false}; ///< asks the loop to end
-    std::atomic<bool> opened{false};
-    std::atomic<bool> paused{false};
+    std::atomic<bool> opened{false}; ///< see getOpened()
+    std::atomic<bool> paused{false}; ///< see getPaused()
     QString flag; ///< label that debug() puts in front; empty
     QFile file;   ///< output of raw writers
-    QString fileName;
+    QString fileName; ///< path of the last open()
 
     // For raw writers.
-    SaveVideoType saveVideoType = SaveVideoType_None;
-    SaveAudioType saveAudioType = SaveAudioType_None;
+    SaveVideoType saveVideoType = SaveVideoType_None; ///< what comes
+    SaveAudioType saveAudioType = SaveAudioType_None; ///< what comes
     qint32 videoWidth = 640;  ///< pixels
     qint32 videoHeight = 480; ///< pixels
     qint32 frameRate = 25;    ///< pictures per second
     qint32 sampleRate = 8000; ///< Hz
-    qint32 channelCount = 1;
+    qint32 channelCount = 1; ///< of sound
     qint32 profile = 1; ///< of AAC, as ADTS numbers it
 
     /// Whether debug() composes its text.

@@ -52,25 +52,25 @@ public:
     /// For hosts; the library does not read it.
     static bool sharedData;
 
-    explicit AbstractVideoThread(QObject *parent = nullptr);
+    explicit AbstractVideoThread(QObject *parent = nullptr); ///< idle; `parent` may be null
     ~AbstractVideoThread() override;
 
-    VideoMode getVideoMode() const;
-    void setVideoMode(const VideoMode &videoMode);
-    VideoCore getVideoCore() const;
-    void setVideoCore(const VideoCore &videoCore);
-    DecodeType getDecodeType() const;
-    void setDecodeType(const DecodeType &decodeType);
+    VideoMode getVideoMode() const; ///< form in which pictures leave
+    void setVideoMode(const VideoMode &videoMode); ///< also while it runs
+    VideoCore getVideoCore() const; ///< for the host alone
+    void setVideoCore(const VideoCore &videoCore); ///< not read by the library
+    DecodeType getDecodeType() const; ///< scaler of the conversion to RGB
+    void setDecodeType(const DecodeType &decodeType); ///< from the next open on
     /// Name of the hardware decoder as FFmpeg knows it; "none" decodes in software.
     QString getHardware() const;
     void setHardware(const QString &hardware);
     /// "tcp" or "udp".
     QString getTransport() const;
     void setTransport(const QString &transport);
-    QString getBufferSize() const;
-    void setBufferSize(const QString &bufferSize);
-    QString getVideoUrl() const;
-    void setVideoUrl(const QString &videoUrl);
+    QString getBufferSize() const; ///< for the host alone
+    void setBufferSize(const QString &bufferSize); ///< not read by the library
+    QString getVideoUrl() const; ///< may hold a password
+    void setVideoUrl(const QString &videoUrl); ///< from the next open on
     /// File of the pending snapshot.
     QString getSnapName() const;
     void setSnapName(const QString &snapName);
@@ -80,10 +80,10 @@ public:
     /// Degrees; anything but 0 forces software decoding.
     int getRotate() const;
     void setRotate(int rotate);
-    int getCaching() const;
-    void setCaching(int caching);
-    bool getPlayRepeat() const;
-    void setPlayRepeat(bool playRepeat);
+    int getCaching() const; ///< for the host alone, milliseconds
+    void setCaching(int caching); ///< not read by the library
+    bool getPlayRepeat() const; ///< for the host alone
+    void setPlayRepeat(bool playRepeat); ///< not read by the library
     /// Milliseconds between attempts to open.
     int getOpenSleepTime() const;
     void setOpenSleepTime(int openSleepTime);
@@ -97,10 +97,10 @@ public:
     /// Picture size in pixels; 0 until the source is open.
     int getVideoWidth() const;
     int getVideoHeight() const;
-    bool getOnlyAudio() const;
+    bool getOnlyAudio() const; ///< there is no picture
     /// The source is open and frames may be read.
     bool getIsOk() const;
-    bool getIsPause() const;
+    bool getIsPause() const; ///< see pause()
     /// A snapshot is pending.
     bool getIsSnap() const;
 
@@ -140,13 +140,13 @@ public:
     void recordStart(RecordType type);
     /// Ends a recording at the next packet.
     void recordStop(RecordType type);
-    bool isRecording(RecordType type) const;
+    bool isRecording(RecordType type) const; ///< it is wanted, be there a file or not
     /// Seconds per file; 0 or less: one file without limit. An index out of range is ignored.
     void setSaveInterval(RecordType type, int seconds);
     int getSaveInterval(RecordType type) const;
     /// Folder under which a subclass names its files.
     void setSavePath(RecordType type, const QString &path);
-    void setSaveAudio(RecordType type, bool saveAudio);
+    void setSaveAudio(RecordType type, bool saveAudio); ///< from the next file on; true
     /// Path of the current file; makes its folder.
     void setFileName(RecordType type, const QString &fileName);
     QString getFileName(RecordType type) const;
@@ -175,7 +175,7 @@ signals:
     void receiveImage(const QImage &image, int time);
     /// A snapshot is on disk, if setSnapPreview asked for this.
     void snapImage(const QImage &image, const QString &snapName);
-    void receiveSizeChanged();
+    void receiveSizeChanged(); ///< the picture has another size
     /// For hosts; the library does not send it.
     void recorderStateChanged(const RecorderState &state, const QString &file);
     /// Comes before the first picture of a session.
@@ -201,7 +201,7 @@ signals:
     void receiveVolume(int volume);
     void receiveMuted(bool muted);
     void receiveDuration(qint64 duration);
-    void receivePosition(qint64 position);
+    void receivePosition(qint64 position); ///< milliseconds; what of depends on the source
     /// Comes just before a decoder whose memory may still be shown is destroyed.
     void sig_decoderDestroyed();
     /// The device refuses another stream.
@@ -213,23 +213,23 @@ public slots:
     /// Place where a build can hook diagnostic output; it has none of its own.
     void debug(const QString &head, const QString &msg, const QString &url);
     void debug(const QString &head, const QString &msg);
-    void setImage(const QImage &image);
+    void setImage(const QImage &image); ///< sends receiveImage
     /// `dataU` and `dataV` have half the line size of `dataY`, which is `width`.
     void setYuv(quint8 *dataY, quint8 *dataU, quint8 *dataV, int width, int height);
-    void setPcm(const char *data, int len);
-    virtual void readMediaInfo();
-    virtual qint64 getDuration();
-    virtual qint64 getPosition();
-    virtual void setPosition(qint64 position);
-    virtual double getSpeed();
-    virtual void setSpeed(double speed);
+    void setPcm(const char *data, int len); ///< sends receiveAudio
+    virtual void readMediaInfo(); ///< for subclasses; nothing here
+    virtual qint64 getDuration(); ///< milliseconds; 0 for live streams
+    virtual qint64 getPosition(); ///< as last told
+    virtual void setPosition(qint64 position); ///< stores and tells it
+    virtual double getSpeed(); ///< 1.0 here
+    virtual void setSpeed(double speed); ///< nothing here
     /// Soft stop after a fault: reopens, or asks a host's object of class "VideoWidget" to stop.
     virtual void stop2();
     /// Starts the thread; nothing if it runs.
     virtual void play();
     /// Asks the thread to end and returns at once.
     virtual void stop();
-    virtual void pause();
+    virtual void pause(); ///< reading stops, the source stays open
     /// Resumes after pause().
     virtual void next();
     /// Saves the next decoded picture as JPEG. Nothing while no widget shows the thread.
@@ -273,68 +273,68 @@ protected:
     void closeMP4(RecordType type);
 
     static constexpr int kNoSaveLimit = -1; ///< value of saveInterval: one file without limit
-    static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; }
+    static bool isRecordType(int type) { return type >= 0 && type < RECORD_TYPE_MAX; } ///< in range
 
     QMutex mutex; ///< for subclasses
 
     // Control flags: written by the caller's thread and the loop, plain on purpose.
-    bool stopped = false;
-    bool isOk = false;
-    bool isPause = false;
-    bool isSnap = false;
+    bool stopped = false; ///< asks the loop to end
+    bool isOk = false; ///< see getIsOk()
+    bool isPause = false; ///< see pause()
+    bool isSnap = false; ///< see getIsSnap()
 
-    QString flag;
+    QString flag; ///< see setFlag()
     int errorCount = 0; ///< read errors in a row
     /// Last sign of life. Read by quietMs() and written by updateTime(), on any thread.
     QDateTime lastTime = QDateTime::currentDateTimeUtc();
-    QElapsedTimer timer;
-    QObject *parentObject = nullptr;
+    QElapsedTimer timer; ///< see getTimer()
+    QObject *parentObject = nullptr; ///< as given to the constructor
 
-    VideoMode videoMode = VideoMode_Hwnd;
-    QString videoSize = QStringLiteral("0x0");
-    int videoWidth = 0;
-    int videoHeight = 0;
-    int frameRate = 0;
-    int rotate = 0;
+    VideoMode videoMode = VideoMode_Hwnd; ///< in force
+    QString videoSize = QStringLiteral("0x0"); ///< see setVideoSize()
+    int videoWidth = 0; ///< pixels
+    int videoHeight = 0; ///< pixels
+    int frameRate = 0; ///< per second
+    int rotate = 0; ///< degrees
 
     int sampleRate = 8000; ///< Hz
-    int channelCount = 1;
+    int channelCount = 1; ///< of sound
     int profile = 1; ///< audio profile of the decoder
-    bool onlyAudio = false;
+    bool onlyAudio = false; ///< see getOnlyAudio()
 
-    QString snapName;
-    qint64 duration = 0;
-    qint64 position = 0;
+    QString snapName; ///< see getSnapName()
+    qint64 duration = 0; ///< milliseconds
+    qint64 position = 0; ///< milliseconds
 
-    VideoCore videoCore = VideoCore_None;
-    QString videoUrl;
-    QString bufferSize = QStringLiteral("0x0");
-    DecodeType decodeType = DecodeType_Fast;
-    QString hardware = QStringLiteral("none");
-    QString transport = QStringLiteral("tcp");
-    int caching = 500;
-    bool playRepeat = false;
+    VideoCore videoCore = VideoCore_None; ///< see getVideoCore()
+    QString videoUrl; ///< may hold a password
+    QString bufferSize = QStringLiteral("0x0"); ///< see getBufferSize()
+    DecodeType decodeType = DecodeType_Fast; ///< see getDecodeType()
+    QString hardware = QStringLiteral("none"); ///< see getHardware()
+    QString transport = QStringLiteral("tcp"); ///< see getTransport()
+    int caching = 500; ///< see getCaching()
+    bool playRepeat = false; ///< see getPlayRepeat()
     int openSleepTime = 3000; ///< milliseconds
     int readTimeout = 0;      ///< milliseconds
     int connectTimeout = 500; ///< milliseconds
 
-    // Per RecordType. The vectors are never copied, so a detach on either thread is safe.
-    QVector<int> saveInterval;
-    QVector<QString> savePath;
-    QVector<bool> recording;
-    QVector<bool> saveAudio;
-    QVector<QElapsedTimer> saveTimer;
-    QVector<QString> fileName;
+    // By RecordType. The vectors are never copied, so a detach on either thread is safe.
+    QVector<int> saveInterval; ///< seconds
+    QVector<QString> savePath; ///< folders
+    QVector<bool> recording; ///< what is wanted
+    QVector<bool> saveAudio; ///< with sound
+    QVector<QElapsedTimer> saveTimer; ///< since the begin of the file
+    QVector<QString> fileName; ///< path of the current file
     /// The writers, made here and deleted when the loop has ended; without a parent, so that no
     /// other owner ends them before. Driven by the loop alone.
     QVector<SaveMp4FFmpeg *> saver;
 
-    std::atomic<int> openFailCount{0};
-    std::atomic<bool> readTimedOut{false};
+    std::atomic<int> openFailCount{0}; ///< in a row
+    std::atomic<bool> readTimedOut{false}; ///< see isReadTimeout()
     std::atomic<bool> keyFrameSeen{false}; ///< decoding has begun at a key frame
-    std::atomic<bool> snapPreview{false};
-    std::atomic<int> previewCount{0};
-    std::atomic<bool> owned{false};
+    std::atomic<bool> snapPreview{false}; ///< see setSnapPreview()
+    std::atomic<int> previewCount{0}; ///< see previewRef()
+    std::atomic<bool> owned{false}; ///< see isOwned()
     bool renderStartPending = true; ///< the render signals must precede the next decoded frame
     bool playedOnce = false;        ///< the source has opened since the last close
     /// A stop() that came while running and that play() has not taken back. Unlike `stopped` it

@@ -71,31 +71,31 @@ public:
     static QString recordPath;
     static QString snapPath;
 
-    explicit AbstractVideoWidget(QWidget *parent = nullptr);
+    explicit AbstractVideoWidget(QWidget *parent = nullptr); ///< without any thread
     ~AbstractVideoWidget() override;
 
-    int getBgTextSize() const { return widgetPara.bgTextSize; }
-    void setBgTextSize(int bgTextSize);
-    QString getBgText() const { return widgetPara.bgText; }
-    void setBgText(const QString &bgText);
-    QColor getBgColor() const { return widgetPara.bgColor; }
-    void setBgColor(const QColor &bgColor);
-    QColor getTextColor() const { return widgetPara.textColor; }
-    void setTextColor(const QColor &textColor);
-    int getBorderWidth() const { return widgetPara.borderWidth; }
-    void setBorderWidth(int borderWidth);
-    QColor getBorderColor() const { return widgetPara.borderColor; }
-    void setBorderColor(const QColor &borderColor);
-    QColor getFocusColor() const { return widgetPara.focusColor; }
-    void setFocusColor(const QColor &focusColor);
-    int getBannerBgAlpha() const;
-    void setBannerBgAlpha(int bgAlpha);
-    QColor getBannerBgColor() const;
-    void setBannerBgColor(const QColor &bgColor);
-    QColor getBannerTextColor() const;
-    void setBannerTextColor(const QColor &textColor);
-    QColor getBannerPressColor() const;
-    void setBannerPressColor(const QColor &pressColor);
+    int getBgTextSize() const { return widgetPara.bgTextSize; } ///< pixels
+    void setBgTextSize(int bgTextSize); ///< pixels
+    QString getBgText() const { return widgetPara.bgText; } ///< shown without a picture
+    void setBgText(const QString &bgText); ///< taken over at once
+    QColor getBgColor() const { return widgetPara.bgColor; } ///< fill of the frame
+    void setBgColor(const QColor &bgColor); ///< taken over at once
+    QColor getTextColor() const { return widgetPara.textColor; } ///< pen of that text
+    void setTextColor(const QColor &textColor); ///< taken over at once
+    int getBorderWidth() const { return widgetPara.borderWidth; } ///< pixels
+    void setBorderWidth(int borderWidth); ///< pixels
+    QColor getBorderColor() const { return widgetPara.borderColor; } ///< without focus
+    void setBorderColor(const QColor &borderColor); ///< taken over at once
+    QColor getFocusColor() const { return widgetPara.focusColor; } ///< with focus
+    void setFocusColor(const QColor &focusColor); ///< taken over at once
+    int getBannerBgAlpha() const; ///< 0 to 255
+    void setBannerBgAlpha(int bgAlpha); ///< 0 to 255
+    QColor getBannerBgColor() const; ///< behind the buttons
+    void setBannerBgColor(const QColor &bgColor); ///< taken over at once
+    QColor getBannerTextColor() const; ///< of text and buttons
+    void setBannerTextColor(const QColor &textColor); ///< taken over at once
+    QColor getBannerPressColor() const; ///< of a pressed button
+    void setBannerPressColor(const QColor &pressColor); ///< taken over at once
 
     /// What the next thread is asked for. A running thread is not touched.
     VideoPara getVideoPara() const { return videoPara; }
@@ -104,9 +104,9 @@ public:
     /// a banner property is changed next.
     WidgetPara getWidgetPara() const { return widgetPara; }
     void setWidgetPara(const WidgetPara &para);
-    void setVideoFlag(const QString &videoFlag);
-    void setScaleMode(const ScaleMode &scaleMode);
-    ScaleMode getScaleMode() const { return widgetPara.scaleMode; }
+    void setVideoFlag(const QString &videoFlag); ///< kept for the host
+    void setScaleMode(const ScaleMode &scaleMode); ///< taken over at once
+    ScaleMode getScaleMode() const { return widgetPara.scaleMode; } ///< as configured
     /// Configures the render path. The value already configured changes nothing, even where the
     /// decision on hardware decoding has put another mode into force.
     void setVideoMode(const VideoMode &videoMode);
@@ -128,8 +128,8 @@ public:
 signals:
     /// For hosts; the library does not send it.
     void receiveLevel(double level);
-    void sig_receivePlayStart(int time);
-    void sig_receivePlayFinsh();
+    void sig_receivePlayStart(int time); ///< play has begun; `time` is 0
+    void sig_receivePlayFinsh(); ///< play has ended
     /// A file or a tree item that carries a URL was dropped on the widget.
     void sig_fileDrag(QString url);
     /// Object name of a banner button; that of a toggling button names the state just entered.
@@ -140,8 +140,8 @@ signals:
     void sig_connExceedMax();
     /// The device refuses for any other reason.
     void sig_otherError();
-    void sig_startTalkDeviceBusy(QString sn);
-    void sig_startTalkError(QString sn);
+    void sig_startTalkDeviceBusy(QString sn); ///< somebody else talks; serial number
+    void sig_startTalkError(QString sn); ///< talk is refused; serial number
 
 protected:
     /// Creates and starts the audio thread, in place of the last one.
@@ -168,31 +168,32 @@ public slots:
     void clear();
     /// Fills the bars beside a letter-boxed picture with `fillColor` while `enabled`.
     void setPalettex(bool enabled);
+    /// Saves a picture below `path`, as the subclass says; nothing here.
     virtual void snap(const QString &path = QString(), bool preview = false);
     /// Seconds per recorded file; 0: one file without limit.
     virtual void setSaveInterval(int sec);
-    virtual void recordStart(const QString &path);
-    virtual void recordStop();
-    virtual void talkStart();
-    virtual void talkStop();
+    virtual void recordStart(const QString &path); ///< below the folder `path`
+    virtual void recordStop(); ///< ends that recording
+    virtual void talkStart(); ///< nothing here
+    virtual void talkStop(); ///< nothing here
     /// 0 to 100.
     virtual void setVolume(int volume);
     /// Without an audio thread the value is not even stored.
     virtual void setMuted(bool muted);
-    virtual void setCalcLevel(bool calcLevel);
+    virtual void setCalcLevel(bool calcLevel); ///< measure the level of sound
 
 protected slots:
-    virtual void started();
-    virtual void finished();
-    virtual void receivePlayStart(int time);
-    virtual void receivePlayFinsh(QObject *thread);
-    virtual void btnClicked(const QString &btnName);
-    virtual void receiveImage(const QImage &image, int time);
+    virtual void started(); ///< the playing thread runs
+    virtual void finished(); ///< it has ended
+    virtual void receivePlayStart(int time); ///< shows what is to be painted
+    virtual void receivePlayFinsh(QObject *thread); ///< from the host or from the thread
+    virtual void btnClicked(const QString &btnName); ///< of the banner; nothing here
+    virtual void receiveImage(const QImage &image, int time); ///< drops what is not shown now
     /// Posts a resize event to the widget itself, so that the layout runs in the event loop.
     void receiveSizeChanged();
     /// Decides whether the thread decodes by hardware; the thread waits for the decision.
     void onUpdateCodecRender(const QString &codecFmt, int w, int h);
-    void receiveRenderStart();
+    void receiveRenderStart(); ///< before the first picture
     virtual void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU, quint8 *dataV,
                               quint32 linesizeY, quint32 linesizeU, quint32 linesizeV);
     virtual void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataUV,
@@ -201,7 +202,7 @@ protected slots:
     virtual void receiveFrame(int width, int height, quint8 *data, qint32 index, bool codecChanged);
     /// Hz, channels, bits.
     virtual void openAudioOutput(int sampleRate, int channelCount, int sampleSize);
-    virtual void playAudio(const QByteArray &data);
+    virtual void playAudio(const QByteArray &data); ///< to the audio thread
     /// Create and show the surface of a render path, or free it. A host that renders by OpenGL or
     /// Direct3D 11 invokes them itself; frames without a surface are dropped.
     void newOpenglWidgets();
@@ -238,40 +239,40 @@ protected:
 
     QMutex listMutex; ///< guards changes of the overlay lists
 
-    bool isRunning = false;
+    bool isRunning = false; ///< see getIsRunning()
     /// For subclasses: true switches recording, sound and talk of this widget off.
     bool noStreamControl = false;
     QTimer *osdTimer = nullptr; ///< repaints each second while playing, for clock texts
 
-    // Surfaces: children of hwndWidget.
-    QPointer<YuvWidget> yuvWidget;
-    QPointer<Nv12Widget> nv12Widget;
-    QPointer<Nv12D3D9Widget> nv12D3D9Widget;
-    QPointer<Nv12D3D11Widget> nv12D3D11Widget;
+    // Surfaces are children of hwndWidget.
+    QPointer<YuvWidget> yuvWidget; ///< for three planes
+    QPointer<Nv12Widget> nv12Widget; ///< for two planes
+    QPointer<Nv12D3D9Widget> nv12D3D9Widget; ///< for surfaces
+    QPointer<Nv12D3D11Widget> nv12D3D11Widget; ///< for textures
 
-    QWidget *hwndWidget = nullptr;
-    QWidget *osdWidget = nullptr;
-    BannerWidget *bannerWidget = nullptr;
+    QWidget *hwndWidget = nullptr; ///< lowest layer
+    QWidget *osdWidget = nullptr; ///< painted layer
+    BannerWidget *bannerWidget = nullptr; ///< highest layer
     QPointer<QObject> snapPreview; ///< window that closes with this widget, if a subclass set one
 
     QImage image;     ///< last picture of VideoMode_Painter
     QRect targetRect; ///< where the picture goes, in widget pixels
-    int videoWidth = 0;
-    int videoHeight = 0;
+    int videoWidth = 0; ///< pixels
+    int videoHeight = 0; ///< pixels
     int rotate = -1; ///< degrees; -1 until the thread has told
-    bool onlyAudio = false;
+    bool onlyAudio = false; ///< of the playing thread
     QString hardware = QStringLiteral("none"); ///< decoding in force: "none" or "dxva2"
 
-    WidgetPara widgetPara;
-    VideoPara videoPara;
-    OverlayList<OsdInfo> osdList{listMutex};
-    OverlayList<GraphInfo> graphList{listMutex};
-    DigitalZoom zoom;
+    WidgetPara widgetPara; ///< as configured
+    VideoPara videoPara; ///< as configured
+    OverlayList<OsdInfo> osdList{listMutex}; ///< see setOsd()
+    OverlayList<GraphInfo> graphList{listMutex}; ///< see setGraph()
+    DigitalZoom zoom; ///< see setDigitalZoom()
     QPixmap zoomCursor; ///< null where the picture is missing
 
     QPointer<AbstractVideoThread> videoThread;  ///< the thread whose frames are shown
     QPointer<AbstractVideoThread> recordThread; ///< the thread that records; may be another one
-    QSharedPointer<AudioThread> audioThread;
+    QSharedPointer<AudioThread> audioThread; ///< null before the first start
     VideoMode renderMode = VideoMode_Hwnd; ///< in force, as against widgetPara.videoMode
 
 private:

@@ -27,10 +27,10 @@ class VANTRA_EXPORT BannerWidget : public QWidget
     Q_DISABLE_COPY(BannerWidget)
 
 public:
-    explicit BannerWidget(QWidget *parent = nullptr);
+    explicit BannerWidget(QWidget *parent = nullptr); ///< empty
     ~BannerWidget() override;
 
-    BannerPara getBannerPara() const;
+    BannerPara getBannerPara() const; ///< as last stored
 
 signals:
     /// A button was clicked; a toggling button gives the name that it has become, such as "btnMuted"
@@ -49,7 +49,7 @@ public slots:
     /// Builds layout and buttons anew; keeps the old ones if icons and names differ in length. May be
     /// called while a button's click is being handled.
     void initButton();
-    void initStyle();
+    void initStyle(); ///< colours and opacity
     /// Sets the text, with a mark behind it while recording.
     void showInfo(const QString &text);
     /// At the first button whose name ends with `objNameSrc`: replaces that text in the name by

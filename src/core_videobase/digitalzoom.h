@@ -14,13 +14,14 @@
 class DigitalZoom
 {
 public:
+    /// What became of a step of the wheel.
     enum WheelResult {
         PassToBase, ///< not ours: hand the event to the base class
         Accepted,   ///< taken, but the limit is reached and nothing has changed
         Changed,    ///< taken, and zoomRect has changed
     };
 
-    bool on = false;
+    bool on = false; ///< drag and wheel are taken
     bool dragging = false; ///< the left button is held
     QPoint lastMousePos;   ///< last drag position, widget pixels
     QRectF sourceRect;     ///< whole picture, picture pixels

@@ -23,7 +23,7 @@ class OverlayList
     Q_DISABLE_COPY(OverlayList)
 
 public:
-    explicit OverlayList(QMutex &sharedLock) : lock(sharedLock) {}
+    explicit OverlayList(QMutex &sharedLock) : lock(sharedLock) {} ///< empty
 
     /// Adds a copy at the end, also if the name is there already.
     void append(const Record &record)
@@ -55,6 +55,7 @@ public:
         return true;
     }
 
+    /// Removes all.
     void clear()
     {
         const QMutexLocker locker(&lock);

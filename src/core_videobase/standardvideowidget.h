@@ -22,22 +22,22 @@ class VANTRA_EXPORT StandardVideoWidget : public AbstractVideoWidget
     Q_DISABLE_COPY(StandardVideoWidget)
 
 public:
-    explicit StandardVideoWidget(QWidget *parent = nullptr);
+    explicit StandardVideoWidget(QWidget *parent = nullptr); ///< not started
     ~StandardVideoWidget() override;
 
     /// Starts play; true also if it has been started before. False, with a log line, if the
     /// subclass could not make a thread.
     virtual bool start();
-    virtual void stop();
-    virtual void pause();
-    virtual void resume();
+    virtual void stop(); ///< returns at once
+    virtual void pause(); ///< of its thread
+    virtual void resume(); ///< of its thread
     /// Queued to the thread's slot of the same name, if the thread runs.
     virtual void seekFile(const QDateTime &dateTime);
     /// As seekFile(). 1.0 is the speed of recording.
     virtual void setSpeed(double speed);
 
 signals:
-    void receivePosition(qlonglong position);
+    void receivePosition(qlonglong position); ///< as the thread tells it
 
 protected:
     /// Sees to it that `videoThread` is set and has all its parameters; returns whether it can be

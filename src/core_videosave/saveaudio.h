@@ -27,7 +27,7 @@ class VANTRA_EXPORT SaveAudio : public AbstractSaveThread
     Q_DISABLE_COPY(SaveAudio)
 
 public:
-    explicit SaveAudio(QObject *parent = nullptr);
+    explicit SaveAudio(QObject *parent = nullptr); ///< idle
     /// Ends a recording that still runs, as stop() does.
     ~SaveAudio() override;
 

@@ -37,7 +37,7 @@ class VANTRA_EXPORT SaveMp4FFmpeg : public AbstractSaveThread
     Q_DISABLE_COPY(SaveMp4FFmpeg)
 
 public:
-    explicit SaveMp4FFmpeg(QObject *parent = nullptr);
+    explicit SaveMp4FFmpeg(QObject *parent = nullptr); ///< idle
     /// Ends a recording that still runs, as stop() does.
     ~SaveMp4FFmpeg() override;
 

@@ -24,7 +24,7 @@ class VANTRA_EXPORT SaveVideo : public AbstractSaveThread
     Q_DISABLE_COPY(SaveVideo)
 
 public:
-    explicit SaveVideo(QObject *parent = nullptr);
+    explicit SaveVideo(QObject *parent = nullptr); ///< idle
     /// Ends a recording that still runs, as stop() does.
     ~SaveVideo() override;
 
@@ -44,9 +44,9 @@ public slots:
 
 protected:
     // Pictures that wait for the thread; under `mutex`.
-    QList<QByteArray> dataYList;
-    QList<QByteArray> dataUList;
-    QList<QByteArray> dataVList;
+    QList<QByteArray> dataYList; ///< luma
+    QList<QByteArray> dataUList; ///< chroma
+    QList<QByteArray> dataVList; ///< chroma
 
 private:
     /// For `file` and the parameters. Apart from `mutex`, which the idle thread takes without end.

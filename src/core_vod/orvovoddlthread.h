@@ -26,7 +26,7 @@ class VANTRA_EXPORT OrvoVodDLThread : public AbstractVideoDLThread
     Q_DISABLE_COPY(OrvoVodDLThread)
 
 public:
-    explicit OrvoVodDLThread(QObject *parent = nullptr);
+    explicit OrvoVodDLThread(QObject *parent = nullptr); ///< idle and unbound
     ~OrvoVodDLThread() override;
 
     /// Before startDL(). `channel` counts from 0. False without a device: then nothing is changed.

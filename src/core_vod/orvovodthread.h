@@ -35,7 +35,7 @@ class VANTRA_EXPORT OrvoVodThread : public PvProtoVideoThread, public DeviceInte
     Q_DISABLE_COPY(OrvoVodThread)
 
 public:
-    explicit OrvoVodThread(QObject *parent = nullptr);
+    explicit OrvoVodThread(QObject *parent = nullptr); ///< idle and unbound
     /// A subclass whose overrides or members run() uses calls endRun() in its own destructor.
     ~OrvoVodThread() override;
 

@@ -33,7 +33,7 @@ class VANTRA_EXPORT OrvoVodWidget : public StandardVideoWidget
     Q_DISABLE_COPY(OrvoVodWidget)
 
 public:
-    explicit OrvoVodWidget(QWidget *parent = nullptr);
+    explicit OrvoVodWidget(QWidget *parent = nullptr); ///< not started
 
     /// What to play from, before the first start; may be repeated, and counts from the next start
     /// on. `channel` counts from 0. False, with an error in the log, without a device or with a

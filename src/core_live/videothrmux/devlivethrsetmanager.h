@@ -51,7 +51,7 @@ public:
     /// report to return; the sets end then. So it does where it is called in a slot that another
     /// stop() delivers.
     void stop();
-    bool isRunning() const;
+    bool isRunning() const; ///< between start() and stop()
 
     /// The set in use for the device; null if there is none. Null with an error in the log: no
     /// device.
