@@ -4,6 +4,8 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QMutex>
+#include <QStringList>
 
 namespace {
 
@@ -19,6 +21,38 @@ QString timeText(const QDateTime &time)
     return time.toString(QStringLiteral("yyyyMMddTHHmmss"));
 }
 
+// Names that were given to recordings. Between the giving and the making of the file, the disk does
+// not show another stream that the name is taken.
+class GivenNames
+{
+public:
+    /// False if it has been given already.
+    bool give(const QString &name)
+    {
+        const QMutexLocker locker(&m_mutex);
+        if (m_names.contains(name))
+            return false;
+        m_names.append(name);
+        // Of recordings that were never opened; what runs is on the disk by then.
+        if (m_names.size() > kMostNames)
+            m_names.removeFirst();
+        return true;
+    }
+    void takeBack(const QString &name)
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_names.removeOne(name);
+    }
+
+private:
+    static constexpr int kMostNames = 256;
+
+    QMutex m_mutex;
+    QStringList m_names; ///< oldest first
+};
+
+GivenNames givenNames;
+
 } // namespace
 
 // Markers are filled all at once: a path may hold a "%1" of its own.
@@ -32,8 +66,11 @@ QString newLiveRecordName(const QString &savePath)
 {
     const QDateTime now = QDateTime::currentDateTime();
     QString name = liveRecordName(savePath, now);
-    for (int ahead = 1; QFile::exists(name) && ahead <= kMaxSecondsAhead; ++ahead)
+    for (int ahead = 1; ahead <= kMaxSecondsAhead; ++ahead) {
+        if (!QFile::exists(name) && givenNames.give(name))
+            break;
         name = liveRecordName(savePath, now.addSecs(ahead));
+    }
     return name;
 }
 
@@ -46,6 +83,7 @@ QString liveRecordLastName(const QString &fileName, const QDateTime &end, int ch
 
 bool renameLiveRecord(const QString &fileName, int channel)
 {
+    givenNames.takeBack(fileName);
     if (!QFile::exists(fileName))
         return false;
     QFile::rename(fileName, liveRecordLastName(fileName, QDateTime::currentDateTime(), channel));

@@ -11,9 +11,10 @@
 /// Of a recording that begins at `begin`: PATH/yyyy-MM-dd/live/yyyyMMddTHHmmss.mp4.
 QString liveRecordName(const QString &savePath, const QDateTime &begin);
 
-/// Of a recording that begins now. Looks at the disk: while another file has that name (a second
-/// stream with the same path, or a second file within one second) the begin is told a second later,
-/// so that no recording is ever written over another.
+/// Of a recording that begins now. Looks at the disk: while another file has that name, or will
+/// have it (a second stream with the same path, or a second file within one second), the begin is
+/// told a second later, so that no recording is ever written over another. A name is given once
+/// until renameLiveRecord() is told of it.
 QString newLiveRecordName(const QString &savePath);
 
 /// Of a closed recording, beside the file that it was: BEGIN_END_CHANNEL.mp4.

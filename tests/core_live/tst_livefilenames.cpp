@@ -11,6 +11,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <future>
+#include <vector>
+
 namespace {
 
 const QDateTime kTime(QDate(2026, 3, 9), QTime(7, 5, 1));
@@ -46,6 +49,9 @@ private slots:
     void recordName_tellsDayAndBegin();
     void newRecordName_beginsNow();
     void newRecordName_neverNamesAFileThatIsThere();
+    void newRecordName_isGivenOnce_beforeItsFileIsThere();
+    void newRecordName_isGivenAgain_whenItsRecordingHasEnded();
+    void newRecordNames_ofManyThreads_differ();
     void lastName_tellsBeginEndAndChannel_data();
     void lastName_tellsBeginEndAndChannel();
     void rename_keepsTheContent();
@@ -91,6 +97,49 @@ void TestLiveFileNames::newRecordName_neverNamesAFileThatIsThere()
         names.insert(name);
         write(name, "x");
     }
+}
+
+void TestLiveFileNames::newRecordName_isGivenOnce_beforeItsFileIsThere()
+{
+    // As by two streams of a device that begin to record in the same second.
+    QTemporaryDir dir;
+    QSet<QString> names;
+    for (int i = 0; i < 5; ++i)
+        names.insert(newLiveRecordName(dir.path()));
+    QCOMPARE(names.size(), 5);
+}
+
+void TestLiveFileNames::newRecordName_isGivenAgain_whenItsRecordingHasEnded()
+{
+    QTemporaryDir dir;
+    for (int i = 0; i < 300; ++i) { // more than seconds may be told ahead
+        const QString name = newLiveRecordName(dir.path());
+        const QDateTime begin = timeIn(QFileInfo(name).completeBaseName());
+        QVERIFY2(begin <= QDateTime::currentDateTime(), qPrintable(name));
+        QVERIFY(!renameLiveRecord(name, 0)); // it could not be opened
+    }
+}
+
+void TestLiveFileNames::newRecordNames_ofManyThreads_differ()
+{
+    constexpr int kThreads = 8;
+    constexpr int kNames = 4;
+    QTemporaryDir dir;
+    std::vector<std::future<QStringList>> given;
+    for (int i = 0; i < kThreads; ++i) {
+        given.push_back(std::async(std::launch::async, [&dir] {
+            QStringList names;
+            for (int k = 0; k < kNames; ++k)
+                names << newLiveRecordName(dir.path());
+            return names;
+        }));
+    }
+    QSet<QString> names;
+    for (auto &some : given) {
+        for (const QString &name : some.get())
+            names.insert(name);
+    }
+    QCOMPARE(names.size(), kThreads * kNames);
 }
 
 void TestLiveFileNames::lastName_tellsBeginEndAndChannel_data()
