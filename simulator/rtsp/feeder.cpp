@@ -94,8 +94,10 @@ bool Feeder::waitUntilDue(GstClockTime due)
         }
         const auto now = Clock::now();
         if (!m_anchored) {
+            // What was sent before is of the source's time 0. Anything earlier than this would only
+            // wait in the pipeline, which lets nothing out before its stamp.
             m_anchored = true;
-            m_anchor = now - sourceTime;
+            m_anchor = now;
         }
         const auto late = now - (m_anchor + sourceTime);
         if (late >= Clock::duration::zero()) {
