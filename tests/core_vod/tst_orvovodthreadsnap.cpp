@@ -105,6 +105,8 @@ void TestOrvoVodThreadSnap::snapshot_isNamedByTheRecording()
     QCOMPARE(saved.size(), QSize(320, 240));
     QCOMPARE(numberIn(saved), 1); // of the first picture after it was asked for
     QCOMPARE(thread->getSnapName(), name);
+    // The image of a snapshot is shown by the painter only.
+    QCOMPARE(shown(), mode == VideoMode_Painter ? QVector<int>({0, 1, 2}) : QVector<int>());
     QVERIFY(end());
     QCOMPARE(recorder->count(QStringLiteral("snap")), preview ? 1 : 0);
     if (!preview)

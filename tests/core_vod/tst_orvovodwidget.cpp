@@ -138,7 +138,8 @@ void TestOrvoVodWidget::thread_isGivenAllItNeeds()
     para.connectTimeout = 1234;
     view.setVideoPara(para);
     view.setVideoMode(VideoMode_Opengl);
-    view.renderMode = VideoMode_Painter; // in force, as against the configured one
+    view.renderMode = VideoMode_Painter; // in force, as against what is configured
+    view.hardware = QStringLiteral("none");
     QVERIFY(view.createVideoThread());
     OrvoVodThread *thread = view.thread();
     QVERIFY(thread);
@@ -348,8 +349,6 @@ void TestOrvoVodWidget::readTimeout_isThatOfTheThread()
     QVERIFY(view.start());
     QVERIFY(waitFor([&] { return view.isReadStreamTimeout(); }));
     QVERIFY(script->count(Op::vodReadFrame) >= 5);
-    VideoPara para = view.getVideoPara();
-    feedPicture(0, 0);
     view.stop();
     QVERIFY(view.isReadStreamTimeout());
 }
