@@ -44,9 +44,10 @@ QString enterPrivateMounts()
     return probe.isValid() ? QString() : QStringLiteral("tmpfs cannot be mounted");
 }
 
-SmallDisk::SmallDisk(qint64 bytes)
+SmallDisk::SmallDisk(qint64 bytes, int mostFiles)
 {
-    const QByteArray options = "size=" + QByteArray::number(bytes);
+    const QByteArray options =
+        "size=" + QByteArray::number(bytes) + ",nr_inodes=" + QByteArray::number(mostFiles);
     mounted = mount("vantra-test", QFile::encodeName(folder.path()).constData(), "tmpfs", 0,
                     options.constData()) == 0;
 }

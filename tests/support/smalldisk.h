@@ -18,7 +18,9 @@ class SmallDisk
     Q_DISABLE_COPY(SmallDisk)
 
 public:
-    explicit SmallDisk(qint64 bytes);
+    /// `mostFiles`: how many files and folders there may be, the one mounted in among them; 0: any
+    /// number.
+    explicit SmallDisk(qint64 bytes, int mostFiles = 0);
     ~SmallDisk();
 
     bool isValid() const { return mounted; }

@@ -49,6 +49,7 @@ private slots:
     void faultyFrames_doNoHarm();
     void fullDisk_isTold_andWhatWasWrittenPlays_data();
     void fullDisk_isTold_andWhatWasWrittenPlays();
+    void diskWithoutRoomForAFile_isTold();
 
 protected:
     void setUp() override
@@ -425,6 +426,8 @@ void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays()
     QCOMPARE(download.told(), QStringList({"start", "error", "finsh"}));
     QVERIFY(!download.ok());
     QCOMPARE(sim.control->openDownloads(), 0);
+    // Nobody fetches the rest of the hour in vain.
+    QVERIFY(sim.control->download(0).pictures < 1800 * kRecordedFps);
 
     const QRegularExpression name("/20260314T10\\d{4}_20260314T10\\d{4}_0\\.mp4$");
     QVector<qint64> counters;
@@ -446,6 +449,28 @@ void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays()
     Download again(sim.device, 0, begin, at(10, 0, 2), disk.path(QStringLiteral("again")));
     QVERIFY(again.run());
     QVERIFY(again.ok());
+}
+
+/// Its folders are all that it holds.
+void TestDownload::diskWithoutRoomForAFile_isTold()
+{
+    constexpr int kFolders = 3; // that of the disk, of the day, "vod"
+    if (!noMounts.isEmpty())
+        QSKIP(qPrintable(noMounts));
+    SmallDisk disk(kDiskBytes, kFolders);
+    QVERIFY(disk.isValid());
+    log->expectMatching(Logger::Error,
+                        QRegularExpression("^\\(svmp4ff\\)(avio open .* err -28|creat mp4 err)$"));
+    DeviceConfig config = DeviceConfig::simple(1, 1);
+    config.channels[0].streams[0] = form(HCodecH264, 0);
+    const Simulation sim = simulateDevice(config);
+    Download download(sim.device, 0, at(10, 0), at(10, 0, 5), disk.path());
+    QVERIFY(download.run());
+    QCOMPARE(log->count(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err")), 1);
+    QCOMPARE(download.told(), QStringList({"start", "error", "finsh"}));
+    QVERIFY(!download.ok());
+    QCOMPARE(sim.control->download(0).pictures, qint64(1));
+    QCOMPARE(download.files(), QStringList());
 }
 
 int main(int argc, char *argv[])
