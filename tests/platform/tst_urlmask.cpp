@@ -331,12 +331,12 @@ void tst_UrlMask::mask_leavesNothingOfASecret()
 
 void tst_UrlMask::mask_endsSoon_whenTextIsHostile()
 {
-    // Each of these would take hours if the work grew with the square of the length.
+    // Each of these would take many minutes if the work grew with the square of the length.
     for (const char *piece : {"a://", "a://u:p", "a:///@", "@[", "a://b:c/@[", "a", "://", "@a",
                               "a://u p:", "a://u @", " @a", "a:// ", "a:b", "a:b@", "@a:", "%3A%2F%2F", "%3A%2F%2F%40",
                               "pass=", "pass=(", "pass=&", "Authorization:"}) {
         const QString text =
-            QStringLiteral("x://u:q/") + QString::fromLatin1(piece).repeated(1 << 19);
+            QStringLiteral("x://u:q/") + QString::fromLatin1(piece).repeated(1 << 17);
         QVERIFY(!maskUrlCredentials(text).isEmpty());
         QVERIFY(!maskUrlCredentials(text.mid(8)).isEmpty());
     }
