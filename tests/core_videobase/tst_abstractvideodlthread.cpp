@@ -15,6 +15,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <type_traits>
@@ -115,9 +116,12 @@ public:
     explicit Idler(QObject *parent = nullptr) : AbstractVideoDLThread(parent) {}
     ~Idler() override = default;
 
+    std::atomic<bool> idles{false};
+
 protected:
     void run() override
     {
+        idles = true;
         while (!isStop)
             msleep(1);
     }
@@ -488,7 +492,7 @@ void TestAbstractVideoDLThread::destruction_endsWhateverRuns()
 {
     auto idler = std::make_unique<Idler>();
     idler->startDL();
-    QVERIFY(idler->isRunning());
+    QVERIFY(waitFor([&] { return idler->idles.load(); }));
     QPointer<QThread> running(idler.get());
     idler.reset();
     QVERIFY(running.isNull());
