@@ -6,6 +6,7 @@
 #include "vodthreadcase.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 
 #include <limits>
@@ -21,7 +22,8 @@ private slots:
 
     void play_callsTheDeviceInThisOrder();
     void play_goesOn_whereItWasOnAlready();
-    void play_waitsForNothing_withoutATimeout();
+    void readsThatDoNotWait_areApart_data();
+    void readsThatDoNotWait_areApart();
     void object_canPlayAgain();
 
     void open_withoutConnection_endsThePlay();
@@ -54,6 +56,7 @@ private slots:
 
     void deletion_whileItPlays_endsIt_data();
     void deletion_whileItPlays_endsIt();
+    void deletion_ofThePlainClass_endsItsRunFirst();
 };
 
 // --- The calls ----------------------------------------------------------------------------------
@@ -96,13 +99,28 @@ void TestOrvoVodThreadPlay::play_goesOn_whereItWasOnAlready()
     QCOMPARE(recorder->names().first(), QStringLiteral("start"));
 }
 
-void TestOrvoVodThreadPlay::play_waitsForNothing_withoutATimeout()
+void TestOrvoVodThreadPlay::readsThatDoNotWait_areApart_data()
 {
-    thread->setReadTimeout(0);
+    QTest::addColumn<int>("readTimeout");
+    QTest::newRow("none") << 0;
+    QTest::newRow("negative") << -500;
+}
+
+void TestOrvoVodThreadPlay::readsThatDoNotWait_areApart()
+{
+    // Or a quiet recording would take a whole core. A rest lasts at least its time, however slow
+    // the machine is.
+    QFETCH(int, readTimeout);
+    thread->setReadTimeout(readTimeout);
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     QVERIFY(begin());
-    QVERIFY(waitFor([&] { return reads() >= 5; }));
+    QVERIFY(waitFor([&] { return reads() >= 20; }));
+    const int made = reads();
+    QVERIFY2(sinceStart.elapsed() >= (made - 1) * 10, qPrintable(QString::number(made)));
     QVERIFY(end());
-    QCOMPARE(script->calls(Op::vodReadFrame).first().arguments, QVariantList({uint(kChannel), 0}));
+    QCOMPARE(script->calls(Op::vodReadFrame).first().arguments,
+             QVariantList({uint(kChannel), readTimeout}));
 }
 
 void TestOrvoVodThreadPlay::object_canPlayAgain()
@@ -565,6 +583,17 @@ void TestOrvoVodThreadPlay::deletion_whileItPlays_endsIt()
     thread.reset();
     QCOMPARE(script->count(Op::vodStart), opened);
     QCOMPARE(script->count(Op::vodStop), opened > 0 ? 2 : 0);
+}
+
+void TestOrvoVodThreadPlay::deletion_ofThePlainClass_endsItsRunFirst()
+{
+    auto plain = std::make_unique<OrvoVodThread>(); // which no subclass ends before
+    plain->bindDevice(scriptedDevice(script));
+    plain->setReadTimeout(50);
+    plain->play();
+    QVERIFY(waitFor([&] { return reads() > 0; }));
+    plain.reset();
+    QCOMPARE(script->count(Op::vodStop), 2);
 }
 
 QTEST_GUILESS_MAIN(TestOrvoVodThreadPlay)

@@ -11,6 +11,8 @@
 
 #include <limits>
 
+#include <time.h>
+
 using namespace vantratest;
 
 class TestOrvoVodThreadSnap : public VodThreadCase
@@ -18,7 +20,12 @@ class TestOrvoVodThreadSnap : public VodThreadCase
     Q_OBJECT
 
 private slots:
-    void initTestCase() { quietConsole(); }
+    void initTestCase()
+    {
+        quietConsole();
+        qputenv("TZ", "EST5EDT,M3.2.0,M11.1.0"); // names tell UTC wherever they are made
+        tzset();
+    }
 
     void askedName_tellsTheClick();
     void lastName_tellsTheTimeInTheRecording_data();
