@@ -29,6 +29,7 @@ DayBar::DayBar(QWidget *parent)
     m_day->setDisplayFormat(QStringLiteral("ddd  yyyy-MM-dd"));
     m_day->setCalendarPopup(true);
     m_day->setMinimumWidth(theme::fieldWidth(QStringLiteral("Wed  2026-00-00")));
+    theme::dress(m_day->calendarWidget());
     m_day->setAlignment(Qt::AlignCenter);
     m_day->setButtonSymbols(QAbstractSpinBox::NoButtons);
     m_day->setToolTip(tr("Day of the recordings"));

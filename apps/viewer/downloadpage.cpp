@@ -92,6 +92,7 @@ QDateTimeEdit *DownloadPage::makeTimeField(const QString &name)
     field->setTimeSpec(Qt::UTC); // what the clock of the device shows, whatever ours does
     field->setDisplayFormat(QStringLiteral("yyyy-MM-dd  HH:mm:ss"));
     field->setCalendarPopup(true);
+    theme::dress(field->calendarWidget());
     field->setMinimumWidth(theme::fieldWidth(QStringLiteral("2026-00-00  00:00:00")));
     field->setButtonSymbols(QAbstractSpinBox::NoButtons);
     field->setAccessibleName(name);

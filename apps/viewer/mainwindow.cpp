@@ -38,8 +38,8 @@ constexpr int kCloseWithinMs = 5000;
 constexpr int kEndFilesWithinMs = 15000;
 constexpr int kVolumeStep = 10;      ///< percent
 constexpr int kEmptyIconSize = 56;   ///< pixels
-constexpr int kTreeWidth = 240;      ///< pixels
-constexpr int kGridWidth = 1040;     ///< pixels
+constexpr int kTreeWidth = 256;      ///< pixels
+constexpr int kGridWidth = 1024;     ///< pixels
 
 } // namespace
 

@@ -39,6 +39,11 @@ PageTabs::PageTabs(QWidget *parent) : QFrame(parent)
         button->setAutoExclusive(true);
         button->setFocusPolicy(Qt::NoFocus);
         button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
+        // The count comes and goes; the list below keeps its width.
+        if (i == Downloads)
+            button->setMinimumWidth(fontMetrics().horizontalAdvance(nameOf(Downloads)
+                                                                    + QStringLiteral(" 00"))
+                                    + theme::gap);
         connect(button, &QToolButton::clicked, this, [this, i] { emit chosen(Page(i)); });
         layout->addWidget(button);
         m_buttons.append(button);

@@ -30,7 +30,7 @@ StatusOverlay::Message describeReady(const PlaybackFacts &facts)
     } else {
         message.icon = QStringLiteral("play");
         message.title = tr("Ready");
-        message.detail = tr("Press Space to play from %1, or click a time on the line below.")
+        message.detail = tr("Press Space to play from %1, or click the line below.")
                                  .arg(recordingtime::clockText(qMax<qint64>(0, facts.position)));
     }
     return message;

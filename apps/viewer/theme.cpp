@@ -3,9 +3,11 @@
 #include "theme.h"
 
 #include <QApplication>
+#include <QCalendarWidget>
 #include <QFontMetrics>
 #include <QPainter>
 #include <QPalette>
+#include <QTextCharFormat>
 
 namespace theme {
 
@@ -70,6 +72,8 @@ QCalendarWidget QWidget { background: #171C21; alternate-background-color: #1E25
 QCalendarWidget QAbstractItemView { background: #171C21; selection-background-color: #177B80;
                                     selection-color: #FFFFFF; outline: none; }
 QCalendarWidget QAbstractItemView:disabled { color: #4A535C; }
+#qt_calendar_prevmonth { qproperty-icon: url(:/viewer/icons/previous.svg); }
+#qt_calendar_nextmonth { qproperty-icon: url(:/viewer/icons/next.svg); }
 QCalendarWidget QToolButton { color: #E6E8EB; padding: 4px 8px; }
 QCheckBox { spacing: 6px; }
 QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid #4A535C; border-radius: 3px;
@@ -149,6 +153,18 @@ int fieldWidth(const QString &text)
 {
     constexpr int frame = 2 * 11 + 24; // padding and border as above, and the arrow
     return QFontMetrics(QApplication::font()).horizontalAdvance(text) + frame;
+}
+
+void dress(QCalendarWidget *calendar)
+{
+    QTextCharFormat day;
+    day.setForeground(theme::text);
+    for (const Qt::DayOfWeek weekend : {Qt::Saturday, Qt::Sunday})
+        calendar->setWeekdayTextFormat(weekend, day);
+    QTextCharFormat head;
+    head.setForeground(dimText);
+    calendar->setHeaderTextFormat(head);
+    calendar->setVerticalHeaderFormat(QCalendarWidget::NoVerticalHeader);
 }
 
 int labelHeight()

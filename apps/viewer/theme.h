@@ -9,6 +9,7 @@
 #include <QString>
 
 class QApplication;
+class QCalendarWidget;
 
 /// Colours, sizes and small drawn parts of the viewer: dark, calm, one accent.
 namespace theme {
@@ -40,6 +41,9 @@ QImage label(const QString &text, qreal devicePixelRatio, int width = 0, const Q
 
 /// Width of a field with an arrow that shows that text, pixels: a field does not count its style.
 int fieldWidth(const QString &text);
+
+/// Gives a calendar the colours of the window.
+void dress(QCalendarWidget *calendar);
 
 /// Height of a label(), pixels.
 int labelHeight();

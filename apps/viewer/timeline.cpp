@@ -90,22 +90,22 @@ void TimeLine::setMark(const TimeSpan &mark)
     emit markChanged();
 }
 
-int TimeLine::zoomCentre() const
+void TimeLine::zoomBy(double factor)
 {
+    const TimeSpan &seen = m_scale.visible();
     const qint64 position = m_rows.value(m_selected).position;
-    return m_scale.visible().contains(position) ? m_scale.xOf(position) : placeOf(0).center().x();
+    m_scale.zoomTo(factor, seen.contains(position) ? position : seen.begin + seen.length() / 2);
+    update();
 }
 
 void TimeLine::zoomIn()
 {
-    m_scale.zoom(kZoomPerKey, zoomCentre());
-    update();
+    zoomBy(kZoomPerKey);
 }
 
 void TimeLine::zoomOut()
 {
-    m_scale.zoom(1 / kZoomPerKey, zoomCentre());
-    update();
+    zoomBy(1 / kZoomPerKey);
 }
 
 void TimeLine::showAll()
@@ -311,6 +311,10 @@ void TimeLine::paintEvent(QPaintEvent *)
 void TimeLine::drawRuler(QPainter *painter) const
 {
     const int bottom = kRulerHeight - 1;
+    // Half a label beside a flag would be read as a time of its own.
+    const qint64 position = m_rows.value(m_selected).position;
+    const QRect flag = m_scale.visible().contains(position) ? flagOf(position) : QRect();
+    const QRect hovered = isHovered() ? flagOf(m_scale.timeAt(m_hoverX)) : QRect();
     for (const TimeScale::Tick &tick : m_scale.ticks(kLabelRoom)) {
         painter->setPen(theme::line.lighter(150));
         painter->drawLine(tick.x, bottom - (tick.label.isEmpty() ? 3 : 6), tick.x, bottom);
@@ -318,8 +322,11 @@ void TimeLine::drawRuler(QPainter *painter) const
             continue;
         const int room = fontMetrics().horizontalAdvance(tick.label) + 2;
         const int left = qBound(placeOf(0).left(), tick.x - room / 2, width() - room);
+        const QRect place(left, 0, room, bottom - 5);
+        if (place.intersects(flag) || place.intersects(hovered))
+            continue;
         painter->setPen(theme::dimText);
-        painter->drawText(QRect(left, 0, room, bottom - 5), Qt::AlignCenter, tick.label);
+        painter->drawText(place, Qt::AlignCenter, tick.label);
     }
 }
 
@@ -393,34 +400,44 @@ void TimeLine::drawPositions(QPainter *painter) const
         painter->fillRect(m_scale.xOf(time) - 1, place.top() + 1, 2, place.height() - 2,
                           theme::text);
     }
-    const bool hovers = m_hoverX >= 0 && m_drag != Drag::Strip && m_drag != Drag::Pan;
+    const bool hovers = isHovered();
     if (hovers)
         painter->fillRect(m_hoverX, kRulerHeight - 4, 1, bottom - kRulerHeight + 4, theme::dimText);
     const qint64 position = m_rows.value(m_selected).position;
     if (m_scale.visible().contains(position)) {
         const int x = m_scale.xOf(position);
         painter->fillRect(x - 1, kRulerHeight - 6, 2, bottom - kRulerHeight + 6, Qt::white);
-        drawFlag(painter, position, Qt::white, theme::window);
+        if (!hovers || !flagOf(position).intersects(flagOf(m_scale.timeAt(m_hoverX))))
+            drawFlag(painter, position, Qt::white, theme::window);
     }
     if (hovers)
         drawFlag(painter, m_scale.timeAt(m_hoverX), theme::line.lighter(130), theme::text);
+}
+
+bool TimeLine::isHovered() const
+{
+    return m_hoverX >= 0 && m_drag != Drag::Strip && m_drag != Drag::Pan;
+}
+
+QRect TimeLine::flagOf(qint64 time) const
+{
+    const int room = fontMetrics().horizontalAdvance(clockText(time)) + theme::gap;
+    const int left = qBound(placeOf(0).left(), m_scale.xOf(time) - room / 2,
+                            placeOf(0).right() - room);
+    return QRect(left, 1, room, kRulerHeight - 6);
 }
 
 /// A time written over the ruler, above its place.
 void TimeLine::drawFlag(QPainter *painter, qint64 time, const QColor &ground,
                         const QColor &ink) const
 {
-    const QString text = clockText(time);
-    const int room = fontMetrics().horizontalAdvance(text) + theme::gap;
-    const int left = qBound(placeOf(0).left(), m_scale.xOf(time) - room / 2,
-                            placeOf(0).right() - room);
-    const QRect flag(left, 1, room, kRulerHeight - 6);
+    const QRect flag = flagOf(time);
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
     painter->setBrush(ground);
     painter->drawRoundedRect(flag, 3, 3);
     painter->setPen(ink);
-    painter->drawText(flag, Qt::AlignCenter, text);
+    painter->drawText(flag, Qt::AlignCenter, clockText(time));
     painter->setRenderHint(QPainter::Antialiasing, false);
 }
 

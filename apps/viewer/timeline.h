@@ -49,7 +49,7 @@ public:
     const TimeSpan &mark() const { return m_mark; }
     /// Whether dragging marks a span without Shift; then no time is asked for.
     void setMarksByDragging(bool marks) { m_marksByDragging = marks; }
-    /// Around the position of the selected row, or the middle.
+    /// Around the position of the selected row, or the middle where that is not seen.
     void zoomIn();
     void zoomOut();
     void showAll();
@@ -83,7 +83,9 @@ private:
 
     void place();
     QRect strip() const;
-    int zoomCentre() const;
+    void zoomBy(double factor);
+    QRect flagOf(qint64 time) const;
+    bool isHovered() const;
     bool isNearMarkEdge(int x, qint64 *otherEdge) const;
     void dragTo(int x);
     QString tipAt(const QPoint &point) const;

@@ -79,6 +79,15 @@ void TimeScale::zoom(double factor, int x)
     show(held - qRound64(part * length), length);
 }
 
+void TimeScale::zoomTo(double factor, qint64 time)
+{
+    if (!m_visible.isValid() || factor <= 0)
+        return;
+    const qint64 length = qBound(qMin(kShortestMs, m_whole.length()),
+                                 qRound64(m_visible.length() / factor), m_whole.length());
+    show(time - length / 2, length);
+}
+
 void TimeScale::pan(int pixels)
 {
     if (!m_visible.isValid())

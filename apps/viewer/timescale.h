@@ -36,6 +36,8 @@ public:
 
     /// Shows `factor` times less than now (above 1) or more, and keeps the time at `x` there.
     void zoom(double factor, int x);
+    /// Likewise, with `time` in the middle, or as near to it as the whole stretch allows.
+    void zoomTo(double factor, qint64 time);
     /// Moves what is seen by so many pixels; to the right, earlier times come into view.
     void pan(int pixels);
     void showAll();

@@ -64,6 +64,7 @@ private slots:
     void zoom_keepsTheTimeBelowThePointer_data();
     void zoom_keepsTheTimeBelowThePointer();
     void zoom_endsAtTheDay_andAtTenSeconds();
+    void zoomTo_putsATimeInTheMiddle();
     void pan_staysWithinTheDay();
     void reveal_movesOnlyWhenItMust();
     void ticks_standAtFullUnits_andLeaveRoomForLabels_data();
@@ -203,6 +204,19 @@ void TestTimeScale::zoom_endsAtTheDay_andAtTenSeconds()
     QCOMPARE(scale.visible(), scale.whole());
     scale.zoom(0, 500);
     scale.zoom(-1, 500);
+    QCOMPARE(scale.visible(), scale.whole());
+}
+
+void TestTimeScale::zoomTo_putsATimeInTheMiddle()
+{
+    TimeScale scale = dayOn(0, 1000);
+    scale.zoomTo(4, at(18, 0));
+    QCOMPARE(scale.visible(), (TimeSpan{at(15, 0), at(21, 0)}));
+    scale.zoomTo(2, at(23, 0)); // as near as it can be
+    QCOMPARE(scale.visible(), (TimeSpan{at(21, 0), at(24, 0)}));
+    scale.zoomTo(1e-9, at(1, 0));
+    QCOMPARE(scale.visible(), scale.whole());
+    scale.zoomTo(0, at(1, 0));
     QCOMPARE(scale.visible(), scale.whole());
 }
 

@@ -107,6 +107,8 @@ private slots:
     void help_isPrintedWithoutADisplay();
     void missingDisplay_isToldPlainly();
     void unwritableScreenshot_isTold();
+    void playbackPage_playsAndIsSummarised();
+    void downloadsPage_copiesAndPrintsTheFiles();
     void space_stopsAndStarts();
     void recordAndFolderKeys_recordAndTellTheFolder();
     void quitKey_endsAtOnce_whileACameraHangs();
@@ -267,6 +269,44 @@ void TestViewer::unwritableScreenshot_isTold()
     const Outcome outcome = run({"--screenshot", file, "--after", "1"});
     QCOMPARE(outcome.code, 1);
     QVERIFY(outcome.errors.contains("cannot be written"));
+}
+
+void TestViewer::playbackPage_playsAndIsSummarised()
+{
+    const QString file = dir.filePath("playback.png");
+    const Outcome outcome = run({"--simulate", "--page", "playback", "--folder",
+                                 dir.filePath("played"), "--after", "12", "--screenshot", file});
+    QVERIFY2(outcome.code == 0, qPrintable(outcome.output + outcome.errors));
+    QCOMPARE(outcome.errors, QString());
+    const QStringList lines = outcome.output.trimmed().split('\n');
+    QCOMPARE(lines.size(), 7); // screenshot, head, four playbacks, sum
+    for (int i = 0; i < 4; ++i)
+        QVERIFY2(lines[2 + i].endsWith("  playing"), qPrintable(lines[2 + i]));
+    QVERIFY(lines[6].startsWith("streams 4, with pictures 4,"));
+    QVERIFY(colours(QImage(file)) > 20);
+}
+
+void TestViewer::downloadsPage_copiesAndPrintsTheFiles()
+{
+    const QString folder = dir.filePath("copied");
+    const Outcome outcome = run({"--simulate", "--page", "downloads", "--folder", folder,
+                                 "--seconds", "25"});
+    QVERIFY2(outcome.code == 0, qPrintable(outcome.output + outcome.errors));
+    const QStringList lines = outcome.output.trimmed().split('\n');
+    QCOMPARE(lines.size(), 5); // head, four downloads
+    for (int i = 1; i < 5; ++i) {
+        const QRegularExpression row(QString("  1:00  Done   (%1/\\S+_%2\\.mp4)$")
+                                             .arg(QRegularExpression::escape(folder))
+                                             .arg(i - 1));
+        const QRegularExpressionMatch match = row.match(lines[i]);
+        QVERIFY2(match.hasMatch(), qPrintable(lines[i]));
+        QVERIFY(QFileInfo(match.captured(1)).size() > 0);
+    }
+    // What has failed is told by the status.
+    const Outcome refused = run({"--simulate", "--page", "downloads", "--folder", "/proc/films",
+                                 "--seconds", "3"});
+    QCOMPARE(refused.code, 1);
+    QVERIFY2(refused.output.contains("cannot be made"), qPrintable(refused.output));
 }
 
 void TestViewer::space_stopsAndStarts()

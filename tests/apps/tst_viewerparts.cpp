@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 #include "options.h"
+#include "playbackstate.h"
 #include "statistics.h"
 #include "support/waitfor.h"
 #include "theme.h"
@@ -27,6 +28,8 @@ private slots:
     void summary_hasALineForEachView();
     void state_isToldInWords_data();
     void state_isToldInWords();
+    void playback_isToldInWords_data();
+    void playback_isToldInWords();
     void everyIconOfTheViewer_isReadable_data();
     void everyIconOfTheViewer_isReadable();
     void link_isGone_whenLostOrLongAway();
@@ -46,6 +49,7 @@ void TestViewerParts::options_defaults()
     QCOMPARE(options.transport, QString("tcp"));
     QVERIFY(!options.isTimed());
     QVERIFY(!options.record);
+    QCOMPARE(options.page, PageTabs::Live);
     QVERIFY2(QDir::isAbsolutePath(options.folder) && options.folder.endsWith("/Vantra"),
              qPrintable(options.folder));
     QVERIFY(!options.verbose);
@@ -56,10 +60,12 @@ void TestViewerParts::options_allTaken()
     const Options options = Options::parse({"vantra-viewer", "--transport", "udp", "rtsp://a/1",
                                             "--screenshot", "x.png", "--after=3", "--seconds", "9",
                                             "--verbose", "--record", "--folder", "films",
-                                            "--simulate", "rtsp://b/2,rtsp://b/3",
+                                            "--simulate", "--page", "downloads",
+                                            "rtsp://b/2,rtsp://b/3",
                                             "rtsp://c/a,b"});
     QCOMPARE(options.action, Options::Action::Run);
     QVERIFY(options.simulate);
+    QCOMPARE(options.page, PageTabs::Downloads);
     QCOMPARE(options.cameras.size(), 3);
     QCOMPARE(options.cameras[0].main.name(), QString("a/1"));
     QVERIFY(!options.cameras[0].sub.isValid());
@@ -83,6 +89,7 @@ void TestViewerParts::options_refused_data()
     QTest::addColumn<QString>("word");
     QTest::newRow("unknown option") << QStringList{"--colour"} << "colour";
     QTest::newRow("transport") << QStringList{"--transport", "pigeon"} << "tcp or udp";
+    QTest::newRow("page") << QStringList{"--page", "two"} << "live, playback or downloads";
     QTest::newRow("seconds") << QStringList{"--seconds", "soon"} << "--seconds";
     QTest::newRow("no seconds") << QStringList{"--seconds", "0"} << "--seconds";
     QTest::newRow("negative") << QStringList{"--after=-1"} << "--after";
@@ -110,8 +117,8 @@ void TestViewerParts::options_helpAndVersion()
 {
     const Options help = Options::parse({"vantra-viewer", "--help", "rtsp://bad:"});
     QCOMPARE(help.action, Options::Action::ShowHelp);
-    for (const char *option : {"--transport", "--seconds", "--screenshot", "--after", "--folder",
-                               "--record", "--verbose", "--help", "--version"})
+    for (const char *option : {"--page", "--transport", "--seconds", "--screenshot", "--after",
+                               "--folder", "--record", "--verbose", "--help", "--version"})
         QVERIFY2(help.message.contains(option), option);
     const Options version = Options::parse({"vantra-viewer", "--version"});
     QCOMPARE(version.action, Options::Action::ShowVersion);
@@ -204,6 +211,59 @@ void TestViewerParts::state_isToldInWords()
     QTEST(stateText(facts), "line");
     // Only there is an old picture to be seen through the veil.
     QCOMPARE(message.veil, facts.state == ViewState::NoSignal);
+}
+
+Q_DECLARE_METATYPE(PlaybackFacts)
+
+void TestViewerParts::playback_isToldInWords_data()
+{
+    QTest::addColumn<PlaybackFacts>("facts");
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("detail");
+    QTest::addColumn<QString>("line");
+    const QDate day(2026, 3, 14);
+    const qint64 time = recordingtime::of(day) + 9 * recordingtime::hourMs + 5040;
+    using S = PlaybackState;
+    QTest::newRow("empty") << PlaybackFacts{S::Empty, "", -1, day} << "Empty"
+                           << "Drag a camera here from the list." << "empty";
+    QTest::newRow("ready")
+            << PlaybackFacts{S::Ready, "", time, day} << "Ready"
+            << "Press Space to play from 09:00:05, or click the line below." << "ready";
+    QTest::newRow("missing") << PlaybackFacts{S::Ready, "", time, day, true} << "Nothing recorded"
+                             << "There is no recording of 2026-03-14. Choose another day."
+                             << "ready";
+    QTest::newRow("opening") << PlaybackFacts{S::Opening, "", time, day} << "Opening the recording"
+                             << "" << "opening";
+    QTest::newRow("opening late") << PlaybackFacts{S::Opening, "Soon.", time, day}
+                                  << "Opening the recording" << "Soon." << "opening";
+    QTest::newRow("playing") << PlaybackFacts{S::Playing, "", time, day} << "" << "" << "playing";
+    QTest::newRow("paused") << PlaybackFacts{S::Paused, "", time, day} << "" << "" << "paused";
+    QTest::newRow("gap") << PlaybackFacts{S::Gap, "", time, day} << "Nothing recorded"
+                         << "The recording goes on at 09:00:05; the other playbacks are not there "
+                            "yet."
+                         << "in a gap";
+    QTest::newRow("silent") << PlaybackFacts{S::Waiting, "", time, day} << "No pictures"
+                            << "The device sends nothing.\nPress Space to try again."
+                            << "no pictures";
+    QTest::newRow("gone") << PlaybackFacts{S::Waiting, "It is gone.", time, day, false, true}
+                          << "No pictures" << "It is gone.\nPlay goes on when it is back."
+                          << "no pictures: It is gone.";
+    QTest::newRow("ended") << PlaybackFacts{S::Ended, "", time, day} << "End of the recording"
+                           << "Played to 09:00:05.\nPress Space to play again, or choose a time."
+                           << "ended";
+    QTest::newRow("failed") << PlaybackFacts{S::Failed, "It refuses.", time, day} << "Not played"
+                            << "It refuses.\nPress Space to try again."
+                            << "not played: It refuses.";
+}
+
+void TestViewerParts::playback_isToldInWords()
+{
+    QFETCH(PlaybackFacts, facts);
+    const StatusOverlay::Message message = describe(facts);
+    QTEST(message.title, "title");
+    QTEST(message.detail, "detail");
+    QTEST(stateText(facts), "line");
+    QCOMPARE(message.veil, facts.state == PlaybackState::Waiting);
 }
 
 void TestViewerParts::link_isGone_whenLostOrLongAway()
