@@ -11,9 +11,25 @@
 #include "core_opengl/nv12widget.h"
 #include "core_opengl/yuvwidget.h"
 
+#include <QGridLayout>
+
 namespace {
 
 const QString kNoHardware = QStringLiteral("none");
+
+/// A surface that is as large as `holder`, always: the layout of the widget leaves it alone.
+template<typename Surface>
+Surface *makeFilling(QWidget *holder, const QString &name)
+{
+    auto *surface = new Surface(holder);
+    surface->setObjectName(name);
+    if (!holder->layout())
+        (new QGridLayout(holder))->setContentsMargins(0, 0, 0, 0);
+    // In a layout of another kind that a host has set, the host places it.
+    if (auto *grid = qobject_cast<QGridLayout *>(holder->layout()))
+        grid->addWidget(surface, 0, 0); // over another surface, which is not shown
+    return surface;
+}
 
 template<typename Surface>
 void showCleared(Surface *surface)
@@ -85,12 +101,14 @@ void AbstractVideoWidget::onDecoderDestroyed()
     update();
 }
 
-// No surface can be created on this system yet; one that a subclass has set is used.
-
 void AbstractVideoWidget::newD3D9Widgets()
 {
     if (hardware == kNoHardware)
         return;
+    if (!nv12D3D9Widget) {
+        nv12D3D9Widget = new Nv12D3D9Widget(hwndWidget); // placed by the layout below
+        nv12D3D9Widget->setObjectName(QStringLiteral("nv12D3D9Widget"));
+    }
     showCleared(nv12D3D9Widget.data());
     resizeEvent(nullptr);
 }
@@ -99,6 +117,9 @@ void AbstractVideoWidget::newD3D11Widgets()
 {
     if (hardware == kNoHardware)
         return;
+    if (!nv12D3D11Widget)
+        nv12D3D11Widget =
+            makeFilling<Nv12D3D11Widget>(hwndWidget, QStringLiteral("nv12D3D11Widget"));
     showCleared(nv12D3D11Widget.data());
 }
 

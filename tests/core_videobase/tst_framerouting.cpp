@@ -348,6 +348,76 @@ private slots:
                  QRect(QPoint(0, 0), stage.widget.hwndWidget->size()));
     }
 
+    // The real ones; without Direct3D they stay empty.
+    void newDirect3DSurfaces_areMadeOnce_withHardwareOnly()
+    {
+        Stage stage;
+        stage.thread.setPicture(40, 30, 0, false);
+        QVERIFY(stage.show());
+        FrameWidget &widget = stage.widget;
+        widget.hwndWidget->show();
+        stage.thread.setHardware(QStringLiteral("none"));
+        widget.newD3D9Widgets();
+        widget.newD3D11Widgets();
+        QVERIFY(!widget.nv12D3D9Widget && !widget.nv12D3D11Widget);
+
+        stage.thread.setHardware(QStringLiteral("dxva2"));
+        widget.hardware = QStringLiteral("dxva2");
+        widget.newD3D9Widgets();
+        widget.newD3D11Widgets();
+        const QPointer<QWidget> d3d9 = widget.nv12D3D9Widget.data();
+        const QPointer<QWidget> d3d11 = widget.nv12D3D11Widget.data();
+        QVERIFY(d3d9 && d3d11);
+        QCOMPARE(d3d9->objectName(), QStringLiteral("nv12D3D9Widget"));
+        QCOMPARE(d3d11->objectName(), QStringLiteral("nv12D3D11Widget"));
+        for (QWidget *surface : {d3d9.data(), d3d11.data()}) {
+            QCOMPARE(surface->parentWidget(), widget.hwndWidget);
+            QVERIFY(surface->isVisible());
+            QTRY_COMPARE(surface->geometry(), widget.hwndWidget->rect());
+        }
+        stage.thread.setPicture(30, 40, 0, false); // the holder takes another shape
+        widget.resizeEvent(nullptr);
+        for (QWidget *surface : {d3d9.data(), d3d11.data()})
+            QTRY_COMPARE(surface->geometry(), widget.hwndWidget->rect());
+
+        d3d9->hide();
+        d3d11->hide();
+        widget.newD3D9Widgets();
+        widget.newD3D11Widgets();
+        QCOMPARE(widget.nv12D3D9Widget.data(), d3d9.data());
+        QCOMPARE(widget.nv12D3D11Widget.data(), d3d11.data());
+        QVERIFY(d3d9->isVisible() && d3d11->isVisible());
+        stage.emitFrames(stage.thread, 40, 30);
+        QVERIFY(!d3d9->internalWinId() && !d3d11->internalWinId());
+
+        widget.freeD3D9Widgets();
+        widget.freeD3D11Widgets();
+        QVERIFY(!d3d9 && !d3d11);
+        widget.newD3D9Widgets();
+        widget.newD3D11Widgets();
+        QVERIFY(widget.nv12D3D9Widget && widget.nv12D3D11Widget);
+    }
+
+    void aPlayWithHardware_makesItsSurface_andDeletesItAtTheEnd()
+    {
+        Stage stage;
+        stage.thread.setPicture(40, 40, 0, false);
+        stage.thread.setHardware(QStringLiteral("dxva2"));
+        stage.widget.setVideoMode(VideoMode_D3D9);
+        stage.widget.hardware = QStringLiteral("dxva2");
+        QVERIFY(stage.show());
+        for (int play = 0; play < 3; ++play) {
+            stage.widget.receivePlayStart(0);
+            stage.widget.receiveRenderStart();
+            const QPointer<QWidget> surface = stage.widget.nv12D3D9Widget.data();
+            QVERIFY(surface && surface->isVisible());
+            emit stage.thread.receiveFrame(40, 40, &planeY, true);
+            stage.widget.onDecoderDestroyed();
+            stage.widget.receivePlayFinsh(&stage.thread);
+            QVERIFY(!surface && !stage.widget.nv12D3D9Widget);
+        }
+    }
+
     void freeSurfaces_deleteTheirOwnOnly()
     {
         Stage stage;
