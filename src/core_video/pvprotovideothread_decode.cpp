@@ -6,6 +6,7 @@
 #include "core_video/pvprotovideothread.h"
 #include "devicelink/devicerules.h"
 #include "log.h"
+#include "systemcompat_p.h"
 
 #include <QImage>
 
@@ -20,10 +21,8 @@ constexpr char kLogTag[] = "(pvptvthr)";
 /// output of its sound.
 constexpr int kLetGoMs = 100;
 constexpr char kSoftware[] = "none";
-#if defined(Q_OS_WIN)
 constexpr char kSurfaces[] = "dxva2";   ///< decoder that gives Direct3D 9 surfaces
 constexpr char kTextures[] = "d3d11va"; ///< decoder that gives Direct3D 11 textures
-#endif
 
 const char *codecName(int codec)
 {
@@ -223,14 +222,13 @@ void PvProtoVideoThread::deliverSurface(VideoMode mode, bool codecChanged)
 {
     if (getHardware() == QLatin1String(kSoftware))
         return;
-#if defined(Q_OS_WIN)
     // The decoder fell back to software, or was made before the receiver chose the other kind of
     // surface: a renderer would take the plane, or that surface, for its own object and call it.
     const char *kind = mode == VideoMode_D3D9 ? kSurfaces : kTextures;
-    if (!codec->isVideoDecoderHardware() ||
-        qstrncmp(videoParam.hw_device, kind, sizeof(videoParam.hw_device)) != 0)
+    if (kDecodesToDirect3D &&
+        (!codec->isVideoDecoderHardware() ||
+         qstrncmp(videoParam.hw_device, kind, sizeof(videoParam.hw_device)) != 0))
         return;
-#endif
     const _tag_yuv_frame_s &picture = yuvOut;
     if (mode == VideoMode_D3D9)
         emit receiveFrame(picture.width, picture.height, picture.y, codecChanged);

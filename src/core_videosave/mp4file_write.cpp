@@ -8,6 +8,7 @@
 #include "core_ffmpeg/ffmpegerror_p.h"
 #include "core_videosave/annexb_p.h"
 #include "log.h"
+#include "systemcompat_p.h"
 
 #include <QtDebug>
 
