@@ -22,8 +22,8 @@ class ToolBar;
 class ViewGrid;
 
 /// The viewer's one window: on the left the pages to choose from and the list of devices; beside it
-/// the page, which shows live views, playbacks, or downloads; a bar below. With no device there is a
-/// page that says what to do.
+/// the page, which shows live views, playbacks, or downloads; a bar below. With no device there is
+/// a page that says what to do.
 ///
 /// Closing: all views, playbacks and downloads stop at once; the window hides and the event loop
 /// runs on until every thread of theirs has ended, for five seconds at most, or fifteen where files

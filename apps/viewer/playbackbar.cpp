@@ -25,7 +25,8 @@ PlaybackBar::PlaybackBar(QWidget *parent) : ButtonBar(parent)
     };
     const auto addStep = [this](const QString &icon, const QString &tip, int seconds) {
         QToolButton *button = addButton(icon, tip);
-        connect(button, &QToolButton::clicked, this, [this, seconds] { emit stepClicked(seconds); });
+        connect(button, &QToolButton::clicked, this,
+                [this, seconds] { emit stepClicked(seconds); });
         return button;
     };
     m_play = add("play", QString(), &Bar::playClicked);
@@ -83,7 +84,8 @@ void PlaybackBar::showLook(const Look &look)
         button->setEnabled(isUsed);
     m_stop->setEnabled(isUsed && view->isWanted());
     m_snap->setEnabled(hasPicture);
-    setLook(m_play, isMoving ? "pause" : "play", isMoving ? tr("Pause (Space)") : tr("Play (Space)"));
+    setLook(m_play, isMoving ? "pause" : "play",
+            isMoving ? tr("Pause (Space)") : tr("Play (Space)"));
     m_speed->setText(tr("%1 ×").arg(view ? view->playSpeed() : 1));
     const bool muted = !view || view->isMuted();
     setLook(m_sound, muted ? ":/primary/close_volume.svg" : ":/primary/volume.svg",

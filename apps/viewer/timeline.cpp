@@ -224,7 +224,7 @@ void TimeLine::dragTo(int x)
         break;
     case Drag::Pan: m_scale.pan(x - m_dragX); break;
     case Drag::Strip: {
-        // The middle of what is seen goes where the pointer is on the strip, which is the whole day.
+        // The middle of what is seen goes where the pointer is on the strip, which is all the day.
         const QRect place = strip();
         const double part = double(x - place.left()) / place.width();
         const TimeSpan &whole = m_scale.whole();

@@ -117,7 +117,8 @@ void TestDownloadPage::fields_markTheLine_andTheLineFillsTheFields()
     Desk desk(recorder);
     desk.to()->setTime(QTime(9, 40));
     QCOMPARE(desk.line()->mark(), (TimeSpan{recordedAt(9, 10), recordedAt(9, 40)}));
-    const QPoint begin(desk.line()->scale().xOf(recordedAt(11)), desk.line()->placeOf(0).center().y());
+    const QPoint begin(desk.line()->scale().xOf(recordedAt(11)),
+                       desk.line()->placeOf(0).center().y());
     QTest::mousePress(desk.line(), Qt::LeftButton, {}, begin);
     const QPoint end(desk.line()->scale().xOf(recordedAt(12)), begin.y());
     QMouseEvent move(QEvent::MouseMove, end, desk.line()->mapToGlobal(end), Qt::NoButton,

@@ -213,7 +213,8 @@ void TestDownloadQueue::progress_countsWhatIsRecorded_andOnlyGrows()
     for (int i = 1; i < parts.size(); ++i)
         QVERIFY2(parts[i] - parts[i - 1] < 0.3, qPrintable(QString::number(parts[i])));
     QVERIFY(parts.last() > 0.7);
-    const QRegularExpression words("^\\d+ %   [\\d.]+ times as fast as recorded   \\d+:\\d\\d left$");
+    const QRegularExpression words("^\\d+ %   [\\d.]+ times as fast as recorded   "
+                                   "\\d+:\\d\\d left$");
     QVERIFY2(words.match(texts.last()).hasMatch(), qPrintable(texts.last()));
 }
 

@@ -489,7 +489,8 @@ void TestPlaybackPage::limitOfTheDevice_isToldWhereItMeets()
     QVERIFY(waitFor([&] {
         int on = 0;
         for (int i = 0; i < 4; ++i)
-            on += desk.view(i)->state() == PlaybackState::Playing && desk.view(i)->position() > start;
+            on += desk.view(i)->state() == PlaybackState::Playing
+                    && desk.view(i)->position() > start;
         return on == 2;
     }));
 }

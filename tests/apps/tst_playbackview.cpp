@@ -1,20 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "playbackthread.h"
-#include "playbackview.h"
-#include "recorderhost.h"
-#include "statusoverlay.h"
-#include "support/counterblocks.h"
+#include "playbackhost.h"
 #include "support/loggedtest.h"
-#include "support/waitfor.h"
 #include "theme.h"
 #include "vantra.h"
-#include "viewlabels.h"
 
 #include <QApplication>
 #include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
 
 using namespace vantratest;
@@ -26,64 +18,6 @@ namespace {
 
 constexpr qint64 kFrameMs = 1000 / Recorder::kFps;
 constexpr qint64 kKeyMs = Recorder::kGop * kFrameMs;
-constexpr quint32 kCounterModulus = 1u << 24;
-
-/// A playback in a window of its own, ticked as the page does it.
-struct Host
-{
-    explicit Host(const Camera &camera) : view(folder.path())
-    {
-        view.setFrameVisible(false);
-        view.nextScaleMode(); // fill, so that the picture is the whole view
-        view.resize(640, 360);
-        view.setDay(recordedDay());
-        view.setCamera(camera);
-        QObject::connect(&timer, &QTimer::timeout, &view, &PlaybackView::tick);
-        timer.start(50);
-        view.show();
-    }
-    ~Host()
-    {
-        view.halt();
-        waitFor([] { return !PlaybackThread::anyRuns(); });
-    }
-
-    bool becomes(PlaybackState state)
-    {
-        return waitFor([=] { return view.state() == state; });
-    }
-    StatusOverlay *overlay() { return view.findChild<StatusOverlay *>(); }
-    QString notice() { return view.findChild<ViewLabels *>()->lastNotice(); }
-    bool showsWords(const QString &title, const QString &words)
-    {
-        return waitFor([&] {
-            return overlay()->isVisible() && overlay()->title() == title
-                    && overlay()->detail().contains(words);
-        });
-    }
-    /// Time of the picture that is really seen, by its counter; none if it cannot be read.
-    qint64 seen()
-    {
-        view.findChild<ViewLabels *>()->reset();
-        view.clearOsd();
-        const auto counter = readCounter(view.grab().toImage());
-        if (!counter)
-            return none;
-        const qint64 frame = view.position() * Recorder::kFps / 1000;
-        const qint64 base = frame - frame % kCounterModulus;
-        return (base + *counter) * 1000 / Recorder::kFps;
-    }
-    bool passes(qint64 time)
-    {
-        return waitFor([=] {
-            return view.state() == PlaybackState::Playing && view.position() > time;
-        });
-    }
-
-    QTemporaryDir folder;
-    PlaybackView view;
-    QTimer timer;
-};
 
 /// The first key picture from a time on, where the recording began at `begin`.
 qint64 keyFrom(qint64 time, qint64 begin)
@@ -122,23 +56,11 @@ private slots:
     void seekBeforeItIsOpen_isKept();
     void speeds_arriveAtTheDevice_alsoInTheNextPlay();
     void end_isTold_andPlayBeginsAgain();
-    void refusals_areToldInPlainWords_data();
-    void refusals_areToldInPlainWords();
-    void refusalOfACameraByAddress_saysThatItHasNoRecordings();
-    void silentDevice_isTold_andTriedAgain();
-    void lostLink_isTold_andPlayGoesOnWhereItWas();
-    void deviceThatIsNotThere_isWaitedFor();
-    void brokenRecording_isTold_andTriedAgain();
     void picture_isNamedByItsTimeInTheRecording_data();
     void picture_isNamedByItsTimeInTheRecording();
-    void picture_thatCannotBeWritten_isTold();
     void sound_isOffUntilWanted_andKept();
-    void haltAndPlay_waitsForTheLastPlayToEnd();
-    void manyPlays_leaveNoThread();
     void anotherCamera_endsThePlayOfTheLast();
-    void twoViewsOfAChannel_neverDisturbEachOther();
     void viewThatIsAhead_waits_andIsCoveredInAGap();
-    void view_isDeletedWhilePlaying();
 };
 
 void TestPlaybackView::emptyPlace_tellsWhatToDo_andIsHarmless()
@@ -167,7 +89,7 @@ void TestPlaybackView::emptyPlace_tellsWhatToDo_andIsHarmless()
 void TestPlaybackView::camera_isReadyAtItsFirstRecording()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     QCOMPARE(host.view.state(), PlaybackState::Ready);
     QCOMPARE(host.view.position(), recordedAt(9));
     QVERIFY(host.showsWords("Ready", "09:00:00"));
@@ -180,7 +102,7 @@ void TestPlaybackView::camera_isReadyAtItsFirstRecording()
 void TestPlaybackView::dayWithoutRecordings_isTold()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.setDay(recordedDay().addDays(1));
     QVERIFY(host.showsWords("Nothing recorded", "2026-03-15"));
     QVERIFY(host.view.recorded().isEmpty());
@@ -192,7 +114,7 @@ void TestPlaybackView::deviceThatDoesNotTell_isPlayedAllTheSame()
 {
     Recorder recorder;
     recorder.device.recorded = {};
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     QVERIFY(!host.view.isRecordedKnown());
     QVERIFY(host.showsWords("Ready", "00:00:00"));
     host.view.play();
@@ -203,7 +125,7 @@ void TestPlaybackView::deviceThatDoesNotTell_isPlayedAllTheSame()
 void TestPlaybackView::play_showsPicturesOfTheAskedTime()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     QSignalSpy moved(&host.view, &PlaybackView::positionChanged);
     host.view.playFrom(recordedAt(9, 20));
     QVERIFY(host.becomes(PlaybackState::Playing));
@@ -223,7 +145,7 @@ void TestPlaybackView::play_showsPicturesOfTheAskedTime()
 void TestPlaybackView::position_isThatOfThePicture_toTheFrame()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     for (int i = 0; i < 5; ++i) {
@@ -239,7 +161,7 @@ void TestPlaybackView::position_isThatOfThePicture_toTheFrame()
 void TestPlaybackView::hold_stopsReading_andPlayGoesOn()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.hold(); // not played yet
     QVERIFY(!host.view.isHeld());
     host.view.playFrom(recordedAt(9, 5));
@@ -265,7 +187,7 @@ void TestPlaybackView::hold_stopsReading_andPlayGoesOn()
 void TestPlaybackView::seek_landsAtTheNextKeyPicture()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     for (const qint64 wanted : {recordedAt(9, 40) + 130, recordedAt(9, 2) + 777,
@@ -293,7 +215,7 @@ void TestPlaybackView::seek_landsAtTheNextKeyPicture()
 void TestPlaybackView::seekWhileHeld_showsThePictureOfThatTime()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     host.view.hold();
@@ -311,7 +233,7 @@ void TestPlaybackView::seekWhileHeld_showsThePictureOfThatTime()
 void TestPlaybackView::seekIntoAGap_goesOnBehindIt()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     host.view.playFrom(recordedAt(10, 30));
@@ -322,7 +244,7 @@ void TestPlaybackView::seekIntoAGap_goesOnBehindIt()
 void TestPlaybackView::drag_asksOneTimeAfterTheOther_andEndsWhereItWasLetGo()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     for (int minute = 10; minute < 50; ++minute)
@@ -337,7 +259,7 @@ void TestPlaybackView::drag_asksOneTimeAfterTheOther_andEndsWhereItWasLetGo()
 void TestPlaybackView::seekBeforeItIsOpen_isKept()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     host.view.playFrom(recordedAt(11, 5));
     QVERIFY(host.passes(recordedAt(11, 5)));
@@ -348,7 +270,7 @@ void TestPlaybackView::seekBeforeItIsOpen_isKept()
 void TestPlaybackView::speeds_arriveAtTheDevice_alsoInTheNextPlay()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     QVector<int> told;
@@ -372,7 +294,7 @@ void TestPlaybackView::speeds_arriveAtTheDevice_alsoInTheNextPlay()
 void TestPlaybackView::end_isTold_andPlayBeginsAgain()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(11, 59, 58));
     QVERIFY(host.becomes(PlaybackState::Ended));
     QVERIFY(host.showsWords("End of the recording", "Played to 11:59:59."));
@@ -389,135 +311,6 @@ void TestPlaybackView::end_isTold_andPlayBeginsAgain()
     QVERIFY(host.view.position() < recordedAt(9, 31));
 }
 
-void TestPlaybackView::refusals_areToldInPlainWords_data()
-{
-    QTest::addColumn<int>("answer");
-    QTest::addColumn<QString>("words");
-    QTest::newRow("exceed max") << int(HRetExceedMax) << "as many recordings as it can";
-    QTest::newRow("other") << int(HRetRefused) << "refuses to play this recording";
-}
-
-void TestPlaybackView::refusals_areToldInPlainWords()
-{
-    QFETCH(int, answer);
-    QFETCH(QString, words);
-    log->expect(Logger::Warning, QString("(orvodthr)vod start err %1").arg(answer));
-    const Recorder recorder;
-    recorder.control->faults().refuse(DeviceOp::vodStart, HRetError(answer), 2);
-    Host host(recorder.camera());
-    host.view.playFrom(recordedAt(9, 5));
-    QVERIFY(host.becomes(PlaybackState::Failed));
-    QVERIFY(host.showsWords("Not played", words));
-    QVERIFY(host.overlay()->detail().contains("Press Space to try again."));
-    QVERIFY(!host.view.isWanted());
-    QVERIFY(host.view.summary().state.startsWith("not played: The device refuses"));
-    host.view.play();
-    QVERIFY(waitFor([&] { return recorder.count(DeviceOp::vodStart) == 2; }));
-    QVERIFY(host.becomes(PlaybackState::Failed));
-    QCOMPARE(host.view.position(), recordedAt(9, 5)); // that is what is tried again
-    host.view.play();
-    QVERIFY(host.passes(recordedAt(9, 5)));
-    QVERIFY(host.view.position() < recordedAt(9, 6));
-}
-
-void TestPlaybackView::refusalOfACameraByAddress_saysThatItHasNoRecordings()
-{
-    log->expect(Logger::Warning, "(orvodthr)vod start err 1");
-    QString problem;
-    const Device device = cameraDevice(
-            CameraAddress::parse("rtsp://127.0.0.1:1/x", &problem), CameraAddress());
-    Host host(device.cameras().first());
-    QVERIFY(!host.view.isRecordedKnown());
-    host.view.play();
-    QVERIFY(host.showsWords("Not played", "by its address alone"));
-}
-
-void TestPlaybackView::silentDevice_isTold_andTriedAgain()
-{
-    const Recorder recorder;
-    Host host(recorder.camera());
-    host.view.playFrom(recordedAt(9, 5));
-    QVERIFY(host.passes(recordedAt(9, 5)));
-    recorder.control->faults().refuse(DeviceOp::vodReadFrame, HRetTimeout, -1);
-    QVERIFY(host.showsWords("No pictures", "The device sends nothing."));
-    QCOMPARE(host.view.state(), PlaybackState::Waiting);
-    const qint64 place = host.view.position();
-    recorder.control->faults().clear();
-    QVERIFY(host.passes(place)); // of its own accord, where the device goes on
-    recorder.control->faults().refuse(DeviceOp::vodReadFrame, HRetTimeout, -1);
-    QVERIFY(host.becomes(PlaybackState::Waiting));
-    const qint64 starts = recorder.count(DeviceOp::vodStart);
-    recorder.control->faults().clear();
-    host.view.play(); // or by a new playback, if a person has no patience
-    QVERIFY(host.becomes(PlaybackState::Playing));
-    QVERIFY(recorder.count(DeviceOp::vodStart) <= starts + 1);
-}
-
-void TestPlaybackView::lostLink_isTold_andPlayGoesOnWhereItWas()
-{
-    log->expectMatching(Logger::Error, QRegularExpression("^\\(orvodthr\\)"));
-    const Recorder recorder;
-    Host host(recorder.camera());
-    host.view.playFrom(recordedAt(9, 5));
-    QVERIFY(host.passes(recordedAt(9, 5)));
-    recorder.control->loseConnection();
-    QVERIFY(host.becomes(PlaybackState::Waiting));
-    QVERIFY(host.showsWords("No pictures", "The device is gone."));
-    QVERIFY(host.overlay()->detail().contains("Play goes on when it is back."));
-    const qint64 place = host.view.position();
-    recorder.control->restoreConnection();
-    QVERIFY(host.passes(place));
-    QVERIFY(host.view.position() < place + 60 * secondMs);
-    // Held, it comes back held.
-    host.view.hold();
-    recorder.control->loseConnection();
-    QVERIFY(host.becomes(PlaybackState::Waiting));
-    recorder.control->restoreConnection();
-    QVERIFY(host.becomes(PlaybackState::Paused));
-    QVERIFY(waitFor([&] { return recorder.control->playback(0).paused; }));
-}
-
-void TestPlaybackView::deviceThatIsNotThere_isWaitedFor()
-{
-    const Recorder recorder;
-    recorder.control->loseConnection();
-    Host host(recorder.camera());
-    host.view.playFrom(recordedAt(9, 5));
-    QVERIFY(host.becomes(PlaybackState::Waiting));
-    QVERIFY(host.overlay()->detail().contains("Play goes on when it is back."));
-    // Longer than a thread waits for the link.
-    QVERIFY(waitFor([&] { return !PlaybackThread::anyRuns(); }));
-    QCOMPARE(host.view.state(), PlaybackState::Waiting);
-    recorder.control->restoreConnection();
-    QVERIFY(host.passes(recordedAt(9, 5)));
-    // Who stops waits no longer.
-    recorder.control->loseConnection();
-    QVERIFY(host.becomes(PlaybackState::Waiting));
-    host.view.halt();
-    QCOMPARE(host.view.state(), PlaybackState::Ready);
-    const qint64 starts = recorder.count(DeviceOp::vodStart);
-    recorder.control->restoreConnection();
-    waitFor([] { return false; }, 500);
-    QCOMPARE(recorder.count(DeviceOp::vodStart), starts);
-}
-
-void TestPlaybackView::brokenRecording_isTold_andTriedAgain()
-{
-    log->expect(Logger::Error, "(orvodthr)vod read frame err 99");
-    log->expect(Logger::Error, "(orvodthr)read frame err 3");
-    const Recorder recorder;
-    Host host(recorder.camera());
-    host.view.playFrom(recordedAt(9, 5));
-    QVERIFY(host.passes(recordedAt(9, 5)));
-    recorder.control->faults().refuse(DeviceOp::vodReadFrame, HRetError(99), 4);
-    QVERIFY(host.becomes(PlaybackState::Failed));
-    QVERIFY(host.showsWords("Not played", "has broken off the recording"));
-    const qint64 place = host.view.position();
-    host.view.play();
-    QVERIFY(host.passes(place));
-    QVERIFY(host.view.position() < place + 60 * secondMs);
-}
-
 void TestPlaybackView::picture_isNamedByItsTimeInTheRecording_data()
 {
     QTest::addColumn<bool>("held");
@@ -529,7 +322,7 @@ void TestPlaybackView::picture_isNamedByItsTimeInTheRecording()
 {
     QFETCH(bool, held);
     const Recorder recorder(1, 2);
-    Host host(recorder.camera(1));
+    PlaybackHost host(recorder.camera(1));
     host.view.savePicture(); // there is none
     host.view.playFrom(recordedAt(9, 15));
     QVERIFY(host.passes(recordedAt(9, 15)));
@@ -559,24 +352,10 @@ void TestPlaybackView::picture_isNamedByItsTimeInTheRecording()
     QVERIFY(time >= earliest - (held ? 0 : secondMs));
 }
 
-void TestPlaybackView::picture_thatCannotBeWritten_isTold()
-{
-    const Recorder recorder;
-    PlaybackView view("/proc/pictures");
-    view.setDay(recordedDay());
-    view.setCamera(recorder.camera());
-    view.resize(640, 360);
-    view.show();
-    view.playFrom(recordedAt(9, 15));
-    QVERIFY(waitFor([&] { return view.state() == PlaybackState::Playing; }));
-    view.savePicture();
-    QVERIFY(view.findChild<ViewLabels *>()->lastNotice().contains("cannot be made"));
-}
-
 void TestPlaybackView::sound_isOffUntilWanted_andKept()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     QVERIFY(host.view.isMuted());
     host.view.toggleMuted(); // while nothing is played
     QVERIFY(!host.view.isMuted());
@@ -597,52 +376,10 @@ void TestPlaybackView::sound_isOffUntilWanted_andKept()
     QVERIFY(!host.view.isMuted());
 }
 
-void TestPlaybackView::haltAndPlay_waitsForTheLastPlayToEnd()
-{
-    const Recorder recorder;
-    Host host(recorder.camera());
-    host.view.playFrom(recordedAt(9, 5));
-    QVERIFY(host.passes(recordedAt(9, 5)));
-    for (int i = 0; i < 10; ++i) {
-        host.view.halt();
-        QCOMPARE(host.view.state(), PlaybackState::Ready);
-        host.view.playFrom(recordedAt(9, 10 + i));
-        QVERIFY(host.view.isWanted());
-        QVERIFY(host.passes(recordedAt(9, 10 + i)));
-        QVERIFY(host.view.position() < recordedAt(9, 11 + i));
-    }
-    // Never a start before the stop of the play before, which would have ended the new one.
-    int open = 0;
-    for (const DeviceCall &call : recorder.calls().calls()) {
-        if (call.operation == DeviceOp::vodStart)
-            QCOMPARE(++open, 1);
-        else if (call.operation == DeviceOp::vodStop)
-            open = 0;
-    }
-    QCOMPARE(recorder.count(DeviceOp::vodStart), qint64(11));
-}
-
-void TestPlaybackView::manyPlays_leaveNoThread()
-{
-    const Recorder recorder;
-    Host host(recorder.camera());
-    for (int i = 0; i < 30; ++i) {
-        host.view.playFrom(recordedAt(9, i));
-        for (int turn = 0; turn < i % 5; ++turn)
-            QCoreApplication::processEvents();
-        host.view.halt();
-    }
-    QVERIFY(waitFor([] { return !PlaybackThread::anyRuns(); }));
-    QVERIFY(waitFor([&] { return recorder.control->openPlaybacks() == 0; }));
-    QVERIFY(waitFor([&] { return host.view.findChildren<PlaybackThread *>().isEmpty(); }));
-    host.view.play();
-    QVERIFY(host.becomes(PlaybackState::Playing));
-}
-
 void TestPlaybackView::anotherCamera_endsThePlayOfTheLast()
 {
     const Recorder recorder(1, 2);
-    Host host(recorder.camera(0));
+    PlaybackHost host(recorder.camera(0));
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     host.view.setCamera(recorder.camera(1));
@@ -661,26 +398,10 @@ void TestPlaybackView::anotherCamera_endsThePlayOfTheLast()
     QVERIFY(waitFor([&] { return recorder.control->openPlaybacks() == 0; }));
 }
 
-void TestPlaybackView::twoViewsOfAChannel_neverDisturbEachOther()
-{
-    const Recorder recorder;
-    Host one(recorder.camera()), two(recorder.camera());
-    one.view.playFrom(recordedAt(9, 5));
-    QVERIFY(one.passes(recordedAt(9, 5)));
-    two.view.playFrom(recordedAt(9, 30));
-    QVERIFY(two.showsWords("Opening the recording", "about to end"));
-    const qint64 place = one.view.position();
-    QVERIFY(one.passes(place + secondMs));
-    QCOMPARE(recorder.count(DeviceOp::vodStart), qint64(1));
-    one.view.halt();
-    QVERIFY(two.passes(recordedAt(9, 30)));
-    QVERIFY(two.view.position() < recordedAt(9, 31));
-}
-
 void TestPlaybackView::viewThatIsAhead_waits_andIsCoveredInAGap()
 {
     const Recorder recorder;
-    Host host(recorder.camera());
+    PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
     host.view.setAhead(1000);
@@ -699,27 +420,6 @@ void TestPlaybackView::viewThatIsAhead_waits_andIsCoveredInAGap()
     QVERIFY(recorder.control->playback(0).paused);
     host.view.play();
     QVERIFY(waitFor([&] { return !recorder.control->playback(0).paused; }));
-}
-
-void TestPlaybackView::view_isDeletedWhilePlaying()
-{
-    const Recorder recorder;
-    for (int i = 0; i < 5; ++i) {
-        auto host = std::make_unique<Host>(recorder.camera());
-        host->view.playFrom(recordedAt(9, 5));
-        if (i > 0)
-            QVERIFY(host->passes(recordedAt(9, 5) + i * 100));
-    }
-    QVERIFY(waitFor([&] { return recorder.control->openPlaybacks() == 0; }));
-    QVERIFY(!PlaybackThread::anyRuns());
-    PlaybackView *bare = new PlaybackView(QString());
-    bare->setDay(recordedDay());
-    bare->setCamera(recorder.camera());
-    bare->show();
-    bare->playFrom(recordedAt(9, 5));
-    QVERIFY(waitFor([&] { return bare->state() == PlaybackState::Playing; }));
-    delete bare;
-    QVERIFY(!PlaybackThread::anyRuns());
 }
 
 int main(int argc, char *argv[])
