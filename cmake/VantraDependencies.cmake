@@ -3,7 +3,7 @@
 #
 # Every library that Vantra is built on, each as an imported target.
 
-find_package(Qt5 5.12 REQUIRED COMPONENTS Core Gui Widgets Network Multimedia Svg)
+find_package(Qt5 5.12 REQUIRED COMPONENTS Core Gui Widgets OpenGL Network Multimedia Svg)
 if(VANTRA_BUILD_TESTS)
   find_package(Qt5 REQUIRED COMPONENTS Test)
 endif()

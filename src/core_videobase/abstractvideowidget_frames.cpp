@@ -11,23 +11,51 @@
 #include "core_opengl/nv12widget.h"
 #include "core_opengl/yuvwidget.h"
 
-#include <QGridLayout>
+#include <QEvent>
+#include <QWidget>
 
 namespace {
 
 const QString kNoHardware = QStringLiteral("none");
 
-/// A surface that is as large as `holder`, always: the layout of the widget leaves it alone.
+/// Keeps a surface as large as its holder, which the layout of the widget sets the place of. The
+/// surface itself is watched too: X may report an old size of its native window late, which Qt then
+/// takes for the new one.
+class Filling final : public QObject
+{
+public:
+    Filling(QWidget *surface, QWidget *holder) : QObject(surface), surface(surface), holder(holder)
+    {
+        surface->installEventFilter(this);
+        holder->installEventFilter(this);
+        fill();
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Resize || event->type() == QEvent::Move)
+            fill();
+        return false;
+    }
+
+private:
+    void fill()
+    {
+        // A host that has given the holder a layout, or has taken the surface away, places it.
+        if (surface->parentWidget() == holder && !holder->layout())
+            surface->setGeometry(holder->rect());
+    }
+
+    QWidget *const surface;
+    QWidget *const holder;
+};
+
 template<typename Surface>
 Surface *makeFilling(QWidget *holder, const QString &name)
 {
     auto *surface = new Surface(holder);
     surface->setObjectName(name);
-    if (!holder->layout())
-        (new QGridLayout(holder))->setContentsMargins(0, 0, 0, 0);
-    // In a layout of another kind that a host has set, the host places it.
-    if (auto *grid = qobject_cast<QGridLayout *>(holder->layout()))
-        grid->addWidget(surface, 0, 0); // over another surface, which is not shown
+    new Filling(surface, holder);
     return surface;
 }
 
@@ -125,10 +153,15 @@ void AbstractVideoWidget::newD3D11Widgets()
 
 void AbstractVideoWidget::newOpenglWidgets()
 {
-    if (hardware == kNoHardware)
+    if (hardware == kNoHardware) {
+        if (!yuvWidget)
+            yuvWidget = makeFilling<YuvWidget>(hwndWidget, QStringLiteral("yuvWidget"));
         showCleared(yuvWidget.data());
-    else
+    } else {
+        if (!nv12Widget)
+            nv12Widget = makeFilling<Nv12Widget>(hwndWidget, QStringLiteral("nv12Widget"));
         showCleared(nv12Widget.data());
+    }
     resizeEvent(nullptr);
 }
 
