@@ -39,6 +39,7 @@ Keys liveKeys()
         {tr("Shift+R"), tr("start or end recordings of all views")},
         {tr("Ctrl+O"), tr("open the folder of recordings and pictures")},
         {"O", tr("name and clock on or off")},
+        {"G", tr("show pictures by OpenGL, or paint them")},
     };
 }
 

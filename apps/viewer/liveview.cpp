@@ -3,6 +3,7 @@
 #include "liveview.h"
 
 #include "core_audio/audiothread.h"
+#include "core_opengl/yuvwidget.h"
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
 #include "devicelink/hnetdevice.h"
@@ -225,16 +226,32 @@ void LiveView::receiveImage(const QImage &picture, int time)
 {
     const bool isOurs = sender() == videoThread;
     LiveVideoWidget::receiveImage(picture, time);
+    if (isOurs)
+        notePicture(picture.size(), !image.isNull());
+}
+
+void LiveView::receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU, quint8 *dataV,
+                            quint32 linesizeY, quint32 linesizeU, quint32 linesizeV)
+{
+    const bool isOurs = sender() == videoThread;
+    LiveVideoWidget::receiveFrame(width, height, dataY, dataU, dataV, linesizeY, linesizeU,
+                                  linesizeV);
+    if (isOurs)
+        notePicture(QSize(width, height), yuvWidget);
+}
+
+void LiveView::notePicture(const QSize &size, bool isShown)
+{
     const bool isSeen = isVisible() && !getIsMinimized();
-    if (!isOurs || (isSeen && image.isNull()))
-        return; // what is not painted is no sign of life
+    if (isSeen && !isShown)
+        return; // no sign of life
     if (m_hasPicture && m_sincePicture.hasExpired(kStaleAfterMs))
         m_returning = kPicturesOfReturn;
     else if (m_returning > 0)
         --m_returning;
     m_sincePicture.start();
     m_lastPictureAt = QDateTime::currentDateTime();
-    m_pictureSize = picture.size();
+    m_pictureSize = size;
     m_hasPicture = true;
     m_isSwitching = false;
     if (isSeen)
@@ -435,6 +452,27 @@ void LiveView::toggleZoom()
 void LiveView::toggleLabels()
 {
     m_labels->toggle();
+}
+
+bool LiveView::setOpengl(bool on)
+{
+    const VideoMode mode = on ? VideoMode_Opengl : VideoMode_Painter;
+    if (widgetPara.videoMode == mode)
+        return true;
+    const bool wasStarted = m_started;
+    leave();
+    setVideoMode(mode);
+    if (on)
+        newOpenglWidgets();
+    const bool isThere = !on || yuvWidget->isValid();
+    if (!isThere)
+        setVideoMode(VideoMode_Painter);
+    if (!on || !isThere)
+        freeOpenglWidgets();
+    if (wasStarted)
+        begin();
+    emit changed();
+    return isThere;
 }
 
 void LiveView::savePicture()

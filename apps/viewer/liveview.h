@@ -55,6 +55,9 @@ public:
     void nextScaleMode();
     void toggleZoom();
     void toggleLabels();
+    /// Shows pictures by OpenGL, without texts over them, or paints them; what plays begins anew.
+    /// False where there is no OpenGL: then they are painted.
+    bool setOpengl(bool on);
     /// Shows a few words over the live picture, which vanish by themselves.
     void notice(const QString &text);
     /// Saves the next picture in the folder of this camera.
@@ -86,6 +89,9 @@ protected:
     void receivePlayStart(int time) override;
     void receivePlayFinsh(QObject *thread) override;
     void receiveImage(const QImage &image, int time) override;
+    using LiveVideoWidget::receiveFrame;
+    void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU, quint8 *dataV,
+                      quint32 linesizeY, quint32 linesizeU, quint32 linesizeV) override;
     void playAudio(const QByteArray &data) override;
     void btnClicked(const QString &name) override;
     void focusInEvent(QFocusEvent *event) override;
@@ -99,6 +105,7 @@ private:
     void begin();
     void leave();
     void keepThreadsRunning();
+    void notePicture(const QSize &size, bool isShown);
     void endDeadStream();
     void showState();
     ViewFacts facts() const;

@@ -12,6 +12,7 @@
 #include "viewerlog.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QTextStream>
 #include <QTimer>
 
@@ -85,7 +86,10 @@ void endByItself(MainWindow *window, const Options &options, int *status)
         window->close();
     };
     const auto shoot = [window, options, status] {
-        if (window->grab().save(options.screenshot)) {
+        // What OpenGL draws is on the screen only.
+        const QPixmap picture = options.opengl ? window->screen()->grabWindow(window->winId())
+                                               : window->grab();
+        if (picture.save(options.screenshot)) {
             print(stdout, QStringLiteral("screenshot %1\n").arg(options.screenshot));
         } else {
             print(stderr, QStringLiteral("vantra-viewer: %1 cannot be written\n")
@@ -133,6 +137,9 @@ int main(int argc, char *argv[])
     {
         const QDateTime start = QDateTime::currentDateTime();
         MainWindow window(options.transport, options.folder);
+        if (options.opengl && !window.setOpengl(true))
+            print(stderr, QStringLiteral("vantra-viewer: there is no OpenGL; pictures are "
+                                         "painted\n"));
         if (options.simulate)
             for (const Device &device : simulatedDevices())
                 window.addDevice(device);

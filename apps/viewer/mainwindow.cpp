@@ -152,6 +152,8 @@ void MainWindow::connectToolBar()
     connect(m_toolBar, &ToolBar::viewCountClicked, this, &MainWindow::setViewCount);
     connect(m_toolBar, &ToolBar::addClicked, this, &MainWindow::askForAddress);
     connect(m_toolBar, &ToolBar::clearClicked, this, &MainWindow::clearSelected);
+    connect(m_toolBar, &ToolBar::renderClicked, this,
+            [this] { setOpengl(!m_grid->isOpengl()); });
     connect(m_toolBar, &ToolBar::fullScreenClicked, this, &MainWindow::toggleFullScreen);
     connect(m_toolBar, &ToolBar::helpClicked, this, &MainWindow::showHelp);
 }
@@ -214,6 +216,7 @@ void MainWindow::addViewShortcuts()
     add(QKeySequence(Qt::SHIFT + Qt::Key_R), [this] { toggleAllRecordings(); });
     for (const int key : {int(Qt::Key_Return), int(Qt::Key_Enter)})
         add(key, [this] { enter(); });
+    add(Qt::Key_G, [this] { setOpengl(!m_grid->isOpengl()); });
     add(Qt::Key_F, [this] { toggleFullScreen(); });
     add(Qt::Key_Delete, [this] { clearSelected(); });
     add(Qt::Key_L, [this] { goToList(); });
@@ -414,6 +417,11 @@ void MainWindow::setViewCount(int count)
     showPlaces();
 }
 
+bool MainWindow::setOpengl(bool on)
+{
+    return m_grid->setOpengl(on);
+}
+
 void MainWindow::toggleAllRecordings()
 {
     const QList<LiveView *> &views = m_grid->views();
@@ -519,6 +527,7 @@ void MainWindow::showHelp()
 void MainWindow::updateToolBar()
 {
     m_toolBar->showView(m_grid->selected(), m_grid->isEnlarged(), isFullScreen());
+    m_toolBar->showRender(m_grid->isOpengl());
 }
 
 void MainWindow::tick()

@@ -56,6 +56,8 @@ public:
     void setViewCount(int count);
     /// Shows a camera of the list in the selected view or playback, or chooses it for a download.
     void showCamera(const QString &key);
+    /// Shows pictures by OpenGL, or paints them; false where there is no OpenGL.
+    bool setOpengl(bool on);
     /// Records all cameras that are shown; if all that play are recorded already, ends that.
     void toggleAllRecordings();
     /// Of the views that show a camera; of the playbacks, if their page is shown.

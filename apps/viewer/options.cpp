@@ -29,6 +29,8 @@ from there, and out of what the shell remembers.
   --after N             seconds until the screenshot is taken (8)
   --folder DIR          where recordings and pictures go, in a folder for each camera
                         (Vantra in the user's folder for videos)
+  --render painter|opengl
+                        how pictures come to the screen (painter)
   --record              record all cameras from the start
   --verbose             print what the library reports
   --help, --version
@@ -127,7 +129,8 @@ Options Options::parse(const QStringList &arguments)
                        {"cameras", QString(), "file"}, {"page", QString(), "page"},
                        {"screenshot", QString(), "file"}, {"after", QString(), "n"},
                        {"folder", QString(), "dir"}, {"record", QString()}, {"simulate", QString()},
-                       {"verbose", QString()}, {{"h", "help"}, QString()},
+                       {"render", QString(), "painter|opengl"}, {"verbose", QString()},
+                       {{"h", "help"}, QString()},
                        {{"v", "version"}, QString()}});
     if (!parser.parse(arguments))
         return refuse(maskUrlCredentials(parser.errorText()));
@@ -155,6 +158,10 @@ Options Options::parse(const QStringList &arguments)
         return refuse("--transport is tcp or udp");
     if (parser.isSet("page") && !readPage(parser.value("page"), &options.page))
         return refuse("--page is live, playback or downloads");
+    const QString render = parser.isSet("render") ? parser.value("render") : "painter";
+    if (render != "painter" && render != "opengl")
+        return refuse("--render is painter or opengl");
+    options.opengl = render == "opengl";
     if (parser.isSet("seconds") && !readSeconds(parser.value("seconds"), &options.seconds))
         return refuse("--seconds needs a number of seconds, at least 1");
     if (parser.isSet("after") && !readSeconds(parser.value("after"), &options.afterSeconds))

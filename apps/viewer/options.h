@@ -40,6 +40,7 @@ struct Options
     int seconds = 0;       ///< end after so long; 0: when the window is closed
     QString folder;        ///< of recordings and pictures, with a folder for each camera
     bool record = false;   ///< all cameras, from the start
+    bool opengl = false;   ///< pictures go through OpenGL, else they are painted
     bool verbose = false;
 
     /// Ends by itself and prints the summary.

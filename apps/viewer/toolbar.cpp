@@ -36,6 +36,8 @@ ToolBar::ToolBar(QWidget *parent) : ButtonBar(parent), m_status(new QLabel)
     m_status->setObjectName(QStringLiteral("dim"));
     row()->addWidget(m_status);
     addSeparator();
+    m_render = addButton("render", &ToolBar::renderClicked);
+    m_render->setCheckable(true);
     m_fullScreen = addButton("full-screen", &ToolBar::fullScreenClicked);
     m_help = addButton("help", &ToolBar::helpClicked);
 
@@ -47,6 +49,7 @@ ToolBar::ToolBar(QWidget *parent) : ButtonBar(parent), m_status(new QLabel)
     m_zoom->setCheckable(true);
     m_talk->setCheckable(true);
     showView(nullptr, false, false);
+    showRender(false);
 }
 
 void ToolBar::showView(const LiveView *view, bool enlarged, bool fullScreen)
@@ -87,6 +90,14 @@ void ToolBar::showView(const LiveView *view, bool enlarged, bool fullScreen)
             enlarged ? tr("Show all views (Enter)") : tr("Show only this view (Enter)"));
     setLook(m_fullScreen, fullScreen ? "window" : "full-screen",
             fullScreen ? tr("Leave full screen (F)") : tr("Full screen (F)"));
+}
+
+void ToolBar::showRender(bool isOpengl)
+{
+    m_render->setChecked(isOpengl);
+    setLook(m_render, "render",
+            isOpengl ? tr("Shown by OpenGL; paint pictures instead (G)")
+                     : tr("Painted; show pictures by OpenGL instead (G)"));
 }
 
 void ToolBar::showStatus(const QString &text)

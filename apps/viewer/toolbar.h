@@ -19,6 +19,7 @@ public:
 
     /// Shows the state of the selected view; null if there is none.
     void showView(const LiveView *view, bool enlarged, bool fullScreen);
+    void showRender(bool isOpengl);
     void showStatus(const QString &text);
 
 signals:
@@ -34,6 +35,7 @@ signals:
     void addClicked();
     void clearClicked();
     void viewCountClicked(int count); ///< 1, 4, 9 or 16
+    void renderClicked();
     void fullScreenClicked();
     void helpClicked();
 
@@ -52,6 +54,7 @@ private:
     QToolButton *m_enlarge;
     QToolButton *m_add;
     QToolButton *m_clear;
+    QToolButton *m_render;
     QToolButton *m_fullScreen;
     QToolButton *m_help;
     QLabel *m_status;

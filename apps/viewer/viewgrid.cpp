@@ -51,7 +51,17 @@ LiveView *ViewGrid::makeView(const Camera &camera)
     connect(view, &LiveView::changed, this, &ViewGrid::changed);
     connect(view, &LiveView::cameraDropped, this,
             [this, view](const QString &key) { emit cameraDropped(view, key); });
+    view->setOpengl(m_isOpengl);
     return view;
+}
+
+bool ViewGrid::setOpengl(bool on)
+{
+    m_isOpengl = on;
+    for (LiveView *view : qAsConst(m_views))
+        m_isOpengl &= view->setOpengl(on);
+    emit changed();
+    return m_isOpengl == on;
 }
 
 /// Not deleted at once: it may be the one that has just reported something.

@@ -36,6 +36,9 @@ public:
     /// The first view without a camera; null if there is none.
     LiveView *emptyView() const;
     void stopAll();
+    /// As LiveView, for all views, later ones too.
+    bool setOpengl(bool on);
+    bool isOpengl() const { return m_isOpengl; }
 
     LiveView *selected() const { return m_selected; }
     /// `index` from 0 on; nothing if there is no such view.
@@ -61,6 +64,7 @@ private:
     const QString m_filesFolder;
     QGridLayout *m_layout;
     QList<LiveView *> m_views;
+    bool m_isOpengl = false;
     LiveView *m_selected = nullptr;
     LiveView *m_enlarged = nullptr;
 };

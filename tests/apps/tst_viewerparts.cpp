@@ -52,6 +52,7 @@ void TestViewerParts::options_defaults()
     QCOMPARE(options.page, PageTabs::Live);
     QVERIFY2(QDir::isAbsolutePath(options.folder) && options.folder.endsWith("/Vantra"),
              qPrintable(options.folder));
+    QVERIFY(!options.opengl);
     QVERIFY(!options.verbose);
 }
 
@@ -61,6 +62,7 @@ void TestViewerParts::options_allTaken()
                                             "--screenshot", "x.png", "--after=3", "--seconds", "9",
                                             "--verbose", "--record", "--folder", "films",
                                             "--simulate", "--page", "downloads",
+                                            "--render", "opengl",
                                             "rtsp://b/2,rtsp://b/3",
                                             "rtsp://c/a,b"});
     QCOMPARE(options.action, Options::Action::Run);
@@ -78,6 +80,7 @@ void TestViewerParts::options_allTaken()
     QCOMPARE(options.afterSeconds, 3);
     QCOMPARE(options.seconds, 9);
     QVERIFY(options.isTimed());
+    QVERIFY(options.opengl);
     QVERIFY(options.verbose);
     QVERIFY(options.record);
     QCOMPARE(options.folder, QString("films"));
@@ -90,6 +93,7 @@ void TestViewerParts::options_refused_data()
     QTest::newRow("unknown option") << QStringList{"--colour"} << "colour";
     QTest::newRow("transport") << QStringList{"--transport", "pigeon"} << "tcp or udp";
     QTest::newRow("page") << QStringList{"--page", "two"} << "live, playback or downloads";
+    QTest::newRow("render") << QStringList{"--render", "ink"} << "painter or opengl";
     QTest::newRow("seconds") << QStringList{"--seconds", "soon"} << "--seconds";
     QTest::newRow("no seconds") << QStringList{"--seconds", "0"} << "--seconds";
     QTest::newRow("negative") << QStringList{"--after=-1"} << "--after";
@@ -118,7 +122,8 @@ void TestViewerParts::options_helpAndVersion()
     const Options help = Options::parse({"vantra-viewer", "--help", "rtsp://bad:"});
     QCOMPARE(help.action, Options::Action::ShowHelp);
     for (const char *option : {"--page", "--transport", "--seconds", "--screenshot", "--after",
-                               "--folder", "--record", "--verbose", "--help", "--version"})
+                               "--folder", "--record", "--render",
+                               "--verbose", "--help", "--version"})
         QVERIFY2(help.message.contains(option), option);
     const Options version = Options::parse({"vantra-viewer", "--version"});
     QCOMPARE(version.action, Options::Action::ShowVersion);
