@@ -40,8 +40,7 @@ void OrvoVodThread::setVodStartPara(const VodStartPara &para)
     vodStartPara = para;
 }
 
-// --- Control, on the thread of the widget
-// ---------------------------------------------------------
+// --- Control, on the thread of the widget -------------------------------------------------------
 
 void OrvoVodThread::pause()
 {
@@ -91,8 +90,7 @@ void OrvoVodThread::setSpeed(double speed)
         VANTRA_LOG(Logger::Error) << "vod set speed err " << static_cast<int>(result);
 }
 
-// --- Open, read and close
-// -------------------------------------------------------------------------
+// --- Open, read and close -----------------------------------------------------------------------
 
 bool OrvoVodThread::checkConnect()
 {
@@ -160,8 +158,7 @@ int OrvoVodThread::readFrame(HFrameHeader *frame, int timeoutMs)
     return result;
 }
 
-// --- The loop
-// -------------------------------------------------------------------------------------
+// --- The loop -----------------------------------------------------------------------------------
 
 void OrvoVodThread::run()
 {
@@ -243,8 +240,7 @@ void OrvoVodThread::handleTimeout()
         msleep(kRestMs);
 }
 
-// --- Snapshots
-// ------------------------------------------------------------------------------------
+// --- Snapshots ----------------------------------------------------------------------------------
 
 void OrvoVodThread::decodeImage()
 {

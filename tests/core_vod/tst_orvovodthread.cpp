@@ -5,6 +5,7 @@
 
 #include "vodthreadcase.h"
 
+#include <QElapsedTimer>
 #include <QMetaMethod>
 
 #include <limits>
@@ -46,6 +47,7 @@ private slots:
     void pauseAndNext_changeTheFlagFirst_thenTheDevice();
     void pauseAndNext_keepTheFlag_whenTheDeviceFails();
     void pauseAndNext_areSilent_withoutDevice();
+    void device_letGoOf_inPauseAndNext_isThereUntilTheEnd();
     void seek_goesToTheDevice();
     void seek_isSilent_withoutDevice();
     void speed_isCutTowardsZero_data();
@@ -149,9 +151,13 @@ void TestOrvoVodThread::connect_givesUp_andTellsTheLastStatus()
     script->enqueue(Op::getConnectStatus, HChannelDisconnected);
     script->enqueue(Op::getConnectStatus, HChannelDisconnected);
     script->setAnswer(Op::getConnectStatus, -2);
+    QElapsedTimer sinceStart;
+    sinceStart.start();
     QVERIFY(!thread->checkConnect());
+    QVERIFY(sinceStart.elapsed() >= 200); // three polls are at least twice 100 ms apart
     QCOMPARE(script->count(Op::getConnectStatus), 3);
     QCOMPARE(infos(QStringLiteral("%2 %1 connect status -2")), 1);
+    QVERIFY(log->lines().last().file.endsWith(QLatin1String("core_vod/orvovodthread.cpp")));
 }
 
 void TestOrvoVodThread::connect_fails_withoutDevice()
@@ -200,7 +206,11 @@ void TestOrvoVodThread::input_refusedForMax_isToldByItsSignal()
 {
     expectWarning(QStringLiteral("vod start err 17"));
     script->enqueue(Op::vodStart, HRetExceedMax);
+    int loggedBefore = 0;
+    QObject::connect(thread.get(), &AbstractVideoThread::sig_connExceedMax, this,
+                     [&] { loggedBefore = log->lines().size(); });
     QVERIFY(!thread->initInput());
+    QCOMPARE(loggedBefore, 1);
     QCOMPARE(recorder->names(), QStringList("max"));
     QCOMPARE(log->count(Logger::Warning, line(QStringLiteral("vod start err 17"))), 1);
     QCOMPARE(log->lines().size(), 1);
@@ -409,6 +419,14 @@ void TestOrvoVodThread::pauseAndNext_areSilent_withoutDevice()
     QVERIFY(end());
 }
 
+void TestOrvoVodThread::device_letGoOf_inPauseAndNext_isThereUntilTheEnd()
+{
+    QVERIFY(begin()); // and its read lasts until the end
+    letGoMidway(Op::vodPause, [&] { thread->pause(); });
+    letGoMidway(Op::vodResume, [&] { thread->next(); });
+    QVERIFY(end());
+}
+
 void TestOrvoVodThread::seek_goesToTheDevice()
 {
     const QDateTime time(QDate(2026, 3, 14), QTime(12, 0, 1, 250), Qt::UTC);
@@ -445,6 +463,9 @@ void TestOrvoVodThread::speed_isCutTowardsZero_data()
     QTest::newRow("a little backwards") << -0.5 << 0;
     QTest::newRow("backwards") << -1.5 << -1;
     QTest::newRow("beyond all") << 1e300 << std::numeric_limits<int>::max();
+    QTest::newRow("beyond all, backwards") << -1e300 << std::numeric_limits<int>::min();
+    QTest::newRow("without end") << std::numeric_limits<double>::infinity()
+                                 << std::numeric_limits<int>::max();
     QTest::newRow("no number") << std::numeric_limits<double>::quiet_NaN() << 0;
 }
 

@@ -1,17 +1,35 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 
-/// Playbacks as they run: what is shown, where play is said to be, and what ends it.
+/// Playbacks as they run: what is asked of the device, and what ends them.
 
 #include "vodthreadcase.h"
 
-#include <QDir>
 #include <QElapsedTimer>
-#include <QTemporaryDir>
 
 #include <limits>
 
 using namespace vantratest;
+
+namespace {
+
+/// Reads what the test says, once and again.
+class OddReader : public OrvoVodThread
+{
+    Q_DISABLE_COPY(OddReader)
+
+public:
+    explicit OddReader(int result) : result(result) {}
+    ~OddReader() override { endRun(); }
+
+protected:
+    int readFrame(HFrameHeader *, int) override { return result; }
+
+private:
+    const int result;
+};
+
+} // namespace
 
 class TestOrvoVodThreadPlay : public VodThreadCase
 {
@@ -22,6 +40,7 @@ private slots:
 
     void play_callsTheDeviceInThisOrder();
     void play_goesOn_whereItWasOnAlready();
+    void close_stopsThePlayback_beforeTheEndIsTold();
     void readsThatDoNotWait_areApart_data();
     void readsThatDoNotWait_areApart();
     void object_canPlayAgain();
@@ -36,23 +55,17 @@ private slots:
     void recording_isShownToItsEnd();
     void readErrors_endThePlay_atTheFourthInARow();
     void readErrors_inARow_areNotInterruptedByTimeouts();
+    void readErrors_leaveTheCountOfTimeouts();
+    void readErrors_ofAnyNumber_areTold_data();
+    void readErrors_ofAnyNumber_areTold();
     void readTimeouts_areWaitedThrough_andRaiseTheFlag();
     void device_letGoOf_endsThePlay();
 
     void pausedThread_neitherReads_norCountsTimeouts();
+    void pausedThread_doesNotOpen();
     void stop_endsAPausedPlay();
     void softStop_endsThePlay_whereTheViewerStops();
     void softStop_opensAnew_whereNobodyStops();
-
-    void frames_areDropped_withoutAViewer();
-    void viewer_whoComesBack_beginsAtAKeyPicture();
-    void sound_beginsWithTheFirstKeyPicture();
-    void unknownFrames_goNowhere();
-    void position_isToldInStepsOfJustOverASecond();
-    void position_bearsAnyStamp();
-    void position_isThatOfVideoOnly();
-    void brokenPictures_failAlone();
-    void recording_isNotMade();
 
     void deletion_whileItPlays_endsIt_data();
     void deletion_whileItPlays_endsIt();
@@ -97,6 +110,32 @@ void TestOrvoVodThreadPlay::play_goesOn_whereItWasOnAlready()
     QCOMPARE(shown(), QVector<int>({0, 1}));
     QCOMPARE(script->count(Op::vodStart), 1);
     QCOMPARE(recorder->names().first(), QStringLiteral("start"));
+}
+
+void TestOrvoVodThreadPlay::close_stopsThePlayback_beforeTheEndIsTold()
+{
+    // While a picture may still be with a receiver, and before anybody else may start a play.
+    QStringList toldAfter;
+    int exits = -1;
+    const auto note = [&] { toldAfter << script->texts().last(); };
+    const AbstractVideoThread *sender = thread.get();
+    QObject::connect(sender, &AbstractVideoThread::sig_decoderDestroyed, sender, note,
+                     Qt::DirectConnection);
+    QObject::connect(
+        sender, &AbstractVideoThread::receivePlayFinsh, sender,
+        [&] {
+            note();
+            exits = debugs(QStringLiteral("exit vod thread"));
+        },
+        Qt::DirectConnection);
+    feed(picture(0));
+    feed(HRetEndOfFile);
+    QVERIFY(begin());
+    QVERIFY(waitForEnd());
+    QCOMPARE(toldAfter, QStringList({"vodStop(2)", "vodStop(2)"}));
+    QCOMPARE(script->count(Op::vodStop), 2); // before the open and at the end
+    QCOMPARE(exits, 0);
+    QCOMPARE(debugs(QStringLiteral("exit vod thread")), 1);
 }
 
 void TestOrvoVodThreadPlay::readsThatDoNotWait_areApart_data()
@@ -276,6 +315,44 @@ void TestOrvoVodThreadPlay::readErrors_inARow_areNotInterruptedByTimeouts()
     QCOMPARE(errors(QStringLiteral("read frame err 3")), 4);
 }
 
+void TestOrvoVodThreadPlay::readErrors_leaveTheCountOfTimeouts()
+{
+    expectError(QStringLiteral("vod read frame err 16"));
+    expectError(QStringLiteral("read frame err 3"));
+    bool fourth = true;
+    bool fifth = false;
+    feedTimes(4, HRetTimeout);
+    feed(HRetBusy);
+    feedLook([&] { fourth = thread->isReadTimeout(); });
+    feedLook([&] { fifth = thread->isReadTimeout(); });
+    QVERIFY(begin());
+    QVERIFY(settle());
+    QVERIFY(!fourth);
+    QVERIFY(fifth);
+    QVERIFY(end());
+}
+
+void TestOrvoVodThreadPlay::readErrors_ofAnyNumber_areTold_data()
+{
+    QTest::addColumn<int>("result");
+    for (const int result : {3, 4, 7, -1, std::numeric_limits<int>::min()})
+        QTest::newRow(qPrintable(QString::number(result))) << result;
+}
+
+void TestOrvoVodThreadPlay::readErrors_ofAnyNumber_areTold()
+{
+    QFETCH(int, result);
+    const QString text = QStringLiteral("read frame err %1").arg(result);
+    expectError(text);
+    OddReader reader(result);
+    reader.bindDevice(scriptedDevice(script));
+    reader.play();
+    QVERIFY(waitFor([&] { return reader.isFinished(); }) && reader.wait());
+    QCOMPARE(errors(text), 4);
+    QCOMPARE(script->count(Op::vodStart), 1);
+    QCOMPARE(script->count(Op::vodStop), 2);
+}
+
 void TestOrvoVodThreadPlay::readTimeouts_areWaitedThrough_andRaiseTheFlag()
 {
     const QString text = QStringLiteral("read [192.0.2.1:0] frame timeout(20000 ms) ");
@@ -339,6 +416,17 @@ void TestOrvoVodThreadPlay::pausedThread_neitherReads_norCountsTimeouts()
     QCOMPARE(script->count(Op::vodResume), 1);
 }
 
+void TestOrvoVodThreadPlay::pausedThread_doesNotOpen()
+{
+    thread->isPause = true; // as by a pause() that comes before the first look at it
+    thread->start();
+    QVERIFY(!waitFor([&] { return !script->calls().isEmpty(); }, 200));
+    thread->next();
+    QVERIFY(waitFor([&] { return reads() > 0; }));
+    QCOMPARE(script->count(Op::vodStart), 1);
+    QVERIFY(end());
+}
+
 void TestOrvoVodThreadPlay::stop_endsAPausedPlay()
 {
     QVERIFY(begin());
@@ -374,170 +462,6 @@ void TestOrvoVodThreadPlay::softStop_opensAnew_whereNobodyStops()
     QVERIFY(waitFor([&] { return script->count(Op::vodStart) == 2; }));
     QVERIFY(end());
     QCOMPARE(recorder->names(), QStringList({"start", "finsh", "start", "finsh"}));
-}
-
-// --- Frames -------------------------------------------------------------------------------------
-
-void TestOrvoVodThreadPlay::frames_areDropped_withoutAViewer()
-{
-    qint64 lastPts = -1;
-    bool keyFrameSeen = true;
-    feed(pictures(0, 15));
-    feed(sound());
-    feedLook([&] {
-        lastPts = thread->lastPts;
-        keyFrameSeen = thread->keyFrameSeen;
-    });
-    QVERIFY(begin(0));
-    QVERIFY(settle());
-    QCOMPARE(lastPts, qint64(0));
-    QVERIFY(!keyFrameSeen);
-    QVERIFY(shown().isEmpty());
-    QVERIFY(positions().isEmpty());
-    QCOMPARE(recorder->names(), QStringList("start"));
-    QVERIFY(end());
-}
-
-void TestOrvoVodThreadPlay::viewer_whoComesBack_beginsAtAKeyPicture()
-{
-    qint64 lastPts = -1;
-    feed(pictures(5, 7)); // 10 is the first key picture
-    feedLook([&] { thread->previewRef() = 0; });
-    feed(pictures(12, 2));
-    feedLook([&] {
-        lastPts = thread->lastPts;
-        thread->previewRef() = 1;
-    });
-    feed(pictures(14, 8)); // and 20 the next
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(shown(), QVector<int>({10, 11, 20, 21}));
-    QCOMPARE(lastPts, qint64(1000 + 11 * kFrameMs));
-    // Unlike with a live stream its arrival is not announced: the decoder has been there all along.
-    QCOMPARE(recorder->count(QStringLiteral("codecRender")), 1);
-    QCOMPARE(recorder->count(QStringLiteral("renderStart")), 1);
-    QVERIFY(end());
-}
-
-void TestOrvoVodThreadPlay::sound_beginsWithTheFirstKeyPicture()
-{
-    qint64 lastPts = -1;
-    feed(sound(0));
-    feed(picture(3));
-    feed(sound(1));
-    feed(picture(10));
-    feed(sound(2));
-    feed(sound(3));
-    feedLook([&] { lastPts = thread->lastPts; });
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(shown(), QVector<int>({10}));
-    QCOMPARE(recorder->count(QStringLiteral("audioFormat")), 1);
-    QCOMPARE(recorder->count(QStringLiteral("audio")), 2);
-    QCOMPARE(lastPts, qint64(1000 + 10 * kFrameMs)); // sound leaves it alone
-    QVERIFY(end());
-}
-
-void TestOrvoVodThreadPlay::unknownFrames_goNowhere()
-{
-    qint64 lastPts = -1;
-    feed(picture(0));
-    for (const quint32 type : {5u, 6u, 0xffffffffu}) {
-        ScriptedFrame frame = picture(1);
-        frame.header.frameType = type;
-        frame.header.pts = 1000000;
-        feed(frame);
-    }
-    feedLook([&] { lastPts = thread->lastPts; });
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(shown(), QVector<int>({0}));
-    QCOMPARE(lastPts, qint64(1000));
-    QVERIFY(end());
-}
-
-void TestOrvoVodThreadPlay::position_isToldInStepsOfJustOverASecond()
-{
-    const qint64 base = QDateTime(QDate(2026, 3, 14), QTime(12, 0), Qt::UTC).toMSecsSinceEpoch();
-    const int stamps[] = {0, 40, 1000, 1001, 1002, 2001, 2002, 500, 3000, 9000, 9999, 10001};
-    for (const int stamp : stamps)
-        feedPicture(0, base + stamp);
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(positions(),
-             QVector<qint64>({base, base + 1001, base + 2002, base + 9000, base + 10001}));
-    QCOMPARE(recorder->calls(QStringLiteral("position")).first().thread,
-             static_cast<QThread *>(thread.get()));
-    QCOMPARE(thread->getPosition(), base + 10001);
-    QVERIFY(end());
-    QCOMPARE(thread->getPosition(), qint64(0)); // of the next play
-    QCOMPARE(positions().size(), 5);
-}
-
-void TestOrvoVodThreadPlay::position_bearsAnyStamp()
-{
-    constexpr qint64 least = std::numeric_limits<qint64>::min();
-    constexpr qint64 most = std::numeric_limits<qint64>::max();
-    for (const qint64 stamp : {least, qint64(-1), qint64(0), qint64(1000), most, least, most})
-        feedPicture(0, stamp);
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(positions(), QVector<qint64>({most}));
-    QCOMPARE(shown().size(), 7);
-    QVERIFY(end());
-    QCOMPARE(thread->lastPts, most);
-}
-
-void TestOrvoVodThreadPlay::position_isThatOfVideoOnly()
-{
-    feedPicture(0, 5000);
-    ScriptedFrame late = sound();
-    late.header.pts = 60000;
-    feed(late);
-    feedPicture(1, 6000);
-    feedPicture(2, 6001);
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(positions(), QVector<qint64>({5000, 6001}));
-    QVERIFY(end());
-}
-
-void TestOrvoVodThreadPlay::brokenPictures_failAlone()
-{
-    log->expect(Logger::Error, QStringLiteral("(pvptvthr)decode video frame err"));
-    log->expectMatching(Logger::Error, QRegularExpression("^\\(ffpg\\)avcodec_send_packet failed"));
-    log->expect(Logger::Warning, QStringLiteral("(mdcdc)video decoder fail (0:0)"));
-    feedPicture(0, 5000);
-    ScriptedFrame tooLong = picture(1);
-    tooLong.header.frameSize = 0xffffffffu;
-    tooLong.header.pts = 7000;
-    feed(tooLong);
-    ScriptedFrame empty = picture(1);
-    empty.header.frameSize = 0;
-    empty.header.pts = 9000;
-    feed(empty);
-    feedPicture(10, 9100);
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QCOMPARE(shown(), QVector<int>({0, 10}));
-    QCOMPARE(positions(), QVector<qint64>({5000, 7000, 9000})); // play has come there all the same
-    QVERIFY(log->count(Logger::Error, QStringLiteral("(pvptvthr)decode video frame err")) >= 1);
-    QVERIFY(end());
-}
-
-void TestOrvoVodThreadPlay::recording_isNotMade()
-{
-    QTemporaryDir folder;
-    const QString name = folder.filePath(QStringLiteral("a.mp4"));
-    thread->setFileName(AbstractVideoThread::MANUAL_RECORD, name);
-    thread->recordStart(AbstractVideoThread::MANUAL_RECORD);
-    feed(pictures(0, 30));
-    QVERIFY(begin());
-    QVERIFY(settle());
-    QVERIFY(end());
-    QCOMPARE(shown().size(), 30);
-    QVERIFY(QDir(folder.path()).isEmpty());
-    QVERIFY(log->unexpected().isEmpty());
 }
 
 // --- Its end as an object -----------------------------------------------------------------------

@@ -11,6 +11,8 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <time.h>
+
 using namespace vantratest;
 using videowidgetfakes::FakeThread;
 
@@ -24,6 +26,31 @@ bool hasEnded(const VodView &view)
                                          [](const auto *thread) { return !thread->isRunning(); });
 }
 
+/// Notes how things stand when it is asked to stop, or for a snapshot.
+class NotingThread : public OrvoVodThread
+{
+    Q_DISABLE_COPY(NotingThread)
+
+public:
+    explicit NotingThread(const VodView &view) : view(view) {}
+    ~NotingThread() override { endRun(); }
+
+    void stop() override
+    {
+        viewersAtStop = previewRef();
+        heldAtStop = view.videoThread == this && view.stoppedThreads.isEmpty();
+        OrvoVodThread::stop();
+    }
+    void snap(const QString &) override { previewsAtSnap << snapPreview; }
+
+    int viewersAtStop = -1;
+    bool heldAtStop = false;
+    QVector<bool> previewsAtSnap;
+
+private:
+    const VodView &view;
+};
+
 } // namespace
 
 class TestOrvoVodWidget : public VodWidgetCase
@@ -35,6 +62,8 @@ private slots:
     {
         useNoSoundServer();
         quietConsole();
+        qputenv("TZ", "LINT-14"); // days and times of a click are local
+        tzset();
     }
 
     void snap_isASlotOfThreeForms();
@@ -49,6 +78,7 @@ private slots:
     void start_playsTheSpan();
     void startsInARow_useTwoThreads_andKeepTheFirstUntilItHasEnded();
     void release_takesBackTheViewer_butNotBelowZero();
+    void release_stopsAThreadWithoutTheViewer_beforeItIsLetGoOf();
     void release_withoutThread_doesNothing();
 
     void refusal_reachesTheHost_data();
@@ -63,6 +93,7 @@ private slots:
     void position_reachesTheHost();
 
     void snap_asksForANameOfItsOwn();
+    void snap_isAskedFor_beforeItsPreview();
     void snap_withoutThread_isSilent();
     void snap_isSavedByTheTimeOfTheRecording();
 };
@@ -264,6 +295,20 @@ void TestOrvoVodWidget::release_takesBackTheViewer_butNotBelowZero()
     }
 }
 
+void TestOrvoVodWidget::release_stopsAThreadWithoutTheViewer_beforeItIsLetGoOf()
+{
+    VodView view;
+    prepare(view);
+    NotingThread thread(view);
+    thread.previewRef() = 1;
+    view.videoThread = &thread;
+    view.releaseVideoThread();
+    QCOMPARE(thread.viewersAtStop, 0);
+    QVERIFY(thread.heldAtStop);
+    QVERIFY(!view.videoThread);
+    QCOMPARE(view.stoppedThreads.size(), 1);
+}
+
 void TestOrvoVodWidget::release_withoutThread_doesNothing()
 {
     VodView view;
@@ -441,6 +486,18 @@ void TestOrvoVodWidget::snap_asksForANameOfItsOwn()
     QVERIFY(view.thread()->getIsSnap());
     QVERIFY(QFileInfo(name).dir().exists());
     view.stop();
+}
+
+void TestOrvoVodWidget::snap_isAskedFor_beforeItsPreview()
+{
+    VodView view;
+    prepare(view);
+    NotingThread thread(view);
+    view.videoThread = &thread;
+    for (const bool preview : {true, false, false})
+        view.snap(QStringLiteral("/snaps"), preview);
+    QCOMPARE(thread.previewsAtSnap, QVector<bool>({false, true, false}));
+    view.videoThread = nullptr;
 }
 
 void TestOrvoVodWidget::snap_withoutThread_isSilent()

@@ -34,6 +34,7 @@ public:
     using OrvoVodThread::decodeImage;
     using OrvoVodThread::getLatestRecordCodec;
     using OrvoVodThread::initInput;
+    using OrvoVodThread::isPause;
     using OrvoVodThread::keyFrameSeen;
     using OrvoVodThread::lastPts;
     using OrvoVodThread::playedOnce;
