@@ -2,14 +2,17 @@
 // SPDX-License-Identifier: MIT
 #include "logger/logger.h"
 
-#include <QRegularExpression>
-
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 // Passwords are found as people type them into address fields: with '@', ':' and '/' that a correct
 // URL would have encoded, or as a parameter such as "password=". Where it is uncertain what a
 // password is, too much is masked, not too little.
+//
+// Every line of the log comes through here, and devices have a say in many: the work grows with the
+// length of a line and no faster, and no expression engine is asked, which would refuse texts that
+// are no proper UTF-16 and leave their passwords as they are.
 
 namespace {
 
@@ -178,8 +181,8 @@ bool isHostAlone(const QString &text, int start, int slash, int end)
     return colon < 0 && dot >= 0 && isNumber(authority.mid(dot + 1)); // an IPv4 address
 }
 
-/// As findUserInfoEnd(), where user name or password may hold blanks. The first word of the URL ends at
-/// `end`, and `at` is what was found in it; all of it ends at `limit` at the latest.
+/// As findUserInfoEnd(), where user name or password may hold blanks. The first word of the URL
+/// ends at `end`, and `at` is what was found in it; all of it ends at `limit` at the latest.
 int userInfoEndBehindBlanks(const QString &text, int start, int end, int limit, int at)
 {
     int last = limit - 1;
@@ -266,25 +269,140 @@ QString maskedEncoded(const QString &text)
     return masked + text.midRef(copied);
 }
 
+bool isAsciiSpace(QChar c)
+{
+    return c == QLatin1Char(' ') || (c >= QLatin1Char('\t') && c <= QLatin1Char('\r'));
+}
+
+bool isAsciiBlank(QChar c)
+{
+    return c == QLatin1Char(' ') || c == QLatin1Char('\t');
+}
+
+/// Whether the text up to `end` names a secret, by itself or at the end of a longer name.
+bool endsWithSecretName(const QString &text, int end)
+{
+    static const QLatin1String kNames[] = {QLatin1String("password"), QLatin1String("passwd"),
+                                           QLatin1String("passcode"), QLatin1String("pass"),
+                                           QLatin1String("pwd"),      QLatin1String("psw"),
+                                           QLatin1String("secret"),   QLatin1String("token")};
+    const QStringRef before = text.leftRef(end);
+    return std::any_of(std::begin(kNames), std::end(kNames), [&before](QLatin1String name) {
+        return before.endsWith(name, Qt::CaseInsensitive);
+    });
+}
+
+/// Length of the "=", plain or encoded, at `i`; 0 if none is there.
+int equalsSize(const QString &text, int i)
+{
+    static const QLatin1String kEncoded("%3D");
+    if (text.at(i) == QLatin1Char('='))
+        return 1;
+    return text.at(i) == QLatin1Char('%') &&
+                   text.midRef(i, kEncoded.size()).compare(kEncoded, Qt::CaseInsensitive) == 0
+               ? kEncoded.size()
+               : 0;
+}
+
 /// The text with what follows "password=" and its like masked, up to the next parameter. Brackets
 /// and quotes at the end may belong to the text around.
 QString maskedParameters(const QString &text)
 {
-    static const QRegularExpression kParameter(
-        QStringLiteral("((?:password|passwd|passcode|pass|pwd|psw|secret|token)(?:=|%3D))"
-                       "[^&\\s]*[^&\\s\"'<>()\\[\\]{}]"),
-        QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression kHeader(
-        QStringLiteral("(Authorization:[ \\t]*\\w++[ \\t]++)[^\\r\\n]++"),
-        QRegularExpression::CaseInsensitiveOption);
-    QString masked = text;
-    if (masked.contains(QLatin1Char('=')) ||
-        masked.contains(QLatin1String("%3D"), Qt::CaseInsensitive))
-        masked.replace(kParameter, QStringLiteral("\\1***"));
-    if (masked.contains(QLatin1String("Authorization:"), Qt::CaseInsensitive))
-        masked.replace(kHeader, QStringLiteral("\\1***"));
-    return masked;
+    static const QLatin1String kAround("\"'<>()[]{}");
+    QString masked;
+    int copied = 0;
+    for (int i = 0; i < text.size();) {
+        const int equals = equalsSize(text, i);
+        const bool isSecret = equals > 0 && endsWithSecretName(text, i);
+        i += qMax(equals, 1);
+        if (!isSecret)
+            continue;
+        int end = i;
+        while (end < text.size() && text.at(end) != QLatin1Char('&') && !isAsciiSpace(text.at(end)))
+            ++end;
+        while (end > i && kAround.contains(text.at(end - 1)))
+            --end;
+        if (end == i)
+            continue;
+        masked += text.midRef(copied, i - copied);
+        masked += QLatin1String("***");
+        copied = i = end;
+    }
+    return copied > 0 ? masked + text.midRef(copied) : text;
 }
+
+/// Where the credentials begin of the header whose name ends before `colon`: behind the name of
+/// their kind, such as "Basic". At the end of the text if there are none.
+int credentialsStart(const QString &text, int colon)
+{
+    const auto skip = [&text](int i, auto belongs) {
+        while (i < text.size() && belongs(text.at(i)))
+            ++i;
+        return i;
+    };
+    const int kindEnd = skip(skip(colon + 1, isAsciiBlank), [](QChar c) {
+        return c.unicode() < 0x80 && (c.isLetterOrNumber() || c == QLatin1Char('_'));
+    });
+    const int start = skip(kindEnd, isAsciiBlank);
+    return start > kindEnd ? start : text.size();
+}
+
+/// The text with the rest of the line masked in every "Authorization: Basic ...".
+QString maskedHeaders(const QString &text)
+{
+    QString masked;
+    int copied = 0;
+    int colon = text.indexOf(QLatin1Char(':'));
+    for (; colon >= 0; colon = text.indexOf(QLatin1Char(':'), qMax(colon + 1, copied))) {
+        if (!text.midRef(copied, colon - copied)
+                 .endsWith(QLatin1String("Authorization"), Qt::CaseInsensitive))
+            continue;
+        const int start = credentialsStart(text, colon);
+        int end = start;
+        while (end < text.size() && text.at(end) != QLatin1Char('\r') &&
+               text.at(end) != QLatin1Char('\n'))
+            ++end;
+        if (end == start)
+            continue;
+        masked += text.midRef(copied, start - copied);
+        masked += QLatin1String("***");
+        copied = end;
+    }
+    return copied > 0 ? masked + text.midRef(copied) : text;
+}
+
+/// What of all that is masked can be in a text at all, found in one pass: most lines have none.
+struct Signs
+{
+    explicit Signs(const QString &text)
+    {
+        ushort before = 0;
+        for (const QChar c : text) {
+            switch (c.unicode()) {
+            case '@':
+                at = true;
+                break;
+            case '%':
+                percent = true;
+                break;
+            case '=':
+                equals = true;
+                break;
+            case ':': // "Authorization:"
+                header = header || before == 'n' || before == 'N';
+                break;
+            default:
+                break;
+            }
+            before = c.unicode();
+        }
+    }
+
+    bool at = false;
+    bool percent = false;
+    bool equals = false;
+    bool header = false;
+};
 
 /// The text with the user information of every URL in it, and of what lacks its scheme, masked.
 QString maskedUserInfo(const QString &text)
@@ -327,10 +445,13 @@ int userInfoEnd(const QString &url)
 
 QString maskUrlCredentials(const QString &text)
 {
-    QString masked = text.contains(QLatin1Char('@')) ? maskedUserInfo(text) : text;
-    if (masked.contains(QLatin1Char('%')))
+    const Signs signs(text);
+    QString masked = signs.at ? maskedUserInfo(text) : text;
+    if (signs.percent)
         masked = maskedEncoded(masked);
-    return maskedParameters(masked);
+    if (signs.percent || signs.equals)
+        masked = maskedParameters(masked);
+    return signs.header ? maskedHeaders(masked) : masked;
 }
 
 QStringList takeArguments(int argc, char **argv)

@@ -289,6 +289,32 @@ void tst_UrlMask::mask_replacesWhatFollowsPassword_data()
                             << "Authorization: Basic ***\r\nCSeq: 1";
     QTest::newRow("digest") << "authorization: Digest username=\"u\", response=\"0f\""
                             << "authorization: Digest ***";
+    QTest::newRow("header, capitals") << "AUTHORIZATION: BASIC YQ=="
+                                      << "AUTHORIZATION: BASIC ***";
+    QTest::newRow("no kind, but a comma") << "Authorization: Basic,a b"
+                                          << "Authorization: Basic,a b";
+    QTest::newRow("encoded alone") << "token%3Dsecret"
+                                   << "token%3D***";
+    QTest::newRow("several headers") << "Authorization:Basic YQ==\nproxy-authorization:\tX_1  s=1 2"
+                                     << "Authorization:Basic ***\nproxy-authorization:\tX_1  ***";
+    QTest::newRow("header without credentials") << "Authorization: Basic \r\nCSeq: 1"
+                                                << "Authorization: Basic \r\nCSeq: 1";
+    QTest::newRow("header without a kind") << "Authorization: \"Basic\" a"
+                                           << "Authorization: \"Basic\" a";
+    QTest::newRow("parameter and header") << "(passcode=\"a\") Authorization: Basic YQ=="
+                                          << "(passcode=***\") Authorization: Basic ***";
+    QTest::newRow("all around it") << "[{<('token=a)>}]'\" pass=() secret%3db"
+                                   << "[{<('token=***)>}]'\" pass=() secret%3d***";
+    QTest::newRow("several parameters") << "password=passwd=a&PSW=b\tpass=c\vpwd=d"
+                                        << "password=***&PSW=***\tpass=***\vpwd=***";
+
+    // Halves of characters, as in the broken text of a device, hide nothing.
+    const QString half(QChar(0xd800));
+    QTest::newRow("half a character before") << half + "password=secret" << half + "password=***";
+    QTest::newRow("half a character inside") << "password=sec" + half + "ret&n=1"
+                                             << "password=***&n=1";
+    QTest::newRow("half a character behind")
+        << "Authorization: Basic c2VjcmV0\n" + half << "Authorization: Basic ***\n" + half;
 }
 
 void tst_UrlMask::mask_replacesWhatFollowsPassword()
@@ -334,7 +360,8 @@ void tst_UrlMask::mask_endsSoon_whenTextIsHostile()
     // Each of these would take many minutes if the work grew with the square of the length.
     for (const char *piece : {"a://", "a://u:p", "a:///@", "@[", "a://b:c/@[", "a", "://", "@a",
                               "a://u p:", "a://u @", " @a", "a:// ", "a:b", "a:b@", "@a:", "%3A%2F%2F", "%3A%2F%2F%40",
-                              "pass=", "pass=(", "pass=&", "Authorization:"}) {
+                              "pass=", "pass=(", "pass=&", "(", "%3D",
+                              "Authorization:", "Authorization: ", "Authorization: a b\n"}) {
         const QString text =
             QStringLiteral("x://u:q/") + QString::fromLatin1(piece).repeated(1 << 17);
         QVERIFY(!maskUrlCredentials(text).isEmpty());
