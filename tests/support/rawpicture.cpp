@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "support/rawpicture.h"
 
-#include <array>
 #include <cstdlib>
 
 namespace vantratest {
@@ -10,41 +9,6 @@ namespace vantratest {
 namespace {
 
 constexpr quint8 kPadding = 0xEE;
-
-// 75 percent bars of ITU-R BT.601 between white and black.
-constexpr std::array<Yuv, 8> kBars{{{235, 128, 128},
-                                    {162, 44, 142},
-                                    {131, 156, 44},
-                                    {112, 72, 58},
-                                    {84, 184, 198},
-                                    {65, 100, 212},
-                                    {35, 212, 114},
-                                    {16, 128, 128}}};
-
-Yuv bars(int x, int)
-{
-    return kBars[size_t(x / 8) % kBars.size()];
-}
-
-Yuv ramps(int x, int y)
-{
-    return {(x * 3 + y) % 256, 255 - x * 2 % 256, y * 4 % 256};
-}
-
-Yuv lumaRamp(int x, int)
-{
-    return {x % 256, 128, 128};
-}
-
-Yuv lumaRampDown(int, int y)
-{
-    return {y % 256, 128, 128};
-}
-
-Yuv chromaRamps(int x, int y)
-{
-    return {140, x * 2 % 256, y * 2 % 256};
-}
 
 } // namespace
 
@@ -108,24 +72,12 @@ QByteArray RawPicture::nv12() const
 
 const std::vector<NamedPicture> &rawPictures()
 {
-    static const std::vector<NamedPicture> all{
-        {"colour bars", {{64, 48}, 0, bars}},
-        {"colour bars, padded lines", {{64, 48}, 32, bars}},
-        {"colour bars, lines of odd length", {{64, 48}, 3, bars}},
-        {"colour bars, lines of even length", {{66, 48}, 0, bars}},
-        {"ramp of luma", {{256, 16}, 0, lumaRamp}},
-        {"ramp of luma downwards", {{16, 256}, 0, lumaRampDown}},
-        {"ramps of chroma", {{128, 128}, 0, chromaRamps}},
-        {"least values", {{16, 16}, {0, 0, 0}}},
-        {"largest values", {{16, 16}, {255, 255, 255}}},
-        {"odd width", {{63, 48}, 1, ramps}},
-        {"odd height", {{64, 47}, 0, ramps}},
-        {"odd width and height", {{67, 35}, 5, ramps}},
-        {"two pixels", {{2, 2}, 0, bars}},
-        {"one pixel", {{1, 1}, 0, bars}},
-        {"one line", {{14, 1}, 2, ramps}},
-        {"one column", {{1, 14}, 2, ramps}},
-    };
+    static const std::vector<NamedPicture> all = [] {
+        std::vector<NamedPicture> made;
+        for (const PictureForm &form : kPictureForms)
+            made.push_back({form.name, {{form.width, form.height}, form.padding, form.color}});
+        return made;
+    }();
     return all;
 }
 

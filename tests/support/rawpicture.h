@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "support/yuvpictures.h"
+
 #include <QByteArray>
 #include <QColor>
 #include <QImage>
@@ -29,13 +31,6 @@ struct RawPlane
     int rows = 0;
     int linesize = 0; ///< bytes
     std::vector<quint8> bytes;
-};
-
-struct Yuv
-{
-    int y;
-    int u;
-    int v;
 };
 
 /// A 4:2:0 picture of 8 bits as decoders lend it, in both forms: chroma is half as wide and half as
@@ -66,8 +61,7 @@ struct NamedPicture
     RawPicture picture;
 };
 
-/// What every surface must show right, each by its own conversion to RGB: colour bars, ramps over
-/// the whole range of each plane, odd and least sizes, padded lines.
+/// kPictureForms, made.
 const std::vector<NamedPicture> &rawPictures();
 
 /// What differs between two pictures by more than `tolerance` steps in a channel; empty if nothing

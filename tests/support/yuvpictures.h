@@ -82,7 +82,7 @@ constexpr std::array<PictureForm, 16> kPictureForms{{
     {"largest values", 16, 16, 0, largestColor},
     {"odd width", 63, 48, 1, rampColor},
     {"odd height", 64, 47, 0, rampColor},
-    {"odd width and height", 65, 33, 5, rampColor},
+    {"odd width and height", 67, 35, 5, rampColor},
     {"two pixels", 2, 2, 0, barColor},
     {"one pixel", 1, 1, 0, barColor},
     {"one line", 14, 1, 2, rampColor},
