@@ -4,6 +4,7 @@
 
 #include "core_d3d/shaders/nv12shaders_p.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -56,6 +57,8 @@ D3D11Presenter::D3D11Presenter(ID3D11Device *device, ID3D11DeviceContext *contex
 void D3D11Presenter::updateFrame(HWND window, int newWidth, int newHeight, ID3D11Texture2D *data,
                                  int newIndex, bool codecChanged)
 {
+    if (!data)
+        return; // before the size: what is shared has the size that was told with the last picture
     if (width != newWidth || height != newHeight) {
         width = newWidth;
         height = newHeight;
@@ -241,7 +244,8 @@ ComPtr<ID3D11Texture2D> D3D11Presenter::copyPicture(ID3D11DeviceContext **decode
         return nullptr;
     const auto frameWidth = static_cast<UINT>(width);
     const auto frameHeight = static_cast<UINT>(height);
-    const D3D11_BOX visible = {0, 0, 0, frameWidth, frameHeight, 1};
+    const D3D11_BOX visible = {
+        0, 0, 0, std::min(desc.Width, frameWidth), std::min(desc.Height, frameHeight), 1};
     const bool isPadded = desc.Width > frameWidth || desc.Height > frameHeight;
     (*decoderContext)
         ->CopySubresourceRegion(opened.Get(), 0, 0, 0, 0, texture, static_cast<UINT>(index),

@@ -23,6 +23,7 @@ public:
     void clear() {}
     void setDigitalZoom(bool) {}
     void setDigitalZoomRect(double, double, double, double) {}
+    IDirect3DSurface9 *lastSurface() const { return nullptr; }
 };
 
 class D3D11Presenter

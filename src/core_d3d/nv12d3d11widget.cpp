@@ -28,13 +28,13 @@ void Nv12D3D11Widget::clear()
 
 void Nv12D3D11Widget::updateTextures(quint8 *data, int index, bool codecChanged)
 {
-    if (kHasDirect3D)
+    if (kHasDirect3D && data)
         presenter->updateTextures(getWinId(), toTexture(data), index, codecChanged);
 }
 
 void Nv12D3D11Widget::updateFrame(int width, int height, quint8 *data, int index, bool codecChanged)
 {
-    if (kHasDirect3D)
+    if (kHasDirect3D && data)
         presenter->updateFrame(getWinId(), width, height, toTexture(data), index, codecChanged);
 }
 

@@ -36,14 +36,16 @@ void Nv12D3D9Widget::clear()
 
 void Nv12D3D9Widget::updateTextures(quint8 *data, bool codecChanged)
 {
-    if (kHasDirect3D)
+    if (kHasDirect3D && data)
         logError(presenter->updateTextures(getWinId(), toSurface(data), codecChanged));
 }
 
 void Nv12D3D9Widget::updateFrame(int width, int height, quint8 *data, bool codecChanged)
 {
-    if (kHasDirect3D)
-        logError(presenter->updateFrame(getWinId(), width, height, toSurface(data), codecChanged));
+    if (!kHasDirect3D)
+        return;
+    const HWND window = data ? getWinId() : nullptr; // what shows nothing needs no native window
+    logError(presenter->updateFrame(window, width, height, toSurface(data), codecChanged));
 }
 
 void Nv12D3D9Widget::setDigitalZoom(bool enable)
@@ -69,7 +71,7 @@ void Nv12D3D9Widget::setUpdatesEnabled2(bool enable)
 
 void Nv12D3D9Widget::update2()
 {
-    if (kHasDirect3D)
+    if (kHasDirect3D && presenter->lastSurface())
         logError(presenter->presentAgain(getWinId()));
 }
 

@@ -269,6 +269,15 @@ TEST_CASE(aNullTexture_changesNothing)
     stage.showOne();
     stage.presenter.updateTextures(kWindow, nullptr, 0, true);
     CHECK_EQ(stage.direct3D.journal.take(), "");
+
+    // Its size does not count either: what is shared has to be as large as what is copied into it.
+    stage.presenter.updateFrame(kWindow, 128, 96, nullptr, 0, false);
+    CHECK_EQ(stage.direct3D.journal.take(), "");
+    stage.show();
+    CHECK_EQ(stage.calls(), copying(101, 2) + kDraw);
+    stage.presenter.updateFrame(kWindow, 128, 96, nullptr, 0, false);
+    stage.show(128, 96);
+    CHECK_TEXT(contains(stage.calls(), "device.CreateTexture2D(size 128 96 "), "");
 }
 
 // --- What a hostile stream or driver brings
@@ -287,6 +296,14 @@ TEST_CASE(aPaddedTexture_isCopiedByTheSizeOfThePicture)
     stage.direct3D.textureWidth = 32; // smaller than the picture: all of it fits
     stage.show();
     CHECK_EQ(stage.calls(), copying(101, 2) + kDraw);
+    stage.direct3D.textureWidth = 128; // larger in one direction, smaller in the other
+    stage.direct3D.textureHeight = 32;
+    stage.show();
+    CHECK_EQ(stage.calls(), copying(101, 2, "box 0 0 0 64 32 1") + kDraw);
+    stage.direct3D.textureWidth = 32;
+    stage.direct3D.textureHeight = 64;
+    stage.show();
+    CHECK_EQ(stage.calls(), copying(101, 2, "box 0 0 0 32 48 1") + kDraw);
 }
 
 TEST_CASE(aSliceBeyondTheArray_isNeitherCopiedNorDrawn)

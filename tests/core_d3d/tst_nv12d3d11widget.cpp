@@ -90,6 +90,19 @@ private slots:
         QVERIFY(widget.getWinId());
         QCOMPARE(reinterpret_cast<quintptr>(widget.getWinId()), quintptr(widget.internalWinId()));
     }
+
+    // Only what is presented needs a window of its own.
+    void whatShowsNothing_makesNoNativeWindow()
+    {
+        QWidget parent;
+        Nv12D3D11Widget widget(&parent);
+        widget.updateFrame(640, 360, nullptr, 0, true);
+        widget.updateTextures(nullptr, 0, true);
+        widget.clear();
+        QVERIFY(!widget.internalWinId());
+        widget.updateTextures(&texture, 0, true);
+        QVERIFY(widget.internalWinId());
+    }
 };
 
 QTEST_MAIN(tst_Nv12D3D11Widget)

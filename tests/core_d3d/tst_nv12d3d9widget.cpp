@@ -122,6 +122,22 @@ private slots:
         QCOMPARE(reinterpret_cast<quintptr>(widget.getWinId()), quintptr(widget.internalWinId()));
     }
 
+    // Only what is presented needs a window of its own.
+    void whatShowsNothing_makesNoNativeWindow()
+    {
+        QWidget parent;
+        Nv12D3D9Widget widget(&parent);
+        widget.updateFrame(640, 360, nullptr, true);
+        widget.updateTextures(nullptr, false);
+        widget.setDigitalZoom(true);
+        widget.setUpdatesEnabled2(false);
+        widget.update2();
+        widget.clear();
+        QVERIFY(!widget.internalWinId());
+        widget.updateTextures(&surface, false);
+        QVERIFY(widget.internalWinId());
+    }
+
     void updates_areThoseOfTheParent()
     {
         QWidget parent;

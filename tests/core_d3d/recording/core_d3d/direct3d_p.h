@@ -55,7 +55,7 @@ public:
     }
     std::string presentAgain(HWND window)
     {
-        return notePicture(QStringLiteral("presentAgain"), window, nullptr);
+        return notePicture(QStringLiteral("presentAgain"), window, presenterRecord().data);
     }
     void clear() { presenterRecord().calls << QStringLiteral("clear"); }
     void setDigitalZoom(bool enable)
@@ -66,6 +66,10 @@ public:
     {
         presenterRecord().calls
             << QStringLiteral("zoomRect %1 %2 %3 %4").arg(left).arg(top).arg(right).arg(bottom);
+    }
+    IDirect3DSurface9 *lastSurface() const
+    {
+        return static_cast<IDirect3DSurface9 *>(presenterRecord().data);
     }
 };
 
