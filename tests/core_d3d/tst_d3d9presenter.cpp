@@ -53,6 +53,11 @@ std::string line(const char *text, HRESULT code)
     return text + std::to_string(code);
 }
 
+bool contains(const std::string &text, const std::string &part)
+{
+    return text.find(part) != std::string::npos;
+}
+
 // What a failing call is answered, the calls that follow it, and what is said.
 void checkFailure(const char *function, bool chainExists, const std::string &error,
                   const std::string &calls)
@@ -199,6 +204,14 @@ TEST_CASE(clear_forgetsTheSurface_andReleasesTheSwapChain)
     CHECK_EQ(stage.presenter.updateFrame(kWindow, 64, 48, stage.surface, false), "");
     CHECK_EQ(stage.direct3D.journal.take(),
              std::string("surface.GetDevice\n") + kMakeChain + drawing("0 0 64 48"));
+
+    // Also where the picture comes without its size: in both directions.
+    stage.presenter.clear();
+    stage.direct3D.journal.take();
+    stage.presenter.updateTextures(kWindow, stage.surface, false);
+    const std::string calls = stage.direct3D.journal.take();
+    CHECK_TEXT(contains(calls, "device.CreateAdditionalSwapChain(0x0 "), calls);
+    CHECK_TEXT(contains(calls, "device.StretchRect(surface 0 0 0 0,"), calls);
 }
 
 TEST_CASE(theEnd_releasesTheSwapChain)

@@ -19,6 +19,38 @@ namespace {
 const QStringList kFourClears{QStringLiteral("clear"), QStringLiteral("clear"),
                               QStringLiteral("clear"), QStringLiteral("clear")};
 
+/// Writes down what happens to it.
+template<typename Surface>
+class TellingSurface : public Surface
+{
+public:
+    TellingSurface(QWidget *parent, QStringList &log) : Surface(parent), log(log) {}
+    ~TellingSurface() override { log << QStringLiteral("deleted"); }
+    void clear() override { log << QStringLiteral("clear"); }
+
+protected:
+    bool event(QEvent *event) override
+    {
+        switch (event->type()) {
+        case QEvent::Show:
+            log << QStringLiteral("show");
+            break;
+        case QEvent::Hide:
+            log << QStringLiteral("hide");
+            break;
+        case QEvent::Close:
+            log << QStringLiteral("close");
+            break;
+        default:
+            break;
+        }
+        return Surface::event(event);
+    }
+
+private:
+    QStringList &log;
+};
+
 } // namespace
 
 class tst_FrameRouting : public vantratest::LoggedTest
@@ -434,6 +466,34 @@ private slots:
         QVERIFY(!yuv && !nv12 && !stage.widget.yuvWidget && !stage.widget.nv12Widget);
         for (const char *slot : {"freeD3D9Widgets", "freeD3D11Widgets", "freeOpenglWidgets"})
             QVERIFY(QMetaObject::invokeMethod(&stage.widget, slot)); // twice is nothing
+    }
+
+    void surfaces_areShownThenCleared_andClearedBeforeTheyAreHiddenClosedAndDeleted()
+    {
+        Stage stage;
+        QVERIFY(stage.show());
+        stage.widget.hwndWidget->show();
+        stage.widget.hardware = QStringLiteral("dxva2");
+        stage.thread.setHardware(QStringLiteral("dxva2"));
+        QStringList d3d9;
+        QStringList d3d11;
+        auto *surface9 = new TellingSurface<FakeD3D9>(stage.widget.hwndWidget, d3d9);
+        auto *surface11 = new TellingSurface<FakeD3D11>(stage.widget.hwndWidget, d3d11);
+        stage.widget.nv12D3D9Widget = surface9;
+        stage.widget.nv12D3D11Widget = surface11;
+        stage.widget.newD3D9Widgets();
+        QCOMPARE(d3d9, QStringList({"show", "clear", "clear"})); // once more by the layout
+        d3d9.clear();
+        stage.widget.newD3D11Widgets();
+        QCOMPARE(d3d11, QStringList({"show", "clear"}));
+        QVERIFY(d3d9.isEmpty()); // no layout
+        d3d11.clear();
+
+        const QStringList end({"clear", "hide", "close", "deleted"});
+        stage.widget.freeD3D9Widgets();
+        QCOMPARE(d3d9, end);
+        stage.widget.freeD3D11Widgets();
+        QCOMPARE(d3d11, end);
     }
 
     void framesOfARealThread_readItsMemory_whileItWaits()
