@@ -190,14 +190,17 @@ void Nv12Widget::paintGL()
 
 void Nv12Widget::read()
 {
-    if (!rawpicture::read(&file, &played, width, height)) {
+    const qint64 bytes = rawpicture::read(&file, &played, width, height);
+    if (bytes == 0) {
         timer.stop();
         emit playFinsh();
         return;
     }
-    linesizeY = linesizeUV = 0;
-    const auto *planeY = reinterpret_cast<const quint8 *>(played.constData());
-    takePlanes(planeY, planeY + width * height);
+    if (bytes > 0) { // a read that fails is no end, and leaves the last picture
+        linesizeY = linesizeUV = 0;
+        const auto *planeY = reinterpret_cast<const quint8 *>(played.constData());
+        takePlanes(planeY, planeY + width * height);
+    }
     update();
 }
 

@@ -26,10 +26,10 @@ void rawpicture::makeRoom(QByteArray *buffer, int width, int height)
         buffer->append(room - buffer->size(), '\0');
 }
 
-bool rawpicture::read(QFile *file, QByteArray *buffer, int width, int height)
+qint64 rawpicture::read(QFile *file, QByteArray *buffer, int width, int height)
 {
     if (!file->isOpen())
-        return false;
+        return -1;
     makeRoom(buffer, width, height);
-    return file->read(buffer->data(), bytes(width, height)) > 0;
+    return file->read(buffer->data(), bytes(width, height));
 }

@@ -193,15 +193,18 @@ void YuvWidget::paintGL()
 
 void YuvWidget::read()
 {
-    if (!rawpicture::read(&file, &played, width, height)) {
+    const qint64 bytes = rawpicture::read(&file, &played, width, height);
+    if (bytes == 0) {
         timer.stop();
         emit playFinsh();
         return;
     }
-    linesizeY = linesizeU = linesizeV = 0;
-    const auto *planeY = reinterpret_cast<const quint8 *>(played.constData());
-    const quint8 *planeU = planeY + width * height;
-    takePlanes(planeY, planeU, planeU + width * height / 4);
+    if (bytes > 0) { // a read that fails is no end, and leaves the last picture
+        linesizeY = linesizeU = linesizeV = 0;
+        const auto *planeY = reinterpret_cast<const quint8 *>(played.constData());
+        const quint8 *planeU = planeY + width * height;
+        takePlanes(planeY, planeU, planeU + width * height / 4);
+    }
     update();
 }
 

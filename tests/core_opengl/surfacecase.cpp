@@ -299,6 +299,17 @@ void SurfaceTest::picture_fillsTheSurface_afterAResize()
     QVERIFY2(shows(picture, {20, 10}), qPrintable(fault));
 }
 
+void SurfaceTest::picture_isScaledDown_byItsFilter()
+{
+    // 2.5 pixels become one: no centre of one lies on the middle or the edge of another.
+    const RawPicture picture({50, 25}, 0, [](int x, int y) {
+        return Yuv{50 + (x * 37 + y * 61) % 150, 120, 135};
+    });
+    QVERIFY2(open({20, 10}), qPrintable(fault));
+    send(picture);
+    QVERIFY2(shows(picture), qPrintable(fault));
+}
+
 void SurfaceTest::largerAndSmallerPictures_followEachOther()
 {
     QVERIFY2(open({64, 48}), qPrintable(fault));
@@ -652,14 +663,23 @@ void SurfaceTest::stop_tellsTheEnd_withoutAPlay()
     QVERIFY2(showsWindowColour(), qPrintable(fault));
 }
 
-void SurfaceTest::read_byName_endsWhereNothingIsPlayed()
+void SurfaceTest::read_thatFails_isNoEnd()
 {
     QVERIFY2(open({32, 24}), qPrintable(fault));
     QSignalSpy ended(surface, SIGNAL(playFinsh()));
     setFrameSize(sample());
-    call("read");
-    QCOMPARE(ended.count(), 1);
+    call("read"); // nothing is open
+    QCOMPARE(ended.count(), 0);
     QVERIFY2(showsWindowColour(), qPrintable(fault));
+
+    send(sample());
+    QVERIFY2(shows(sample()), qPrintable(fault));
+    play("/proc/self/mem", 1); // opens, and has nothing to read at its start
+    call("read");
+    QCOMPARE(ended.count(), 0);
+    QVERIFY2(shows(sample()), qPrintable(fault));
+    call("stop");
+    QCOMPARE(ended.count(), 1);
 }
 
 // ---- Life -----------------------------------------------------------------------------------

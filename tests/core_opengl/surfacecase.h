@@ -89,6 +89,7 @@ private slots:
     void picture_staysThrough_data();
     void picture_staysThrough();
     void picture_fillsTheSurface_afterAResize();
+    void picture_isScaledDown_byItsFilter();
     void largerAndSmallerPictures_followEachOther();
     void clear_showsTheColourOfWindows();
     void emptyFrame_showsTheColourOfWindows_data();
@@ -113,7 +114,7 @@ private slots:
     void play_takesLinesWithoutPadding_afterFramesWithIt();
     void stop_tellsTheEnd_andForgetsThePicture();
     void stop_tellsTheEnd_withoutAPlay();
-    void read_byName_endsWhereNothingIsPlayed();
+    void read_thatFails_isNoEnd();
 
     void rounds_leaveNothingBehind();
 };
