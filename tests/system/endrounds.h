@@ -9,6 +9,7 @@
 #include "support/watchdog.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QtTest>
 
 #include <malloc.h>
@@ -46,6 +47,23 @@ private:
     std::atomic<bool> m_stop{false};
     std::vector<std::thread> m_threads;
 };
+
+/// Runs this program once more, as a host that ends in the way of `mode`, and fails the test if that
+/// does not end by itself, in time and with 0.
+inline void hostEndsCleanly(const QString &mode)
+{
+    QProcess host;
+    host.setProcessChannelMode(QProcess::MergedChannels);
+    // A window that a host leaks keeps its threads.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("TSAN_OPTIONS",
+                       environment.value("TSAN_OPTIONS") + ":report_thread_leaks=0");
+    host.setProcessEnvironment(environment);
+    host.start(QCoreApplication::applicationFilePath(), {"--host", mode});
+    QVERIFY(waitFor([&] { return host.state() == QProcess::NotRunning; }, kDeadMs));
+    QVERIFY2(host.exitStatus() == QProcess::NormalExit && host.exitCode() == 0,
+             host.readAll().constData());
+}
 
 /// Rounds of what a host may do with its views, in orders that are drawn, each of which must leave
 /// nothing behind and never hold up the GUI thread. The process is to have one heap for all threads

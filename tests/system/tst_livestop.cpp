@@ -9,7 +9,6 @@
 #include "support/privatepulse.h"
 
 #include <QApplication>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -185,17 +184,7 @@ void TestLiveStop::process_ends_whileViewsShow_data()
 void TestLiveStop::process_ends_whileViewsShow()
 {
     QFETCH(QString, mode);
-    QProcess host;
-    host.setProcessChannelMode(QProcess::MergedChannels);
-    // A window that a host leaks keeps the thread of its sound.
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("TSAN_OPTIONS",
-                       environment.value("TSAN_OPTIONS") + ":report_thread_leaks=0");
-    host.setProcessEnvironment(environment);
-    host.start(QCoreApplication::applicationFilePath(), {"--host", mode});
-    QVERIFY(waitFor([&] { return host.state() == QProcess::NotRunning; }, kDeadMs));
-    QVERIFY2(host.exitStatus() == QProcess::NormalExit && host.exitCode() == 0,
-             host.readAll().constData());
+    hostEndsCleanly(mode);
 }
 
 int main(int argc, char **argv)

@@ -7,7 +7,6 @@
 #include "playbackcase.h"
 
 #include <QApplication>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -206,17 +205,7 @@ void TestPlaybackStop::process_ends_whileRecordingsPlay_data()
 void TestPlaybackStop::process_ends_whileRecordingsPlay()
 {
     QFETCH(QString, mode);
-    QProcess host;
-    host.setProcessChannelMode(QProcess::MergedChannels);
-    // A window that a host leaks keeps its threads.
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("TSAN_OPTIONS",
-                       environment.value("TSAN_OPTIONS") + ":report_thread_leaks=0");
-    host.setProcessEnvironment(environment);
-    host.start(QCoreApplication::applicationFilePath(), {"--host", mode});
-    QVERIFY(waitFor([&] { return host.state() == QProcess::NotRunning; }, kDeadMs));
-    QVERIFY2(host.exitStatus() == QProcess::NormalExit && host.exitCode() == 0,
-             host.readAll().constData());
+    hostEndsCleanly(mode);
 }
 
 int main(int argc, char **argv)
