@@ -3,6 +3,7 @@
 #include "core_live/ffrtsplivethread.h"
 
 #include "core_live/livefilenames_p.h"
+#include "core_video/devicesteps_p.h"
 #include "devicelink/devicerules.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
@@ -23,11 +24,9 @@ FFRtspLiveThread::~FFRtspLiveThread()
 
 bool FFRtspLiveThread::parseVideoUrl()
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return false;
-    }
     const int index = flatStreamIndex(dev->getStreamCountPerChannel(), channel, stream);
     const QStringList urls = dev->getRtspUrls();
     if (index < 0 || index >= urls.size()) {
@@ -41,17 +40,7 @@ bool FFRtspLiveThread::parseVideoUrl()
 
 int FFRtspLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
-        return -1;
-    }
-    const HRetError result = dev->getCodecInfo(channel, stream, video, audio);
-    if (result != HRetOk) {
-        VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
-        return -1;
-    }
-    return 0;
+    return devicesteps::readCodecInfo(*this, video, audio, kLogTag);
 }
 
 void FFRtspLiveThread::setMP4FileName(RecordType type)

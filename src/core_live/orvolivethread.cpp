@@ -3,6 +3,7 @@
 #include "core_live/orvolivethread.h"
 
 #include "core_live/livefilenames_p.h"
+#include "core_video/devicesteps_p.h"
 #include "devicelink/devicerules.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
@@ -10,8 +11,6 @@
 namespace {
 
 constexpr char kLogTag[] = "(orlvthr)";
-constexpr int kConnectPollMs = 100;
-constexpr int kSilentTimeouts = 4; ///< in a row; each further one is told
 constexpr int kMainStream = 0;
 constexpr int kBuiltMode = 1; ///< HVideoEncPara::mode of whoever builds a record
 
@@ -29,18 +28,13 @@ OrvoLiveThread::~OrvoLiveThread()
 
 bool OrvoLiveThread::checkConnect()
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return false;
-    }
-    HChannelStatus status = HChannelDisconnected;
-    for (int i = 0; i < connectTimeout / kConnectPollMs && !stopped; ++i) {
-        status = dev->getConnectStatus();
-        if (status == HChannelConnected)
-            return true;
-        msleep(kConnectPollMs);
-    }
+    const HChannelStatus status = devicesteps::waitUntilConnected(
+        connectTimeout, stopped, [&] { return dev->getConnectStatus(); });
+    if (status == HChannelConnected)
+        return true;
     VANTRA_LOG(Logger::Info)
         << QStringLiteral("not connected (%1)").arg(static_cast<short>(status));
     return false;
@@ -78,21 +72,8 @@ void OrvoLiveThread::closeVideo()
 
 int OrvoLiveThread::readFrame(HFrameHeader *frame, int timeoutMs)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
-        return DeviceReadError;
-    }
-    const HRetError answer = dev->readFrame(channel, stream, frame, timeoutMs);
-    const DeviceReadResult result = liveReadResult(answer);
-    if (result == DeviceReadTimeout && timeoutCount >= kSilentTimeouts) {
-        VANTRA_LOG(Logger::Info) << QStringLiteral("read [%1:%2] frame timeout(%3 ms) ")
-                                        .arg(dev->getIPAddr(), QString::number(stream),
-                                             QString::number(getReadTimeout()));
-    } else if (result == DeviceReadError) {
-        VANTRA_LOG(Logger::Error) << "read frame err " << static_cast<int>(answer);
-    }
-    return result;
+    return devicesteps::readLiveFrame(*this, frame, timeoutMs, timeoutCount, getReadTimeout(),
+                                      kLogTag);
 }
 
 void OrvoLiveThread::handlePreviewClose()
@@ -104,17 +85,7 @@ void OrvoLiveThread::handlePreviewClose()
 
 int OrvoLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
-        return -1;
-    }
-    const HRetError result = dev->getCodecInfo(channel, stream, video, audio);
-    if (result != HRetOk) {
-        VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
-        return -1;
-    }
-    return 0;
+    return devicesteps::readCodecInfo(*this, video, audio, kLogTag);
 }
 
 void OrvoLiveThread::setMP4FileName(RecordType type)
@@ -168,11 +139,9 @@ void OrvoLiveThread::updateAVCodec(HFrameHeader *frame)
 
 void OrvoLiveThread::updateDeviceAVCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return;
-    }
     const HRetError result = dev->setCodecInfo(channel, stream, video, audio);
     if (result != HRetOk)
         VANTRA_LOG(Logger::Error) << "set codec err " << static_cast<int>(result);

@@ -3,7 +3,7 @@
 #include "core_live/zelklivethread.h"
 
 #include "core_live/livefilenames_p.h"
-#include "devicelink/devicerules.h"
+#include "core_video/devicesteps_p.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
 
@@ -12,8 +12,6 @@
 namespace {
 
 constexpr char kLogTag[] = "(zklvthr)";
-constexpr int kConnectPollMs = 100;
-constexpr int kSilentTimeouts = 4; ///< in a row; each further one is told
 constexpr int kMainStream = 0;
 
 } // namespace
@@ -30,18 +28,13 @@ ZelkLiveThread::~ZelkLiveThread()
 
 bool ZelkLiveThread::checkConnect()
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return false;
-    }
-    HChannelStatus status = HChannelDisconnected;
-    for (int i = 0; i < connectTimeout / kConnectPollMs && !stopped; ++i) {
-        status = dev->getStreamStatus(channel, stream);
-        if (status == HChannelConnected)
-            return true;
-        msleep(kConnectPollMs);
-    }
+    const HChannelStatus status = devicesteps::waitUntilConnected(
+        connectTimeout, stopped, [&] { return dev->getStreamStatus(channel, stream); });
+    if (status == HChannelConnected)
+        return true;
     VANTRA_LOG(Logger::Info) << QStringLiteral("stream not opened (%1:%2:%3)")
                                     .arg(channel)
                                     .arg(stream)
@@ -51,11 +44,9 @@ bool ZelkLiveThread::checkConnect()
 
 bool ZelkLiveThread::initInput()
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return false;
-    }
     const HRetError result = dev->enableMediaTransmit(channel, stream, true);
     if (result == HRetAlready)
         return true; // it is flowing, and need not begin anew
@@ -87,21 +78,8 @@ void ZelkLiveThread::closeVideo()
 
 int ZelkLiveThread::readFrame(HFrameHeader *frame, int timeoutMs)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
-        return DeviceReadError;
-    }
-    const HRetError answer = dev->readFrame(channel, stream, frame, timeoutMs);
-    const DeviceReadResult result = liveReadResult(answer);
-    if (result == DeviceReadTimeout && timeoutCount >= kSilentTimeouts) {
-        VANTRA_LOG(Logger::Info) << QStringLiteral("read [%1:%2] frame timeout(%3 ms) ")
-                                        .arg(dev->getIPAddr(), QString::number(stream),
-                                             QString::number(getReadTimeout()));
-    } else if (result == DeviceReadError) {
-        VANTRA_LOG(Logger::Error) << "read frame err " << static_cast<int>(answer);
-    }
-    return result;
+    return devicesteps::readLiveFrame(*this, frame, timeoutMs, timeoutCount, getReadTimeout(),
+                                      kLogTag);
 }
 
 void ZelkLiveThread::handlePreviewClose()
@@ -113,17 +91,7 @@ void ZelkLiveThread::handlePreviewClose()
 
 int ZelkLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &audio)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
-        return -1;
-    }
-    const HRetError result = dev->getCodecInfo(channel, stream, video, audio);
-    if (result != HRetOk) {
-        VANTRA_LOG(Logger::Error) << "get codec err " << static_cast<int>(result);
-        return -1;
-    }
-    return 0;
+    return devicesteps::readCodecInfo(*this, video, audio, kLogTag);
 }
 
 void ZelkLiveThread::setMP4FileName(RecordType type)

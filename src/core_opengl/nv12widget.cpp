@@ -2,10 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "core_opengl/nv12widget.h"
 
-#include "core_opengl/rawpicture_p.h"
+#include "core_opengl/rawpictureplayer_p.h"
 #include "core_opengl/shaders_p.h"
 #include "core_opengl/surface_p.h"
-#include "log.h"
 
 #include <QCoreApplication>
 #include <QOpenGLShaderProgram>
@@ -14,7 +13,6 @@ namespace {
 
 constexpr char kLogTag[] = "(nv12wgt)";
 constexpr int kPlanes = 2;
-constexpr int kMillisecondsPerSecond = 1000;
 
 // Four corners, then their places in the textures, whose first row is the top line of the picture.
 constexpr GLfloat kCorners[] = {-1, 1, 1, 1, 1, -1, -1, -1, 0, 0, 1, 0, 1, 1, 0, 1};
@@ -29,9 +27,10 @@ constexpr int kUnitUV = 0;
 
 Nv12Widget::Nv12Widget(QWidget *parent)
     : QGLWidget(parent), shaderVert(shaders::nv12Vertex()),
-      shaderFrag(shaders::nv12Fragment(QCoreApplication::testAttribute(Qt::AA_UseOpenGLES)))
+      shaderFrag(shaders::nv12Fragment(QCoreApplication::testAttribute(Qt::AA_UseOpenGLES))),
+      player(std::make_unique<RawPicturePlayer>())
 {
-    connect(&timer, &QTimer::timeout, this, &Nv12Widget::read);
+    connect(&player->timer, &QTimer::timeout, this, &Nv12Widget::read);
 }
 
 Nv12Widget::~Nv12Widget()
@@ -84,13 +83,8 @@ void Nv12Widget::updateFrame(int width, int height, quint8 *dataY, quint8 *dataU
 /// Whether the context is current and set up.
 bool Nv12Widget::isReady()
 {
-    if (!surface::makeCurrent(this)) {
-        if (!isValid() && !toldMissing) {
-            toldMissing = true;
-            VANTRA_LOG(Logger::Warning) << "no OpenGL, pictures are not shown";
-        }
+    if (!surface::makeCurrentOrTell(this, &toldMissing, kLogTag))
         return false;
-    }
     if (readyIn != context())
         glInit();
     return true;
@@ -190,15 +184,14 @@ void Nv12Widget::paintGL()
 
 void Nv12Widget::read()
 {
-    const qint64 bytes = rawpicture::read(&file, &played, width, height);
+    const qint64 bytes = player->next(width, height);
     if (bytes == 0) {
-        timer.stop();
         emit playFinsh();
         return;
     }
     if (bytes > 0) { // a read that fails is no end, and leaves the last picture
         linesizeY = linesizeUV = 0;
-        const auto *planeY = reinterpret_cast<const quint8 *>(played.constData());
+        const quint8 *planeY = player->data();
         takePlanes(planeY, planeY + width * height);
     }
     update();
@@ -206,21 +199,12 @@ void Nv12Widget::read()
 
 void Nv12Widget::play(QString fileName, int frameRate)
 {
-    timer.stop();
-    file.close();
-    file.setFileName(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    rawpicture::makeRoom(&played, width, height);
-    if (frameRate > 0)
-        timer.start(kMillisecondsPerSecond / frameRate);
+    player->play(fileName, frameRate, width, height);
 }
 
 void Nv12Widget::stop()
 {
-    timer.stop();
-    file.close();
-    played.clear();
+    player->stop();
     forget();
     update();
     emit playFinsh();

@@ -4,16 +4,14 @@
 
 #include "vantraglobal.h"
 
-#include <QByteArray>
-#include <QFile>
 #include <QGLWidget>
 #include <QOpenGLBuffer>
 #include <QOpenGLFunctions>
-#include <QTimer>
 
 #include <memory>
 
 class QOpenGLShaderProgram;
+class RawPicturePlayer;
 
 /// Render surface for NV12 pictures: a plane Y, and one of U and V in turn, both of 8 bits. As
 /// YuvWidget, of which all else holds too, but for these:
@@ -79,10 +77,8 @@ private:
     QOpenGLBuffer vbo;
     std::unique_ptr<QOpenGLShaderProgram> program;
     GLuint textures[2] = {}; ///< Y, UV
-    QFile file;
-    QTimer timer;
 
-    QByteArray played;                   ///< the picture read last
+    const std::unique_ptr<RawPicturePlayer> player;
     const QGLContext *readyIn = nullptr; ///< the context that initializeGL() has set up
     int largestTexture = 0;              ///< pixels
     bool hasPicture = false;             ///< the textures hold one

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "core_opengl/surface_p.h"
 
+#include "log.h"
+
 #include <QByteArray>
 #include <QColor>
 #include <QGLWidget>
@@ -26,6 +28,17 @@ bool surface::makeCurrent(QGLWidget *widget)
         return false;
     widget->makeCurrent();
     return QOpenGLContext::currentContext() == widget->context()->contextHandle();
+}
+
+bool surface::makeCurrentOrTell(QGLWidget *widget, bool *told, const char *tag)
+{
+    if (makeCurrent(widget))
+        return true;
+    if (!widget->isValid() && !*told) {
+        *told = true;
+        VANTRA_LOG_AS(Logger::Warning, tag) << "no OpenGL, pictures are not shown";
+    }
+    return false;
 }
 
 bool surface::isSound(const Plane &plane, int largest)

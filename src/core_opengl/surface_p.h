@@ -15,6 +15,10 @@ namespace surface {
 /// native window at the moment.
 bool makeCurrent(QGLWidget *widget);
 
+/// The same. That there is no OpenGL is told once, under the tag of the class in the log: `told`
+/// keeps that it has been.
+bool makeCurrentOrTell(QGLWidget *widget, bool *told, const char *tag);
+
 /// One plane of a picture, as lent.
 struct Plane
 {

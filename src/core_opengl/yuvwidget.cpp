@@ -2,10 +2,9 @@
 // SPDX-License-Identifier: MIT
 #include "core_opengl/yuvwidget.h"
 
-#include "core_opengl/rawpicture_p.h"
+#include "core_opengl/rawpictureplayer_p.h"
 #include "core_opengl/shaders_p.h"
 #include "core_opengl/surface_p.h"
-#include "log.h"
 
 #include <QCoreApplication>
 #include <QOpenGLShaderProgram>
@@ -16,15 +15,15 @@ constexpr char kLogTag[] = "(yuvwgt)";
 constexpr int kVertexLocation = 0;
 constexpr int kTextureLocation = 1;
 constexpr int kPlanes = 3;
-constexpr int kMillisecondsPerSecond = 1000;
 
 } // namespace
 
 YuvWidget::YuvWidget(QWidget *parent)
     : QGLWidget(parent), shaderVert(shaders::yuvVertex()),
-      shaderFrag(shaders::yuvFragment(QCoreApplication::testAttribute(Qt::AA_UseOpenGLES)))
+      shaderFrag(shaders::yuvFragment(QCoreApplication::testAttribute(Qt::AA_UseOpenGLES))),
+      player(std::make_unique<RawPicturePlayer>())
 {
-    connect(&timer, &QTimer::timeout, this, &YuvWidget::read);
+    connect(&player->timer, &QTimer::timeout, this, &YuvWidget::read);
 }
 
 YuvWidget::~YuvWidget()
@@ -82,13 +81,8 @@ void YuvWidget::updateFrame(int width, int height, quint8 *dataY, quint8 *dataU,
 /// Whether the context is current and set up.
 bool YuvWidget::isReady()
 {
-    if (!surface::makeCurrent(this)) {
-        if (!isValid() && !toldMissing) {
-            toldMissing = true;
-            VANTRA_LOG(Logger::Warning) << "no OpenGL, pictures are not shown";
-        }
+    if (!surface::makeCurrentOrTell(this, &toldMissing, kLogTag))
         return false;
-    }
     if (readyIn != context())
         glInit();
     return true;
@@ -193,15 +187,14 @@ void YuvWidget::paintGL()
 
 void YuvWidget::read()
 {
-    const qint64 bytes = rawpicture::read(&file, &played, width, height);
+    const qint64 bytes = player->next(width, height);
     if (bytes == 0) {
-        timer.stop();
         emit playFinsh();
         return;
     }
     if (bytes > 0) { // a read that fails is no end, and leaves the last picture
         linesizeY = linesizeU = linesizeV = 0;
-        const auto *planeY = reinterpret_cast<const quint8 *>(played.constData());
+        const quint8 *planeY = player->data();
         const quint8 *planeU = planeY + width * height;
         takePlanes(planeY, planeU, planeU + width * height / 4);
     }
@@ -210,21 +203,12 @@ void YuvWidget::read()
 
 void YuvWidget::play(QString fileName, int frameRate)
 {
-    timer.stop();
-    file.close();
-    file.setFileName(fileName);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    rawpicture::makeRoom(&played, width, height);
-    if (frameRate > 0)
-        timer.start(kMillisecondsPerSecond / frameRate);
+    player->play(fileName, frameRate, width, height);
 }
 
 void YuvWidget::stop()
 {
-    timer.stop();
-    file.close();
-    played.clear();
+    player->stop();
     forget();
     update();
     emit playFinsh();

@@ -4,15 +4,13 @@
 
 #include "vantraglobal.h"
 
-#include <QByteArray>
-#include <QFile>
 #include <QGLWidget>
 #include <QOpenGLFunctions>
-#include <QTimer>
 
 #include <memory>
 
 class QOpenGLShaderProgram;
+class RawPicturePlayer;
 
 /// Render surface for planar pictures of 8 bits (planes Y, U and V). The conversion to RGB is that
 /// of ITU-R BT.601 for analogue Y'UV, without scaling of luma, in a fragment shader. The picture
@@ -89,10 +87,8 @@ private:
     int textureUniformY = -1;
     int textureUniformU = -1;
     int textureUniformV = -1;
-    QFile file;
-    QTimer timer;
 
-    QByteArray played;                   ///< the picture read last
+    const std::unique_ptr<RawPicturePlayer> player;
     const QGLContext *readyIn = nullptr; ///< the context that initializeGL() has set up
     int largestTexture = 0;              ///< pixels
     bool hasPicture = false;             ///< the textures hold one

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_vod/orvovodthread.h"
 
+#include "core_video/devicesteps_p.h"
 #include "core_videobase/threadframebuffer_p.h"
 #include "core_vod/recordedtime_p.h"
 #include "core_vod/vodsnapnames_p.h"
@@ -16,7 +17,6 @@
 namespace {
 
 constexpr char kLogTag[] = "(orvodthr)";
-constexpr int kConnectPollMs = 100;
 constexpr int kPauseStepMs = 50;
 constexpr int kRestMs = 10;              ///< behind a read that was given no time to wait
 constexpr int kTimeoutsUntilRaised = 5;  ///< in a row
@@ -94,18 +94,13 @@ void OrvoVodThread::setSpeed(double speed)
 
 bool OrvoVodThread::checkConnect()
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return false;
-    }
-    HChannelStatus status = HChannelDisconnected;
-    for (int i = 0; i < connectTimeout / kConnectPollMs && !stopped; ++i) {
-        status = dev->getConnectStatus();
-        if (status == HChannelConnected)
-            return true;
-        msleep(kConnectPollMs);
-    }
+    const HChannelStatus status = devicesteps::waitUntilConnected(
+        connectTimeout, stopped, [&] { return dev->getConnectStatus(); });
+    if (status == HChannelConnected)
+        return true;
     VANTRA_LOG(Logger::Info) << QStringLiteral("%1 connect status %2")
                                     .arg(dev->getIPAddr(),
                                          QString::number(static_cast<short>(status)));
@@ -140,21 +135,16 @@ void OrvoVodThread::closeVideo()
 
 int OrvoVodThread::readFrame(HFrameHeader *frame, int timeoutMs)
 {
-    const auto dev = boundDevice();
-    if (!dev) {
-        VANTRA_LOG(Logger::Error) << "dev is null";
+    const auto dev = devicesteps::deviceOrError(*this, kLogTag);
+    if (!dev)
         return DeviceReadError;
-    }
     const HRetError answer =
         dev->vodReadFrame(static_cast<unsigned int>(channel), frame, timeoutMs);
     const DeviceReadResult result = recordedReadResult(answer);
-    if (result == DeviceReadTimeout && timeoutCount >= kTimeoutsUntilRaised - 1) {
-        VANTRA_LOG(Logger::Info) << QStringLiteral("read [%1:%2] frame timeout(%3 ms) ")
-                                        .arg(dev->getIPAddr(), QString::number(stream),
-                                             QString::number(getReadTimeout()));
-    } else if (result == DeviceReadError) {
+    if (result == DeviceReadTimeout && timeoutCount >= devicesteps::kSilentTimeouts)
+        devicesteps::tellTimeout(*dev, stream, getReadTimeout(), kLogTag);
+    else if (result == DeviceReadError)
         VANTRA_LOG(Logger::Error) << "vod read frame err " << static_cast<int>(answer);
-    }
     return result;
 }
 
