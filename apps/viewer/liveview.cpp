@@ -7,13 +7,11 @@
 #include "core_videobase/abstractvideothread.h"
 #include "core_videobase/bannerwidget.h"
 #include "devicelink/hnetdevice.h"
-#include "openfolder.h"
 #include "streamthreads.h"
 #include "theme.h"
 #include "viewlabels.h"
 #include "viewlook.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QMouseEvent>
 #include <QTimer>
@@ -32,8 +30,6 @@ constexpr int kPicturesOfReturn = 2;
 constexpr int kDeadAfterMs = 20000;
 constexpr int kTellProblemAfterMs = 4000;
 constexpr int kCheckEveryMs = 10000;
-constexpr int kSaveWithinMs = 3000;
-constexpr int kBetweenSavesMs = 250;
 /// The library zooms by less than one percent per step of the wheel.
 constexpr int kZoomStepsPerNotch = 12;
 constexpr int kAllStreams = -1; ///< as a mask
@@ -401,189 +397,7 @@ void LiveView::notice(const QString &text)
         m_labels->notice(text);
 }
 
-// ---- Controls -----------------------------------------------------------------------------------
-
-void LiveView::toggleMuted()
-{
-    const bool muted = !widgetPara.muted;
-    // Kept even while nothing plays; it then holds from the next start.
-    widgetPara.muted = muted;
-    setMuted(muted);
-    viewlook::showSound(bannerWidget, !muted);
-    notice(!m_hasSound ? tr("This camera sends no sound")
-           : muted     ? tr("Sound off")
-                       : tr("Sound on"));
-    emit changed();
-}
-
-void LiveView::changeVolume(int step)
-{
-    m_volume = qBound(0, m_volume + step, 100);
-    setVolume(m_volume);
-    notice(tr("Volume %1 %").arg(m_volume) + (isMuted() ? tr(", sound is off") : QString()));
-}
-
-void LiveView::nextScaleMode()
-{
-    const ScaleMode mode = getScaleMode();
-    setScaleMode(mode == ScaleMode_Aspect ? ScaleMode_Fill
-                 : mode == ScaleMode_Fill ? ScaleMode_Auto
-                                          : ScaleMode_Aspect);
-    notice(getScaleMode() == ScaleMode_Aspect ? tr("Fit into the view")
-           : getScaleMode() == ScaleMode_Fill ? tr("Fill the view")
-                                              : tr("Own size"));
-    bannerWidget->changeStatus(viewlook::scaleButton, viewlook::scaleButton,
-                               viewlook::scaleIcon(getScaleMode()));
-    osdWidget->update();
-    emit changed();
-}
-
-void LiveView::toggleZoom()
-{
-    if (m_state != ViewState::Live)
-        return;
-    setDigitalZoom(!isDigitalZoom());
-    if (!isDigitalZoom())
-        unsetCursor();
-    notice(isDigitalZoom() ? tr("Zoom with the wheel, move by dragging") : tr("Zoom off"));
-    emit changed();
-}
-
-void LiveView::toggleLabels()
-{
-    m_labels->toggle();
-}
-
-bool LiveView::setOpengl(bool on)
-{
-    const VideoMode mode = on ? VideoMode_Opengl : VideoMode_Painter;
-    if (widgetPara.videoMode == mode)
-        return true;
-    const bool wasStarted = m_started;
-    leave();
-    setVideoMode(mode);
-    if (on)
-        newOpenglWidgets();
-    const bool isThere = !on || yuvWidget->isValid();
-    if (!isThere)
-        setVideoMode(VideoMode_Painter);
-    if (!on || !isThere)
-        freeOpenglWidgets();
-    if (wasStarted)
-        begin();
-    emit changed();
-    return isThere;
-}
-
-void LiveView::savePicture()
-{
-    if (m_state != ViewState::Live || !videoThread)
-        return;
-    if (!maySave())
-        return;
-    m_saving = true;
-    m_sinceSave.start();
-    videoThread->setSnapPreview(true);
-    videoThread->snap(files().newPicture(QDateTime::currentDateTime()));
-}
-
-bool LiveView::maySave() const
-{
-    // The thread knows one name at a time. It may tell the end of one wish twice, and the second
-    // time would end a new wish too.
-    if (!m_sinceSave.isValid())
-        return true;
-    return m_saving ? !videoThread->getIsSnap() && m_sinceSave.hasExpired(kSaveWithinMs)
-                    : m_sinceSave.hasExpired(kBetweenSavesMs);
-}
-
-void LiveView::toggleRecording()
-{
-    if (!m_wanted)
-        return;
-    if (isRecording()) {
-        m_recorder.stop();
-        notice(m_recorder.writtenMs() > 0
-                       ? tr("Recording saved in the folder %1")
-                                 .arg(QDir(files().folder()).dirName())
-                       : tr("Recording ended; nothing was written"));
-    } else {
-        const QString problem = m_recorder.start();
-        notice(problem.isEmpty() ? tr("Recording") : problem);
-    }
-    bannerWidget->changeStatus(viewlook::recordButton, viewlook::recordButton,
-                               viewlook::recordIcon(isRecording()));
-    emit changed();
-}
-
-void LiveView::toggleTalk()
-{
-    if (!m_started) {
-        viewlook::showTalk(bannerWidget, false);
-        return;
-    }
-    if (m_talking)
-        talkStop();
-    else
-        talkStart();
-    setTalking(!m_talking);
-    notice(m_talking ? tr("Talking to the device") : tr("Talk ended"));
-}
-
-void LiveView::setTalking(bool talking)
-{
-    if (talking == m_talking)
-        return;
-    m_talking = talking;
-    viewlook::showTalk(bannerWidget, talking);
-    emit changed();
-}
-
-/// Before the sound worker ends, which does not do what it has not come to. stop() waits for the
-/// worker too.
-void LiveView::endTalk()
-{
-    if (m_talking && audioThread && audioThread->QObject::thread()->isRunning())
-        QMetaObject::invokeMethod(audioThread.data(), "stopTalk", Qt::BlockingQueuedConnection);
-    setTalking(false);
-}
-
-void LiveView::showFolder()
-{
-    const bool shown = openFolder(files().folder());
-    notice(shown ? tr("The folder is open")
-                 : tr("The files are in %1").arg(QDir::toNativeSeparators(files().folder())));
-}
-
-void LiveView::setFrameVisible(bool visible)
-{
-    setBorderWidth(visible ? viewlook::frameWidth : 0);
-    receiveSizeChanged();
-    placeOverlay();
-}
-
 // ---- Events -------------------------------------------------------------------------------------
-
-void LiveView::btnClicked(const QString &name)
-{
-    setFocus();
-    if (name == viewlook::stopButton)
-        halt();
-    else if (name == viewlook::soundOffButton || name == viewlook::soundOnButton)
-        toggleMuted(); // the button has already changed its look
-    else if (name == viewlook::talkOnButton || name == viewlook::talkOffButton)
-        toggleTalk();
-    else if (name == viewlook::scaleButton)
-        nextScaleMode();
-    else if (name == viewlook::zoomButton)
-        toggleZoom();
-    else if (name == viewlook::saveButton)
-        savePicture();
-    else if (name == viewlook::recordButton)
-        toggleRecording();
-    else if (name == viewlook::enlargeButton)
-        emit enlargeRequested();
-}
 
 void LiveView::focusInEvent(QFocusEvent *event)
 {

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // What can be done with a playback beside playing it: sound, size, pictures and files.
-#include "openfolder.h"
 #include "playbackview.h"
+#include "viewcontrols.h"
 #include "viewlook.h"
 
 #include <QDir>
@@ -23,9 +23,7 @@ void PlaybackView::toggleMuted()
 
 void PlaybackView::changeVolume(int step)
 {
-    m_volume = qBound(0, m_volume + step, 100);
-    setVolume(m_volume);
-    notice(tr("Volume %1 %").arg(m_volume) + (isMuted() ? tr(", sound is off") : QString()));
+    notice(viewcontrols::changeVolume(this, &m_volume, step));
 }
 
 void PlaybackView::playAudio(const QByteArray &data)
@@ -38,13 +36,7 @@ void PlaybackView::playAudio(const QByteArray &data)
 
 void PlaybackView::nextScaleMode()
 {
-    const ScaleMode mode = getScaleMode();
-    setScaleMode(mode == ScaleMode_Aspect ? ScaleMode_Fill
-                 : mode == ScaleMode_Fill ? ScaleMode_Auto
-                                          : ScaleMode_Aspect);
-    notice(getScaleMode() == ScaleMode_Aspect ? tr("Fit into the view")
-           : getScaleMode() == ScaleMode_Fill ? tr("Fill the view")
-                                              : tr("Own size"));
+    notice(viewcontrols::nextScaleMode(this));
     osdWidget->update();
     emit changed();
 }
@@ -78,9 +70,7 @@ bool PlaybackView::saveHeldPicture()
 
 void PlaybackView::showFolder()
 {
-    const bool shown = openFolder(m_files.folder());
-    notice(shown ? tr("The folder is open")
-                 : tr("The files are in %1").arg(QDir::toNativeSeparators(m_files.folder())));
+    notice(viewcontrols::showFolder(m_files));
 }
 
 void PlaybackView::setFrameVisible(bool visible)
