@@ -24,6 +24,7 @@ constexpr int kUrlFile = 0;
 constexpr int kUrlNetwork = 3;
 constexpr int kUrlUnknown = 255;
 constexpr int kDefaultRtspPort = 554;
+constexpr int kPauseAfterRefusalMs = 50;
 constexpr int kPortLength = 6; ///< characters behind the last ":" among which a port is looked for
 constexpr qint64 kLongestDelayUs = 1000000;
 constexpr int kMaxPlausibleFrameRate = 60;
@@ -86,9 +87,20 @@ bool FFmpegHelper::checkUrl(const QString &url, int timeout)
     QTcpSocket socket;
     QObject::connect(&timer, SIGNAL(timeout()), &loop, SLOT(quit()));
     QObject::connect(&socket, SIGNAL(connected()), &loop, SLOT(quit()));
+    const auto tryIt = [&] {
+        socket.connectToHost(ip, static_cast<quint16>(port), QIODevice::ReadWrite,
+                             QAbstractSocket::AnyIPProtocol);
+    };
+    // A refusal does not end the probe, whose whole time is part of the pause between two opens. A
+    // server that begins to listen within it is found at once rather than at the next open.
+    const auto tryAgainAfterRefusal = [&](QAbstractSocket::SocketState state) {
+        if (state == QAbstractSocket::UnconnectedState &&
+            socket.error() == QAbstractSocket::ConnectionRefusedError)
+            QTimer::singleShot(kPauseAfterRefusalMs, &socket, tryIt);
+    };
+    QObject::connect(&socket, &QTcpSocket::stateChanged, &socket, tryAgainAfterRefusal);
     timer.start(timeout);
-    socket.connectToHost(ip, static_cast<quint16>(port), QIODevice::ReadWrite,
-                         QAbstractSocket::AnyIPProtocol);
+    tryIt();
     loop.exec();
     return socket.state() == QAbstractSocket::ConnectedState;
 }

@@ -98,6 +98,9 @@ private:
     void saveSnap(const QImage &image);
 
     std::unique_ptr<Session> session; ///< what one open has built; empty while closed
+    /// The last session met pictures of another shape than its open had found. Then the next open
+    /// looks at several, in case the source describes itself wrongly.
+    bool isShapeDoubtful = false;
 };
 
 /// Interrupt callback of FFmpeg, with the thread as context: not 0 makes a blocking call give up.

@@ -70,8 +70,10 @@ void FFmpegVideoThread::decodeVideo()
         return;
     // A picture in a new size never reaches a renderer that was built for the old one. A stop2()
     // that has cleared the flag meanwhile stays.
-    if (videoCodecId != ctx->codec_id || videoWidth != ctx->width || videoHeight != ctx->height)
+    if (videoCodecId != ctx->codec_id || videoWidth != ctx->width || videoHeight != ctx->height) {
         isOk = false;
+        isShapeDoubtful = true;
+    }
     if (isOk)
         deliver();
 }

@@ -4,6 +4,7 @@
 // FFmpegVideoThread: opening of a source.
 #include "core_ffmpeg/ffmpegcompat.h"
 #include "core_ffmpeg/ffmpeghelper.h"
+#include "core_ffmpeg/livedescription_p.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "log.h"
@@ -12,6 +13,8 @@ extern "C" {
 #include <libavutil/hwcontext.h>
 #include <libavutil/imgutils.h>
 }
+
+#include <utility>
 
 namespace {
 
@@ -23,18 +26,35 @@ constexpr int kOutputSampleBits = 16;
 
 constexpr int kPicturesForRate = 8;
 
-/// For how many pictures FFmpeg is to wait for the sake of the frame rate alone, where the source
-/// does not name it. By itself it takes twenty or more, which at a camera's rate is most of a
-/// second before the first picture. Eight tell the usual rates even where the stamps of a camera
-/// are rounded to milliseconds. With H.264 it waits for seven anyway, to see how pictures are
-/// reordered.
-int picturesForRate(const AVFormatContext *input)
+/// How much FFmpeg is to read of an RTSP source before it counts as known.
+///
+/// Where the description tells of every picture stream how its pictures are ordered and how many
+/// there are in a second, nothing needs to be measured: one picture for the size of H.264, none for
+/// H.265, and no sound. Unless `isDoubtful`: a source may describe other pictures than it sends.
+///
+/// Otherwise this is about the rate alone. By itself FFmpeg takes twenty pictures or more for it,
+/// which at a camera's rate is most of a second before the first picture. Eight tell the usual rates
+/// even where the stamps of a camera are rounded to milliseconds. With H.264 it waits for seven
+/// anyway, to see how pictures are reordered.
+void limitProbing(AVFormatContext *input, bool isDoubtful)
 {
+    bool hasPictures = false;
+    bool allTold = !isDoubtful;
+    bool hasH264 = false;
     for (unsigned i = 0; i < input->nb_streams; ++i) {
-        if (input->streams[i]->codecpar->codec_id == AV_CODEC_ID_H264)
-            return 1;
+        const AVCodecParameters *parameters = input->streams[i]->codecpar;
+        if (parameters->codec_type != AVMEDIA_TYPE_VIDEO)
+            continue;
+        hasPictures = true;
+        hasH264 = hasH264 || parameters->codec_id == AV_CODEC_ID_H264;
+        allTold = allTold && tellsOrderAndRate(parameters);
     }
-    return kPicturesForRate;
+    if (hasPictures && allTold) {
+        input->fps_probe_size = 0;
+        input->max_ts_probe = 0; // pictures and sound whose first time is waited for
+    } else {
+        input->fps_probe_size = hasH264 ? 1 : kPicturesForRate;
+    }
 }
 
 AVPixelFormat pickHwFormat(AVCodecContext *ctx, const AVPixelFormat *formats)
@@ -107,7 +127,7 @@ bool FFmpegVideoThread::initInput()
         return false;
     }
     if (qstrcmp(input->iformat->name, kRtspFormat) == 0)
-        input->fps_probe_size = picturesForRate(input);
+        limitProbing(input, std::exchange(isShapeDoubtful, false));
     // Not watched as an open any more: only the socket time-out and a stop end this.
     result = avformat_find_stream_info(input, nullptr);
     if (result < 0) {

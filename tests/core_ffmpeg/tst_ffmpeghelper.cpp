@@ -19,7 +19,12 @@ extern "C" {
 }
 
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QtTest>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <functional>
 #include <memory>
@@ -118,6 +123,7 @@ private slots:
     void checkUrl_findsThePort();
     void checkUrl_withoutPort_uses554();
     void checkUrl_refused_isFalse();
+    void checkUrl_findsAServer_thatBeginsToListenMeanwhile();
     void checkUrl_unanswered_isFalseAfterTheTimeout();
     void checkUrlOfType_data();
     void checkUrlOfType();
@@ -217,6 +223,24 @@ void TestFFmpegHelper::checkUrl_refused_isFalse()
 {
     const QString url = QStringLiteral("rtsp://127.0.0.1:%1/x").arg(refusedPort());
     QVERIFY(!onThread([&] { return FFmpegHelper::checkUrl(url, 50); }));
+}
+
+void TestFFmpegHelper::checkUrl_findsAServer_thatBeginsToListenMeanwhile()
+{
+    // The port is bound, so that nobody else gets it, and refuses until it listens.
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    QVERIFY(::bind(fd, reinterpret_cast<sockaddr *>(&address), length) == 0);
+    QVERIFY(::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) == 0);
+    const QString url = QStringLiteral("rtsp://127.0.0.1:%1/x").arg(ntohs(address.sin_port));
+    // By the loop of the probe itself, after the first attempt, which is refused within no time here.
+    QTimer::singleShot(200, this, [fd] { ::listen(fd, 1); });
+    const bool found = FFmpegHelper::checkUrl(url, 20000);
+    ::close(fd);
+    QVERIFY(found);
 }
 
 void TestFFmpegHelper::checkUrl_unanswered_isFalseAfterTheTimeout()
