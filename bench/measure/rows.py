@@ -123,11 +123,12 @@ class FirstPicture(Row):
                 time.sleep(WARM_UP_S)
                 since, _ = stage.player.tell("start")
                 return {"ms": stage.first_pictures(since)[0]}
+            # Key pictures come every two seconds: at another moment of that in each round.
+            time.sleep(time.monotonic() % 2)
             since, _ = stage.player.tell("sub")
             sub = stage.first_pictures(since, lambda counter: counter >= SUB_BASE)[0]
             if cell == "main to sub":
                 return {"ms": sub}
-            # Key pictures come every two seconds: at another moment of that in each round.
             time.sleep(WARM_UP_S + time.monotonic() % 2)
             since, _ = stage.player.tell("main")
             return {"ms": stage.first_pictures(since, lambda counter: counter < SUB_BASE)[0]}

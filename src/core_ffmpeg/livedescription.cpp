@@ -230,8 +230,7 @@ bool setTells(const Bytes &sequenceSet)
     if (!in.flag()) // no usability information
         return false;
     skipLooks(&in);
-    return readsAsUsualRate(&in) && in.isOk() &&
-           (isAsDecoded || tellsReordering(&in));
+    return readsAsUsualRate(&in) && in.isOk() && (isAsDecoded || tellsReordering(&in));
 }
 
 /// Of H.265, whose sets FFmpeg's decoder makes known as soon as it is open.
@@ -261,7 +260,6 @@ bool tellsOrderAndRate(const AVCodecParameters *parameters)
         return decoderKnowsRate(parameters);
     if (parameters->codec_id != AV_CODEC_ID_H264)
         return false;
-    const std::vector<Bytes> sets =
-        sequenceSets(parameters->extradata, parameters->extradata_size);
+    const std::vector<Bytes> sets = sequenceSets(parameters->extradata, parameters->extradata_size);
     return !sets.empty() && std::all_of(sets.begin(), sets.end(), setTells);
 }

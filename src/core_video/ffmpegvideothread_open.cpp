@@ -33,9 +33,9 @@ constexpr int kPicturesForRate = 8;
 /// H.265, and no sound. Unless `isDoubtful`: a source may describe other pictures than it sends.
 ///
 /// Otherwise this is about the rate alone. By itself FFmpeg takes twenty pictures or more for it,
-/// which at a camera's rate is most of a second before the first picture. Eight tell the usual rates
-/// even where the stamps of a camera are rounded to milliseconds. With H.264 it waits for seven
-/// anyway, to see how pictures are reordered.
+/// which at a camera's rate is most of a second before the first picture. Eight tell the usual
+/// rates even where the stamps of a camera are rounded to milliseconds. With H.264 it waits for
+/// seven anyway, to see how pictures are reordered.
 void limitProbing(AVFormatContext *input, bool isDoubtful)
 {
     bool hasPictures = false;

@@ -236,7 +236,7 @@ void TestFFmpegHelper::checkUrl_findsAServer_thatBeginsToListenMeanwhile()
     QVERIFY(::bind(fd, reinterpret_cast<sockaddr *>(&address), length) == 0);
     QVERIFY(::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) == 0);
     const QString url = QStringLiteral("rtsp://127.0.0.1:%1/x").arg(ntohs(address.sin_port));
-    // By the loop of the probe itself, after the first attempt, which is refused within no time here.
+    // By the loop of the probe itself, after the first attempt, which is refused at once here.
     QTimer::singleShot(200, this, [fd] { ::listen(fd, 1); });
     const bool found = FFmpegHelper::checkUrl(url, 20000);
     ::close(fd);

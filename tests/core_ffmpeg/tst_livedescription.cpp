@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "core_ffmpeg/livedescription_p.h"
 #include "core_ffmpeg/ffmpegptr.h"
+#include "core_ffmpeg/livedescription_p.h"
 #include "simulator/coding/bits.h"
 
 #include <QtTest>

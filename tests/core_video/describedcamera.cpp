@@ -108,8 +108,9 @@ void DescribedCamera::reply(QTcpSocket *socket, const QByteArray &request)
         answer += "Public: DESCRIBE, SETUP, PLAY, TEARDOWN\r\n";
     } else if (request.startsWith("DESCRIBE")) {
         body = description();
-        answer += "Content-Type: application/sdp\r\nContent-Length: " +
-                  QByteArray::number(body.size()) + "\r\n";
+        answer +=
+            "Content-Type: application/sdp\r\nContent-Length: " + QByteArray::number(body.size()) +
+            "\r\n";
     } else if (request.startsWith("SETUP")) {
         answer += "Session: 1\r\nTransport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n";
     } else {
