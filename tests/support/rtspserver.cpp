@@ -14,6 +14,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -52,6 +53,24 @@ int listenOnLoopback(int backlog, int *port)
     return fd;
 }
 
+/// A program that may run in another network than this one.
+class PlacedProcess final : public QProcess
+{
+public:
+    explicit PlacedProcess(int network) : m_network(network) {}
+
+protected:
+    void setupChildProcess() override
+    {
+        // Rather no server than one in the wrong place.
+        if (m_network >= 0 && ::setns(m_network, CLONE_NEWNET) != 0)
+            ::_exit(1);
+    }
+
+private:
+    const int m_network;
+};
+
 } // namespace
 
 RtspServer::~RtspServer()
@@ -62,6 +81,12 @@ RtspServer::~RtspServer()
 QString RtspServer::program()
 {
     return QStringLiteral(VANTRA_RTSP_SERVER);
+}
+
+void RtspServer::setPlace(int network, const QString &address)
+{
+    m_network = network;
+    m_address = address;
 }
 
 bool RtspServer::start(const QStringList &arguments, int port)
@@ -79,7 +104,7 @@ bool RtspServer::restart()
 
 bool RtspServer::launch(int port)
 {
-    m_process = std::make_unique<QProcess>();
+    m_process = std::make_unique<PlacedProcess>(m_network);
     m_suspended = false;
     m_log.clear();
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -91,6 +116,8 @@ bool RtspServer::launch(int port)
     QStringList arguments = m_arguments;
     arguments << QStringLiteral("--control") << QStringLiteral("stdin") << QStringLiteral("--port")
               << QString::number(port);
+    if (m_network >= 0)
+        arguments << QStringLiteral("--address") << QStringLiteral("0.0.0.0");
     m_process->start(program(), arguments);
     QString line;
     while (readLine(&line, kStartMs)) {
@@ -175,8 +202,7 @@ qint64 RtspServer::processId() const
 QString RtspServer::url(const QString &name, const QString &credentials) const
 {
     const QString user = credentials.isEmpty() ? QString() : credentials + QLatin1Char('@');
-    const QString host = user + QLatin1String("127.0.0.1");
-    return QStringLiteral("rtsp://%1:%2/%3").arg(host, QString::number(m_port), name);
+    return QStringLiteral("rtsp://%1:%2/%3").arg(user + m_address, QString::number(m_port), name);
 }
 
 bool RtspServer::command(const QString &line)

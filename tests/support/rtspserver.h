@@ -28,6 +28,12 @@ public:
     /// Path of the program.
     static QString program();
 
+    /// From the next start on it runs in another network, of which it takes all addresses:
+    /// `network` is a network namespace, which stays open, `address` the one that url() names.
+    void setPlace(int network, const QString &address);
+    /// The one that url() names from now on.
+    void setAddress(const QString &address) { m_address = address; }
+
     /// Starts it with `arguments` (cameras, clips; see its --help) and waits until it listens: on
     /// `port`, or on a free one.
     bool start(const QStringList &arguments, int port = 0);
@@ -45,7 +51,8 @@ public:
     /// 0 before the first start.
     int port() const { return m_port; }
     qint64 processId() const;
-    /// "rtsp://127.0.0.1:PORT/NAME", or with "USER:PASSWORD@" before the host.
+    /// "rtsp://127.0.0.1:PORT/NAME", or with another host, see setPlace(), or with "USER:PASSWORD@"
+    /// before the host.
     QString url(const QString &name, const QString &credentials = QString()) const;
 
     /// Sends one line of the control channel and waits for the answer; true if it is OK.
@@ -65,6 +72,8 @@ private:
 
     std::unique_ptr<QProcess> m_process;
     QStringList m_arguments;
+    QString m_address = QStringLiteral("127.0.0.1");
+    int m_network = -1; ///< namespace; -1: that of this process
     int m_port = 0;
     bool m_suspended = false;
     QString m_answer;

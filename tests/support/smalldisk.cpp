@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/smalldisk.h"
 
+#include "support/privatespace.h"
+
 #include <QFile>
 #include <QStorageInfo>
 
@@ -10,34 +12,14 @@
 
 #include <sched.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
 namespace vantratest {
 
-namespace {
-
-void writeText(const char *path, const QByteArray &text)
-{
-    QFile file(QString::fromLatin1(path));
-    if (file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
-        file.write(text);
-}
-
-} // namespace
-
 QString enterPrivateMounts()
 {
-    const uid_t user = geteuid();
-    const gid_t group = getegid();
-    // Whoever is not root may become the root of a room of its own, where the system allows it.
-    const int flags = user == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER;
-    if (unshare(flags) != 0)
-        return QStringLiteral("unshare: ") + QString::fromLocal8Bit(std::strerror(errno));
-    if (user != 0) {
-        writeText("/proc/self/setgroups", "deny");
-        writeText("/proc/self/uid_map", "0 " + QByteArray::number(user) + " 1");
-        writeText("/proc/self/gid_map", "0 " + QByteArray::number(group) + " 1");
-    }
+    const QString reason = enterPrivateSpace(CLONE_NEWNS);
+    if (!reason.isEmpty())
+        return reason;
     if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         return QStringLiteral("private mounts: ") + QString::fromLocal8Bit(std::strerror(errno));
     const SmallDisk probe(65536);

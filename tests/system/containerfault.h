@@ -4,6 +4,7 @@
 
 #include "core_ffmpeg/ffmpegptr.h"
 
+#include <QScopeGuard>
 #include <QString>
 
 #include <vector>
