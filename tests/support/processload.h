@@ -14,6 +14,8 @@ struct ProcessLoad
     int threads = 0;
     int handles = 0;        ///< open files and sockets
     qint64 residentKiB = 0; ///< 0 under a sanitizer, which keeps what is freed
+    /// As resident, but of what is shared with other processes this one's share; 0 likewise.
+    qint64 proportionalKiB = 0;
 
     static ProcessLoad now()
     {
@@ -27,15 +29,25 @@ struct ProcessLoad
         load.threads = entries("/proc/self/task");
         load.handles = entries("/proc/self/fd");
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-        QFile status(QStringLiteral("/proc/self/status"));
-        if (status.open(QIODevice::ReadOnly)) {
-            const QList<QByteArray> lines = status.readAll().split('\n');
-            for (const QByteArray &line : lines)
-                if (line.startsWith("VmRSS:"))
-                    load.residentKiB = line.simplified().split(' ').value(1).toLongLong();
-        }
+        load.residentKiB = figure("/proc/self/status", "VmRSS:");
+        load.proportionalKiB = figure("/proc/self/smaps_rollup", "Pss:");
 #endif
         return load;
+    }
+
+private:
+    /// The number behind `name` in a file of the system; 0 if there is none.
+    static qint64 figure(const char *path, const char *name)
+    {
+        QFile file(QString::fromLatin1(path));
+        if (!file.open(QIODevice::ReadOnly))
+            return 0;
+        const QList<QByteArray> lines = file.readAll().split('\n');
+        for (const QByteArray &line : lines) {
+            if (line.startsWith(name))
+                return line.simplified().split(' ').value(1).toLongLong();
+        }
+        return 0;
     }
 };
 
