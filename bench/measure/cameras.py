@@ -87,7 +87,11 @@ class Cameras:
         for name in self.subs:
             self.arguments += ["--clip", f"{name}={clip(clips, sub_form, sub=True)}"]
         self.process = None
-        self.start()
+        try:
+            self.start()
+        except BaseException:
+            self.close()
+            raise
 
     def start(self):
         """Returns when it listens."""
@@ -100,8 +104,9 @@ class Cameras:
             raise RuntimeError("the camera server does not start")
 
     def kill(self):
-        self.process.kill()
-        self.process.wait()
+        if self.process:
+            self.process.kill()
+            self.process.wait()
 
     def close(self):
         self.kill()
@@ -127,14 +132,15 @@ class Cameras:
     def sent_between(self, begin, end):
         return sum(begin <= moment < end for _, _, moment in self.sent())
 
-    def delays(self, events):
-        """Milliseconds from sending to showing, of the events of a Watcher."""
+    def delays(self, events, first=0):
+        """Milliseconds from sending to showing, sorted, of the events of a Watcher whose tile 0
+        shows the camera `first`."""
         times = {}
         for camera, counter, moment in self.sent():
             times.setdefault((camera, counter), []).append(moment)
         delays = []
         for tile, counter, seen in events:
-            before = [moment for moment in times.get((tile, counter), []) if moment <= seen]
+            before = [moment for moment in times.get((tile + first, counter), []) if moment <= seen]
             if before:
                 delays.append((seen - before[-1]) * 1000)
         return sorted(delays)

@@ -7,7 +7,6 @@ import subprocess
 import tempfile
 import time
 
-START_S = 15
 WIDTH, HEIGHT = 1920, 1080
 
 
@@ -50,10 +49,15 @@ class Watcher:
         self.process = subprocess.Popen(
             [program, str(display.screen), str(layout.columns), str(layout.width),
              str(layout.height), str(tiles), str(poll_us)],
-            stdin=subprocess.PIPE, stdout=self.output)
+            stdin=subprocess.PIPE, stdout=self.output, stderr=subprocess.DEVNULL)
         self.input = open(self.file, "rb")
         self.rest = b""
         self.events = []  # (tile, counter, seconds), in the order of time
+
+    def look_every(self, poll_us):
+        """Microseconds between two looks, from now on."""
+        self.process.stdin.write(f"{poll_us}\n".encode())
+        self.process.stdin.flush()
 
     def read(self):
         lines = (self.rest + self.input.read()).split(b"\n")
@@ -63,35 +67,21 @@ class Watcher:
             self.events.append((int(tile), int(counter), int(time_ns) / 1e9))
         return self.events
 
-    def wait_for(self, condition, seconds):
-        """Until condition(events) is true; returns whether it became so."""
-        deadline = time.monotonic() + seconds
-        while not condition(self.read()):
-            if time.monotonic() > deadline or self.process.poll() is not None:
-                return False
-            time.sleep(0.02)
-        return True
-
-    def wait_for_all(self, tiles, since, seconds, wanted=lambda counter: True):
-        """Until each tile has shown a picture after `since`. Returns the time of each one's first,
-        or None if one has none."""
+    def first_of_each(self, since, wanted=lambda counter: True):
+        """{tile: when it has shown its first picture after `since`}."""
         first = {}
-
-        def complete(events):
-            for tile, counter, seen in events[complete.at:]:
-                if seen >= since and wanted(counter):
-                    first.setdefault(tile, seen)
-            complete.at = len(events)
-            return len(first) == tiles
-        complete.at = 0
-        return first if self.wait_for(complete, seconds) else None
+        for tile, counter, seen in self.read():
+            if seen >= since and wanted(counter):
+                first.setdefault(tile, seen)
+        return first
 
     def between(self, begin, end):
         return [event for event in self.read() if begin <= event[2] < end]
 
     def close(self):
-        self.process.stdin.close()
+        self.process.kill()
         self.process.wait()
+        self.process.stdin.close()
         self.output.close()
         self.input.close()
 

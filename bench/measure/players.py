@@ -5,20 +5,28 @@ import os
 import pathlib
 import select
 import shutil
+import signal
 import subprocess
 import time
 
-ANSWER_S = 60
+ANSWER_S = 20
+QUIT_S = 5
 # An embedded libVLC ignores the choice of output and draws by OpenGL wherever that loads.
 NO_EGL = {"__EGL_VENDOR_LIBRARY_FILENAMES": "/dev/null"}
 
 
-class Player:
-    """A kind of player: what it is called, and how it is started."""
+class Failed(Exception):
+    """What a player did not do."""
 
-    def __init__(self, name, program, version, environment=None, glx=False, window=True):
-        self.name, self.program, self.version = name, program, version
-        self.environment, self.glx, self.window = environment or {}, glx, window
+
+class Player:
+    """A program that is measured: what it is called, and how it is started. By `kind` it shows
+    views in a "window", is a "decoder" without one, a "recorder", or no program at all, but a
+    "copy" of memory."""
+
+    def __init__(self, name, program, version, environment=None, glx=False, kind="window", what=""):
+        self.name, self.program, self.version, self.what = name, program, version, what
+        self.environment, self.glx, self.kind = environment or {}, glx, kind
 
     @property
     def is_hasty(self):
@@ -26,7 +34,7 @@ class Player:
         return self.name == "mpv-untimed"
 
     def available(self):
-        return pathlib.Path(self.program).exists()
+        return bool(self.program) and pathlib.Path(self.program).exists()
 
 
 class Running:
@@ -39,10 +47,14 @@ class Running:
         for name in ("WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS"):
             environment.pop(name, None)
         self.process = subprocess.Popen(
-            [player.program, str(layout), *urls], env=environment, stdin=subprocess.PIPE,
+            [player.program, str(layout), *urls], env=environment, bufsize=0, stdin=subprocess.PIPE,
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
         self.pending = b""
-        self._answer(b"READY", ANSWER_S)
+        try:
+            self._answer(b"READY", ANSWER_S)
+        except BaseException:
+            self.kill()
+            raise
 
     @property
     def pid(self):
@@ -59,25 +71,40 @@ class Running:
                 continue  # what libraries print
             ready, _, _ = select.select([self.process.stdout], [], [],
                                         max(0, deadline - time.monotonic()))
-            got = os.read(self.process.stdout.fileno(), 4096) if ready else b""
+            if not ready:
+                raise Failed(f"hung at \"{begin.decode()}\"")
+            got = os.read(self.process.stdout.fileno(), 4096)
             if not got:
-                raise RuntimeError(f"no answer \"{begin.decode()}\"")
+                self.process.wait(ANSWER_S)
+                self.must_live()
             self.pending += got
+
+    def must_live(self):
+        code = self.process.poll()
+        if code is not None:
+            raise Failed(f"crashed by {signal.Signals(-code).name}" if code < 0
+                         else f"ended with {code}")
 
     def tell(self, command, seconds=ANSWER_S):
         """Returns the moment at which it was told, and the answer."""
         told = time.monotonic()
-        self.process.stdin.write(command.encode() + b"\n")
-        self.process.stdin.flush()
+        try:
+            self.process.stdin.write(command.encode() + b"\n")
+        except BrokenPipeError:
+            self.process.wait(ANSWER_S)
+            self.must_live()
         return told, self._answer(command.encode(), seconds)
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
 
     def close(self):
         try:
-            self.tell("quit", 10)
-            self.process.wait(10)
-        except (RuntimeError, OSError, subprocess.TimeoutExpired):
-            self.process.kill()
-            self.process.wait()
+            self.tell("quit", QUIT_S)
+            self.process.wait(QUIT_S)
+        except (Failed, OSError, subprocess.TimeoutExpired):
+            self.kill()
 
 
 def package_version(*packages):
@@ -89,27 +116,52 @@ def package_version(*packages):
     return "?"
 
 
+def own_version(root):
+    """The commit, and whether the library differs from it."""
+    def git(*arguments):
+        try:
+            return subprocess.run(["git", "-C", str(root), *arguments], capture_output=True,
+                                  text=True, check=False).stdout.strip()
+        except OSError:
+            return ""
+    changed = git("status", "--porcelain", "--", "src", "platform")
+    return (git("rev-parse", "--short", "HEAD") or "?") + ("-changed" if changed else "")
+
+
 def players(build, root):
     """All there are, ours first."""
-    commit = subprocess.run(["git", "-C", str(root), "rev-parse", "--short", "HEAD"],
-                            capture_output=True, text=True, check=False).stdout.strip()
+    commit = own_version(root)
     folder = build / "bench" / "peers"
     mpv = package_version("libmpv2", "libmpv1")
     own = folder / "peer-vantra"
+    ffmpeg, gstreamer = package_version("ffmpeg"), package_version("libgstreamer1.0-0")
+    launch = shutil.which("gst-launch-1.0")
     everybody = [
-        Player("vantra", own, commit),
-        Player("vantra-gl", own, commit, {"PEER_OUTPUT": "opengl"}, glx=True),
-        Player("vantra-planes", folder / "peer-planes", commit, window=False),
+        Player("vantra", own, commit, what="this library: painted live views; a recording"),
+        Player("vantra-gl", own, commit, {"PEER_OUTPUT": "opengl"}, glx=True,
+               what="this library: live views by OpenGL"),
+        Player("vantra-planes", folder / "peer-planes", commit, kind="decoder",
+               what="this library: streams to a receiver that does nothing"),
         Player("bare", folder / "peer-bare", package_version("libavcodec59", "libavcodec60"),
-               window=False),
-        Player("mpv", folder / "peer-mpv", mpv),
-        Player("mpv-untimed", folder / "peer-mpv", mpv, {"PEER_UNTIMED": "yes"}),
-        Player("vlc", folder / "peer-vlc", package_version("libvlc5"), NO_EGL),
-        Player("qt", folder / "peer-qtmultimedia", package_version("libqt5multimedia5")),
-        Player("gstreamer", folder / "peer-gstreamer", package_version("libgstreamer1.0-0")),
-        Player("ffplay", root / "bench" / "peers" / "ffplay" / "ffplay.py",
-               package_version("ffmpeg")),
+               kind="decoder", what="libavformat and libavcodec, one thread for each stream"),
+        Player("mpv", folder / "peer-mpv", mpv, what="libmpv in a Qt window, low-latency profile"),
+        Player("mpv-untimed", folder / "peer-mpv", mpv, {"PEER_UNTIMED": "yes"},
+               what="the same with `untimed`, which gives up pictures for delay"),
+        Player("vlc", folder / "peer-vlc", package_version("libvlc5"), NO_EGL,
+               what="libVLC in a Qt window, 50 ms of caching"),
+        Player("qt", folder / "peer-qtmultimedia", package_version("libqt5multimedia5"),
+               what="Qt Multimedia's player with a video widget, low latency"),
+        Player("gstreamer", folder / "peer-gstreamer", gstreamer,
+               what="GStreamer in a Qt window, no latency, unsynchronised"),
+        Player("ffplay", root / "bench" / "peers" / "ffplay" / "ffplay.py", ffmpeg,
+               what="a window and process for each view, nobuffer, low_delay"),
+        Player("ffmpeg -c copy", shutil.which("ffmpeg"), ffmpeg, kind="recorder",
+               what="a process for each stream"),
+        Player("gstreamer mp4mux", launch, gstreamer, kind="recorder",
+               what="one process, `mp4mux` with fragments of 2 s"),
+        Player("gstreamer splitmuxsink", launch, gstreamer, kind="recorder",
+               what="one process, `splitmuxsink` with that muxer"),
+        Player("memcpy", own, package_version("libc6"), kind="copy",
+               what="one copy of the payload"),
     ]
-    if not shutil.which("ffplay"):
-        everybody = [player for player in everybody if player.name != "ffplay"]
     return [player for player in everybody if player.available()]

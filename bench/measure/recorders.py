@@ -3,10 +3,13 @@
 """Recorders that copy streams into fragmented MP4 files, without a viewer."""
 import os
 import pathlib
+import signal
 import subprocess
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 from cameras import FPS
+from players import Player, Running
 
 STOP_S = 20
 
@@ -32,8 +35,9 @@ class FfmpegRecorder:
     def stop(self):
         for process in self.processes:
             process.terminate()
+        deadline = time.monotonic() + STOP_S
         for process in self.processes:
-            process.wait(STOP_S)
+            process.wait(max(0, deadline - time.monotonic()))
 
 
 class GstRecorder:
@@ -55,12 +59,8 @@ class GstRecorder:
         return [self.process.pid]
 
     def stop(self):
-        self.process.send_signal(2)
-        try:
-            self.process.wait(STOP_S)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
+        self.process.send_signal(signal.SIGINT)
+        self.process.wait(STOP_S)
 
 
 class GstMp4mux(GstRecorder):
@@ -81,36 +81,24 @@ class GstSplitmux(GstRecorder):
 
 
 class OwnRecorder:
+    """This library: a player like the others, told where to write instead of how to show."""
     name = "vantra"
 
     def __init__(self, program, folder, urls):
-        self.command = [str(program), str(folder), *urls]
-        self.process = None
+        self.player, self.folder, self.urls = Player(self.name, program, ""), folder, urls
+        self.running = None
 
     def start(self):
-        self.process = subprocess.Popen(self.command, stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        self._wait(b"READY")
-        self._tell(b"start")
-
-    def _tell(self, command):
-        self.process.stdin.write(command + b"\n")
-        self.process.stdin.flush()
-        self._wait(command)
-
-    def _wait(self, answer):
-        for line in self.process.stdout:
-            if line.strip() == answer:
-                return
+        self.running = Running(self.player, None, self.folder, self.urls)
+        self.running.tell("start")
 
     def pids(self):
-        return [self.process.pid]
+        return [self.running.pid]
 
     def stop(self):
-        self._tell(b"stop")
+        self.running.tell("stop")
         time.sleep(1)  # until the writers have closed their files
-        self._tell(b"quit")
-        self.process.wait(STOP_S)
+        self.running.close()
 
 
 def payload(file):
@@ -124,5 +112,9 @@ def payload(file):
             max(times) - min(times) + 1 / FPS if times else 0)
 
 
-def files(folder):
-    return [path for path in pathlib.Path(folder).rglob("*.mp4") if os.path.getsize(path)]
+def payloads(folder):
+    """(bytes of the file, payload()) of all files in a folder and below."""
+    made = [path for path in pathlib.Path(folder).rglob("*.mp4") if os.path.getsize(path)]
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        return [(os.path.getsize(file), *found)
+                for file, found in zip(made, pool.map(payload, made))]

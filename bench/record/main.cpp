@@ -34,6 +34,20 @@ double printed(const std::vector<ProcessCost> &costs, int line, int column)
     return median(values);
 }
 
+/// The end of a line: p50/p99 of our calls, and of what they cannot do without.
+void printCalls(const std::vector<ProcessCost> &ours)
+{
+    std::printf(" %8.1f/%.1f %8.1f/%.1f\n", printed(ours, 0, 1), printed(ours, 0, 2),
+                printed(ours, 1, 1), printed(ours, 1, 2));
+    std::fflush(stdout);
+}
+
+ProcessCost recordInChild(const char *form, const QString &file, const QString &out)
+{
+    return runChild({QCoreApplication::applicationFilePath(), QStringLiteral("--record"),
+                     QLatin1String(form), file, out});
+}
+
 bool compare(const Source &source, const QString &file, const QTemporaryDir &dir, bool packets)
 {
     const char *form = packets ? "packets" : "frames";
@@ -42,8 +56,7 @@ bool compare(const Source &source, const QString &file, const QTemporaryDir &dir
     std::vector<ProcessCost> ours;
     std::vector<ProcessCost> theirs;
     for (int round = 0; round < kRounds; ++round) {
-        ours.push_back(runChild({QCoreApplication::applicationFilePath(),
-                                 QStringLiteral("--record"), QLatin1String(form), file, out}));
+        ours.push_back(recordInChild(form, file, out));
         theirs.push_back(runChild({"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", file, "-map",
                                    "0:v", "-c", "copy", "-movflags", "frag_keyframe+delay_moov",
                                    "-flush_packets", "1", peer}));
@@ -65,9 +78,23 @@ bool compare(const Source &source, const QString &file, const QTemporaryDir &dir
         const double b = median(theirs, member);
         std::printf(" %8.3f %8.3f %5.2f", a, b, a / b);
     }
-    std::printf(" %8.1f/%.1f %8.1f/%.1f\n", printed(ours, 0, 1), printed(ours, 0, 2),
-                printed(ours, 1, 1), printed(ours, 1, 2));
-    std::fflush(stdout);
+    printCalls(ours);
+    return true;
+}
+
+/// Only the calls, of frames.
+bool printOnlyCalls(const Source &source, const QString &file, const QTemporaryDir &dir)
+{
+    std::vector<ProcessCost> ours;
+    for (int round = 0; round < kRounds; ++round) {
+        ours.push_back(recordInChild("frames", file, dir.filePath(QStringLiteral("ours.mp4"))));
+        if (!ours.back().succeeded) {
+            std::fprintf(stderr, "%s: a child failed\n", source.name);
+            return false;
+        }
+    }
+    std::printf("%-10s", source.name);
+    printCalls(ours);
     return true;
 }
 
@@ -82,19 +109,23 @@ int main(int argc, char **argv)
     av_log_set_level(AV_LOG_ERROR);
     if (arguments.size() == 5 && arguments[1] == QLatin1String("--record"))
         return record(arguments[3], arguments[4], arguments[2] == QLatin1String("packets"));
+    const bool onlyCalls = arguments.value(1) == QLatin1String("--calls");
     QTemporaryDir dir;
-    std::printf("%-10s %-8s %8s %8s %5s %8s %8s %5s %8s %8s %5s %12s %12s\n", "source", "form",
-                "cpu s", "ffmpeg", "ratio", "wall s", "ffmpeg", "ratio", "peak MiB", "ffmpeg",
-                "ratio", "call us", "bare us");
+    const char *heading =
+        onlyCalls
+            ? "source          call us      bare us\n"
+            : "source     form        cpu s   ffmpeg ratio   wall s   ffmpeg ratio peak MiB   ffmpeg "
+              "ratio      call us      bare us\n";
+    std::fputs(heading, stdout);
     for (const Source &source : kSources) {
         const QString file = makeSource(dir, source);
         if (file.isEmpty()) {
             std::fprintf(stderr, "ffmpeg could not make a source with %s\n", source.encoder);
             return 1;
         }
-        for (const bool packets : {true, false})
-            if (!compare(source, file, dir, packets))
-                return 1;
+        if (onlyCalls ? !printOnlyCalls(source, file, dir)
+                      : !compare(source, file, dir, true) || !compare(source, file, dir, false))
+            return 1;
     }
     return 0;
 }

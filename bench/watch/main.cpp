@@ -6,7 +6,8 @@
 // Watches the screen of an Xvfb through the file of its option -fbdir: the X server has it mapped
 // anyway, so looking costs the server and the player nothing. Every so many microseconds it reads
 // the picture counter of each tile, and writes a line "TILE COUNTER NANOSECONDS" when that has
-// changed, by CLOCK_MONOTONIC. It ends with its standard input.
+// changed, by CLOCK_MONOTONIC. A number of microseconds on its standard input is the new pause between
+// two looks. It ends with that input.
 #include "simulator/scene/counterrow.h"
 
 #include <arpa/inet.h>
@@ -17,6 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdint>
@@ -28,6 +30,7 @@
 namespace {
 
 constexpr std::uint8_t kHalf = 128; ///< of a colour
+constexpr long kMostMicros = 999999; ///< of a pause
 
 /// The mapped screen, 32 bits per pixel, as XWD lays it out: a header in big-endian words, the
 /// colour map, the lines.
@@ -142,11 +145,15 @@ int main(int argc, char **argv)
     std::vector<Tile> tiles;
     for (std::size_t i = 0; i < count; ++i)
         tiles.push_back(tileAt(i % columns * width, i / columns * height, width, height));
-    const timespec pause = {0, static_cast<long>(number(6)) * 1000};
+    timespec pause = {0, static_cast<long>(number(6)) * 1000};
     for (;;) {
         pollfd input = {STDIN_FILENO, POLLIN, 0};
-        if (::ppoll(&input, 1, &pause, nullptr) > 0)
-            return 0;
+        if (::ppoll(&input, 1, &pause, nullptr) > 0) {
+            char line[32] = {};
+            if (::read(STDIN_FILENO, line, sizeof line - 1) <= 0)
+                return 0;
+            pause.tv_nsec = std::clamp(std::atol(line), 1L, kMostMicros) * 1000;
+        }
         look(screen, &tiles);
     }
 }

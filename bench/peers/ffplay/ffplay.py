@@ -46,11 +46,12 @@ def main(form, *addresses):
     print("READY", flush=True)
     for line in sys.stdin:
         command = line.strip()
-        for view in views:
-            if command in ("stop", "quit"):
+        name, _, number = command.partition(" ")
+        for view in views[:int(number or len(views))]:
+            if name in ("stop", "quit"):
                 view.close()
-            else:
-                view.open(command == "sub")
+            elif name != "start" or view.wanted is None:
+                view.open(name == "sub")
         print(command, flush=True)
         if command == "quit":
             break

@@ -2,19 +2,15 @@
 // SPDX-License-Identifier: MIT
 //
 // peer-planes: stream threads of this library whose pictures go out as planes to a receiver that
-// does nothing. Commands as of runPeer(), and "count", which is answered with the pictures so far.
+// does nothing. Commands: start, quit, and "count", which is answered with the pictures so far.
+#include "window/commands.h"
+
 #include "core_video/ffmpegvideothread.h"
 #include "logger/logger.h"
 #include "vantra.h"
 
 #include <QCoreApplication>
-#include <QSocketNotifier>
 
-#include <sys/prctl.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -45,40 +41,23 @@ std::unique_ptr<FFmpegVideoThread> play(const QString &address, QObject *receive
 
 int main(int argc, char **argv)
 {
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     cuteLoggerInstance()->setMinimumLevel(Logger::Fatal);
     QCoreApplication application(argc, argv);
     std::vector<std::unique_ptr<FFmpegVideoThread>> threads;
     QObject receiver;
-    const auto obey = [&](const QByteArray &command) {
-        QByteArray answer = command;
+    return runCommands([&](const QByteArray &command) -> QByteArray {
         if (command == "start") {
             for (int i = 2; i < argc; ++i)
                 threads.push_back(play(QString::fromLocal8Bit(argv[i]), &receiver));
         } else if (command == "count") {
-            answer += ' ' + QByteArray::number(qlonglong(pictures));
+            return command + ' ' + QByteArray::number(qlonglong(pictures));
         } else if (command == "quit") {
             receiver.disconnect();
             for (const auto &thread : threads) {
                 thread->disconnect(&receiver);
                 thread->stop();
             }
-            QCoreApplication::quit();
         }
-        std::printf("%s\n", answer.constData());
-        std::fflush(stdout);
-    };
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, [&] {
-        char buffer[256];
-        const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        const QByteArray text = got > 0 ? QByteArray(buffer, int(got)) : QByteArray("quit\n");
-        for (const QByteArray &line : text.split('\n')) {
-            if (!line.isEmpty())
-                obey(line);
-        }
+        return command;
     });
-    std::puts("READY");
-    std::fflush(stdout);
-    return QCoreApplication::exec();
 }

@@ -2,7 +2,9 @@
 // SPDX-License-Identifier: MIT
 //
 // peer-record FOLDER ADDRESS...: live streams of this library that are only recorded, without a
-// widget. Commands as of runPeer(): start, stop, quit.
+// widget. Commands: start, stop, quit.
+#include "window/commands.h"
+
 #include "core_live/livevideowidget.h"
 #include "devicelink/hnetdevice.h"
 #include "devicelink/rtspcamerabackend.h"
@@ -10,13 +12,7 @@
 #include "vantra.h"
 
 #include <QApplication>
-#include <QSocketNotifier>
 
-#include <sys/prctl.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -42,7 +38,6 @@ std::unique_ptr<LiveVideoWidget> record(const QSharedPointer<HNetDevice> &device
 
 int main(int argc, char **argv)
 {
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     cuteLoggerInstance()->setMinimumLevel(Logger::Fatal);
     QApplication application(argc, argv);
@@ -53,7 +48,7 @@ int main(int argc, char **argv)
     const auto device =
         QSharedPointer<HNetDevice>::create(std::make_unique<RtspCameraBackend>(cameras));
     std::vector<std::unique_ptr<LiveVideoWidget>> widgets;
-    const auto obey = [&](const QByteArray &command) {
+    const int result = runCommands([&](const QByteArray &command) {
         if (command == "start") {
             for (int i = 0; i < cameras.size(); ++i)
                 widgets.push_back(record(device, i, QString::fromLocal8Bit(argv[1])));
@@ -63,25 +58,9 @@ int main(int argc, char **argv)
                 widget->stop(false);
             }
             widgets.clear();
-        } else if (command == "quit") {
-            QCoreApplication::quit();
         }
-        std::printf("%s\n", command.constData());
-        std::fflush(stdout);
-    };
-    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, [&] {
-        char buffer[256];
-        const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
-        const QByteArray text = got > 0 ? QByteArray(buffer, int(got)) : QByteArray("quit\n");
-        for (const QByteArray &line : text.split('\n')) {
-            if (!line.isEmpty())
-                obey(line);
-        }
+        return command;
     });
-    std::puts("READY");
-    std::fflush(stdout);
-    const int result = QApplication::exec();
     widgets.clear();
     Vantra::release();
     return result;

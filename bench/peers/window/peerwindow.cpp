@@ -2,14 +2,12 @@
 // SPDX-License-Identifier: MIT
 #include "window/peerwindow.h"
 
+#include "window/commands.h"
+
 #include <QApplication>
-#include <QSocketNotifier>
 #include <QTimer>
 
-#include <sys/prctl.h>
-#include <unistd.h>
-
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -37,24 +35,23 @@ public:
         move(0, 0);
     }
 
-    void obey(const QByteArray &command)
+    QByteArray obey(const QByteArray &command)
     {
-        if (command == "start") {
-            for (std::size_t i = 0; i < m_views.size(); ++i)
-                start(i);
-        } else if (command == "sub" || command == "main") {
+        if (command == "sub" || command == "main") {
             m_sub = command == "sub";
             for (const auto &view : m_views) {
                 if (view)
                     view->open(m_sub);
             }
-        } else if (command == "stop") {
+        } else if (command.startsWith("start")) {
+            const int wanted = command.mid(6).toInt();
+            const std::size_t end = wanted > 0 ? std::size_t(wanted) : m_views.size();
+            for (std::size_t i = 0; i < std::min(end, m_views.size()); ++i)
+                start(i);
+        } else if (command == "stop" || command == "quit") {
             stop();
-        } else if (command == "quit") {
-            QApplication::quit();
         }
-        std::printf("%s\n", command.constData());
-        std::fflush(stdout);
+        return command;
     }
 
     void stop()
@@ -66,6 +63,8 @@ public:
 private:
     void start(std::size_t i)
     {
+        if (m_views[i])
+            return;
         m_views[i] = m_make(m_tiles[i], m_sources[i]);
         PeerView *view = m_views[i].get();
         QObject::connect(view, &PeerView::ended, view, [this, view] {
@@ -86,7 +85,6 @@ private:
 int runPeer(int argc, char **argv, const PeerViewMaker &make, const std::function<void()> &prepare,
             const std::function<void()> &cleanUp)
 {
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     QApplication application(argc, argv);
     const QStringList arguments = QApplication::arguments();
     const QStringList form = arguments.value(1).split(QLatin1Char('x'));
@@ -102,25 +100,7 @@ int runPeer(int argc, char **argv, const PeerViewMaker &make, const std::functio
     {
         PeerWindow window(columns, tile, arguments.mid(2), make);
         window.show();
-        QByteArray pending;
-        QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-        QObject::connect(&input, &QSocketNotifier::activated, &window, [&window, &pending] {
-            char buffer[256];
-            const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
-            if (got <= 0) {
-                QApplication::quit();
-                return;
-            }
-            pending.append(buffer, int(got));
-            for (int end = 0; (end = pending.indexOf('\n')) >= 0; pending.remove(0, end + 1))
-                window.obey(pending.left(end));
-        });
-        QTimer::singleShot(0, &window, [] {
-            std::puts("READY");
-            std::fflush(stdout);
-        });
-        result = QApplication::exec();
-        window.stop();
+        result = runCommands([&window](const QByteArray &command) { return window.obey(command); });
     }
     if (cleanUp)
         cleanUp();
