@@ -10,7 +10,7 @@ from dataclasses import dataclass
 import process
 from players import Failed
 
-GRACE_S = 45  # beyond twice of what a measurement should take
+GRACE_S = 60  # beyond twice of what a measurement should take
 
 
 @dataclass(frozen=True)

@@ -10,7 +10,7 @@ from display import Display, Layout, Watcher
 from players import Failed, Running
 
 FIRST_PICTURE_S = 20
-WARM_UP_S = 1.5
+WARM_UP_S = 1
 PRECISE_US, COARSE_US = 500, 4000  # between two looks at the screen
 POLL_S = 0.02
 TILE = Layout(480, 270)

@@ -196,9 +196,15 @@ class Carrying(unittest.TestCase):
 
     def test_orphans_areEndedToo(self):
         process.adopt_orphans()
-        self.carry_out(lambda: subprocess.run(["sh", "-c", "sleep 1000 & sleep 1000 &"],
-                                              check=True), 60)
-        self.assertEqual(process.tree(os.getpid()), [os.getpid()])
+        orphans = []
+
+        def leave_orphans():
+            orphans.extend(subprocess.check_output(
+                ["sh", "-c", "for i in 1 2; do sleep 1000 >/dev/null & echo $!; done"]).split())
+        self.carry_out(leave_orphans, 60)
+        self.assertEqual(len(orphans), 2)
+        for pid in orphans:
+            self.assertFalse(pathlib.Path(f"/proc/{int(pid)}").exists())
 
     def test_run_goesOnAfterAFailure_andKeepsIt(self):
         def fail():
