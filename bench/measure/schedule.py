@@ -10,7 +10,7 @@ from dataclasses import dataclass
 import process
 from players import Failed
 
-GRACE_S = 60  # beyond twice of what a measurement should take
+GRACE_S = 60  # beyond three times what a measurement should take
 
 
 @dataclass(frozen=True)
@@ -80,7 +80,7 @@ def carry_out(task, bench, rows):
     """{(row, cell, player): figures, or a text that says why there are none}. Ends in bounded time,
     whatever the players do, and leaves none of them."""
     found, problem = {}, "not measured"
-    limit = 2 * task.piece.seconds(bench.options, task.wanted, task.number) + GRACE_S
+    limit = 3 * task.piece.seconds(bench.options, task.wanted, task.number) + GRACE_S
     try:
         with at_most(limit):
             task.piece.measure(bench, task.team, task.wanted, found)
