@@ -65,5 +65,7 @@ def verdict(cells, name, figure, goal):
     if not competes(cells, goal.subject, figure):
         shown = median(cells, goal.subject, figure.needs[0])
         return Verdict(False, f"{value:.2f} of {rival} at {shown:.0f} % {figure.needs[0]}")
+    if goal.rival:
+        value = round(value, 2)  # as it is shown: "at most" holds where nothing more is to be seen
     met = value >= goal.most if figure.more_is_better else value <= goal.most
     return Verdict(met, f"{value:.2f} of {rival}")

@@ -85,10 +85,15 @@ class Comparing(unittest.TestCase):
         slow = dict(self.cells, vantra=entry(13.0))
         self.assertFalse(compare.verdict(slow, "ms", figure, Goal()).met)
 
+    def test_verdict_belowEveryPeer_isMissedByAHair(self):
+        cells = {"vantra": entry(10.01), "mpv": entry(10.0)}
+        self.assertFalse(compare.verdict(cells, "ms", TIME, Goal()).met)
+        self.assertTrue(compare.verdict(cells, "ms", TIME, Goal(1, "mpv")).met)
+
     def test_verdict_withinTenPercentOfALimit(self):
         goal = Goal(1.1, "bare", "vantra-planes")
         figure = TIME
-        for value, met in ((5.4, True), (5.6, False)):
+        for value, met in ((5.4, True), (5.52, True), (5.53, False)):
             cells = dict(self.cells, **{"vantra-planes": entry(value)})
             self.assertEqual(compare.verdict(cells, "ms", figure, goal).met, met)
 
