@@ -49,7 +49,7 @@ public:
             sender, signal, [notes = m_notes, name](const std::decay_t<Arguments> &...values) {
                 Call call{name, QThread::currentThread(), {toVariant(values)...}};
                 std::lock_guard<std::mutex> lock(notes->mutex);
-                notes->calls.append(std::move(call));
+                notes->calls.push_back(std::move(call));
             }));
         return bool(m_connections.back());
     }
@@ -57,7 +57,7 @@ public:
     QVector<Call> calls() const
     {
         std::lock_guard<std::mutex> lock(m_notes->mutex);
-        return m_notes->calls;
+        return QVector<Call>(m_notes->calls.cbegin(), m_notes->calls.cend());
     }
 
     QVector<Call> calls(const QString &name) const
@@ -91,7 +91,7 @@ private:
     struct Notes
     {
         std::mutex mutex;
-        QVector<Call> calls;
+        std::vector<Call> calls;
     };
 
     template<typename T>
