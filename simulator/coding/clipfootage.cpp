@@ -25,7 +25,8 @@ bool isParameterSet(const Bytes &unit, VideoForm form)
 std::shared_ptr<const ClipFootage> ClipFootage::forFile(const std::string &file)
 {
     static std::mutex mutex;
-    static std::map<std::string, std::weak_ptr<const ClipFootage>> files;
+    // Never destroyed: a device may be at work when the process ends.
+    static auto &files = *new std::map<std::string, std::weak_ptr<const ClipFootage>>;
     const std::lock_guard<std::mutex> lock(mutex);
     auto &known = files[file];
     std::shared_ptr<const ClipFootage> footage = known.lock();

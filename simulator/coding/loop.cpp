@@ -20,7 +20,8 @@ std::shared_ptr<Loop> Loop::forForm(const LoopForm &form)
 {
     using Key = std::tuple<int, int, int, int, int, int, std::string, std::uint32_t, std::uint32_t>;
     static std::mutex mutex;
-    static std::map<Key, std::weak_ptr<Loop>> loops;
+    // Never destroyed: a device may be at work when the process ends.
+    static auto &loops = *new std::map<Key, std::weak_ptr<Loop>>;
     const SceneEncoder::Form &picture = form.picture;
     const std::lock_guard<std::mutex> lock(mutex);
     auto &known = loops[{picture.codec, picture.width, picture.height, picture.fps, picture.gop,

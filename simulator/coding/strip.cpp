@@ -19,7 +19,9 @@ constexpr std::size_t kKeep = 128;
 std::shared_ptr<StripSource> StripSource::forPictures(const SceneEncoder::Form &form)
 {
     static std::mutex mutex;
-    static std::map<std::tuple<int, int, int, int>, std::weak_ptr<StripSource>> sources;
+    // Never destroyed: a device may be at work when the process ends.
+    static auto &sources =
+        *new std::map<std::tuple<int, int, int, int>, std::weak_ptr<StripSource>>;
     const std::lock_guard<std::mutex> lock(mutex);
     auto &known = sources[{form.codec, form.width, form.height, form.quality}];
     std::shared_ptr<StripSource> source = known.lock();
