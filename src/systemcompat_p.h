@@ -16,6 +16,14 @@ constexpr bool kDecodesToDirect3D = true;
 constexpr bool kDecodesToDirect3D = false;
 #endif
 
+/// Whether threads run on when exit() destroys what is static. Windows ends them before it does that
+/// for a library.
+#ifdef Q_OS_WIN
+constexpr bool kThreadsOutliveExit = false;
+#else
+constexpr bool kThreadsOutliveExit = true;
+#endif
+
 // A quota that is used up. Windows tells it as a full disk.
 #ifndef EDQUOT
 #define EDQUOT ENOSPC

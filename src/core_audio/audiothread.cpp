@@ -4,6 +4,7 @@
 
 #include "core_audio/audioplayer.h"
 #include "core_codec/mediacodec.h"
+#include "processend_p.h"
 
 #include <QMutexLocker>
 #include <QThread>
@@ -16,6 +17,17 @@ constexpr int kG711ALaw = 33; ///< HAVCodecID of the device link
 
 /// What devices take as talk.
 constexpr _tag_aenc_param_s kTalkEncoder = {kG711ALaw, 8000, 16, 1};
+
+/// Goes at the very end of the thread, behind the devices that were deleted later.
+thread_local std::unique_ptr<processend::Worker> t_worker;
+
+/// A device has been opened: Qt's sound plugin has made the connection that its devices share and
+/// that it destroys when the process ends, without a look at who uses it.
+void endBeforeTheServer()
+{
+    static const bool isFirst = (processend::precedeWhatExists(), true);
+    Q_UNUSED(isFirst)
+}
 
 } // namespace
 
@@ -90,8 +102,10 @@ int AudioThread::getVolume()
 
 void AudioThread::openAudioOutput(int sampleRate, int channelCount, int sampleSize)
 {
-    if (player)
-        player->openAudioOutput(sampleRate, channelCount, sampleSize);
+    if (!player)
+        return;
+    player->openAudioOutput(sampleRate, channelCount, sampleSize);
+    endBeforeTheServer();
 }
 
 void AudioThread::closeAudioOutput()
@@ -120,8 +134,10 @@ void AudioThread::receiveMuted(bool muted)
 
 void AudioThread::openAudioInput(int sampleRate, int channelCount, int sampleSize)
 {
-    if (player)
-        player->openAudioInput(sampleRate, channelCount, sampleSize);
+    if (!player)
+        return;
+    player->openAudioInput(sampleRate, channelCount, sampleSize);
+    endBeforeTheServer();
 }
 
 void AudioThread::closeAudioInput()
@@ -144,6 +160,7 @@ void AudioThread::stopTalk() {}
 
 void AudioThread::onStarted()
 {
+    t_worker = std::make_unique<processend::Worker>([worker = thread.get()] { worker->quit(); });
     exchangePlayer(std::make_unique<AudioPlayer>());
     connect(player.get(), &AudioPlayer::receiveInputData, this, &AudioThread::receiveInputData,
             Qt::UniqueConnection);
@@ -151,6 +168,8 @@ void AudioThread::onStarted()
 
 void AudioThread::onStoped()
 {
+    if (t_worker)
+        t_worker->isEnding(); // the QThread may go from now on
     const std::unique_ptr<AudioPlayer> former = exchangePlayer(nullptr);
     if (!former)
         return;

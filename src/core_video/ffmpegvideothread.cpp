@@ -5,6 +5,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "log.h"
+#include "processend_p.h"
 
 extern "C" {
 #include <libavutil/time.h>
@@ -85,6 +86,7 @@ bool FFmpegVideoThread::interruptIsDue()
 
 void FFmpegVideoThread::run()
 {
+    const processend::Worker worker([this] { AbstractVideoThread::stop(); });
     restartPending = false;
     bool restart = false;
     while (!stopped) {

@@ -6,6 +6,7 @@
 #include "core_videobase/threadframebuffer_p.h"
 #include "devicelink/devicerules.h"
 #include "log.h"
+#include "processend_p.h"
 
 #include <limits>
 
@@ -128,6 +129,7 @@ void PvProtoVideoThread::destroyDecoders()
 
 void PvProtoVideoThread::run()
 {
+    const processend::Worker worker([this] { AbstractVideoThread::stop(); });
     FrameBuffer frame = makeFrameBuffer();
     openFailCount = 0;
     int failCount = 0;

@@ -6,6 +6,7 @@
 #include "core_videosave/savemp4ffmpeg.h"
 #include "devicelink/devicerules.h"
 #include "log.h"
+#include "processend_p.h"
 #include "uitoolkit/quihelper.h"
 
 namespace {
@@ -94,6 +95,7 @@ void AbstractVideoDLThread::afterDownload() {}
 
 void AbstractVideoDLThread::run()
 {
+    const processend::Worker worker([this] { isStop = true; });
     storeFailed = false;
     initOption();
     makeSaveSubDir();

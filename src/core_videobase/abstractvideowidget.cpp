@@ -4,6 +4,7 @@
 
 #include "core_audio/audiothread.h"
 #include "core_videobase/bannerwidget.h"
+#include "processend_p.h"
 
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -58,7 +59,6 @@ void letGo(AbstractVideoThread *thread)
 
 QString AbstractVideoWidget::recordPath = QStringLiteral("./video");
 QString AbstractVideoWidget::snapPath = QStringLiteral("snap");
-int AbstractVideoWidget::queuedCallsOfAll = 0;
 
 AbstractVideoWidget::AbstractVideoWidget(QWidget *parent) : QWidget(parent)
 {
@@ -112,13 +112,17 @@ bool AbstractVideoWidget::event(QEvent *event)
     if (event->type() != QEvent::MetaCall)
         return QWidget::event(event);
     const QPointer<AbstractVideoWidget> self(this);
+    const processend::Report report;
     ++queuedCalls;
-    ++queuedCallsOfAll;
     const bool handled = QWidget::event(event);
-    --queuedCallsOfAll;
     if (self) // a host may delete the widget in its handler
         --queuedCalls;
     return handled;
+}
+
+bool AbstractVideoWidget::isReporting()
+{
+    return processend::Report::underWay() > 0;
 }
 
 template<typename Value>

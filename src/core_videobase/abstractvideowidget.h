@@ -123,7 +123,7 @@ public:
 
     /// Whether a queued call of a slot or signal of some widget has not returned yet. A stream
     /// thread may stand waiting for it, so nobody may wait for that thread meanwhile.
-    static bool isReporting() { return queuedCallsOfAll > 0; }
+    static bool isReporting();
 
 signals:
     /// For hosts; the library does not send it.
@@ -277,7 +277,6 @@ protected:
 
 private:
     int queuedCalls = 0; ///< of slots or signals of this widget that have not returned yet
-    static int queuedCallsOfAll;
 
     bool isShown() const;
     /// Whether Qt must not paint over what is configured to be presented in hwndWidget.

@@ -9,6 +9,7 @@
 #include "devicelink/devicerules.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
+#include "processend_p.h"
 
 #include <QDateTime>
 
@@ -152,6 +153,7 @@ int OrvoVodThread::readFrame(HFrameHeader *frame, int timeoutMs)
 
 void OrvoVodThread::run()
 {
+    const processend::Worker worker([this] { AbstractVideoThread::stop(); });
     FrameBuffer frame = makeFrameBuffer();
     int failCount = 0;
     bool atEnd = !frame;

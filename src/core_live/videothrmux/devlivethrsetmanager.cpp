@@ -7,16 +7,20 @@
 #include "core_videobase/abstractvideowidget.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
+#include "processend_p.h"
 
 #include <QCoreApplication>
 #include <QMutexLocker>
 #include <QPointer>
 
+#include <cstdlib>
 #include <utility>
 
 namespace {
 
 constexpr char kLogTag[] = "(dvltsmg)";
+
+constexpr int kEndWithProcessMs = 5000;
 
 } // namespace
 
@@ -31,6 +35,7 @@ DevLiveThrSetManager *DevLiveThrSetManager::Instance()
     QMutexLocker locker(&making);
     if (!self) {
         self.reset(new DevLiveThrSetManager);
+        std::atexit(&DevLiveThrSetManager::endWithProcess);
         made.storeRelease(self.data());
     }
     return self.data();
@@ -72,7 +77,8 @@ bool DevLiveThrSetManager::start()
 void DevLiveThrSetManager::stop()
 {
     startWanted = false;
-    const bool mayWait = !AbstractVideoWidget::isReporting();
+    // When the process ends, what cannot end has been left alone: see endWithProcess().
+    const bool mayWait = processend::hasBegun() || !AbstractVideoWidget::isReporting();
     if (thread.isRunning() && !isEnding) {
         isEnding = true;
         if (!mayWait) {
@@ -111,6 +117,18 @@ void DevLiveThrSetManager::stopWithApplication()
 {
     if (self)
         self->endAll();
+}
+
+void DevLiveThrSetManager::endWithProcess()
+{
+    const bool areEnded = processend::endWorkers();
+    if (!self)
+        return;
+    self->thread.quit();
+    // It waits for those that have not ended, and nothing that belongs to a thread that runs may be
+    // destroyed.
+    if (!areEnded || !waitWhileDelivering(self->thread, kEndWithProcessMs))
+        self.take();
 }
 
 bool DevLiveThrSetManager::isRunning() const

@@ -81,6 +81,8 @@ private:
     void endAll();
     /// For the end of the application, which stop() may have been forgotten at.
     static void stopWithApplication();
+    /// For the end of the process by exit(), at which there may be an application that lives on.
+    static void endWithProcess();
 
     QMutex mutex; ///< guards the containers
     QHash<HNetDevice *, PtrDevLiveThrSet> deviceSets;

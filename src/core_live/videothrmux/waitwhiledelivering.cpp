@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "core_live/videothrmux/waitwhiledelivering_p.h"
 
+#include "processend_p.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEvent>
@@ -14,9 +16,10 @@ constexpr qint64 kDeliverEveryMs = 10;
 /// Lets go of the threads that stand in a blocking signal to an object of this thread.
 void deliver()
 {
-    if (QCoreApplication::instance())
+    if (QCoreApplication::instance() && !processend::hasBegun())
         QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
-    else // too late for slots; a call that is thrown away lets go as well
+    else // too late for slots, what they use may be gone; a call that is thrown away lets go as
+         // well
         QCoreApplication::removePostedEvents(nullptr, QEvent::MetaCall);
 }
 
