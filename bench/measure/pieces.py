@@ -287,15 +287,20 @@ class Producer(Piece):
 
     def measure(self, bench, team, wanted, found):
         program = bench.build / "bench" / "record" / "bench-record"
-        shown = subprocess.run([str(program), "--calls"], capture_output=True, text=True,
-                               check=False)
-        if shown.returncode != 0:
-            raise Failed(shown.stderr.strip() or f"ended with {shown.returncode}")
-        for line in shown.stdout.splitlines():
-            for row, cell in wanted:
-                if line.startswith(cell):
-                    for player, (p50, p99) in zip(("vantra", "memcpy"), self.PAIR.findall(line)):
-                        found[row, cell, player] = {"p50": float(p50), "p99": float(p99)}
+        with contextlib.ExitStack() as ending:
+            child = ending.enter_context(subprocess.Popen([str(program), "--calls"], text=True,
+                                                          stdout=subprocess.PIPE))
+            ending.callback(child.kill)
+            for line in child.stdout:
+                for row, cell in wanted:
+                    if line.startswith(cell):
+                        self.take(line, row, cell, found)
+            if child.wait() != 0:
+                raise Failed(f"bench-record ended with {child.returncode}")
+
+    def take(self, line, row, cell, found):
+        for player, (p50, p99) in zip(("vantra", "memcpy"), self.PAIR.findall(line)):
+            found[row, cell, player] = {"p50": float(p50), "p99": float(p99)}
 
 
 class SideBySide(Piece):
