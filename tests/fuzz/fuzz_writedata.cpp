@@ -6,27 +6,21 @@
 //
 // What must hold besides memory: nothing hangs, and each MP4 file is whole boxes from end to end,
 // whatever its frames were.
-#include "fuzzinput.h"
+#include "place.h"
 
 #include "core_videosave/savemp4ffmpeg.h"
 #include "devicelink/hframeheader.h"
-#include "logger/logger.h"
 
-#include <QFile>
-#include <QTemporaryDir>
 #include <QThread>
-#include <QtEndian>
 
-#include <memory>
 #include <vector>
 
 extern "C" {
-#include <libavutil/log.h>
 #include <libavutil/rational.h>
 }
 
 using vantrafuzz::Input;
-using vantrafuzz::require;
+using vantrafuzz::Place;
 
 namespace {
 
@@ -57,63 +51,12 @@ enum RecordFlag { NewFile = 1 };
 
 constexpr int kMostRecords = 1000;
 
-/// Has the lines of the log made, and shows none.
-class Nowhere final : public LogSink
-{
-public:
-    void write(const LogRecord &) override {}
-};
-
-/// One process, one folder, below what TMPDIR says.
-class Place
-{
-public:
-    Place()
-    {
-        require(dir.isValid(), "there is a place for files");
-        Logger *const log = cuteLoggerInstance();
-        for (const auto &sink : log->sinks())
-            log->removeSink(sink);
-        log->addSink(std::make_shared<Nowhere>());
-        av_log_set_level(AV_LOG_QUIET);
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    }
-    QString file(bool unknownExtension) const
-    {
-        return dir.filePath(unknownExtension ? QStringLiteral("a.unknown")
-                                             : QStringLiteral("a.mp4"));
-    }
-
-private:
-    QTemporaryDir dir;
-};
-
-/// ISO/IEC 14496-12, 4.2: size and type, then a size of 64 bits if the first one is 1.
-void checkBoxes(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    const QByteArray bytes = file.readAll();
-    quint64 at = 0;
-    const auto end = static_cast<quint64>(bytes.size());
-    while (at < end) {
-        require(end - at >= 8, "a box has a head");
-        const char *box = bytes.constData() + at;
-        quint64 size = qFromBigEndian<quint32>(box);
-        if (size == 1 && end - at >= 16)
-            size = qFromBigEndian<quint64>(box + 8);
-        require(size >= 8 && size <= end - at, "a box is whole");
-        at += size;
-    }
-}
-
 class Recording
 {
 public:
     Recording(const Head &head, const Place &place)
         : buffer(kHFrameBufferSize), isMp4((head.flags & UnknownExtension) == 0),
-          path(place.file(!isMp4))
+          path(place.file(QLatin1String(isMp4 ? "a.mp4" : "a.unknown")))
     {
         HVideoEncPara video;
         video.codecId = head.videoCodec;
@@ -158,7 +101,7 @@ private:
     {
         writer.stop();
         if (isMp4)
-            checkBoxes(path);
+            vantrafuzz::checkBoxes(path);
     }
 
     std::vector<std::uint8_t> buffer; ///< as readers lend it
