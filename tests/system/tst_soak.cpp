@@ -55,6 +55,7 @@ public:
             one.bound = bound;
             return one;
         };
+        // The share of what is shared changes with what other programs run, so it is not judged.
         trend.diagrams = {
             {QStringLiteral("Memory"),
              QStringLiteral("MiB"),
