@@ -15,11 +15,18 @@ namespace {
 constexpr int kPositionLeft = 2;
 constexpr int kPositionRight = 3;
 constexpr int kButtonExtent = 20; // pixels along the row
+// Beyond any screen. Qt adds up what a layout is told, and overflows.
+constexpr int kLargestGap = 1 << 16; // pixels
 
 const QLatin1String kMicIcon(":/primary/mic.svg");
 const QLatin1String kMicClosedIcon(":/primary/mic-close.svg");
 const QLatin1String kSoundIcon(":/primary/volume.svg");
 const QLatin1String kMutedIcon(":/primary/close_volume.svg");
+
+int boundedGap(int gap)
+{
+    return qBound(-kLargestGap, gap, kLargestGap);
+}
 
 struct Toggle
 {
@@ -77,8 +84,10 @@ void BannerWidget::initButton()
         box = new QHBoxLayout;
         box->addWidget(infoLabel);
     }
-    box->setContentsMargins(bannerPara.margins);
-    box->setSpacing(bannerPara.spacing);
+    const QMargins &margins = bannerPara.margins;
+    box->setContentsMargins(boundedGap(margins.left()), boundedGap(margins.top()),
+                            boundedGap(margins.right()), boundedGap(margins.bottom()));
+    box->setSpacing(boundedGap(bannerPara.spacing));
     setLayout(box);
     for (int i = 0; i < bannerPara.names.size(); ++i)
         addButton(i, vertical);

@@ -12,6 +12,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <limits>
 #include <memory>
 
 namespace {
@@ -121,6 +122,7 @@ private slots:
     void initButton_showsTheNewOnes_inAShownBanner();
     void initButton_keepsOldOnes_onLengthMismatch();
     void initButton_givesNoTip_whereTipsAreMissing();
+    void initButton_boundsGaps_thatNoScreenHolds();
     void initButton_isSafe_duringClick();
     void initButton_isSafe_duringNestedClicks();
     void click_mayDeleteTheBanner();
@@ -367,6 +369,26 @@ void TestBannerWidget::initButton_givesNoTip_whereTipsAreMissing()
     QCOMPARE(buttonNames(banner), QStringList({QStringLiteral("a"), QStringLiteral("b")}));
     QCOMPARE(buttonAt(banner, 0)->toolTip(), QStringLiteral("tip of a"));
     QVERIFY(buttonAt(banner, 1)->toolTip().isEmpty());
+}
+
+void TestBannerWidget::initButton_boundsGaps_thatNoScreenHolds()
+{
+    constexpr int kMost = std::numeric_limits<int>::max();
+    constexpr int kLeast = std::numeric_limits<int>::min();
+    for (const int position : {0, 2}) {
+        BannerWidget banner;
+        BannerPara para = paraWith({"btnA", "btnB"}, position);
+        para.margins = QMargins(kMost, kLeast, kLeast, kMost);
+        para.spacing = kMost;
+        banner.setBannerPara(para);
+        banner.initButton();
+        QCOMPARE(banner.layout()->contentsMargins().left(), 65536);
+        QCOMPARE(banner.layout()->contentsMargins().bottom(), 65536);
+        QCOMPARE(banner.layout()->spacing(), 65536);
+        QCOMPARE(banner.getBannerPara().margins, para.margins);
+        banner.resize(300, 25);
+        QVERIFY(!banner.grab(QRect(0, 0, 300, 25)).isNull()); // lays out, and paints
+    }
 }
 
 void TestBannerWidget::initButton_isSafe_duringClick()
