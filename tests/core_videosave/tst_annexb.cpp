@@ -36,6 +36,8 @@ private slots:
     void clips_areWhatTheyAre_data();
     void clips_areWhatTheyAre();
     void everyCut_isBorne();
+    void begin_isTheFirstStartCode_data();
+    void begin_isTheFirstStartCode();
 };
 
 void TestAnnexB::content_data()
@@ -117,6 +119,29 @@ void TestAnnexB::everyCut_isBorne()
         const AnnexBContent content = look(1, cut);
         QVERIFY(content.isVideo || !content.hasParameterSets);
     }
+}
+
+void TestAnnexB::begin_isTheFirstStartCode_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<int>("begin");
+    QTest::newRow("at once") << QByteArray() << 0;
+    QTest::newRow("one more zero") << QByteArray(1, '\0') << 1;
+    QTest::newRow("more zeros") << QByteArray(7, '\0') << 7;
+    QTest::newRow("what a muxer takes for another form") << QByteArray(1, '\1') << 1;
+    QTest::newRow("garbage") << QByteArray(100, 'x') << 100;
+}
+
+void TestAnnexB::begin_isTheFirstStartCode()
+{
+    QFETCH(QByteArray, before);
+    QFETCH(int, begin);
+    const QByteArray shortCode = units({"4001", "4201", "4401", "2601"});
+    const QByteArray longCode = QByteArray(1, '\0') + shortCode;
+    QCOMPARE(look(2, before + longCode).begin, begin);
+    if (!before.endsWith('\0')) // which would be the first byte of a long one
+        QCOMPARE(look(2, before + shortCode).begin, begin);
+    QCOMPARE(look(2, before).begin, 0); // there is none
 }
 
 QTEST_GUILESS_MAIN(TestAnnexB)

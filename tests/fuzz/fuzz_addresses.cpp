@@ -123,7 +123,7 @@ void checkPassword(const QString &text)
     around.remove(QStringLiteral("://")).remove(kSecret);
     const int half = around.size() / 2;
     const QString password = around.left(half) + kSecret + around.mid(half);
-    if (password.contains(QStringLiteral("://")))
+    if (password.contains(QStringLiteral("://")) || password.startsWith(QStringLiteral("//")))
         return;
     // "a@b.c/d" may as well be the end of the password, the host and the begin of the path.
     if (password.contains(QLatin1Char('@')) &&
