@@ -9,6 +9,10 @@ namespace vantrasim {
 namespace {
 
 constexpr guint kCleanupSeconds = 5;
+/// Connections that wait to be accepted. A wall of views opens all at once, with a probe before each
+/// connection; of more than this the system drops the first packet, and the client comes again only
+/// after a second.
+constexpr gint kWaitingClients = 256;
 
 /// Whom a walk over the clients looks for, and what it does to them.
 struct Search
@@ -145,6 +149,7 @@ bool Server::start(const Options &options, std::string *error)
     m_mountPoints = gst_rtsp_server_get_mount_points(m_server);
     gst_rtsp_server_set_address(m_server, options.address.c_str());
     gst_rtsp_server_set_service(m_server, std::to_string(options.port).c_str());
+    gst_rtsp_server_set_backlog(m_server, kWaitingClients);
     // Requests are answered on the main loop, where commands are too: they never cross.
     GstRTSPThreadPool *pool = gst_rtsp_server_get_thread_pool(m_server);
     gst_rtsp_thread_pool_set_max_threads(pool, 0);

@@ -6,6 +6,7 @@
 #include "support/waitfor.h"
 
 #include <QFile>
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,8 +15,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <memory>
+#include <vector>
 
 using vantratest::RtspServer;
 using vantratest::waitFor;
@@ -100,6 +104,7 @@ private slots:
     void server_isReachedTwice_onPortsOfItsOwn();
     void kill_isSeenByTheClient();
     void suspend_keepsTheConnection_andResumeGoesOn();
+    void connections_ofAWallOfViews_areAllHeld_untilTheyAreAccepted();
     void restart_listensOnTheSamePort();
     void authentication_isDemanded_data();
     void authentication_isDemanded();
@@ -399,6 +404,26 @@ void tst_RtspServer::suspend_keepsTheConnection_andResumeGoesOn()
     // A suspended one can be ended, too.
     server.suspend();
     QVERIFY(server.stop());
+}
+
+void tst_RtspServer::connections_ofAWallOfViews_areAllHeld_untilTheyAreAccepted()
+{
+    constexpr int kConnections = 128; // of 64 views, each with its probe
+    RtspServer server;
+    QVERIFY(server.start({"--camera", "cam:h264:none:320x180"}));
+    server.suspend(); // accepts nothing
+    std::vector<std::unique_ptr<QTcpSocket>> sockets;
+    for (int i = 0; i < kConnections; ++i) {
+        sockets.push_back(std::make_unique<QTcpSocket>());
+        sockets.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), quint16(server.port()));
+    }
+    const auto isConnected = [](const std::unique_ptr<QTcpSocket> &socket) {
+        return socket->state() == QAbstractSocket::ConnectedState;
+    };
+    QVERIFY(waitFor([&] { return std::all_of(sockets.begin(), sockets.end(), isConnected); }));
+    server.resume();
+    RtspClient client;
+    QVERIFY(client.open(server.url("cam")));
 }
 
 void tst_RtspServer::restart_listensOnTheSamePort()
