@@ -6,6 +6,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/ffmpegvideothread_p.h"
+#include "core_video/yuvtobgra_p.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -155,8 +156,10 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
     int lines[4] = {};
     av_image_fill_arrays(planes, lines, session->rgbBuffer.get(), AV_PIX_FMT_BGRA, width, height,
                          kRgbAlignment);
-    if (sws_scale(session->rgbScaler.get(), frame->data, frame->linesize, 0, height, planes,
-                  lines) < 0)
+    SwsContext *scaler = session->rgbScaler.get();
+    if (const auto quicker = YuvToBgra::like(scaler, format, width, height))
+        quicker->convert(frame, planes[0], lines[0]);
+    else if (sws_scale(scaler, frame->data, frame->linesize, 0, height, planes, lines) < 0)
         return QImage();
     const auto release = [](void *holder) { delete static_cast<Session::RgbBytes *>(holder); };
     auto *holder = new Session::RgbBytes(session->rgbBuffer);

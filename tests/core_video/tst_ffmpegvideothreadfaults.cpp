@@ -273,7 +273,10 @@ void TestFFmpegVideoThreadFaults::failedConversion_dropsThePicture()
 {
     QFETCH(QByteArray, failing);
     QVector<int> offsets;
-    TcpSource source(clip(100, &offsets));
+    ClipOptions made; // of a layout that every processor leaves to the scaler
+    made.count = 100;
+    made.format = AV_PIX_FMT_YUV422P;
+    TcpSource source(makeStream(makeClip(made), {}, &offsets));
     source.setLimit(offsets.at(50));
     TestThread thread(source.url());
     thread.setVideoMode(VideoMode_Painter);
