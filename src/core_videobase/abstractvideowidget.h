@@ -277,8 +277,14 @@ protected:
 
 private:
     int queuedCalls = 0; ///< of slots or signals of this widget that have not returned yet
+    bool isCovered = false; ///< by the picture, as Qt was told
 
     bool isShown() const;
+    /// Shows another picture, or none.
+    void setPicture(const QImage &picture);
+    /// Whether the picture hides everything of and behind this widget.
+    bool pictureCovers() const;
+    void updateCover();
     /// Whether Qt must not paint over what is configured to be presented in hwndWidget.
     bool isNativeMode() const;
     template<typename Value>

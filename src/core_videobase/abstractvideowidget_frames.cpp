@@ -114,19 +114,17 @@ void AbstractVideoWidget::receiveRenderStart()
     initWidgetHandle();
     hwndWidget->setVisible(renderMode != VideoMode_Painter);
     osdWidget->setVisible(renderMode == VideoMode_Painter);
-    image = QImage();
-    update();
+    setPicture(QImage());
     if (zoom.on && nv12D3D9Widget)
         nv12D3D9Widget->setDigitalZoomRect(zoom.zoomRect);
 }
 
 void AbstractVideoWidget::onDecoderDestroyed()
 {
-    image = QImage();
-    zoom.sourceRect = QRectF(image.rect());
+    zoom.sourceRect = QRectF();
     if (nv12D3D9Widget)
         nv12D3D9Widget->clear();
-    update();
+    setPicture(QImage());
 }
 
 void AbstractVideoWidget::newD3D9Widgets()
@@ -206,9 +204,8 @@ void AbstractVideoWidget::receiveImage(const QImage &image, int)
         clear();
         return;
     }
-    this->image = widgetPara.copyImage ? image.copy() : image;
     zoom.sourceRect = QRectF(image.rect());
-    update();
+    setPicture(widgetPara.copyImage ? image.copy() : image);
 }
 
 // The way that all frames for a surface share; returns whether the surface is to show this one.

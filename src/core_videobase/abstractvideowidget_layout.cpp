@@ -12,7 +12,11 @@
 #include <QCursor>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QStyle>
+#include <QStyleOption>
 #include <QWheelEvent>
+
+#include <cmath>
 
 namespace {
 
@@ -79,17 +83,60 @@ void AbstractVideoWidget::clear()
     osdList.clear();
     graphList.clear();
     zoom.zoomRect = QRectF();
-    image = QImage();
-    update();
+    setPicture(QImage());
     if (nv12D3D9Widget)
         nv12D3D9Widget->clear();
 }
 
 bool AbstractVideoWidget::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == osdWidget && event && event->type() == QEvent::Paint)
-        paintOsdWidget();
+    if (watched == osdWidget && event) {
+        switch (event->type()) {
+        case QEvent::Paint:
+            paintOsdWidget();
+            break;
+        case QEvent::Show:
+        case QEvent::Hide:
+        case QEvent::Move:
+        case QEvent::Resize:
+            updateCover();
+            break;
+        default:
+            break;
+        }
+    }
     return QWidget::eventFilter(watched, event);
+}
+
+void AbstractVideoWidget::setPicture(const QImage &picture)
+{
+    image = picture;
+    updateCover();
+    update();
+}
+
+bool AbstractVideoWidget::pictureCovers() const
+{
+    // Where a widget's pixel is no whole number of the screen's, edges are blended with what was
+    // there before.
+    const qreal ratio = devicePixelRatioF();
+    return !image.isNull() && !image.hasAlphaChannel() && !zoom.on && !osdWidget->isHidden() &&
+           osdWidget->geometry() == rect() && targetRect.contains(rect()) &&
+           ratio == std::floor(ratio);
+}
+
+/// Lets Qt leave out what a picture hides: the windows behind, and the black of the style sheet. To
+/// fill those costs about as much as to paint the picture. The layer itself is not declared opaque,
+/// since update() of this widget would not reach it then.
+void AbstractVideoWidget::updateCover()
+{
+    const bool covers = pictureCovers();
+    if (covers == isCovered)
+        return;
+    isCovered = covers;
+    setAttribute(Qt::WA_OpaquePaintEvent, covers);
+    osdWidget->setAttribute(Qt::WA_NoSystemBackground, covers);
+    update();
 }
 
 void AbstractVideoWidget::paintOsdWidget()
@@ -102,10 +149,17 @@ void AbstractVideoWidget::paintOsdWidget()
 
     QPainter painter(osdWidget);
     painter.setRenderHint(QPainter::Antialiasing);
+    if (isCovered && !pictureCovers()) { // a subclass has changed something
+        QStyleOption option;
+        option.initFrom(osdWidget);
+        osdWidget->style()->drawPrimitive(QStyle::PE_Widget, &option, &painter, osdWidget);
+        updateCover(); // and what lies behind with the next paint
+    }
     // The style sheet has painted this layer black, which would hide the bars' colour below it.
     if (autoFillBackground())
         painter.fillRect(rect(), palette().brush(QPalette::Window));
-    drawBorder(painter);
+    if (!isCovered)
+        drawBorder(painter);
     if (image.isNull())
         drawBg(painter);
     else
@@ -180,6 +234,7 @@ void AbstractVideoWidget::resizeEvent(QResizeEvent *)
         targetRect = getCenterRect(picture, rect(), widgetPara.borderWidth, widgetPara.scaleMode);
     hwndWidget->setGeometry(targetRect);
     osdWidget->setGeometry(rect());
+    updateCover();
 
     if (const auto banner = bannerRect(widgetPara.bannerPosition, size(), widgetPara.borderWidth,
                                        widgetPara.bannerSize))
@@ -194,6 +249,7 @@ void AbstractVideoWidget::resizeEvent(QResizeEvent *)
 void AbstractVideoWidget::setDigitalZoom(bool on)
 {
     zoom.on = on;
+    updateCover();
     if (nv12D3D9Widget && !on) // switching on reaches the surface with the first step
         nv12D3D9Widget->setDigitalZoom(false);
 }

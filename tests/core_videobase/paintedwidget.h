@@ -111,6 +111,8 @@ public:
     void setOnlyAudio(bool on) { onlyAudio = on; }
     void startPlay() { receivePlayStart(0); }
     void endPlay() { receivePlayFinsh(nullptr); }
+    void startRendering() { receiveRenderStart(); }
+    void loseDecoder() { onDecoderDestroyed(); }
 
     QWidget *layer() const { return osdWidget; }
     QWidget *holder() const { return hwndWidget; }

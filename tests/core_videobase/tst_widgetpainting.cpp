@@ -6,10 +6,44 @@
 #include "paintedwidget.h"
 #include "support/pixels.h"
 
+#include <QPainter>
 #include <QScreen>
 #include <QTest>
 
 using namespace paintedwidget;
+
+namespace {
+
+/// A green window that is as large as the video widget in it.
+class Window final : public QWidget
+{
+public:
+    Window()
+    {
+        QPalette green = palette();
+        green.setColor(QPalette::Window, kGreen);
+        setPalette(green);
+        widget.setParent(this);
+        widget.setScaleMode(ScaleMode_Fill);
+        widget.move(0, 0);
+        resize(widget.size());
+    }
+
+    bool showUp()
+    {
+        show();
+        settle();
+        return QTest::qWaitForWindowExposed(this);
+    }
+
+    Widget widget;
+    int paints = 0;
+
+protected:
+    void paintEvent(QPaintEvent *) override { ++paints; }
+};
+
+} // namespace
 
 class TestWidgetPainting : public vantratest::LoggedTest
 {
@@ -21,6 +55,11 @@ private slots:
     void picture_keepsItsOrientation();
     void picture_isOnTheScreen();
     void picture_ofAnyPixelRatio_fillsItsPlace();
+    void picture_thatCovers_isPaintedAlone();
+    void picture_thatCovers_isPaintedByAnyUpdate();
+    void picture_thatCoversNoMore_showsWhatLiesBehind_data();
+    void picture_thatCoversNoMore_showsWhatLiesBehind();
+    void picture_thatIsHidden_showsWhatLiesBehind();
     void picture_rotated_data();
     void picture_rotated();
     void picture_isShared_unlessCopyImage();
@@ -42,8 +81,8 @@ private slots:
     void paint_leavesTheLayerItsOwnPaint();
 };
 
-// The centre of 400 by 300 is (199, 149); even left and top go up by one, so that a picture as large
-// as the widget stands at (-1, -1) and leaves the last column and row free.
+// The centre of 400 by 300 is (199, 149); even left and top go up by one, so that a picture as
+// large as the widget stands at (-1, -1) and leaves the last column and row free.
 void TestWidgetPainting::picture_isScaledAndCentred_data()
 {
     QTest::addColumn<int>("mode");
@@ -134,6 +173,138 @@ void TestWidgetPainting::picture_ofAnyPixelRatio_fillsItsPlace()
     QCOMPARE(Shot(widget).bounds(kRed), QRect(149, 119, 100, 60));
 }
 
+// Filling what the picture hides would cost as much as the picture.
+void TestWidgetPainting::picture_thatCovers_isPaintedAlone()
+{
+    Window window;
+    Widget &widget = window.widget;
+    QVERIFY(window.showUp());
+    widget.setImage(solid(QSize(40, 30), kRed));
+    settle();
+    const int painted = widget.paints;
+    const int behind = window.paints;
+    widget.setImage(solid(QSize(40, 30), kBlue));
+    settle();
+    QVERIFY(widget.paints > painted);
+    // At twice the pixels too; between whole ones the edges are blended with what lies behind.
+    const bool whole = widget.devicePixelRatioF() == int(widget.devicePixelRatioF());
+    QCOMPARE(window.paints > behind, !whole);
+    QVERIFY(Shot(widget).isAll(kBlue));
+}
+
+void TestWidgetPainting::picture_thatCovers_isPaintedByAnyUpdate()
+{
+    Window window;
+    Widget &widget = window.widget;
+    QVERIFY(window.showUp());
+    widget.setImage(solid(QSize(40, 30), kRed));
+    settle();
+    int painted = widget.paints;
+    widget.update(); // by a host, or as the focus changes
+    settle();
+    QVERIFY(widget.paints > painted);
+    painted = widget.paints;
+    widget.layer()->update();
+    settle();
+    QVERIFY(widget.paints > painted);
+    // A layer of the host above the picture.
+    painted = widget.paints;
+    QWidget above(&widget);
+    above.setStyleSheet(QStringLiteral("background-color:transparent"));
+    above.setGeometry(10, 10, 20, 20);
+    above.show();
+    settle();
+    QVERIFY(widget.paints > painted);
+    QVERIFY(Shot(widget).isAll(kRed));
+}
+
+void TestWidgetPainting::picture_thatCoversNoMore_showsWhatLiesBehind_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QRect>("shown"); // of red; all else is black
+    QTest::newRow("wiped") << QStringLiteral("clear") << QRect();
+    QTest::newRow("new start") << QStringLiteral("start") << QRect();
+    QTest::newRow("decoder gone") << QStringLiteral("decoder") << QRect();
+    QTest::newRow("beside") << QStringLiteral("aspect") << QRect(149, 119, 100, 60);
+    QTest::newRow("larger part than the picture")
+        << QStringLiteral("zoom") << QRect(0, 0, 200, 150);
+    QTest::newRow("with holes") << QStringLiteral("alpha") << QRect(0, 0, 200, 300);
+    QTest::newRow("border") << QStringLiteral("border") << QRect(5, 5, 390, 290);
+    QTest::newRow("smaller layer") << QStringLiteral("layer") << QRect(0, 0, 400, 100);
+}
+
+void TestWidgetPainting::picture_thatCoversNoMore_showsWhatLiesBehind()
+{
+    QFETCH(QString, change);
+    QFETCH(QRect, shown);
+    Window window;
+    Widget &widget = window.widget;
+    QVERIFY(window.showUp());
+    widget.setImage(solid(QSize(100, 60), kRed));
+    settle();
+    QVERIFY(Shot(widget).isAll(kRed));
+    if (change == QLatin1String("clear")) {
+        widget.clear();
+    } else if (change == QLatin1String("start")) {
+        widget.startRendering();
+    } else if (change == QLatin1String("decoder")) {
+        widget.loseDecoder();
+    } else if (change == QLatin1String("aspect")) {
+        widget.setScaleMode(ScaleMode_Auto);
+    } else if (change == QLatin1String("zoom")) {
+        // As a picture of half the size during zoom makes it: behind this class's back.
+        widget.zoomState().on = true;
+        widget.zoomState().zoomRect = QRectF(0, 0, 200, 120);
+        widget.update();
+    } else if (change == QLatin1String("alpha")) {
+        QImage holes(QSize(100, 60), QImage::Format_ARGB32);
+        holes.fill(Qt::transparent);
+        QPainter(&holes).fillRect(QRect(0, 0, 50, 60), kRed);
+        widget.setImage(holes);
+    } else if (change == QLatin1String("border")) {
+        widget.setBorderColor(Qt::black);
+        widget.setFocusColor(Qt::black);
+        WidgetPara para = widget.getWidgetPara();
+        para.borderWidth = 10;
+        widget.setWidgetPara(para);
+    } else if (change == QLatin1String("layer")) {
+        widget.layer()->setGeometry(0, 0, 400, 100);
+    }
+    settle();
+    const auto onScreen = [&] {
+        QImage grabbed = widget.screen()->grabWindow(window.winId()).toImage();
+        grabbed.setDevicePixelRatio(widget.devicePixelRatioF());
+        return Shot(grabbed);
+    };
+    QTRY_COMPARE(onScreen().bounds(kRed), shown);
+    const Shot shots[] = {Shot(widget), onScreen()};
+    for (const Shot &shot : shots) {
+        QCOMPARE(shot.bounds(kRed), shown);
+        for (const QPoint at : {QPoint(1, 298), QPoint(398, 298)})
+            QCOMPARE(shot.at(at.x(), at.y()), shown.contains(at) ? kRed : QColor(Qt::black));
+    }
+}
+
+void TestWidgetPainting::picture_thatIsHidden_showsWhatLiesBehind()
+{
+    Window window;
+    Widget &widget = window.widget;
+    QVERIFY(window.showUp());
+    widget.setImage(solid(QSize(100, 60), kRed));
+    settle();
+    widget.layer()->hide();
+    widget.holder()->hide();
+    settle();
+    const auto onScreen = [&] {
+        QImage grabbed = widget.screen()->grabWindow(window.winId()).toImage();
+        grabbed.setDevicePixelRatio(widget.devicePixelRatioF());
+        return Shot(grabbed);
+    };
+    QTRY_VERIFY(onScreen().isAll(kGreen));
+    widget.layer()->show();
+    QTRY_VERIFY(onScreen().isAll(kRed));
+}
+
 void TestWidgetPainting::picture_rotated_data()
 {
     QTest::addColumn<int>("rotate");
@@ -174,8 +345,8 @@ void TestWidgetPainting::picture_isShared_unlessCopyImage()
         widget.setWidgetPara(para);
         QVERIFY(show(widget));
         QVector<QRgb> pixels(16 * 16, kRed.rgb()); // memory of a stream thread
-        widget.setImage(QImage(reinterpret_cast<uchar *>(pixels.data()), 16, 16,
-                               QImage::Format_RGB32));
+        widget.setImage(
+            QImage(reinterpret_cast<uchar *>(pixels.data()), 16, 16, QImage::Format_RGB32));
         settle();
         QVERIFY(Shot(widget).isAll(kRed));
         pixels.fill(kBlue.rgb());
@@ -353,8 +524,8 @@ void TestWidgetPainting::bgText_standsInTheMiddle_untilAPictureComes()
 
 void TestWidgetPainting::bgText_isNotDrawn_inSurfaceModes()
 {
-    for (VideoMode mode : {VideoMode_Hwnd, VideoMode_Painter, VideoMode_Opengl, VideoMode_D3D9,
-                           VideoMode_D3D11}) {
+    for (VideoMode mode :
+         {VideoMode_Hwnd, VideoMode_Painter, VideoMode_Opengl, VideoMode_D3D9, VideoMode_D3D11}) {
         Widget widget(mode);
         widget.setBgText(QStringLiteral("video"));
         widget.setTextColor(Qt::white);
