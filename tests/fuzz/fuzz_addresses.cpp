@@ -125,10 +125,11 @@ void checkPassword(const QString &text)
     const QString password = around.left(half) + kSecret + around.mid(half);
     if (password.contains(QStringLiteral("://")) || password.startsWith(QStringLiteral("//")))
         return;
-    // "a@b.c/d" may as well be the end of the password, the host and the begin of the path.
+    // "a@b.c/d" may as well be the end of the password, the host and the begin of the path; so may
+    // "a@b.c d" be an address, and what follows it in the text.
     if (password.contains(QLatin1Char('@')) &&
         std::any_of(password.begin(), password.end(),
-                    [](QChar c) { return QStringLiteral("/?#").contains(c); }))
+                    [](QChar c) { return c.isSpace() || QStringLiteral("/?#").contains(c); }))
         return;
     const QString url =
         QStringLiteral("rtsp://admin:") + password + QStringLiteral("@192.0.2.1:554/live");

@@ -73,7 +73,7 @@ Units unitsOfStream(const std::vector<std::uint8_t> &data)
     Units units;
     const std::uint8_t *begin = nullptr;
     const std::uint8_t *const end = data.data() + data.size();
-    for (const std::uint8_t *at = data.data(); end - at >= 3; ++at) {
+    for (const std::uint8_t *at = data.data(); end - at > 3; ++at) { // a code ends no picture
         if (at[0] != 0 || at[1] != 0 || at[2] != 1)
             continue;
         if (begin)
