@@ -7,6 +7,7 @@
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/ffmpegvideothread_p.h"
 #include "core_video/yuvtobgra_p.h"
+#include "core_videobase/snapfile_p.h"
 
 extern "C" {
 #include <libavutil/hwcontext.h>
@@ -15,7 +16,6 @@ extern "C" {
 }
 
 #include <QFile>
-#include <QSaveFile>
 
 namespace {
 
@@ -172,12 +172,7 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
 void FFmpegVideoThread::saveSnap(const QImage &image)
 {
     const QString name = getSnapName();
-    // The file appears under its name when it is whole: snapFinsh() may be reading the picture
-    // before.
-    QSaveFile file(name);
-    file.setDirectWriteFallback(true);
-    if (file.open(QIODevice::WriteOnly) && image.save(&file, "jpg", -1))
-        file.commit();
+    saveSnapFile(image, name);
     // If snapFinsh() has given the picture before its last name meanwhile, this one is left over.
     const QString png = QStringLiteral(".png");
     if (name.endsWith(png) &&

@@ -4,6 +4,7 @@
 // PvProtoVideoThread: how a frame becomes a picture or sound, and how that leaves the thread.
 #include "core_codec/mediacodec.h"
 #include "core_video/pvprotovideothread.h"
+#include "core_videobase/snapfile_p.h"
 #include "devicelink/devicerules.h"
 #include "log.h"
 #include "systemcompat_p.h"
@@ -266,9 +267,7 @@ void PvProtoVideoThread::decodeImage()
 void PvProtoVideoThread::saveSnap(const QImage &image)
 {
     isSnap = false;
-    const QString name = getSnapName();
-    if (!name.isEmpty())
-        image.save(name, "jpg", -1);
+    saveSnapFile(image, getSnapName());
     QMetaObject::invokeMethod(this, "snapFinsh");
 }
 

@@ -79,8 +79,8 @@ signals:
     void sig_downloadPts(const qint64 &time);
     /// The source refuses, since it takes no further connection.
     void sig_downloadErrConnExceedMax();
-    /// The download has failed: the source refuses, describes nothing that can be stored, or there
-    /// is no room on the disk.
+    /// The download has failed: the source refuses, describes nothing that can be stored, or the
+    /// disk is full or refuses the bytes of a file, or the file has gone while it was written.
     void sig_downloadError();
 
 protected:

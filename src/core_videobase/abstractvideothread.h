@@ -263,8 +263,9 @@ protected:
 
     /// Folder for setMP4FileName(); empty out of range.
     QString getSavePath(RecordType type) const;
-    /// Whether the current file has had its seconds, or its disk was full and has room again. A file
-    /// without a limit only ends for the latter.
+    /// Whether the current file has had its seconds; or its disk was full and has room again; or
+    /// it is lost for another reason, see SaveMp4FFmpeg::isFileLost(), and some seconds old. A file
+    /// without a limit only ends for the latter two.
     bool isFileExpired(RecordType type) const;
     /// Opens the next file of a recording, whose name and parameters are set. If that fails, the
     /// writer does not run, and the next key frame may try again.

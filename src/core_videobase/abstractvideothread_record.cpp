@@ -5,6 +5,7 @@
 #include "core_videobase/abstractvideothread.h"
 
 #include "core_videosave/savemp4ffmpeg.h"
+#include "core_videobase/snapfile_p.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -15,6 +16,18 @@
 namespace {
 
 constexpr qint64 kRoomToGoOn = 1024 * 1024; ///< bytes: more than one fragment, mostly
+/// A file that is lost is not replaced before: a disk that takes names and nothing else would be
+/// filled with them.
+constexpr qint64 kLostFileMs = 5000;
+
+/// Free bytes where a folder is, or would be made.
+qint64 roomIn(const QString &folder)
+{
+    QFileInfo place(folder);
+    while (!place.exists() && place.path() != place.filePath())
+        place.setFile(place.path());
+    return QStorageInfo(place.filePath()).bytesAvailable();
+}
 
 } // namespace
 
@@ -96,9 +109,12 @@ bool AbstractVideoThread::isFileExpired(RecordType type) const
         return false;
     // What the disk had no room for is lost, and so is all that follows in that file. A new one goes
     // on as soon as it can.
-    if (saver.at(type)->isDiskFull() &&
-        QStorageInfo(QFileInfo(getFileName(type)).path()).bytesAvailable() >= kRoomToGoOn)
+    if (saver.at(type)->isDiskFull()) {
+        if (roomIn(QFileInfo(getFileName(type)).path()) >= kRoomToGoOn)
+            return true;
+    } else if (saver.at(type)->isFileLost() && saveTimer.at(type).hasExpired(kLostFileMs)) {
         return true;
+    }
     const int seconds = getSaveInterval(type);
     const qint64 limitMs = seconds > 0 ? static_cast<qint64>(seconds) * 1000 : kNoSaveLimit;
     return saveTimer.at(type).hasExpired(limitMs);
@@ -149,7 +165,7 @@ void AbstractVideoThread::snapFinsh()
         QFile::remove(name);
         name.replace(name.size() - png.size(), png.size(), QStringLiteral(".jpg"));
         setSnapName(name);
-        image.save(name, "jpg", -1);
+        saveSnapFile(image, name);
     }
     setSnapPending(false);
     if (snapPreview)

@@ -9,6 +9,8 @@
 #include "core_ffmpeg/ffmpegerror_p.h"
 #include "log.h"
 
+#include <QFile>
+
 namespace {
 
 constexpr char kLogTag[] = "(svmp4ff)";
@@ -65,6 +67,7 @@ int Mp4File::createMp4(const QByteArray &fileName, const HVideoEncPara &video,
 {
     fail(); // what an attempt without a recording has left open
     noRoom = false;
+    lost = false;
     AVFormatContext *ctx = nullptr;
     avformat_alloc_output_context2(&ctx, nullptr, nullptr, fileName.constData());
     if (!ctx) {
@@ -179,6 +182,9 @@ int Mp4File::openFile(const QByteArray &fileName)
         return -1;
     }
     pb.reset(opened);
+    place = QString::fromUtf8(fileName);
+    if (!QFile::exists(place))
+        place.clear(); // the name means something else to FFmpeg
     fmtCtx->pb = opened;
     fmtCtx->flags |= AVFMT_FLAG_FLUSH_PACKETS;
     return 0;
@@ -216,13 +222,23 @@ void Mp4File::closeMp4()
         }
     }
     noRoom = isDiskFull();
+    lookForFile();
+    lost = isLost();
     closeFile();
     aacEncoder.reset();
+}
+
+/// Somebody may have removed it, or the disk. The system does not tell: it takes all that is
+/// written, and throws it away in the end.
+void Mp4File::lookForFile()
+{
+    lost = lost || (!place.isEmpty() && !QFile::exists(place));
 }
 
 int Mp4File::fail()
 {
     noRoom = isDiskFull();
+    lost = isLost();
     pb.reset();
     closeFile();
     aacEncoder.reset();
@@ -233,6 +249,8 @@ void Mp4File::closeFile()
 {
     const int result = pb ? avio_close(pb.release()) : 0;
     noRoom |= meansNoRoom(result);
+    lost |= result < 0;
+    place.clear();
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << QStringLiteral("avio close err (%1:%2)")
                                          .arg(QString::number(result), ffmpegErrorText(result));

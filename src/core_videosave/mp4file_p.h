@@ -8,6 +8,7 @@
 #include "devicelink/encpara.h"
 
 #include <QByteArray>
+#include <QString>
 
 #include <memory>
 #include <optional>
@@ -45,6 +46,10 @@ public:
     /// file gets none any more then, also when there is room again. Holds until the next
     /// createMp4().
     bool isDiskFull() const;
+    /// Whether what is written from now on is lost: the system has refused bytes of the file, for
+    /// want of room or any other reason, and it gets none any more; or it has gone from its folder,
+    /// which is looked at with each key picture. Holds until the next createMp4().
+    bool isLost() const;
 
     Mp4Stream videoStream() const { return streamAt(videoIndex); }
     Mp4Stream audioStream() const { return streamAt(audioIndex); }
@@ -75,6 +80,7 @@ private:
     void describe(AVCodecParameters *parameters, const HVideoEncPara &video);
     void describe(AVCodecParameters *parameters, const HAudioEncPara &audio);
     int openFile(const QByteArray &fileName);
+    void lookForFile();
     std::unique_ptr<void, EncoderDeleter> newEncoder() const;
     int fail();
     void closeFile();
@@ -103,6 +109,8 @@ private:
     int frameSamples = 0; ///< of the device's sound in one AAC frame
     bool headerWritten = false;
     bool noRoom = false; ///< of a file that is closed, or could not be opened
+    bool lost = false;   ///< the same, or it has gone
+    QString place;       ///< where the file is to be found; empty if not in a folder
     H265Sets h265Sets;
     bool awaitsParameterSets = true; ///< of the video
     HAudioEncPara soundPara;

@@ -231,6 +231,11 @@ bool Mp4File::isDiskFull() const
     return noRoom || (pb && meansNoRoom(pb->error));
 }
 
+bool Mp4File::isLost() const
+{
+    return lost || (pb && pb->error < 0);
+}
+
 int Mp4File::writeToMuxer(AVPacket *packet)
 {
     const AVRational timebase = fmtCtx->streams[packet->stream_index]->time_base;
@@ -239,8 +244,10 @@ int Mp4File::writeToMuxer(AVPacket *packet)
         return AVERROR(ERANGE);
     packet->pts = *stamp;
     packet->dts = *stamp;
-    if (isKeyPicture(packet))
+    if (isKeyPicture(packet)) {
+        lookForFile();
         beginSound(*stamp);
+    }
     // Not the interleaving call: the order of arrival is the order in the file.
     const int result = av_write_frame(fmtCtx.get(), packet);
     const bool isTaken = result >= 0 || (fmtCtx->pb && fmtCtx->pb->error < 0);

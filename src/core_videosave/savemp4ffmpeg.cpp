@@ -41,6 +41,7 @@ struct SaveMp4FFmpeg::Recording
     Mp4File file;
     PacketQueue queue;
     std::atomic<bool> diskFull{false};
+    std::atomic<bool> fileLost{false};
     std::atomic<bool> soundFollowsPictures{false}; ///< packets of a demuxer have come
 
     QMutex producerMutex; ///< held for arithmetic only
@@ -76,6 +77,11 @@ bool SaveMp4FFmpeg::isDiskFull() const
     return m->diskFull;
 }
 
+bool SaveMp4FFmpeg::isFileLost() const
+{
+    return m->fileLost;
+}
+
 void SaveMp4FFmpeg::setPara(HVideoEncPara vcodecPar, HAudioEncPara acodecPar, int readTimeout)
 {
     m->vcodecPar = vcodecPar;
@@ -103,6 +109,7 @@ bool SaveMp4FFmpeg::init()
     }
     m->queue.clearQueue();
     m->diskFull = false;
+    m->fileLost = false;
     {
         const QMutexLocker locker(&m->producerMutex);
         m->timestamps.begin();
@@ -232,6 +239,7 @@ void SaveMp4FFmpeg::save()
     }
     m->file.write(packet.get(), m->soundFollowsPictures);
     m->diskFull = m->file.isDiskFull();
+    m->fileLost = m->file.isLost();
 }
 
 void SaveMp4FFmpeg::close()
@@ -249,6 +257,7 @@ void SaveMp4FFmpeg::close()
     m->queue.clearQueue();
     m->file.closeMp4();
     m->diskFull = m->file.isDiskFull();
+    m->fileLost = m->file.isLost();
     m->queue.semaphore.destroy();
 }
 

@@ -48,6 +48,11 @@ public:
     /// next open(). Packets are still taken, and lost: only the next open() can make use of room
     /// that there is by then. Usable on any thread.
     bool isDiskFull() const;
+    /// Whether what comes now is lost: the system has refused bytes of the file, for want of room
+    /// or because the disk is read-only, broken or away, or the file has gone from its folder,
+    /// which is noticed with the next key picture. Holds until the next open(), which is the only
+    /// way to go on. Usable on any thread.
+    bool isFileLost() const;
 
 public slots:
     /// What the streams hold, for the next open(). A record that is not valid leaves its stream

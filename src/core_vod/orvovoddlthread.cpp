@@ -131,7 +131,7 @@ int OrvoVodDLThread::handleSaveMP4(HFrameHeader *frame)
         if (storeFailed || (!saver->isRunning() && !beginFile(frame->pts)))
             return -1;
     }
-    if (saver->isRunning() && saver->isDiskFull())
+    if (saver->isRunning() && saver->isFileLost())
         return -1;
     if (!saver->isRunning() || (frame->isAudio() && !saveAudio))
         return 0;
@@ -173,7 +173,7 @@ void OrvoVodDLThread::endFile()
 {
     saver->stop();
     renameSaveFile();
-    storeFailed |= saver->isDiskFull(); // its end may be what there was no room for
+    storeFailed |= saver->isFileLost(); // its end may be what there was no room for
 }
 
 bool OrvoVodDLThread::beginFile(qint64 pts)

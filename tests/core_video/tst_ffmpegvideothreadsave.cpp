@@ -38,6 +38,7 @@ private slots:
     void interval_isOverAfterItsSeconds_data();
     void interval_isOverAfterItsSeconds();
     void interval_cutsAtTheNextKeyPicture();
+    void fileThatHasGone_isReplaced_onceItIsSomeSecondsOld();
     void failedOpen_isTriedAgain_withANewName();
     void parameters_areBuiltFromTheStream_data();
     void parameters_areBuiltFromTheStream();
@@ -312,6 +313,31 @@ void TestFFmpegVideoThreadSave::interval_cutsAtTheNextKeyPicture()
     thread.closeMP4(kManual);
     QCOMPARE(faultOf(thread.file(kManual, 0), numbers(0, kGop)), QString());
     QCOMPARE(faultOf(thread.file(kManual, 1), numbers(kGop, 2 * kGop - 1)), QString());
+}
+
+/// Also one without a limit.
+void TestFFmpegVideoThreadSave::fileThatHasGone_isReplaced_onceItIsSomeSecondsOld()
+{
+    QTemporaryDir dir;
+    RecordThread thread(dir.path());
+    prepare(&thread);
+    thread.recordStart(kManual);
+    feed(&thread, 0);
+    QVERIFY(QFile::remove(thread.file(kManual, 0)));
+    feed(&thread, kGop);
+    QVERIFY(waitFor([&] { return thread.saver.at(kManual)->isFileLost(); }));
+    const bool isOver = thread.isFileExpired(kManual);
+    QVERIFY(!isOver || thread.saveTimer.at(kManual).hasExpired(5000));
+    QVERIFY(waitFor([&] { return thread.isFileExpired(kManual); }));
+    QVERIFY(thread.saveTimer.at(kManual).hasExpired(5000));
+    for (int i = 0; i < kGop; ++i)
+        feed(&thread, i);
+    QCOMPARE(thread.calls(), QStringList({QStringLiteral("name(0)"), QStringLiteral("rename(0)"),
+                                          QStringLiteral("name(0)")}));
+    QVERIFY(!thread.isFileExpired(kManual));
+    thread.closeMP4(kManual);
+    QVERIFY(!QFile::exists(thread.file(kManual, 0)));
+    QCOMPARE(faultOf(thread.file(kManual, 1), numbers(0, kGop - 1)), QString());
 }
 
 void TestFFmpegVideoThreadSave::failedOpen_isTriedAgain_withANewName()

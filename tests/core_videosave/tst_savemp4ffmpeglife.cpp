@@ -3,9 +3,11 @@
 
 /// The life of a writer: stops, disks that are slow or full, what is in the file before the end.
 
+#include "mp4boxes.h"
 #include "recordedfile.h"
 #include "recordingtools.h"
 
+#include "support/diskfault.h"
 #include "support/logcapture.h"
 #include "support/players.h"
 #include "support/processload.h"
@@ -95,6 +97,10 @@ private slots:
     void fullQueue_dropsAndNeverWaits();
     void slowDisk_takesNoMoreMemoryThanTheQueue();
     void fullDisk_endsNoRecording();
+    void refusedBytes_loseTheFile_whenTheDiskIsWellAgainToo_data();
+    void refusedBytes_loseTheFile_whenTheDiskIsWellAgainToo();
+    void fileThatHasGone_isLost_fromTheNextKeyPictureOn();
+    void fileThatGoesAtLast_isLost();
     void finishedFragments_areInTheFile_beforeTheEnd();
     void announcedSound_thatNeverComes_isNotWaitedForWithoutEnd();
     void littleSound_leavesAFileThatEveryPlayerPlays_data();
@@ -215,6 +221,92 @@ void TestSaveMp4FFmpegLife::fullDisk_endsNoRecording()
         feed.picture(clip(1).at(i), i * kFrameMs);
     QVERIFY(writer.getOpened());
     writer.stop();
+}
+
+void TestSaveMp4FFmpegLife::refusedBytes_loseTheFile_whenTheDiskIsWellAgainToo_data()
+{
+    QTest::addColumn<int>("error");
+    QTest::addColumn<bool>("full");
+    QTest::newRow("broken") << EIO << false;
+    QTest::newRow("read-only") << EROFS << false;
+    QTest::newRow("file as large as may be") << EFBIG << false;
+    QTest::newRow("full") << ENOSPC << true;
+}
+
+void TestSaveMp4FFmpegLife::refusedBytes_loseTheFile_whenTheDiskIsWellAgainToo()
+{
+    QFETCH(int, error);
+    QFETCH(bool, full);
+    m_log->expectMatching(Logger::Error,
+                          QRegularExpression(QStringLiteral("^\\(svmp4ff\\)write video .* err "
+                                                            "\\(-%1:.*\\)$").arg(error)));
+    m_log->expectMatching(Logger::Error,
+                          QRegularExpression(QStringLiteral(
+                              "^\\(svmp4ff\\)(write trailer|avio close) err \\(-%1:").arg(error)));
+    DiskFault disk(m_dir->path());
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i <= 2 * kGop; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    QVERIFY(waitFor([&] { return readBoxes(path()).top.count("mdat") == 2; }));
+    QVERIFY(!writer.isFileLost() && !writer.isDiskFull());
+    disk.refuse(error);
+    for (int i = 2 * kGop + 1; i <= 3 * kGop; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    QVERIFY(waitFor([&] { return writer.isFileLost(); }));
+    QCOMPARE(writer.isDiskFull(), full);
+    QVERIFY(writer.getOpened());
+    disk.refuse(0);
+    for (int i = 3 * kGop + 1; i <= 4 * kGop; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    feed.settle();
+    QVERIFY(writer.isFileLost());
+    writer.stop();
+    QVERIFY(writer.isFileLost());
+    QCOMPARE(readRecording(path()).pictures.size(), 2 * kGop);
+    // The next file is none of this one's business.
+    writer.open(path(QStringLiteral("next.mp4")));
+    QVERIFY(!writer.isFileLost() && !writer.isDiskFull());
+    feed.picture(clip(1).first(), 0);
+    writer.stop();
+    QVERIFY(!writer.isFileLost());
+}
+
+void TestSaveMp4FFmpegLife::fileThatHasGone_isLost_fromTheNextKeyPictureOn()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i <= kGop; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    feed.settle();
+    QVERIFY(QFile::remove(path()));
+    for (int i = kGop + 1; i < 2 * kGop; ++i)
+        feed.picture(clip(1).at(i), i * kFrameMs);
+    feed.settle();
+    QVERIFY(!writer.isFileLost());
+    feed.picture(clip(1).at(2 * kGop), 2 * kGop * kFrameMs);
+    QVERIFY(waitFor([&] { return writer.isFileLost(); }));
+    QVERIFY(!writer.isDiskFull());
+    writer.stop();
+    QVERIFY(writer.isFileLost());
+    QVERIFY(!QFile::exists(path()));
+}
+
+void TestSaveMp4FFmpegLife::fileThatGoesAtLast_isLost()
+{
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    feed.picture(clip(1).first(), 0);
+    feed.settle();
+    QVERIFY(QFile::remove(path()));
+    writer.stop();
+    QVERIFY(writer.isFileLost());
 }
 
 void TestSaveMp4FFmpegLife::finishedFragments_areInTheFile_beforeTheEnd()

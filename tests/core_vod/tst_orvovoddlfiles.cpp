@@ -29,6 +29,7 @@ private slots:
     void name_thatCannotBeHad_leavesTheFileAsItWas();
     void name_isMissing_withoutADay();
     void folderThatIsGone_leavesNoFile_andTheDownloadGoesOn();
+    void fileThatIsGone_failsTheDownload();
     void interval_cuts_whenItIsOver_data();
     void interval_cuts_whenItIsOver();
     void interval_countsFromEachFile();
@@ -218,6 +219,23 @@ void TestOrvoVodDLFiles::folderThatIsGone_leavesNoFile_andTheDownloadGoesOn()
     QCOMPARE(recorder->count("error"), 0);
     QCOMPARE(files(), QStringList{"20260314T100002_20260314T100002_3.mp4"});
     QCOMPARE(allPictures(), numbers(20, 10));
+}
+
+/// What the device sends after that would be thrown away.
+void TestOrvoVodDLFiles::fileThatIsGone_failsTheDownload()
+{
+    for (int i = 0; i < 30; ++i) {
+        DeviceAnswer answer(picture(i, at(10, 0, 0) + i * 100));
+        if (i == 5)
+            answer.first = [this] { QDir(thread->saveDir).removeRecursively(); };
+        send(answer);
+    }
+    sendEnd();
+    run();
+    QCOMPARE(recorder->names().filter(QRegularExpression("start|error|finsh")),
+             QStringList({"start", "error", "finsh"}));
+    QVERIFY(!ok());
+    QCOMPARE(files(), QStringList());
 }
 
 // --- Cuts ---------------------------------------------------------------------------------------
