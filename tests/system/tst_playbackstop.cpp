@@ -73,6 +73,12 @@ protected:
         // Refusals where a former play has not ended, controls of what is not open (any more).
         for (const Logger::LogLevel level : {Logger::Warning, Logger::Error})
             log->expectMatching(level, QRegularExpression("^\\(orvodthr\\)"));
+        // Where two plays of one channel overlap, each lacks pictures that the other has read, and
+        // those of H.265 that refer to them cannot be decoded.
+        log->expectMatching(Logger::Error, QRegularExpression("^\\(ffpg\\)avcodec_receive_frame "));
+        log->expectMatching(Logger::Warning, QRegularExpression("^\\(mdcdc\\)video decoder fail "));
+        log->expectMatching(Logger::Error,
+                            QRegularExpression("^\\(pvptvthr\\)decode video frame err$"));
     }
 
 private slots:
