@@ -211,9 +211,9 @@ void AbstractVideoThread::updateTime()
 
 qint64 AbstractVideoThread::quietMs() const
 {
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
     QMutexLocker lock(&valueMutex);
-    return lastTime.msecsTo(now);
+    return lastTime.isValid() ? now - lastTime.toMSecsSinceEpoch() : 0;
 }
 
 void AbstractVideoThread::checkVideoSize(int w, int h)
