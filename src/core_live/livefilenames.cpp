@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr int kMaxSecondsAhead = 60; ///< then the name is taken as it is
+/// Then the name is taken as it is. A wall of views may begin to record in the same second.
+constexpr int kMaxSecondsAhead = 1800;
 
 QString dateText(const QDateTime &time)
 {
@@ -45,7 +46,7 @@ public:
     }
 
 private:
-    static constexpr int kMostNames = 256;
+    static constexpr int kMostNames = 2 * kMaxSecondsAhead;
 
     QMutex m_mutex;
     QStringList m_names; ///< oldest first
