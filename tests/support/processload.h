@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "support/waitfor.h"
+
 #include <QDir>
 #include <QFile>
 #include <QString>
@@ -50,5 +52,23 @@ private:
         return 0;
     }
 };
+
+/// Waits until the process holds about the threads and handles that it held `before`: at most so
+/// many more. Empty, or both numbers of each where it does not come back to them.
+inline QString loadLeftBehind(const ProcessLoad &before, int moreThreads, int moreHandles)
+{
+    ProcessLoad now;
+    const bool isBack = waitFor([&] {
+        now = ProcessLoad::now();
+        return now.threads <= before.threads + moreThreads &&
+               now.handles <= before.handles + moreHandles;
+    });
+    return isBack ? QString()
+                  : QStringLiteral("threads %1 %2, handles %3 %4")
+                        .arg(before.threads)
+                        .arg(now.threads)
+                        .arg(before.handles)
+                        .arg(now.handles);
+}
 
 } // namespace vantratest

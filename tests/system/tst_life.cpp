@@ -130,11 +130,7 @@ void TestLife::tearDown()
 /// Whether the process comes back to about the threads and handles it had.
 bool TestLife::settles(const ProcessLoad &before)
 {
-    return waitFor([&] {
-        const ProcessLoad now = ProcessLoad::now();
-        return now.threads <= before.threads + kFewThreads &&
-               now.handles <= before.handles + kFewHandles;
-    });
+    return loadLeftBehind(before, kFewThreads, kFewHandles).isEmpty();
 }
 
 /// Starts and stops, at another moment of the play in each round.
