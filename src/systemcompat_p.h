@@ -6,8 +6,8 @@
 
 #include <cerrno>
 
-/// What differs between the systems that the library is built for. Other sources ask here instead of
-/// the preprocessor, but for core_d3d and core_codec/hwdecodesolution.
+/// What differs between the systems that the library is built for. Other sources ask here instead
+/// of the preprocessor, but for core_d3d and core_codec/hwdecodesolution.
 
 /// Whether surfaces of hardware decoders are objects of Direct3D.
 #ifdef Q_OS_WIN
@@ -16,8 +16,8 @@ constexpr bool kDecodesToDirect3D = true;
 constexpr bool kDecodesToDirect3D = false;
 #endif
 
-/// Whether threads run on when exit() destroys what is static. Windows ends them before it does that
-/// for a library.
+/// Whether threads run on when exit() destroys what is static. Windows ends them before it does
+/// that for a library.
 #ifdef Q_OS_WIN
 constexpr bool kThreadsOutliveExit = false;
 #else

@@ -75,23 +75,23 @@ enum OsdPosition : qint32 {
 /// What a widget asks of its thread.
 struct VideoPara
 {
-    VideoCore videoCore = VideoCore_None;              ///< kept and returned only
-    QString hardware = QStringLiteral("none");         ///< wanted hardware decoder; "none": software
-    int readTimeout = 500;                             ///< milliseconds
-    int connectTimeout = 500;                          ///< milliseconds
+    VideoCore videoCore = VideoCore_None;      ///< kept and returned only
+    QString hardware = QStringLiteral("none"); ///< wanted hardware decoder; "none": software
+    int readTimeout = 500;                     ///< milliseconds
+    int connectTimeout = 500;                  ///< milliseconds
 };
 
 /// One text or picture over the video. Records with the same name are the same overlay.
 struct OsdInfo
 {
-    QString name;                             ///< key
-    bool visible = false;                     ///< false: skipped in drawing
-    int fontSize = 12;                        ///< pixels
-    QString text;                             ///< for OsdFormat_Text
-    QColor color;                             ///< pen
-    QImage image;                             ///< for OsdFormat_Image
-    QPoint point;                             ///< origin for OsdPosition_Custom
-    OsdFormat format = OsdFormat_Text; ///< what it shows
+    QString name;                               ///< key
+    bool visible = false;                       ///< false: skipped in drawing
+    int fontSize = 12;                          ///< pixels
+    QString text;                               ///< for OsdFormat_Text
+    QColor color;                               ///< pen
+    QImage image;                               ///< for OsdFormat_Image
+    QPoint point;                               ///< origin for OsdPosition_Custom
+    OsdFormat format = OsdFormat_Text;          ///< what it shows
     OsdPosition position = OsdPosition_LeftTop; ///< where it stands
 };
 
@@ -99,51 +99,51 @@ struct OsdInfo
 /// Records with the same name are the same graph.
 struct GraphInfo
 {
-    QString name;          ///< key
-    int borderWidth = 0;   ///< pen width, pixels
-    QColor borderColor;    ///< pen of all three shapes
-    QColor fillColor;      ///< carried; no drawing uses it
-    QRect rect;            ///< drawn when not empty
-    QPainterPath path;     ///< drawn when not empty
-    QList<QPoint> points;  ///< closed outline; needs two points to be seen
+    QString name;         ///< key
+    int borderWidth = 0;  ///< pen width, pixels
+    QColor borderColor;   ///< pen of all three shapes
+    QColor fillColor;     ///< carried; no drawing uses it
+    QRect rect;           ///< drawn when not empty
+    QPainterPath path;    ///< drawn when not empty
+    QList<QPoint> points; ///< closed outline; needs two points to be seen
 };
 
 /// Look of the banner that appears over a video widget.
 struct BannerPara
 {
-    QMargins margins = QMargins(5, 0, 3, 0);           ///< layout margins, pixels
-    int spacing = 2;                                   ///< layout spacing, pixels
-    int bgAlpha = 100;                                 ///< opacity of the background, 0 to 255
-    QColor bgColor = QColor(QStringLiteral("#333333")); ///< behind the buttons
-    QColor textColor = QColor(QStringLiteral("#FFFFFF")); ///< text, icons
+    QMargins margins = QMargins(5, 0, 3, 0);               ///< layout margins, pixels
+    int spacing = 2;                                       ///< layout spacing, pixels
+    int bgAlpha = 100;                                     ///< opacity of the background, 0 to 255
+    QColor bgColor = QColor(QStringLiteral("#333333"));    ///< behind the buttons
+    QColor textColor = QColor(QStringLiteral("#FFFFFF"));  ///< text, icons
     QColor pressColor = QColor(QStringLiteral("#5EC7D9")); ///< a pressed button
-    int position = 0;                                  ///< 0 top, 1 bottom, 2 left, 3 right
-    QStringList icons;                                 ///< one resource path per button
-    QStringList names;                                 ///< one object name per button
-    QStringList tips;                                  ///< one tool tip per button
-    QString text;                                      ///< shown when the pointer enters the widget
+    int position = 0;                                      ///< 0 top, 1 bottom, 2 left, 3 right
+    QStringList icons;                                     ///< one resource path per button
+    QStringList names;                                     ///< one object name per button
+    QStringList tips;                                      ///< one tool tip per button
+    QString text; ///< shown when the pointer enters the widget
 };
 
 /// Look and feel of a video widget.
 struct WidgetPara
 {
-    int borderWidth = 0;                               ///< frame of the widget, pixels
-    QColor borderColor = Qt::transparent;              ///< frame without focus
+    int borderWidth = 0;                                   ///< frame of the widget, pixels
+    QColor borderColor = Qt::transparent;                  ///< frame without focus
     QColor focusColor = QColor(QStringLiteral("#22A3A9")); ///< frame with focus
-    QColor bgColor = Qt::transparent;                  ///< fill of the frame rectangle
-    QColor textColor = Qt::transparent;                ///< pen of the background text
-    QColor fillColor = Qt::transparent;                ///< bars beside a letter-boxed picture
-    int bgTextSize = 15;                               ///< background text, pixels
-    QString bgText = QStringLiteral("视频");           ///< shown while there is no video
-    QImage bgImage;                                    ///< shown instead of the text when not null
-    bool spareFlag = true;                             ///< stored for hosts; nothing reads it
-    bool copyImage = false;                            ///< deep-copy each image instead of sharing it
-    bool muted = false;                                ///< start value of setMuted
-    QString videoFlag;                                 ///< also set by setVideoFlag
+    QColor bgColor = Qt::transparent;                      ///< fill of the frame rectangle
+    QColor textColor = Qt::transparent;                    ///< pen of the background text
+    QColor fillColor = Qt::transparent;                    ///< bars beside a letter-boxed picture
+    int bgTextSize = 15;                                   ///< background text, pixels
+    QString bgText = QStringLiteral("视频");               ///< shown while there is no video
+    QImage bgImage;                       ///< shown instead of the text when not null
+    bool spareFlag = true;                ///< stored for hosts; nothing reads it
+    bool copyImage = false;               ///< deep-copy each image instead of sharing it
+    bool muted = false;                   ///< start value of setMuted
+    QString videoFlag;                    ///< also set by setVideoFlag
     ScaleMode scaleMode = ScaleMode_Auto; ///< size of the picture
     VideoMode videoMode = VideoMode_Hwnd; ///< render path that is wanted
-    bool bannerEnable = false;                         ///< false hides the banner
-    int bannerSize = 25;                               ///< thickness of the banner, pixels
-    int bannerPosition = 0;                            ///< 0 top, 1 bottom, 2 left, 3 right
-    BannerPara banner; ///< look of the banner
+    bool bannerEnable = false;            ///< false hides the banner
+    int bannerSize = 25;                  ///< thickness of the banner, pixels
+    int bannerPosition = 0;               ///< 0 top, 1 bottom, 2 left, 3 right
+    BannerPara banner;                    ///< look of the banner
 };

@@ -48,9 +48,10 @@ QString AddressCheck::meaningOf(const QByteArray &statusLine, const CameraAddres
     const int code = statusLine.mid(9, 3).toInt();
     if (code == 401 || code == 403) {
         return address.hasUser()
-                ? tr("The camera refuses the user name and password, or has no such stream.")
-                : tr("The camera asks for a user name and password.\n"
-                     "Write rtsp://NAME:PASSWORD@%1.").arg(address.host());
+                   ? tr("The camera refuses the user name and password, or has no such stream.")
+                   : tr("The camera asks for a user name and password.\n"
+                        "Write rtsp://NAME:PASSWORD@%1.")
+                         .arg(address.host());
     }
     if (code == 404)
         return tr("The camera has no stream with this path.");
@@ -69,8 +70,8 @@ void AddressCheck::onConnected()
         finish(tr("The server answers, but its stream cannot be opened."));
         return;
     }
-    m_socket.write("DESCRIBE " + m_address.plain().toUtf8()
-                   + " RTSP/1.0\r\nCSeq: 1\r\nAccept: application/sdp\r\n\r\n");
+    m_socket.write("DESCRIBE " + m_address.plain().toUtf8() +
+                   " RTSP/1.0\r\nCSeq: 1\r\nAccept: application/sdp\r\n\r\n");
 }
 
 void AddressCheck::onReadyRead()
@@ -86,7 +87,7 @@ void AddressCheck::onError(QAbstractSocket::SocketError error)
     switch (error) {
     case QAbstractSocket::ConnectionRefusedError:
         finish(tr("Nothing answers at %1.\nIs the camera on, and is the port right?")
-                       .arg(m_address.endpoint()));
+                   .arg(m_address.endpoint()));
         break;
     case QAbstractSocket::HostNotFoundError:
         finish(tr("There is no host with the name %1.").arg(m_address.host()));
@@ -102,8 +103,8 @@ void AddressCheck::onError(QAbstractSocket::SocketError error)
 void AddressCheck::onTimeout()
 {
     finish(m_socket.state() == QAbstractSocket::ConnectedState
-                   ? tr("%1 accepts the connection, but does not answer.").arg(m_address.endpoint())
-                   : tr("%1 does not answer.").arg(m_address.endpoint()));
+               ? tr("%1 accepts the connection, but does not answer.").arg(m_address.endpoint())
+               : tr("%1 does not answer.").arg(m_address.endpoint()));
 }
 
 void AddressCheck::finish(const QString &reason)

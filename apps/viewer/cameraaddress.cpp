@@ -64,17 +64,17 @@ CameraAddress CameraAddress::parse(const QString &text, QString *error)
     // For the library everything before the last '@' is user information.
     address.m_path.replace(QLatin1Char('@'), QLatin1String("%40"));
     // The library takes a missing port for that of RTSP, so it is always written out.
-    address.m_full = address.m_scheme + QLatin1String("://")
-            + (address.m_hasUser ? rest.left(at + 1) : QString()) + address.endpoint()
-            + address.m_path;
+    address.m_full = address.m_scheme + QLatin1String("://") +
+                     (address.m_hasUser ? rest.left(at + 1) : QString()) + address.endpoint() +
+                     address.m_path;
     return address;
 }
 
 QString CameraAddress::endpoint() const
 {
     const bool isIpv6 = m_host.contains(QLatin1Char(':'));
-    return (isIpv6 ? QLatin1Char('[') + m_host + QLatin1Char(']') : m_host) + QLatin1Char(':')
-            + QString::number(m_port);
+    return (isIpv6 ? QLatin1Char('[') + m_host + QLatin1Char(']') : m_host) + QLatin1Char(':') +
+           QString::number(m_port);
 }
 
 QString CameraAddress::name() const

@@ -48,10 +48,10 @@ QString CameraFiles::newPicture(const QDateTime &time) const
 
 QString CameraFiles::recordedPicture(qint64 time, int channel) const
 {
-    return m_folder + QDate::currentDate().toString(QStringLiteral("/yyyy-MM-dd/'vod'/"))
-            + QDateTime::fromMSecsSinceEpoch(time, Qt::UTC)
-                      .toString(QStringLiteral("yyyyMMdd'T'HHmmss"))
-            + QStringLiteral("_%1.jpg").arg(channel);
+    return m_folder + QDate::currentDate().toString(QStringLiteral("/yyyy-MM-dd/'vod'/")) +
+           QDateTime::fromMSecsSinceEpoch(time, Qt::UTC)
+               .toString(QStringLiteral("yyyyMMdd'T'HHmmss")) +
+           QStringLiteral("_%1.jpg").arg(channel);
 }
 
 QStringList CameraFiles::recordingsSince(const QDateTime &time) const

@@ -85,8 +85,9 @@ void DayBar::showMark(const TimeSpan &mark, bool canDownload)
 {
     m_clearMark->setEnabled(mark.isValid());
     m_download->setEnabled(mark.isValid() && canDownload);
-    m_mark->setText(mark.isValid() ? tr("%1 to %2, %3").arg(recordingtime::clockText(mark.begin),
-                                                            recordingtime::clockText(mark.end),
-                                                            durationText(mark.length()))
-                                   : QString());
+    m_mark->setText(mark.isValid()
+                        ? tr("%1 to %2, %3")
+                              .arg(recordingtime::clockText(mark.begin),
+                                   recordingtime::clockText(mark.end), durationText(mark.length()))
+                        : QString());
 }

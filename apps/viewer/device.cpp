@@ -55,7 +55,8 @@ QVector<vantrasim::ArchiveSpan> archiveOf(int channel, const vantrasim::StreamCo
             add(QDateTime(day, QTime(0, 0)), 12 * 60, form);
             add(QDateTime(day, QTime(12, 0)), 12 * 60 - 5, afternoon);
             break;
-        default: break;
+        default:
+            break;
         }
     }
     return archive;
@@ -99,9 +100,8 @@ QVector<Camera> Device::cameras() const
     for (int channel = 0; channel < channels.size(); ++channel) {
         Camera camera;
         camera.key = QStringLiteral("%1/%2").arg(name).arg(channel);
-        camera.name = channels.size() == 1
-                ? name
-                : QStringLiteral("%1 · %2").arg(name, channels[channel]);
+        camera.name =
+            channels.size() == 1 ? name : QStringLiteral("%1 · %2").arg(name, channels[channel]);
         camera.link = link;
         camera.channel = channel;
         camera.address = addresses.value(channel);
@@ -120,7 +120,7 @@ Device cameraDevice(const CameraAddress &main, const CameraAddress &sub)
     Device device;
     device.name = main.name();
     device.link = QSharedPointer<HNetDevice>::create(
-            std::make_unique<RtspCameraBackend>(QVector<RtspCamera>{addresses}));
+        std::make_unique<RtspCameraBackend>(QVector<RtspCamera>{addresses}));
     device.channels = QStringList{tr("Camera")};
     device.addresses = {main};
     return device;
@@ -131,9 +131,9 @@ recordedBy(const std::shared_ptr<vantrasim::DeviceControl> &control)
 {
     return [control](int channel, const TimeSpan &span) {
         QVector<TimeSpan> spans;
-        for (const auto &segment : control->recorded(uint(channel),
-                                                     recordingtime::forDevice(span.begin),
-                                                     recordingtime::forDevice(span.end)))
+        for (const auto &segment :
+             control->recorded(uint(channel), recordingtime::forDevice(span.begin),
+                               recordingtime::forDevice(span.end)))
             spans.append({segment.begin, segment.end});
         return joined(spans);
     };
@@ -141,9 +141,9 @@ recordedBy(const std::shared_ptr<vantrasim::DeviceControl> &control)
 
 QVector<Device> simulatedDevices()
 {
-    return {simulatedDevice(tr("Orvo recorder"), 1, HTransportOrvo,
-                            {{"Gate", 0x2f66a8}, {"Yard", 0x3b8f6a}, {"Hall", 0xc4774a},
-                             {"Roof", 0x7d4f9c}}),
+    return {simulatedDevice(
+                tr("Orvo recorder"), 1, HTransportOrvo,
+                {{"Gate", 0x2f66a8}, {"Yard", 0x3b8f6a}, {"Hall", 0xc4774a}, {"Roof", 0x7d4f9c}}),
             simulatedDevice(tr("Zelk recorder"), 2, HTransportZelk,
                             {{"Lobby", 0xa84a5c}, {"Dock", 0x2f8a97}, {"Store", 0x8c8a3a}}),
             simulatedDevice(tr("RTSP cameras"), 3, HTransportRtsp,
@@ -164,9 +164,12 @@ LinkState LinkWatch::look(qint64 now, bool connected)
 QString linkText(LinkState state)
 {
     switch (state) {
-    case LinkState::Connecting: return tr("connecting");
-    case LinkState::Connected: return tr("connected");
-    case LinkState::Gone: break;
+    case LinkState::Connecting:
+        return tr("connecting");
+    case LinkState::Connected:
+        return tr("connected");
+    case LinkState::Gone:
+        break;
     }
     return tr("gone");
 }

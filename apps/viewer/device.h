@@ -24,7 +24,7 @@ struct Camera
     QString name;                    ///< for people
     QSharedPointer<HNetDevice> link; ///< of its device
     int channel = 0;
-    CameraAddress address;           ///< of its main stream, if the person gave it by address
+    CameraAddress address; ///< of its main stream, if the person gave it by address
     /// What of a span is recorded, joined. The device link has no question for that: empty where
     /// nobody knows.
     std::function<QVector<TimeSpan>(const TimeSpan &)> recorded;
@@ -39,7 +39,7 @@ struct Device
 {
     QString name;
     QSharedPointer<HNetDevice> link;
-    QStringList channels;            ///< names, one for each channel
+    QStringList channels;             ///< names, one for each channel
     QVector<CameraAddress> addresses; ///< of the main streams; empty if nobody gave them
     /// What of a span a channel has recorded, as Camera::recorded tells it.
     std::function<QVector<TimeSpan>(int channel, const TimeSpan &)> recorded = {};
@@ -62,7 +62,7 @@ QVector<Device> simulatedDevices();
 enum class LinkState {
     Connecting, ///< not connected yet
     Connected,
-    Gone,       ///< it was connected, or has not come for long
+    Gone, ///< it was connected, or has not come for long
 };
 
 /// Finds the state of a link from what it tells now. Not for several threads.

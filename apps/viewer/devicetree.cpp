@@ -12,16 +12,19 @@ namespace {
 
 enum Column { NameColumn, StateColumn, Columns };
 constexpr int kLinkRole = Qt::UserRole + 1;
-constexpr int kDotSize = 8;    ///< pixels
-constexpr int kDotRoom = 16;   ///< pixels
-constexpr int kDotDetail = 4;  ///< pixels of the drawing for each of the screen
+constexpr int kDotSize = 8;   ///< pixels
+constexpr int kDotRoom = 16;  ///< pixels
+constexpr int kDotDetail = 4; ///< pixels of the drawing for each of the screen
 
 QColor colourOf(LinkState state)
 {
     switch (state) {
-    case LinkState::Connecting: return theme::dimText;
-    case LinkState::Connected: return theme::accent;
-    case LinkState::Gone: break;
+    case LinkState::Connecting:
+        return theme::dimText;
+    case LinkState::Connected:
+        return theme::accent;
+    case LinkState::Gone:
+        break;
     }
     return theme::warning;
 }

@@ -34,8 +34,8 @@ Download::~Download()
 
 bool Download::isInTheWayOf(const Download &other) const
 {
-    return (m_camera.link == other.m_camera.link && m_camera.channel == other.m_camera.channel)
-            || m_files.folder() == other.m_files.folder();
+    return (m_camera.link == other.m_camera.link && m_camera.channel == other.m_camera.channel) ||
+           m_files.folder() == other.m_files.folder();
 }
 
 void Download::start()
@@ -163,14 +163,14 @@ QString Download::problemOf(const DownloadThread &thread) const
         return tr("The device is gone.");
     if (!m_hasBegun) {
         return m_camera.address.isValid()
-                ? tr("A camera that is known by its address alone has no recordings.")
-                : tr("The device refuses this download.");
+                   ? tr("A camera that is known by its address alone has no recordings.")
+                   : tr("The device refuses this download.");
     }
     if (m_hasFailed) {
         const QStorageInfo disk(m_files.folder());
         return disk.isValid() && disk.bytesAvailable() < kFullBelowBytes
-                ? tr("The disk is full.")
-                : tr("The device does not describe a video that could be stored.");
+                   ? tr("The disk is full.")
+                   : tr("The device does not describe a video that could be stored.");
     }
     if (thread.lastRead() == DeviceReadTimeout)
         return tr("The device has sent nothing for %1 seconds.").arg(kReadTimeoutMs / 1000);

@@ -13,9 +13,9 @@
 class DownloadThread;
 
 enum class DownloadState {
-    Waiting,   ///< for its turn
+    Waiting, ///< for its turn
     Running,
-    Stopping,  ///< cancelled; the last file is being ended
+    Stopping, ///< cancelled; the last file is being ended
     Done,
     Failed,
     Cancelled,
@@ -78,14 +78,14 @@ private:
     const CameraFiles m_files;
     DownloadState m_state = DownloadState::Waiting;
     DownloadThread *m_thread = nullptr;
-    QVector<TimeSpan> m_recorded;            ///< within the span; empty: not known
+    QVector<TimeSpan> m_recorded; ///< within the span; empty: not known
     QHash<QString, QDateTime> m_filesBefore;
     QStringList m_results;
     QString m_problem;
     ProgressMeter m_meter;
     QElapsedTimer m_clock;
-    bool m_hasBegun = false;   ///< the device gives it
-    bool m_isWhole = false;    ///< it came to its end
-    bool m_isRefused = false;  ///< the device takes no further download
+    bool m_hasBegun = false;  ///< the device gives it
+    bool m_isWhole = false;   ///< it came to its end
+    bool m_isRefused = false; ///< the device takes no further download
     bool m_hasFailed = false;
 };

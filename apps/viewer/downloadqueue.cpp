@@ -13,8 +13,8 @@ DownloadQueue::DownloadQueue(const QString &filesFolder, QObject *parent)
 
 Download *DownloadQueue::add(const Camera &camera, const TimeSpan &span, bool withSound)
 {
-    auto *download = new Download(camera, span, withSound,
-                                  CameraFiles(m_filesFolder, camera.fileName()), this);
+    auto *download =
+        new Download(camera, span, withSound, CameraFiles(m_filesFolder, camera.fileName()), this);
     m_downloads.append(download);
     connect(download, &Download::changed, this, &DownloadQueue::changed);
     // Another may begin only once this one has told all.
@@ -72,10 +72,10 @@ void DownloadQueue::stopAll()
 
 bool DownloadQueue::mayStart(const Download *download) const
 {
-    return download->state() == DownloadState::Waiting
-            && std::none_of(m_downloads.begin(), m_downloads.end(), [=](const Download *other) {
-                   return other->isActive() && other->isInTheWayOf(*download);
-               });
+    return download->state() == DownloadState::Waiting &&
+           std::none_of(m_downloads.begin(), m_downloads.end(), [=](const Download *other) {
+               return other->isActive() && other->isInTheWayOf(*download);
+           });
 }
 
 void DownloadQueue::startNext()

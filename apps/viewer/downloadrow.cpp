@@ -26,11 +26,10 @@ constexpr int kParts = 1000; ///< of the progress bar
 QString spanText(const TimeSpan &span)
 {
     using namespace recordingtime;
-    return DownloadRow::tr("%1 to %2").arg(text(span.begin),
-                                           dayOf(span.begin) == dayOf(span.end - 1)
-                                                   ? clockText(span.end)
-                                                   : text(span.end))
-            + QStringLiteral("   (%1)").arg(durationText(span.length()));
+    return DownloadRow::tr("%1 to %2")
+               .arg(text(span.begin), dayOf(span.begin) == dayOf(span.end - 1) ? clockText(span.end)
+                                                                               : text(span.end)) +
+           QStringLiteral("   (%1)").arg(durationText(span.length()));
 }
 
 } // namespace
@@ -39,22 +38,26 @@ QString downloadText(const Download &download)
 {
     const auto tr = [](const char *text) { return DownloadRow::tr(text); };
     switch (download.state()) {
-    case DownloadState::Waiting: return tr("Waits for its turn");
-    case DownloadState::Stopping: return tr("Ending the file");
+    case DownloadState::Waiting:
+        return tr("Waits for its turn");
+    case DownloadState::Stopping:
+        return tr("Ending the file");
     case DownloadState::Cancelled:
         return download.results().isEmpty() ? tr("Cancelled") : tr("Cancelled; kept so far:");
     case DownloadState::Failed:
-        return download.problem()
-                + (download.results().isEmpty() ? QString() : tr(" Kept so far:"));
-    case DownloadState::Done: return tr("Done");
-    case DownloadState::Running: break;
+        return download.problem() +
+               (download.results().isEmpty() ? QString() : tr(" Kept so far:"));
+    case DownloadState::Done:
+        return tr("Done");
+    case DownloadState::Running:
+        break;
     }
     if (download.left() < 0)
         return tr("Begins");
     return tr("%1 %   %2 times as fast as recorded   %3 left")
-            .arg(QString::number(int(download.part() * 100)),
-                 QString::number(download.rate(), 'f', download.rate() < 10 ? 1 : 0),
-                 durationText(download.left() + 999));
+        .arg(QString::number(int(download.part() * 100)),
+             QString::number(download.rate(), 'f', download.rate() < 10 ? 1 : 0),
+             durationText(download.left() + 999));
 }
 
 QString downloadsTable(const QList<Download *> &downloads)
@@ -128,8 +131,8 @@ void DownloadRow::showState()
 {
     const DownloadState state = m_download->state();
     const bool isRunning = state == DownloadState::Running;
-    const bool hasEnded = state == DownloadState::Done || state == DownloadState::Failed
-            || state == DownloadState::Cancelled;
+    const bool hasEnded = state == DownloadState::Done || state == DownloadState::Failed ||
+                          state == DownloadState::Cancelled;
     m_cancel->setVisible(isRunning || state == DownloadState::Waiting);
     m_retry->setVisible(state == DownloadState::Failed || state == DownloadState::Cancelled);
     m_remove->setVisible(hasEnded);
@@ -137,8 +140,8 @@ void DownloadRow::showState()
     m_bar->setVisible(isRunning || state == DownloadState::Stopping);
     m_bar->setValue(int(m_download->part() * kParts));
     m_state->setText(downloadText(*m_download));
-    const QString look = state == DownloadState::Failed ? QStringLiteral("problem")
-                                                        : QStringLiteral("dim");
+    const QString look =
+        state == DownloadState::Failed ? QStringLiteral("problem") : QStringLiteral("dim");
     if (m_state->objectName() != look) {
         m_state->setObjectName(look);
         m_state->style()->polish(m_state);
@@ -158,8 +161,8 @@ void DownloadRow::showResults()
     for (const QString &file : qAsConst(m_shown)) {
         const QFileInfo info(file);
         auto *button = new QPushButton(QStringLiteral("%1   %2").arg(
-                info.fileName(), QLocale::c().formattedDataSize(info.size(), 1,
-                                                                QLocale::DataSizeSIFormat)));
+            info.fileName(),
+            QLocale::c().formattedDataSize(info.size(), 1, QLocale::DataSizeSIFormat)));
         button->setObjectName(QStringLiteral("link"));
         button->setToolTip(tr("Open %1").arg(QDir::toNativeSeparators(file)));
         button->setCursor(Qt::PointingHandCursor);

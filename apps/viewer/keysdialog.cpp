@@ -88,9 +88,9 @@ void showKeys(PageTabs::Page page, QWidget *parent)
     auto *layout = new QGridLayout(&dialog);
     layout->setContentsMargins(3 * theme::gap, 2 * theme::gap, 3 * theme::gap, 2 * theme::gap);
     layout->setHorizontalSpacing(3 * theme::gap);
-    Keys keys = page == PageTabs::Live        ? liveKeys()
-            : page == PageTabs::Playback      ? playbackKeys()
-                                              : downloadKeys();
+    Keys keys = page == PageTabs::Live       ? liveKeys()
+                : page == PageTabs::Playback ? playbackKeys()
+                                             : downloadKeys();
     keys += Keys{
         {tr("F2, F3, F4"), tr("live, playback, downloads")},
         {"F", tr("full screen")},

@@ -281,8 +281,10 @@ void LiveView::tick()
         m_wasLive = true;
         m_reason.clear();
         m_labels->updateClock();
-        showInfo(tr("%1 × %2, %3 pictures/s").arg(m_pictureSize.width())
-                         .arg(m_pictureSize.height()).arg(m_meter.rate(), 0, 'f', 0));
+        showInfo(tr("%1 × %2, %3 pictures/s")
+                     .arg(m_pictureSize.width())
+                     .arg(m_pictureSize.height())
+                     .arg(m_meter.rate(), 0, 'f', 0));
     } else {
         showInfo(QString());
         showState();
@@ -312,8 +314,8 @@ void LiveView::setState(ViewState state)
 /// A stream that is open and sends nothing is opened anew, by keepThreadsRunning().
 void LiveView::endDeadStream()
 {
-    if (m_started && videoThread && videoThread->getIsOk() && !m_hasSound
-        && m_sincePicture.elapsed() > kDeadAfterMs) {
+    if (m_started && videoThread && videoThread->getIsOk() && !m_hasSound &&
+        m_sincePicture.elapsed() > kDeadAfterMs) {
         m_sincePicture.start();
         videoThread->stop();
     }
@@ -328,8 +330,8 @@ void LiveView::showState()
     StatusOverlay::Message message;
     if (m_camera.isValid()) {
         const ViewFacts known = facts();
-        if (known.isFailing && !known.isOpen && m_camera.address.isValid()
-            && (!m_sinceCheck.isValid() || m_sinceCheck.hasExpired(kCheckEveryMs))) {
+        if (known.isFailing && !known.isOpen && m_camera.address.isValid() &&
+            (!m_sinceCheck.isValid() || m_sinceCheck.hasExpired(kCheckEveryMs))) {
             m_sinceCheck.start();
             m_check.start(m_camera.address);
         }
@@ -363,9 +365,9 @@ ViewFacts LiveView::facts() const
     facts.reason = linkReason();
     if (facts.reason.isEmpty())
         facts.reason = m_reason;
-    facts.isFailing = m_state == ViewState::Connecting
-            && (isOpenStreamTimeout() || m_sincePicture.hasExpired(kTellProblemAfterMs)
-                || !facts.reason.isEmpty());
+    facts.isFailing = m_state == ViewState::Connecting &&
+                      (isOpenStreamTimeout() || m_sincePicture.hasExpired(kTellProblemAfterMs) ||
+                       !facts.reason.isEmpty());
     facts.wasLive = m_wasLive;
     facts.isSwitching = m_isSwitching && !m_sincePicture.hasExpired(kTellProblemAfterMs);
     facts.lastPictureAt = m_lastPictureAt;

@@ -126,21 +126,21 @@ private:
     PictureMeter m_meter;
     ViewState m_state = ViewState::Stopped;
     bool m_wanted = false;
-    bool m_started = false;        ///< the device's set of threads has been joined
-    int m_stream = 0;              ///< the one that is shown
-    bool m_isSwitching = false;    ///< no picture since another stream was chosen
-    bool m_hasPicture = false;     ///< since the stream was opened
-    int m_returning = 0;           ///< pictures that must follow a gap before the view is live
-    bool m_wasLive = false;        ///< since it is wanted
+    bool m_started = false;     ///< the device's set of threads has been joined
+    int m_stream = 0;           ///< the one that is shown
+    bool m_isSwitching = false; ///< no picture since another stream was chosen
+    bool m_hasPicture = false;  ///< since the stream was opened
+    int m_returning = 0;        ///< pictures that must follow a gap before the view is live
+    bool m_wasLive = false;     ///< since it is wanted
     bool m_hasSound = false;
     bool m_talking = false;
-    int m_volume = 100;            ///< percent
-    QString m_reason;              ///< why there is no picture, as its address tells
+    int m_volume = 100; ///< percent
+    QString m_reason;   ///< why there is no picture, as its address tells
     QSize m_pictureSize;
     QDateTime m_lastPictureAt;
-    QElapsedTimer m_sincePicture;  ///< or since the stream was opened
-    QElapsedTimer m_sinceTry;      ///< since joining was tried last
+    QElapsedTimer m_sincePicture; ///< or since the stream was opened
+    QElapsedTimer m_sinceTry;     ///< since joining was tried last
     QElapsedTimer m_sinceCheck;
-    bool m_saving = false;         ///< the file of a picture is not there yet
-    QElapsedTimer m_sinceSave;     ///< since that was wanted, or was there
+    bool m_saving = false;     ///< the file of a picture is not there yet
+    QElapsedTimer m_sinceSave; ///< since that was wanted, or was there
 };

@@ -113,9 +113,8 @@ void LiveView::toggleRecording()
     if (isRecording()) {
         m_recorder.stop();
         notice(m_recorder.writtenMs() > 0
-                       ? tr("Recording saved in the folder %1")
-                                 .arg(QDir(files().folder()).dirName())
-                       : tr("Recording ended; nothing was written"));
+                   ? tr("Recording saved in the folder %1").arg(QDir(files().folder()).dirName())
+                   : tr("Recording ended; nothing was written"));
     } else {
         const QString problem = m_recorder.start();
         notice(problem.isEmpty() ? tr("Recording") : problem);

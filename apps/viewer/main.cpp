@@ -31,8 +31,8 @@ void print(FILE *file, const QString &text)
 bool chooseDisplay(const Options &options)
 {
 #ifdef Q_OS_LINUX
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         if (!options.isTimed())
             return false;
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -87,20 +87,20 @@ void endByItself(MainWindow *window, const Options &options, int *status)
     };
     const auto shoot = [window, options, status] {
         // What OpenGL draws is on the screen only.
-        const QPixmap picture = options.opengl ? window->screen()->grabWindow(window->winId())
-                                               : window->grab();
+        const QPixmap picture =
+            options.opengl ? window->screen()->grabWindow(window->winId()) : window->grab();
         if (picture.save(options.screenshot)) {
             print(stdout, QStringLiteral("screenshot %1\n").arg(options.screenshot));
         } else {
-            print(stderr, QStringLiteral("vantra-viewer: %1 cannot be written\n")
-                                  .arg(options.screenshot));
+            print(stderr,
+                  QStringLiteral("vantra-viewer: %1 cannot be written\n").arg(options.screenshot));
             *status = 1;
         }
     };
     if (!options.screenshot.isEmpty())
         QTimer::singleShot(options.afterSeconds * 1000, window, shoot);
-    const int seconds = qMax(options.seconds,
-                             options.screenshot.isEmpty() ? 0 : options.afterSeconds);
+    const int seconds =
+        qMax(options.seconds, options.screenshot.isEmpty() ? 0 : options.afterSeconds);
     QTimer::singleShot(seconds * 1000, window, summarise);
 }
 

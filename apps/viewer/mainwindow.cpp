@@ -36,10 +36,10 @@ constexpr int kTickMs = 250;
 constexpr int kCloseWithinMs = 5000;
 /// The end of a file is worth more patience.
 constexpr int kEndFilesWithinMs = 15000;
-constexpr int kVolumeStep = 10;      ///< percent
-constexpr int kEmptyIconSize = 56;   ///< pixels
-constexpr int kTreeWidth = 256;      ///< pixels
-constexpr int kGridWidth = 1024;     ///< pixels
+constexpr int kVolumeStep = 10;    ///< percent
+constexpr int kEmptyIconSize = 56; ///< pixels
+constexpr int kTreeWidth = 256;    ///< pixels
+constexpr int kGridWidth = 1024;   ///< pixels
 
 } // namespace
 
@@ -152,8 +152,7 @@ void MainWindow::connectToolBar()
     connect(m_toolBar, &ToolBar::viewCountClicked, this, &MainWindow::setViewCount);
     connect(m_toolBar, &ToolBar::addClicked, this, &MainWindow::askForAddress);
     connect(m_toolBar, &ToolBar::clearClicked, this, &MainWindow::clearSelected);
-    connect(m_toolBar, &ToolBar::renderClicked, this,
-            [this] { setOpengl(!m_grid->isOpengl()); });
+    connect(m_toolBar, &ToolBar::renderClicked, this, [this] { setOpengl(!m_grid->isOpengl()); });
     connect(m_toolBar, &ToolBar::fullScreenClicked, this, &MainWindow::toggleFullScreen);
     connect(m_toolBar, &ToolBar::helpClicked, this, &MainWindow::showHelp);
 }
@@ -244,9 +243,8 @@ void MainWindow::addDevice(const Device &device)
 
     const QVector<Camera> cameras = listed.device.cameras();
     const QList<LiveView *> &views = m_grid->views();
-    const int used = int(std::count_if(views.begin(), views.end(), [](const LiveView *view) {
-        return view->camera().isValid();
-    }));
+    const int used = int(std::count_if(
+        views.begin(), views.end(), [](const LiveView *view) { return view->camera().isValid(); }));
     if (ViewGrid::sizeFor(used + cameras.size()) > views.size())
         m_grid->resizeTo(ViewGrid::sizeFor(used + cameras.size()));
     for (const Camera &camera : cameras)
@@ -288,8 +286,8 @@ bool MainWindow::isConnected(const Device &device) const
 void MainWindow::lookAtDevices()
 {
     for (int i = 0; i < m_devices.size(); ++i)
-        m_tree->showLink(i, m_devices[i].watch.look(m_clock.elapsed(),
-                                                    isConnected(m_devices[i].device)));
+        m_tree->showLink(
+            i, m_devices[i].watch.look(m_clock.elapsed(), isConnected(m_devices[i].device)));
     showPlaces();
 }
 
@@ -307,8 +305,8 @@ void MainWindow::showPlaces()
         note(m_playback->views());
     for (const Camera &camera : cameras()) {
         const QStringList numbers = places.value(camera.key);
-        m_tree->showChannel(camera.key, numbers.isEmpty() ? QString()
-                                                          : tr("view %1").arg(numbers.join(", ")));
+        m_tree->showChannel(camera.key,
+                            numbers.isEmpty() ? QString() : tr("view %1").arg(numbers.join(", ")));
     }
 }
 
@@ -350,9 +348,15 @@ void MainWindow::showCamera(const QString &key)
     // A person may go on choosing for other views: the list keeps the focus.
     const bool inList = m_tree->hasFocus();
     switch (m_page) {
-    case PageTabs::Live: put(m_grid->selected(), key); break;
-    case PageTabs::Playback: putPlayback(m_playback->selected(), key); break;
-    case PageTabs::Downloads: m_downloadPage->choose(key); break;
+    case PageTabs::Live:
+        put(m_grid->selected(), key);
+        break;
+    case PageTabs::Playback:
+        putPlayback(m_playback->selected(), key);
+        break;
+    case PageTabs::Downloads:
+        m_downloadPage->choose(key);
+        break;
     }
     if (inList)
         m_tree->setFocus();
@@ -378,17 +382,20 @@ void MainWindow::showPage(PageTabs::Page page)
 QWidget *MainWindow::currentView() const
 {
     switch (m_page) {
-    case PageTabs::Live: return m_grid->selected();
-    case PageTabs::Playback: return m_playback->selected();
-    case PageTabs::Downloads: break;
+    case PageTabs::Live:
+        return m_grid->selected();
+    case PageTabs::Playback:
+        return m_playback->selected();
+    case PageTabs::Downloads:
+        break;
     }
     return m_downloadPage;
 }
 
 void MainWindow::demonstrate()
 {
-    const qint64 begin = recordingtime::of(QDate::currentDate().addDays(-1))
-            + 14 * recordingtime::hourMs + 20 * recordingtime::minuteMs;
+    const qint64 begin = recordingtime::of(QDate::currentDate().addDays(-1)) +
+                         14 * recordingtime::hourMs + 20 * recordingtime::minuteMs;
     const QVector<Camera> shown = cameras().mid(0, PlaybackPage::kMaximumViews);
     if (m_page == PageTabs::Playback) {
         m_playback->setDay(recordingtime::dayOf(begin));
@@ -564,10 +571,10 @@ QString MainWindow::statusText() const
     if (m_devices.isEmpty())
         return QString();
     const QString recordings = recording == 0 ? QString() : tr("%1 recording    ").arg(recording);
-    return recordings
-            + tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
-                      .arg(QString::number(live), QString::number(used),
-                           QString::number(rate, 'f', 0), QString::number(m_cpu.percent(), 'f', 0));
+    return recordings + tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
+                            .arg(QString::number(live), QString::number(used),
+                                 QString::number(rate, 'f', 0),
+                                 QString::number(m_cpu.percent(), 'f', 0));
 }
 
 QVector<ViewSummary> MainWindow::summaries() const

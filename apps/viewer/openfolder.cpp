@@ -15,8 +15,8 @@ bool hasDesktop()
 {
 #ifdef Q_OS_LINUX
     // Without these the opener reports success and does nothing, or starts whatever it finds.
-    return !qEnvironmentVariableIsEmpty("XDG_CURRENT_DESKTOP")
-            || !qEnvironmentVariableIsEmpty("DESKTOP_SESSION");
+    return !qEnvironmentVariableIsEmpty("XDG_CURRENT_DESKTOP") ||
+           !qEnvironmentVariableIsEmpty("DESKTOP_SESSION");
 #else
     return true;
 #endif

@@ -125,11 +125,17 @@ CameraOption CameraOption::parse(const QString &text, QString *error)
 Options Options::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    parser.addOptions({{"transport", QString(), "tcp|udp"}, {"seconds", QString(), "n"},
-                       {"cameras", QString(), "file"}, {"page", QString(), "page"},
-                       {"screenshot", QString(), "file"}, {"after", QString(), "n"},
-                       {"folder", QString(), "dir"}, {"record", QString()}, {"simulate", QString()},
-                       {"render", QString(), "painter|opengl"}, {"verbose", QString()},
+    parser.addOptions({{"transport", QString(), "tcp|udp"},
+                       {"seconds", QString(), "n"},
+                       {"cameras", QString(), "file"},
+                       {"page", QString(), "page"},
+                       {"screenshot", QString(), "file"},
+                       {"after", QString(), "n"},
+                       {"folder", QString(), "dir"},
+                       {"record", QString()},
+                       {"simulate", QString()},
+                       {"render", QString(), "painter|opengl"},
+                       {"verbose", QString()},
                        {{"h", "help"}, QString()},
                        {{"v", "version"}, QString()}});
     if (!parser.parse(arguments))
@@ -149,8 +155,8 @@ Options Options::parse(const QStringList &arguments)
     if (parser.isSet("folder") && options.folder.isEmpty())
         return refuse("--folder needs the name of a folder");
     if (options.folder.isEmpty()) {
-        options.folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation)
-                + QStringLiteral("/Vantra");
+        options.folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation) +
+                         QStringLiteral("/Vantra");
     }
     if (parser.isSet("transport"))
         options.transport = parser.value("transport");

@@ -32,15 +32,15 @@ struct Options
     Action action = Action::Run;
     QString message;
     QVector<CameraOption> cameras;
-    bool simulate = false; ///< add devices that need not be there
+    bool simulate = false;                ///< add devices that need not be there
     PageTabs::Page page = PageTabs::Live; ///< the one that is shown first
     QString transport = QStringLiteral("tcp");
-    QString screenshot;    ///< file; empty: none
-    int afterSeconds = 8;  ///< the screenshot is taken then
-    int seconds = 0;       ///< end after so long; 0: when the window is closed
-    QString folder;        ///< of recordings and pictures, with a folder for each camera
-    bool record = false;   ///< all cameras, from the start
-    bool opengl = false;   ///< pictures go through OpenGL, else they are painted
+    QString screenshot;   ///< file; empty: none
+    int afterSeconds = 8; ///< the screenshot is taken then
+    int seconds = 0;      ///< end after so long; 0: when the window is closed
+    QString folder;       ///< of recordings and pictures, with a folder for each camera
+    bool record = false;  ///< all cameras, from the start
+    bool opengl = false;  ///< pictures go through OpenGL, else they are painted
     bool verbose = false;
 
     /// Ends by itself and prints the summary.

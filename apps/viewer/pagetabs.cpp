@@ -12,9 +12,12 @@ namespace {
 QString nameOf(PageTabs::Page page)
 {
     switch (page) {
-    case PageTabs::Live: return PageTabs::tr("Live");
-    case PageTabs::Playback: return PageTabs::tr("Playback");
-    case PageTabs::Downloads: break;
+    case PageTabs::Live:
+        return PageTabs::tr("Live");
+    case PageTabs::Playback:
+        return PageTabs::tr("Playback");
+    case PageTabs::Downloads:
+        break;
     }
     return PageTabs::tr("Downloads");
 }
@@ -41,9 +44,9 @@ PageTabs::PageTabs(QWidget *parent) : QFrame(parent)
         button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
         // The count comes and goes; the list below keeps its width.
         if (i == Downloads)
-            button->setMinimumWidth(fontMetrics().horizontalAdvance(nameOf(Downloads)
-                                                                    + QStringLiteral(" 00"))
-                                    + theme::gap);
+            button->setMinimumWidth(
+                fontMetrics().horizontalAdvance(nameOf(Downloads) + QStringLiteral(" 00")) +
+                theme::gap);
         connect(button, &QToolButton::clicked, this, [this, i] { emit chosen(Page(i)); });
         layout->addWidget(button);
         m_buttons.append(button);

@@ -32,8 +32,8 @@ PlaybackBar::PlaybackBar(QWidget *parent) : ButtonBar(parent)
     m_play = add("play", QString(), &Bar::playClicked);
     m_stop = add("stop", tr("Stop (Shift+Space)"), &Bar::stopClicked);
     m_back = addStep("back", tr("Ten seconds back (Left); a minute (Ctrl+Left)"), -kStepSeconds);
-    m_forward = addStep("forward", tr("Ten seconds on (Right); a minute (Ctrl+Right)"),
-                        kStepSeconds);
+    m_forward =
+        addStep("forward", tr("Ten seconds on (Right); a minute (Ctrl+Right)"), kStepSeconds);
     addSeparator();
     m_slower = add("slower", tr("Slower ([)"), &Bar::slowerClicked);
     m_speed = new QLabel;
@@ -45,16 +45,16 @@ PlaybackBar::PlaybackBar(QWidget *parent) : ButtonBar(parent)
     addSeparator();
     m_sound = add(":/primary/close_volume.svg", QString(), &Bar::soundClicked);
     m_scale = add("scale-fit", QString(), &Bar::scaleClicked);
-    m_snap = add(":/primary/snap.svg", tr("Save the picture under its time (P)"),
-                 &Bar::snapClicked);
-    m_folder = add("folder", tr("Open the folder of this camera's files (Ctrl+O)"),
-                   &Bar::folderClicked);
+    m_snap =
+        add(":/primary/snap.svg", tr("Save the picture under its time (P)"), &Bar::snapClicked);
+    m_folder =
+        add("folder", tr("Open the folder of this camera's files (Ctrl+O)"), &Bar::folderClicked);
     addSeparator();
     for (const int count : {1, 2, 4}) {
-        QToolButton *button = addButton(
-                QStringLiteral("views-%1").arg(count),
-                count == 1 ? tr("One playback (Ctrl+1)")
-                           : tr("%1 playbacks side by side (Ctrl+%1)").arg(count));
+        QToolButton *button =
+            addButton(QStringLiteral("views-%1").arg(count),
+                      count == 1 ? tr("One playback (Ctrl+1)")
+                                 : tr("%1 playbacks side by side (Ctrl+%1)").arg(count));
         connect(button, &QToolButton::clicked, this,
                 [this, count] { emit viewCountClicked(count); });
     }
@@ -77,10 +77,10 @@ void PlaybackBar::showLook(const Look &look)
     const PlaybackView *view = look.view;
     const bool isUsed = view && view->camera().isValid();
     const bool isMoving = isUsed && view->isWanted() && !view->isHeld();
-    const bool hasPicture = isUsed
-            && (view->state() == PlaybackState::Playing || view->state() == PlaybackState::Paused);
-    for (QToolButton *button : {m_play, m_back, m_forward, m_slower, m_faster, m_sound, m_scale,
-                                m_folder, m_clear})
+    const bool hasPicture = isUsed && (view->state() == PlaybackState::Playing ||
+                                       view->state() == PlaybackState::Paused);
+    for (QToolButton *button :
+         {m_play, m_back, m_forward, m_slower, m_faster, m_sound, m_scale, m_folder, m_clear})
         button->setEnabled(isUsed);
     m_stop->setEnabled(isUsed && view->isWanted());
     m_snap->setEnabled(hasPicture);

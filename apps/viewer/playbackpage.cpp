@@ -300,8 +300,8 @@ void PlaybackPage::keepTogether()
 
 void PlaybackPage::togglePlay()
 {
-    const bool isMoving = m_selected->isWanted() && !m_selected->isHeld()
-            && m_selected->state() != PlaybackState::Waiting;
+    const bool isMoving = m_selected->isWanted() && !m_selected->isHeld() &&
+                          m_selected->state() != PlaybackState::Waiting;
     for (PlaybackView *view : targets()) {
         if (isMoving)
             view->hold();
@@ -324,10 +324,10 @@ void PlaybackPage::step(int seconds)
 
 void PlaybackPage::changeSpeed(int steps)
 {
-    const auto *now = std::lower_bound(std::begin(kSpeeds), std::end(kSpeeds),
-                                       m_selected->playSpeed());
-    const int index = qBound(0, int(now - std::begin(kSpeeds)) + steps,
-                             int(std::size(kSpeeds)) - 1);
+    const auto *now =
+        std::lower_bound(std::begin(kSpeeds), std::end(kSpeeds), m_selected->playSpeed());
+    const int index =
+        qBound(0, int(now - std::begin(kSpeeds)) + steps, int(std::size(kSpeeds)) - 1);
     for (PlaybackView *view : targets()) {
         view->setPlaySpeed(kSpeeds[index]);
         view->notice(tr("Speed %1 ×").arg(kSpeeds[index]));

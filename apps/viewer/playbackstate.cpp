@@ -14,9 +14,8 @@ QString tr(const char *text)
 
 QString lastPicture(const PlaybackFacts &facts)
 {
-    return facts.position < 0
-            ? QString()
-            : tr("Played to %1.").arg(recordingtime::clockText(facts.position));
+    return facts.position < 0 ? QString()
+                              : tr("Played to %1.").arg(recordingtime::clockText(facts.position));
 }
 
 StatusOverlay::Message describeReady(const PlaybackFacts &facts)
@@ -26,12 +25,12 @@ StatusOverlay::Message describeReady(const PlaybackFacts &facts)
         message.icon = QStringLiteral("no-signal");
         message.title = tr("Nothing recorded");
         message.detail = tr("There is no recording of %1. Choose another day.")
-                                 .arg(facts.day.toString(Qt::ISODate));
+                             .arg(facts.day.toString(Qt::ISODate));
     } else {
         message.icon = QStringLiteral("play");
         message.title = tr("Ready");
         message.detail = tr("Press Space to play from %1, or click the line below.")
-                                 .arg(recordingtime::clockText(qMax<qint64>(0, facts.position)));
+                             .arg(recordingtime::clockText(qMax<qint64>(0, facts.position)));
     }
     return message;
 }
@@ -64,14 +63,15 @@ StatusOverlay::Message describe(const PlaybackFacts &facts)
         message.icon = QStringLiteral("wait");
         message.title = tr("Nothing recorded");
         message.detail = tr("The recording goes on at %1; the other playbacks are not there yet.")
-                                 .arg(recordingtime::clockText(qMax<qint64>(0, facts.position)));
+                             .arg(recordingtime::clockText(qMax<qint64>(0, facts.position)));
         return message;
     case PlaybackState::Ended:
         message.icon = QStringLiteral("stop");
         message.title = tr("End of the recording");
-        message.detail = QStringList{lastPicture(facts),
-                                     tr("Press Space to play again, or choose a time.")}
-                                 .join(QLatin1Char('\n')).trimmed();
+        message.detail =
+            QStringList{lastPicture(facts), tr("Press Space to play again, or choose a time.")}
+                .join(QLatin1Char('\n'))
+                .trimmed();
         return message;
     case PlaybackState::Failed:
         message.icon = QStringLiteral("no-signal");
@@ -91,15 +91,23 @@ StatusOverlay::Message describe(const PlaybackFacts &facts)
 QString stateText(const PlaybackFacts &facts)
 {
     switch (facts.state) {
-    case PlaybackState::Empty: return QStringLiteral("empty");
-    case PlaybackState::Ready: return QStringLiteral("ready");
-    case PlaybackState::Opening: return QStringLiteral("opening");
-    case PlaybackState::Playing: return QStringLiteral("playing");
-    case PlaybackState::Paused: return QStringLiteral("paused");
-    case PlaybackState::Gap: return QStringLiteral("in a gap");
-    case PlaybackState::Ended: return QStringLiteral("ended");
+    case PlaybackState::Empty:
+        return QStringLiteral("empty");
+    case PlaybackState::Ready:
+        return QStringLiteral("ready");
+    case PlaybackState::Opening:
+        return QStringLiteral("opening");
+    case PlaybackState::Playing:
+        return QStringLiteral("playing");
+    case PlaybackState::Paused:
+        return QStringLiteral("paused");
+    case PlaybackState::Gap:
+        return QStringLiteral("in a gap");
+    case PlaybackState::Ended:
+        return QStringLiteral("ended");
     case PlaybackState::Waiting:
-    case PlaybackState::Failed: break;
+    case PlaybackState::Failed:
+        break;
     }
     const QString title = facts.state == PlaybackState::Failed ? QStringLiteral("not played")
                                                                : QStringLiteral("no pictures");

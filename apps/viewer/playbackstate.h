@@ -30,8 +30,8 @@ enum class PlaybackState {
 struct PlaybackFacts
 {
     PlaybackState state = PlaybackState::Empty;
-    QString reason;                         ///< why nothing is played, if it is known
-    qint64 position = recordingtime::none;  ///< of the last picture, or where play would begin
+    QString reason;                        ///< why nothing is played, if it is known
+    qint64 position = recordingtime::none; ///< of the last picture, or where play would begin
     QDate day;
     bool isMissing = false; ///< it is known that nothing of that day is recorded
     bool comesBack = false; ///< it is tried again without being asked

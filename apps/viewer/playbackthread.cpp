@@ -33,8 +33,7 @@ PlaybackThread::~PlaybackThread()
 bool PlaybackThread::isPlaying(const QSharedPointer<HNetDevice> &device, int channel)
 {
     return std::any_of(all().begin(), all().end(), [&](const PlaybackThread *thread) {
-        return thread->isRunning() && thread->boundDevice() == device
-                && thread->channel == channel;
+        return thread->isRunning() && thread->boundDevice() == device && thread->channel == channel;
     });
 }
 
@@ -59,8 +58,8 @@ int PlaybackThread::readFrame(HFrameHeader *frame, int timeoutMs)
     if (result == DeviceReadFrame && frame->isVideo()) {
         // A read that a seek has met may have brought a frame of before, or the first of then.
         const int seeks = m_seeks;
-        const bool isOfSeek = seeks == seeksBefore
-                || (frame->isKeyFrame() && frame->pts >= m_sought);
+        const bool isOfSeek =
+            seeks == seeksBefore || (frame->isKeyFrame() && frame->pts >= m_sought);
         m_pictureSeek = isOfSeek ? seeks : seeksBefore;
     }
     return result;

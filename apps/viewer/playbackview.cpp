@@ -67,7 +67,8 @@ void PlaybackView::connectReports()
         m_reason = tr("The device refuses: it plays as many recordings as it can.");
     });
     connect(this, &AbstractVideoWidget::sig_otherError, this, [this] {
-        m_reason = m_camera.address.isValid()
+        m_reason =
+            m_camera.address.isValid()
                 ? tr("A camera that is known by its address alone has no recordings to play.")
                 : tr("The device refuses to play this recording.");
     });
@@ -223,8 +224,8 @@ void PlaybackView::begin()
     m_waitsForEnd = PlaybackThread::isPlaying(m_camera.link, m_camera.channel);
     if (!m_waitsForEnd) {
         init(m_camera.link, m_camera.channel);
-        setVodStartPara({forDevice(of(m_day)), forDevice(of(m_day) + dayMs),
-                         forDevice(m_position)});
+        setVodStartPara(
+            {forDevice(of(m_day)), forDevice(of(m_day) + dayMs), forDevice(m_position)});
         if (start())
             setVolume(m_volume);
     }
@@ -325,7 +326,8 @@ void PlaybackView::sendSeek(qint64 time)
     m_sinceSeek.start();
     seekFile(forDevice(time));
     // Behind it, in the queue.
-    QMetaObject::invokeMethod(this, [this, time] { noteSeek(time); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        this, [this, time] { noteSeek(time); }, Qt::QueuedConnection);
 }
 
 void PlaybackView::noteSeek(qint64 time)

@@ -132,31 +132,31 @@ private:
 
     PlaybackState m_state = PlaybackState::Empty;
     bool m_wanted = false;
-    bool m_held = false;           ///< as a person wants it
-    bool m_isParked = false;       ///< until others are as far
-    bool m_isGap = false;          ///< which will take long
-    bool m_isPaused = false;       ///< as the device has been told
-    bool m_ended = false;          ///< the last play came to the end of the recording
-    bool m_waitsForEnd = false;    ///< for that of the last playback of the channel
-    bool m_isGone = false;         ///< the link was lost while it was played
-    bool m_isSilent = false;       ///< the device sends nothing
-    bool m_isLeaving = false;      ///< play is being ended from here
-    bool m_isOpen = false;         ///< the device plays
-    bool m_hasPicture = false;     ///< since then
-    QString m_reason;              ///< why the last play has failed
+    bool m_held = false;        ///< as a person wants it
+    bool m_isParked = false;    ///< until others are as far
+    bool m_isGap = false;       ///< which will take long
+    bool m_isPaused = false;    ///< as the device has been told
+    bool m_ended = false;       ///< the last play came to the end of the recording
+    bool m_waitsForEnd = false; ///< for that of the last playback of the channel
+    bool m_isGone = false;      ///< the link was lost while it was played
+    bool m_isSilent = false;    ///< the device sends nothing
+    bool m_isLeaving = false;   ///< play is being ended from here
+    bool m_isOpen = false;      ///< the device plays
+    bool m_hasPicture = false;  ///< since then
+    QString m_reason;           ///< why the last play has failed
     double m_speed = 1;
-    int m_volume = 100;            ///< percent
+    int m_volume = 100; ///< percent
     bool m_hasSound = false;
 
     qint64 m_position = recordingtime::none;
-    qint64 m_nextTime = recordingtime::none; ///< of the picture that comes next
-    int m_nextSeek = 0;                      ///< which it belongs to
-    int m_seek = 0;                          ///< the last one that the device was asked for
-    bool m_isSeeking = false;                ///< no picture since
+    qint64 m_nextTime = recordingtime::none;  ///< of the picture that comes next
+    int m_nextSeek = 0;                       ///< which it belongs to
+    int m_seek = 0;                           ///< the last one that the device was asked for
+    bool m_isSeeking = false;                 ///< no picture since
     qint64 m_seekAfter = recordingtime::none; ///< the next one, once that is done
     QElapsedTimer m_sinceSeek;
-    QElapsedTimer m_sinceShown;              ///< since the time over the picture was drawn
-    QElapsedTimer m_sinceLook;               ///< at what is recorded
+    QElapsedTimer m_sinceShown; ///< since the time over the picture was drawn
+    QElapsedTimer m_sinceLook;  ///< at what is recorded
     QSize m_pictureSize;
     bool m_saving = false;
 };

@@ -14,8 +14,8 @@ void PlaybackView::toggleMuted()
     const bool muted = !widgetPara.muted;
     widgetPara.muted = muted; // kept also while nothing plays
     setMuted(muted);
-    notice(!m_hasSound ? tr("This recording has no sound")
-           : muted     ? tr("Sound off")
+    notice(!m_hasSound                   ? tr("This recording has no sound")
+           : muted                       ? tr("Sound off")
            : qFuzzyCompare(m_speed, 1.0) ? tr("Sound on")
                                          : tr("Sound on, at the speed of recording"));
     emit changed();

@@ -57,7 +57,7 @@ QString recordingsTable(const QVector<RecordedFile> &files)
         bytes += file.bytes;
         seconds += qMax(0.0, file.seconds);
     }
-    return textTable(rows, {1, 2})
-            + QStringLiteral("recordings %1, %2, %3\n")
-                      .arg(QString::number(files.size()), lengthText(seconds), sizeText(bytes));
+    return textTable(rows, {1, 2}) +
+           QStringLiteral("recordings %1, %2, %3\n")
+               .arg(QString::number(files.size()), lengthText(seconds), sizeText(bytes));
 }

@@ -9,7 +9,7 @@
 /// A file of a recording that has ended, for the table at the end.
 struct RecordedFile
 {
-    int view = 0;        ///< number of the view, from 1 on
+    int view = 0; ///< number of the view, from 1 on
     QString path;
     qint64 bytes = 0;
     double seconds = -1; ///< as a player reads it; below 0: it cannot be read

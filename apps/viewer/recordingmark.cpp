@@ -15,10 +15,14 @@ constexpr int kGapBelowName = 4; ///< pixels
 QString textOf(RecordingState state, qint64 writtenMs)
 {
     switch (state) {
-    case RecordingState::Off: break;
-    case RecordingState::Waiting: return RecordingMark::tr("Recording waits for pictures");
-    case RecordingState::Writing: return RecordingMark::tr("REC %1").arg(durationText(writtenMs));
-    case RecordingState::Failing: return RecordingMark::tr("NOT recording: the file does not grow");
+    case RecordingState::Off:
+        break;
+    case RecordingState::Waiting:
+        return RecordingMark::tr("Recording waits for pictures");
+    case RecordingState::Writing:
+        return RecordingMark::tr("REC %1").arg(durationText(writtenMs));
+    case RecordingState::Failing:
+        return RecordingMark::tr("NOT recording: the file does not grow");
     }
     return QString();
 }
@@ -52,14 +56,14 @@ bool RecordingMark::eventFilter(QObject *watched, QEvent *event)
 void RecordingMark::place()
 {
     const int room = parentWidget()->width() - 2 * ViewLabels::kOffset;
-    m_picture = m_text.isEmpty() ? QImage()
-                                 : theme::label(m_text, devicePixelRatioF(), room, m_dot);
+    m_picture =
+        m_text.isEmpty() ? QImage() : theme::label(m_text, devicePixelRatioF(), room, m_dot);
     setVisible(!m_picture.isNull());
     if (m_picture.isNull())
         return;
-    setGeometry(QRect(QPoint(ViewLabels::kOffset,
-                             ViewLabels::kOffset + theme::labelHeight() + kGapBelowName),
-                      m_picture.size() / m_picture.devicePixelRatio()));
+    setGeometry(QRect(
+        QPoint(ViewLabels::kOffset, ViewLabels::kOffset + theme::labelHeight() + kGapBelowName),
+        m_picture.size() / m_picture.devicePixelRatio()));
     update();
 }
 

@@ -43,7 +43,7 @@ QDateTime forDevice(qint64 time)
 QString clockText(qint64 time, bool thousandths)
 {
     return QDateTime::fromMSecsSinceEpoch(time, Qt::UTC)
-            .toString(thousandths ? QStringLiteral("HH:mm:ss.zzz") : QStringLiteral("HH:mm:ss"));
+        .toString(thousandths ? QStringLiteral("HH:mm:ss.zzz") : QStringLiteral("HH:mm:ss"));
 }
 
 QString text(qint64 time, bool thousandths)

@@ -50,6 +50,6 @@ QString durationText(qint64 milliseconds)
     const QString tail = two(seconds % 60);
     if (seconds < 3600)
         return QString::number(seconds / 60) + QLatin1Char(':') + tail;
-    return QString::number(seconds / 3600) + QLatin1Char(':') + two(seconds / 60 % 60)
-            + QLatin1Char(':') + tail;
+    return QString::number(seconds / 3600) + QLatin1Char(':') + two(seconds / 60 % 60) +
+           QLatin1Char(':') + tail;
 }

@@ -35,8 +35,8 @@ private:
     RecordingState m_state = RecordingState::Off;
     QString m_file;
     qint64 m_size = -1;
-    qint64 m_lookedAt = -1;  ///< -1: not yet
-    qint64 m_grownAt = -1;   ///< or since when the camera is live; -1: it is not
+    qint64 m_lookedAt = -1; ///< -1: not yet
+    qint64 m_grownAt = -1;  ///< or since when the camera is live; -1: it is not
     qint64 m_writtenMs = 0;
 };
 

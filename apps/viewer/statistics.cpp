@@ -74,19 +74,19 @@ QString summaryTable(const QVector<ViewSummary> &views, double cpuPercent)
     for (int i = 0; i < views.size(); ++i) {
         const ViewSummary &view = views[i];
         rows.append({QString::number(i + 1), view.name,
-                     view.size.isEmpty() ? QStringLiteral("-")
-                                         : QStringLiteral("%1x%2").arg(view.size.width())
-                                                   .arg(view.size.height()),
+                     view.size.isEmpty()
+                         ? QStringLiteral("-")
+                         : QStringLiteral("%1x%2").arg(view.size.width()).arg(view.size.height()),
                      QString::number(view.pictures), QString::number(view.rate, 'f', 1),
                      view.state});
         pictures += view.pictures;
         rate += view.rate;
         showing += view.pictures > 0;
     }
-    return textTable(rows, {3, 4})
-            + QStringLiteral("streams %1, with pictures %2, pictures shown %3, %4 per second, "
-                             "CPU %5 % of one core\n")
-                      .arg(QString::number(views.size()), QString::number(showing),
-                           QString::number(pictures), QString::number(rate, 'f', 1),
-                           QString::number(cpuPercent, 'f', 0));
+    return textTable(rows, {3, 4}) +
+           QStringLiteral("streams %1, with pictures %2, pictures shown %3, %4 per second, "
+                          "CPU %5 % of one core\n")
+               .arg(QString::number(views.size()), QString::number(showing),
+                    QString::number(pictures), QString::number(rate, 'f', 1),
+                    QString::number(cpuPercent, 'f', 0));
 }

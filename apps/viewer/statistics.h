@@ -51,10 +51,10 @@ struct ViewSummary
 {
     QString name;
     QString state;
-    QSize size;          ///< pixels; empty if no picture has come
+    QSize size; ///< pixels; empty if no picture has come
     quint64 pictures = 0;
-    double rate = 0;     ///< pictures per second
-    CameraFiles files;   ///< where its recordings lie
+    double rate = 0;   ///< pictures per second
+    CameraFiles files; ///< where its recordings lie
 };
 
 /// Columns in line, those of `numbers` (from 0 on) to the right. Each row has as many texts as the

@@ -24,8 +24,8 @@ StatusOverlay::StatusOverlay(QWidget *parent) : QWidget(parent)
 
 void StatusOverlay::showMessage(const Message &message)
 {
-    if (isVisible() && message.icon == m_message.icon && message.title == m_message.title
-        && message.detail == m_message.detail && message.veil == m_message.veil)
+    if (isVisible() && message.icon == m_message.icon && message.title == m_message.title &&
+        message.detail == m_message.detail && message.veil == m_message.veil)
         return;
     if (message.icon != m_message.icon)
         m_icon = theme::icon(message.icon);
@@ -47,8 +47,8 @@ void StatusOverlay::paintEvent(QPaintEvent *)
     const QRect unbounded(0, 0, width, height());
     const QRect title = QFontMetrics(titleFont).boundingRect(unbounded, wrapped, m_message.title);
     const QRect detail = fontMetrics().boundingRect(unbounded, wrapped, m_message.detail);
-    const bool withDetail = !m_message.detail.isEmpty()
-            && title.height() + detail.height() + 4 * theme::gap < height();
+    const bool withDetail =
+        !m_message.detail.isEmpty() && title.height() + detail.height() + 4 * theme::gap < height();
 
     int total = title.height() + (withDetail ? detail.height() + theme::gap : 0);
     constexpr int iconRoom = kIconSize + 2 * theme::gap;
@@ -75,7 +75,7 @@ void StatusOverlay::paintEvent(QPaintEvent *)
         painter.drawText(QRect(left, top, width, detail.height()), wrapped, m_message.detail);
     }
     // Where the name stands while the picture is live.
-    painter.drawImage(QPointF(ViewLabels::kOffset, ViewLabels::kOffset),
-                      theme::label(m_message.name, devicePixelRatioF(),
-                                   this->width() - 2 * ViewLabels::kOffset));
+    painter.drawImage(
+        QPointF(ViewLabels::kOffset, ViewLabels::kOffset),
+        theme::label(m_message.name, devicePixelRatioF(), this->width() - 2 * ViewLabels::kOffset));
 }

@@ -15,11 +15,11 @@ class StatusOverlay final : public QWidget
 public:
     struct Message
     {
-        QString icon;          ///< name for theme::icon()
+        QString icon; ///< name for theme::icon()
         QString title;
-        QString detail;        ///< may have several lines; wrapped to the width
-        QString name;          ///< of the camera, in the corner
-        bool veil = false;     ///< lets the old picture shine through darkly
+        QString detail;    ///< may have several lines; wrapped to the width
+        QString name;      ///< of the camera, in the corner
+        bool veil = false; ///< lets the old picture shine through darkly
     };
 
     explicit StatusOverlay(QWidget *parent = nullptr);

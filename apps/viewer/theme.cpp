@@ -130,8 +130,8 @@ void apply(QApplication &application)
 QIcon icon(const QString &name)
 {
     const QIcon drawing(name.startsWith(QLatin1Char(':'))
-                                ? name
-                                : QStringLiteral(":/viewer/icons/%1.svg").arg(name));
+                            ? name
+                            : QStringLiteral(":/viewer/icons/%1.svg").arg(name));
     // What Qt makes of near-white strokes for a disabled button can hardly be told from enabled,
     // and an icon that draws itself from SVG takes no pictures of ours beside it.
     QIcon icon;
@@ -192,8 +192,8 @@ QImage label(const QString &text, qreal devicePixelRatio, int width, const QColo
     painter.drawRoundedRect(QRect(QPoint(0, 0), size), 5, 5);
     if (dot.isValid()) {
         painter.setBrush(dot);
-        painter.drawEllipse(QRectF(kLabelPadding, (size.height() - kDotSize) / 2.0, kDotSize,
-                                   kDotSize));
+        painter.drawEllipse(
+            QRectF(kLabelPadding, (size.height() - kDotSize) / 2.0, kDotSize, kDotSize));
     }
     painter.setFont(QApplication::font());
     painter.setPen(theme::text);

@@ -14,20 +14,20 @@ class QCalendarWidget;
 /// Colours, sizes and small drawn parts of the viewer: dark, calm, one accent.
 namespace theme {
 
-extern const QColor window;  ///< behind everything
-extern const QColor bar;     ///< bars, lists and what belongs to them
-extern const QColor view;    ///< a view without a picture
-extern const QColor frame;   ///< of a view that is not selected
-extern const QColor line;    ///< separators
+extern const QColor window; ///< behind everything
+extern const QColor bar;    ///< bars, lists and what belongs to them
+extern const QColor view;   ///< a view without a picture
+extern const QColor frame;  ///< of a view that is not selected
+extern const QColor line;   ///< separators
 extern const QColor text;
 extern const QColor dimText;
-extern const QColor accent;  ///< the selected view, and what is switched on
+extern const QColor accent; ///< the selected view, and what is switched on
 extern const QColor warning;
 extern const QColor recording;
 
-constexpr int gap = 8;           ///< pixels, the unit of all distances
-constexpr int barHeight = 44;    ///< pixels
-constexpr int iconSize = 20;     ///< pixels
+constexpr int gap = 8;        ///< pixels, the unit of all distances
+constexpr int barHeight = 44; ///< pixels
+constexpr int iconSize = 20;  ///< pixels
 
 /// Gives the application palette, font size and style sheet.
 void apply(QApplication &application);

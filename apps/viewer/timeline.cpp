@@ -15,14 +15,14 @@ using namespace recordingtime;
 
 namespace {
 
-constexpr int kBarInset = 3;          ///< pixels of a row above and below what is recorded
-constexpr int kLeastForNames = 60;     ///< pixels
-constexpr int kLabelRoom = 72;        ///< pixels from label to label
-constexpr int kEdgeReach = 5;         ///< pixels
+constexpr int kBarInset = 3;       ///< pixels of a row above and below what is recorded
+constexpr int kLeastForNames = 60; ///< pixels
+constexpr int kLabelRoom = 72;     ///< pixels from label to label
+constexpr int kEdgeReach = 5;      ///< pixels
 constexpr double kZoomPerNotch = 1.4;
 constexpr double kZoomPerKey = 2;
-constexpr int kNotch = 120;           ///< of a wheel, as Qt counts
-constexpr int kPanPerNotch = 80;      ///< pixels
+constexpr int kNotch = 120;      ///< of a wheel, as Qt counts
+constexpr int kPanPerNotch = 80; ///< pixels
 constexpr qint64 kShortestMarkMs = secondMs;
 
 const QColor kMarkColour(0xE0, 0xA4, 0x58, 70);
@@ -186,8 +186,8 @@ void TimeLine::mousePressEvent(QMouseEvent *event)
         return; // on a name
     else if (isNearMarkEdge(x, &m_markFrom) && (m_marksByDragging || event->y() < kRulerHeight))
         m_drag = Drag::Mark;
-    else if (event->button() == Qt::RightButton || event->modifiers() & Qt::ShiftModifier
-             || m_marksByDragging) {
+    else if (event->button() == Qt::RightButton || event->modifiers() & Qt::ShiftModifier ||
+             m_marksByDragging) {
         m_drag = Drag::Mark;
         m_markFrom = m_scale.timeAt(x);
         return; // a click marks nothing
@@ -203,8 +203,8 @@ void TimeLine::mouseMoveEvent(QMouseEvent *event)
     m_hoverX = x >= placeOf(0).left() && x <= placeOf(0).right() ? x : -1;
     if (m_drag == Drag::None) {
         qint64 otherEdge = 0;
-        const bool onEdge = isNearMarkEdge(x, &otherEdge)
-                && (m_marksByDragging || event->y() < kRulerHeight);
+        const bool onEdge =
+            isNearMarkEdge(x, &otherEdge) && (m_marksByDragging || event->y() < kRulerHeight);
         setCursor(onEdge ? Qt::SizeHorCursor : Qt::ArrowCursor);
     } else {
         dragTo(x);
@@ -216,13 +216,18 @@ void TimeLine::dragTo(int x)
 {
     const qint64 time = m_scale.timeAt(x);
     switch (m_drag) {
-    case Drag::None: break;
-    case Drag::Time: emit timeChosen(m_dragRow, time); break;
+    case Drag::None:
+        break;
+    case Drag::Time:
+        emit timeChosen(m_dragRow, time);
+        break;
     case Drag::Mark:
         if (qAbs(time - m_markFrom) >= kShortestMarkMs)
             setMark({qMin(time, m_markFrom), qMax(time, m_markFrom)});
         break;
-    case Drag::Pan: m_scale.pan(x - m_dragX); break;
+    case Drag::Pan:
+        m_scale.pan(x - m_dragX);
+        break;
     case Drag::Strip: {
         // The middle of what is seen goes where the pointer is on the strip, which is all the day.
         const QRect place = strip();
@@ -230,8 +235,8 @@ void TimeLine::dragTo(int x)
         const TimeSpan &whole = m_scale.whole();
         const qint64 middle = whole.begin + qint64(part * whole.length());
         const TimeSpan &seen = m_scale.visible();
-        m_scale.pan(int(double(seen.begin + seen.length() / 2 - middle) * place.width()
-                        / seen.length()));
+        m_scale.pan(
+            int(double(seen.begin + seen.length() / 2 - middle) * place.width() / seen.length()));
         break;
     }
     }
@@ -422,8 +427,8 @@ bool TimeLine::isHovered() const
 QRect TimeLine::flagOf(qint64 time) const
 {
     const int room = fontMetrics().horizontalAdvance(clockText(time)) + theme::gap;
-    const int left = qBound(placeOf(0).left(), m_scale.xOf(time) - room / 2,
-                            placeOf(0).right() - room);
+    const int left =
+        qBound(placeOf(0).left(), m_scale.xOf(time) - room / 2, placeOf(0).right() - room);
     return QRect(left, 1, room, kRulerHeight - 6);
 }
 

@@ -21,8 +21,8 @@ public:
     struct Row
     {
         QString name;
-        bool isKnown = false;        ///< whether `recorded` tells what is there
-        QVector<TimeSpan> recorded;  ///< joined
+        bool isKnown = false;       ///< whether `recorded` tells what is there
+        QVector<TimeSpan> recorded; ///< joined
         qint64 position = recordingtime::none;
     };
 
@@ -98,7 +98,7 @@ private:
     void drawStrip(QPainter *painter) const;
 
     QDate m_day;
-    int m_namesWidth = 0;   ///< pixels before the line
+    int m_namesWidth = 0; ///< pixels before the line
     TimeScale m_scale;
     QVector<Row> m_rows;
     int m_selected = 0;
@@ -106,7 +106,7 @@ private:
     bool m_marksByDragging = false;
     Drag m_drag = Drag::None;
     int m_dragRow = -1;
-    int m_dragX = 0;        ///< where it was last, pixels
-    qint64 m_markFrom = 0;  ///< the edge that stays
-    int m_hoverX = -1;      ///< pixels; -1: the pointer is elsewhere
+    int m_dragX = 0;       ///< where it was last, pixels
+    qint64 m_markFrom = 0; ///< the edge that stays
+    int m_hoverX = -1;     ///< pixels; -1: the pointer is elsewhere
 };

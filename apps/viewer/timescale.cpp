@@ -14,12 +14,11 @@ struct Step
     qint64 length;
     int parts;
 };
-constexpr Step kSteps[] = {{secondMs, 5},       {2 * secondMs, 4},  {5 * secondMs, 5},
-                           {10 * secondMs, 5},  {30 * secondMs, 3}, {minuteMs, 6},
-                           {2 * minuteMs, 4},   {5 * minuteMs, 5},  {10 * minuteMs, 5},
-                           {30 * minuteMs, 3},  {hourMs, 4},        {2 * hourMs, 4},
-                           {3 * hourMs, 3},     {6 * hourMs, 6},    {12 * hourMs, 4},
-                           {24 * hourMs, 4}};
+constexpr Step kSteps[] = {
+    {secondMs, 5},      {2 * secondMs, 4},  {5 * secondMs, 5}, {10 * secondMs, 5},
+    {30 * secondMs, 3}, {minuteMs, 6},      {2 * minuteMs, 4}, {5 * minuteMs, 5},
+    {10 * minuteMs, 5}, {30 * minuteMs, 3}, {hourMs, 4},       {2 * hourMs, 4},
+    {3 * hourMs, 3},    {6 * hourMs, 6},    {12 * hourMs, 4},  {24 * hourMs, 4}};
 
 Step stepFor(double pixelsPerMs, int labelRoom)
 {

@@ -16,8 +16,8 @@ public:
 
     struct Tick
     {
-        int x = 0;      ///< pixels
-        QString label;  ///< empty: a short stroke
+        int x = 0;     ///< pixels
+        QString label; ///< empty: a short stroke
     };
 
     /// All of a stretch, which is never left.

@@ -67,8 +67,7 @@ void ToolBar::showView(const LiveView *view, bool enlarged, bool fullScreen)
     const bool recording = view && view->isRecording();
     setLook(m_record, recording ? "recording" : "record",
             recording ? tr("End the recording (R)") : tr("Record (R), all cameras (Shift+R)"));
-    setLook(m_play, wanted ? "stop" : "play",
-            wanted ? tr("Stop (Space)") : tr("Start (Space)"));
+    setLook(m_play, wanted ? "stop" : "play", wanted ? tr("Stop (Space)") : tr("Start (Space)"));
     const bool muted = !view || view->isMuted();
     setLook(m_sound, muted ? ":/primary/close_volume.svg" : ":/primary/volume.svg",
             muted ? tr("Sound on (M)") : tr("Sound off (M), louder (+), quieter (-)"));

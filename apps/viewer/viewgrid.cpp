@@ -41,8 +41,8 @@ int ViewGrid::sizeFor(int cameras)
 
 LiveView *ViewGrid::makeView(const Camera &camera)
 {
-    auto *view = new LiveView(camera, m_transport, CameraFiles(m_filesFolder, camera.fileName()),
-                              this);
+    auto *view =
+        new LiveView(camera, m_transport, CameraFiles(m_filesFolder, camera.fileName()), this);
     connect(view, &LiveView::selected, this, [this, view] {
         m_selected = view;
         emit changed();
@@ -114,9 +114,8 @@ LiveView *ViewGrid::put(LiveView *view, const Camera &camera)
 
 LiveView *ViewGrid::emptyView() const
 {
-    const auto found = std::find_if(m_views.begin(), m_views.end(), [](const LiveView *view) {
-        return !view->camera().isValid();
-    });
+    const auto found = std::find_if(m_views.begin(), m_views.end(),
+                                    [](const LiveView *view) { return !view->camera().isValid(); });
     return found == m_views.end() ? nullptr : *found;
 }
 

@@ -53,8 +53,8 @@ void ViewLabels::toggle()
 void ViewLabels::updateClock()
 {
     const QString clock = m_clockText.isEmpty()
-            ? QDateTime::currentDateTime().toString("yyyy-MM-dd HH:mm:ss")
-            : m_clockText;
+                              ? QDateTime::currentDateTime().toString("yyyy-MM-dd HH:mm:ss")
+                              : m_clockText;
     if (!m_visible || clock == m_clock)
         return;
     m_clock = clock;
@@ -81,8 +81,8 @@ void ViewLabels::notice(const QString &text)
 
 void ViewLabels::placeNotice()
 {
-    const QImage picture = theme::label(m_notice, m_view->devicePixelRatioF(),
-                                        m_view->width() - 2 * kOffset);
+    const QImage picture =
+        theme::label(m_notice, m_view->devicePixelRatioF(), m_view->width() - 2 * kOffset);
     place(kNoticeLabel, picture,
           QPoint((m_view->width() - widthOf(picture)) / 2,
                  m_view->height() - m_bottomRoom - theme::labelHeight() - kOffset));

@@ -44,16 +44,23 @@ WidgetPara make(const QString &cameraName)
     look.banner.bgColor = theme::window;
     look.banner.textColor = theme::text;
     look.banner.pressColor = theme::accent;
-    look.banner.names = QStringList{stopButton, soundOffButton, talkOffButton,
-                                    scaleButton, zoomButton, saveButton, recordButton,
-                                    enlargeButton};
-    look.banner.icons = QStringList{":/viewer/icons/stop.svg", kSoundOffIcon, kTalkOffIcon,
-                                    scaleIcon(look.scaleMode), ":/primary/digital-zoom.svg",
-                                    ":/primary/snap.svg", recordIcon(false),
+    look.banner.names = QStringList{stopButton, soundOffButton, talkOffButton, scaleButton,
+                                    zoomButton, saveButton,     recordButton,  enlargeButton};
+    look.banner.icons = QStringList{":/viewer/icons/stop.svg",
+                                    kSoundOffIcon,
+                                    kTalkOffIcon,
+                                    scaleIcon(look.scaleMode),
+                                    ":/primary/digital-zoom.svg",
+                                    ":/primary/snap.svg",
+                                    recordIcon(false),
                                     ":/viewer/icons/enlarge.svg"};
-    look.banner.tips = QStringList{tr("Stop"), tr("Sound on or off"), tr("Talk to the device"),
-                                   tr("Fit, fill, or own size"), tr("Digital zoom"),
-                                   tr("Save the picture"), tr("Start or end a recording"),
+    look.banner.tips = QStringList{tr("Stop"),
+                                   tr("Sound on or off"),
+                                   tr("Talk to the device"),
+                                   tr("Fit, fill, or own size"),
+                                   tr("Digital zoom"),
+                                   tr("Save the picture"),
+                                   tr("Start or end a recording"),
                                    tr("Show only this camera, or all")};
     return look;
 }
@@ -61,9 +68,12 @@ WidgetPara make(const QString &cameraName)
 QString scaleIcon(ScaleMode mode)
 {
     switch (mode) {
-    case ScaleMode_Aspect: return QStringLiteral(":/viewer/icons/scale-fit.svg");
-    case ScaleMode_Fill: return QStringLiteral(":/viewer/icons/scale-fill.svg");
-    case ScaleMode_Auto: break;
+    case ScaleMode_Aspect:
+        return QStringLiteral(":/viewer/icons/scale-fit.svg");
+    case ScaleMode_Fill:
+        return QStringLiteral(":/viewer/icons/scale-fill.svg");
+    case ScaleMode_Auto:
+        break;
     }
     return QStringLiteral(":/viewer/icons/scale-own.svg");
 }
@@ -98,7 +108,7 @@ QString styleSheet()
     // The banner's text would else stand on a ground of its own.
     return QStringLiteral("*{background-color:%1;}"
                           "#bannerWidget QLabel{background-color:rgba(0,0,0,0);}")
-            .arg(theme::view.name());
+        .arg(theme::view.name());
 }
 
 } // namespace viewlook

@@ -64,8 +64,8 @@ void ViewRecorder::tick(const AbstractVideoThread *thread, bool cameraIsLive)
 {
     if (thread && !thread->isRecording(AbstractVideoThread::MANUAL_RECORD))
         threadChanged();
-    const QString name = thread ? thread->getFileName(AbstractVideoThread::MANUAL_RECORD)
-                                : QString();
+    const QString name =
+        thread ? thread->getFileName(AbstractVideoThread::MANUAL_RECORD) : QString();
     const QFileInfo file(name);
     m_watch.look(m_clock.elapsed(), name, !name.isEmpty() && file.exists() ? file.size() : -1,
                  cameraIsLive);

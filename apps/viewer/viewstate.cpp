@@ -55,8 +55,8 @@ StatusOverlay::Message describe(const ViewFacts &facts)
         message.icon = facts.isSwitching ? QStringLiteral("wait") : QStringLiteral("no-signal");
         message.title = facts.isSwitching ? tr("Changing the stream") : tr("No signal");
         message.detail = facts.reason.isEmpty()
-                ? lastPicture(facts)
-                : facts.reason + QLatin1Char('\n') + lastPicture(facts);
+                             ? lastPicture(facts)
+                             : facts.reason + QLatin1Char('\n') + lastPicture(facts);
         message.veil = true;
         break;
     case ViewState::Live:
@@ -77,13 +77,17 @@ StatusOverlay::Message describeEmpty()
 QString stateText(const ViewFacts &facts)
 {
     switch (facts.state) {
-    case ViewState::Stopped: return QStringLiteral("stopped");
-    case ViewState::Live: return QStringLiteral("live");
-    case ViewState::NoSignal: return QStringLiteral("no signal");
-    case ViewState::Connecting: break;
+    case ViewState::Stopped:
+        return QStringLiteral("stopped");
+    case ViewState::Live:
+        return QStringLiteral("live");
+    case ViewState::NoSignal:
+        return QStringLiteral("no signal");
+    case ViewState::Connecting:
+        break;
     }
     if (facts.reason.isEmpty())
         return facts.wasLive ? QStringLiteral("no signal") : QStringLiteral("connecting");
-    return (facts.wasLive ? QStringLiteral("no signal: ") : QStringLiteral("no picture: "))
-            + facts.reason.simplified();
+    return (facts.wasLive ? QStringLiteral("no signal: ") : QStringLiteral("no picture: ")) +
+           facts.reason.simplified();
 }

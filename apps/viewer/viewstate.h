@@ -22,10 +22,10 @@ enum class ViewState {
 struct ViewFacts
 {
     ViewState state = ViewState::Stopped;
-    bool isOpen = false;      ///< the stream could be opened
-    bool isFailing = false;   ///< an attempt has failed, or it takes unusually long
-    bool wasLive = false;     ///< since the view is wanted
-    QString reason;           ///< why there is no picture, if it is known
+    bool isOpen = false;    ///< the stream could be opened
+    bool isFailing = false; ///< an attempt has failed, or it takes unusually long
+    bool wasLive = false;   ///< since the view is wanted
+    QString reason;         ///< why there is no picture, if it is known
     QDateTime lastPictureAt;
     bool isSwitching = false; ///< another stream was chosen, and its first picture is to come
 };

@@ -61,8 +61,9 @@ RunResult planes(const QString &url)
     QObject receiver;
     using Planar = void (AbstractVideoThread::*)(int, int, quint8 *, quint8 *, quint8 *, quint32,
                                                  quint32, quint32);
-    QObject::connect(&thread, static_cast<Planar>(&AbstractVideoThread::receiveFrame), &receiver,
-                     [&result] { ++result.frames; }, Qt::BlockingQueuedConnection);
+    QObject::connect(
+        &thread, static_cast<Planar>(&AbstractVideoThread::receiveFrame), &receiver,
+        [&result] { ++result.frames; }, Qt::BlockingQueuedConnection);
     thread.setVideoUrl(url);
     thread.setVideoMode(VideoMode_Opengl);
     thread.setReadTimeout(0); // the end of the clip ends the thread
@@ -168,16 +169,16 @@ QString makeClip(const QTemporaryDir &dir, const QString &encoder, const QString
 {
     const QString file = dir.filePath(encoder + size + QStringLiteral(".ts"));
     const QStringList tuning =
-            encoder == QLatin1String("libx264")
-                    ? QStringList{"-tune", "zerolatency", "-x264-params", "threads=1:keyint=25"}
-                    : QStringList{"-x265-params", "log-level=none:bframes=0:keyint=25"};
+        encoder == QLatin1String("libx264")
+            ? QStringList{"-tune", "zerolatency", "-x264-params", "threads=1:keyint=25"}
+            : QStringList{"-x265-params", "log-level=none:bframes=0:keyint=25"};
     const int result = QProcess::execute(
-            QStringLiteral("ffmpeg"),
-            QStringList{"-v", "error", "-f", "lavfi", "-i",
-                        QStringLiteral("testsrc2=size=%1:rate=25,noise=alls=4:allf=t").arg(size),
-                        "-frames:v", QString::number(kFrames), "-crf", "28", "-pix_fmt", "yuv420p", "-c:v",
-                        encoder, "-preset", "veryfast"} +
-                    tuning + QStringList{"-f", "mpegts", file});
+        QStringLiteral("ffmpeg"),
+        QStringList{"-v", "error", "-f", "lavfi", "-i",
+                    QStringLiteral("testsrc2=size=%1:rate=25,noise=alls=4:allf=t").arg(size),
+                    "-frames:v", QString::number(kFrames), "-crf", "28", "-pix_fmt", "yuv420p",
+                    "-c:v", encoder, "-preset", "veryfast"} +
+            tuning + QStringList{"-f", "mpegts", file});
     return result == 0 ? file : QString();
 }
 
@@ -232,14 +233,16 @@ int main(int argc, char **argv)
             }
             const QString clip = QString(QLatin1String(encoder)).mid(3) + QLatin1Char(' ') + size;
             ClipServer fast(file, 0);
-            compare("planes", clip, [&] { return planes(fast.url()); },
-                    [&] { return bareLoop(fast.url()); });
+            compare(
+                "planes", clip, [&] { return planes(fast.url()); },
+                [&] { return bareLoop(fast.url()); });
             // Paced, so that every picture is painted and none is merged with the next: the clip
             // of 10 s in about 5 s.
             ClipServer paced(file, QFile(file).size() / 5);
             const QSize window(640, 360);
-            compare("painter", clip, [&] { return painter(paced.url(), window); },
-                    [&] { return barePainter(paced.url(), window); });
+            compare(
+                "painter", clip, [&] { return painter(paced.url(), window); },
+                [&] { return barePainter(paced.url(), window); });
         }
     }
     return 0;

@@ -48,10 +48,10 @@ RunResult bareLoop(const QString &url, const std::function<void(const QImage &)>
             ++result.frames;
             if (onImage) {
                 if (!scaler) {
-                    scaler = sws_getContext(frame->width, frame->height,
-                                            AVPixelFormat(frame->format), frame->width,
-                                            frame->height, AV_PIX_FMT_BGRA, SWS_FAST_BILINEAR,
-                                            nullptr, nullptr, nullptr);
+                    scaler =
+                        sws_getContext(frame->width, frame->height, AVPixelFormat(frame->format),
+                                       frame->width, frame->height, AV_PIX_FMT_BGRA,
+                                       SWS_FAST_BILINEAR, nullptr, nullptr, nullptr);
                     image = QImage(frame->width, frame->height, QImage::Format_RGB32);
                 }
                 uint8_t *target[4] = {image.bits()};

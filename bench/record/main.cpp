@@ -111,11 +111,10 @@ int main(int argc, char **argv)
         return record(arguments[3], arguments[4], arguments[2] == QLatin1String("packets"));
     const bool onlyCalls = arguments.value(1) == QLatin1String("--calls");
     QTemporaryDir dir;
-    const char *heading =
-        onlyCalls
-            ? "source          call us      bare us\n"
-            : "source     form        cpu s   ffmpeg ratio   wall s   ffmpeg ratio peak MiB   ffmpeg "
-              "ratio      call us      bare us\n";
+    const char *heading = onlyCalls ? "source          call us      bare us\n"
+                                    : "source     form        cpu s   ffmpeg ratio   wall s   "
+                                      "ffmpeg ratio peak MiB   ffmpeg "
+                                      "ratio      call us      bare us\n";
     std::fputs(heading, stdout);
     for (const Source &source : kSources) {
         const QString file = makeSource(dir, source);

@@ -6,8 +6,8 @@
 // Watches the screen of an Xvfb through the file of its option -fbdir: the X server has it mapped
 // anyway, so looking costs the server and the player nothing. Every so many microseconds it reads
 // the picture counter of each tile, and writes a line "TILE COUNTER NANOSECONDS" when that has
-// changed, by CLOCK_MONOTONIC. A number of microseconds on its standard input is the new pause between
-// two looks. It ends with that input.
+// changed, by CLOCK_MONOTONIC. A number of microseconds on its standard input is the new pause
+// between two looks. It ends with that input.
 #include "simulator/scene/counterrow.h"
 
 #include <arpa/inet.h>
@@ -29,7 +29,7 @@
 
 namespace {
 
-constexpr std::uint8_t kHalf = 128; ///< of a colour
+constexpr std::uint8_t kHalf = 128;  ///< of a colour
 constexpr long kMostMicros = 999999; ///< of a pause
 
 /// The mapped screen, 32 bits per pixel, as XWD lays it out: a header in big-endian words, the

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// Downloads a span of what a recorder has on its disk into MP4 files. The recorder is simulated, with
-// four channels (0 to 3) that have recorded all of the past.
+// Downloads a span of what a recorder has on its disk into MP4 files. The recorder is simulated,
+// with four channels (0 to 3) that have recorded all of the past.
 //   vantra-download --begin 2026-03-14T10:00:00 --seconds 60 --channel 2 --interval 20 --sound
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_vod/orvovoddlthread.h"
@@ -22,9 +22,12 @@ int main(int argc, char *argv[])
     QTextStream out(stdout), err(stderr);
     QCommandLineParser line;
     const QDateTime hourAgo = QDateTime::currentDateTime().addSecs(-3600);
-    line.addOptions({{"out", "", "DIR", "."}, {"channel", "", "N", "0"}, {"sound", ""},
+    line.addOptions({{"out", "", "DIR", "."},
+                     {"channel", "", "N", "0"},
+                     {"sound", ""},
                      {"begin", "", "TIME", hourAgo.toString(Qt::ISODate)},
-                     {"seconds", "", "N", "60"}, {"interval", "", "S", "-1"}});
+                     {"seconds", "", "N", "60"},
+                     {"interval", "", "S", "-1"}});
     bool isChannel = false, isInterval = false;
     const bool parsed = line.parse(application.arguments());
     const QDateTime begin = QDateTime::fromString(line.value("begin"), Qt::ISODate);
@@ -66,8 +69,12 @@ int main(int argc, char *argv[])
         const double done = (pts - first) / 1000.0; // seconds of the recording
         const double rate = done * 1000 / qMax<qint64>(clock.elapsed(), 1);
         err << QString("\r\x1b[K%1 %, %2 of %3 s, %4 times as fast as recorded, %5 s left")
-                   .arg(int(done * 100 / seconds)).arg(int(done)).arg(seconds)
-                   .arg(rate, 0, 'f', 1).arg(qCeil((seconds - done) / rate)) << Qt::flush;
+                   .arg(int(done * 100 / seconds))
+                   .arg(int(done))
+                   .arg(seconds)
+                   .arg(rate, 0, 'f', 1)
+                   .arg(qCeil((seconds - done) / rate))
+            << Qt::flush;
     });
     QObject::connect(&download, &OrvoVodDLThread::sig_downloadErrConnExceedMax, &application,
                      [&] { fault = "the device takes no further connection"; });

@@ -33,7 +33,14 @@ public:
             playStart(device->getStreamCountPerChannel() - 1); // the smallest picture there is
         connect(this, &CameraView::sig_receivePlayStart, this, [this] {
             // With each begin, since a stop forgets overlays.
-            setOsd({"clock", true, 16, "", Qt::white, {}, {}, OsdFormat_DateTime,
+            setOsd({"clock",
+                    true,
+                    16,
+                    "",
+                    Qt::white,
+                    {},
+                    {},
+                    OsdFormat_DateTime,
                     OsdPosition_RightTop});
         });
     }

@@ -40,8 +40,8 @@ int main(int argc, char *argv[])
     QTextStream out(stdout), err(stderr);
     QCommandLineParser line;
     const QString most = QString::number(INT_MAX / 1000); // seconds
-    line.addOptions({{"out", "", "DIR", "."}, {"seconds", "", "N", most},
-                     {"interval", "", "S", most}});
+    line.addOptions(
+        {{"out", "", "DIR", "."}, {"seconds", "", "N", most}, {"interval", "", "S", most}});
     const bool parsed = line.parse(arguments);
     const QUrl url(maskUrlCredentials(line.positionalArguments().value(0)));
     const int seconds = line.value("seconds").toInt(), interval = line.value("interval").toInt();

@@ -39,7 +39,7 @@ struct VANTRA_DEVICELINK_EXPORT HAudioEncPara
     qint32 codecId = 0;       ///< HAVCodecID; 0 until it is filled
     qint32 sampleRate = 0;    ///< Hz
     qint32 bitsPerSample = 0; ///< of PCM; 8 for G.711
-    qint32 channels = 1; ///< 1 or 2
+    qint32 channels = 1;      ///< 1 or 2
 
     /// A codec that can be recorded, with a complete sample format.
     bool isValid() const;
@@ -47,8 +47,8 @@ struct VANTRA_DEVICELINK_EXPORT HAudioEncPara
 
 static_assert(sizeof(HVideoEncPara) == 24 && sizeof(HAudioEncPara) == 16);
 
-/// Codec and size decide; frame rate, mode and bit rate play no part on purpose, so that a change of
-/// those never starts a new recording.
+/// Codec and size decide; frame rate, mode and bit rate play no part on purpose, so that a change
+/// of those never starts a new recording.
 VANTRA_DEVICELINK_EXPORT bool operator==(const HVideoEncPara &a, const HVideoEncPara &b);
 VANTRA_DEVICELINK_EXPORT bool operator!=(const HVideoEncPara &a, const HVideoEncPara &b);
 

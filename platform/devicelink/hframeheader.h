@@ -27,9 +27,9 @@ struct HFrameHeader
     qint64 reserved1;           ///< never read
     uchar data[8];              ///< first bytes of the payload
 
-    bool isVideo() const { return frameType < AudioFrame; } ///< any picture
+    bool isVideo() const { return frameType < AudioFrame; }        ///< any picture
     bool isKeyFrame() const { return frameType == VideoKeyFrame; } ///< a picture to begin at
-    bool isAudio() const { return frameType == AudioFrame; } ///< sound
+    bool isAudio() const { return frameType == AudioFrame; }       ///< sound
 
     /// `frameSize` bytes of the elementary stream, or samples, if the record heads a frame buffer.
     inline uchar *payload();

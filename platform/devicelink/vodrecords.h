@@ -19,7 +19,7 @@ struct VodStartPara
 struct VodDownloadPara
 {
     QDateTime beginTime; ///< in the time of the device
-    QDateTime endTime; ///< in the time of the device
+    QDateTime endTime;   ///< in the time of the device
 };
 
 /// What a download consists of at this moment. Filled by the device link: the layout is fixed. A
@@ -28,10 +28,10 @@ struct VodSdp
 {
     qint32 sdpReserved = 0; ///< not read
     bool hasVideo = false;  ///< no file is started while this is false
-    bool hasAudio = false; ///< false: files are made without sound
-    qint32 sdpMark = 0; ///< changes with the form of the stream; only ever compared
-    HVideoEncPara video; ///< as files are opened for
-    HAudioEncPara audio; ///< as files are opened for
+    bool hasAudio = false;  ///< false: files are made without sound
+    qint32 sdpMark = 0;     ///< changes with the form of the stream; only ever compared
+    HVideoEncPara video;    ///< as files are opened for
+    HAudioEncPara audio;    ///< as files are opened for
 };
 
 static_assert(sizeof(VodSdp) == 52);

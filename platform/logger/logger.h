@@ -72,15 +72,15 @@ private:
 /// One line of the log.
 struct LogRecord
 {
-    qint64 time = 0; ///< milliseconds since the epoch
+    qint64 time = 0;                       ///< milliseconds since the epoch
     Logger::LogLevel level = Logger::Info; ///< as given by the author
-    QString category; ///< which part of the process speaks
-    quint64 threadId = 0; ///< as the system numbers it
-    QString threadName; ///< may be empty
-    QString file;       ///< as the compiler knows it
-    int line = 0; ///< in that file
-    QString function; ///< full signature
-    QString text; ///< addresses masked once a sink gets it
+    QString category;                      ///< which part of the process speaks
+    quint64 threadId = 0;                  ///< as the system numbers it
+    QString threadName;                    ///< may be empty
+    QString file;                          ///< as the compiler knows it
+    int line = 0;                          ///< in that file
+    QString function;                      ///< full signature
+    QString text;                          ///< addresses masked once a sink gets it
 };
 
 /// Where lines go.
@@ -118,10 +118,10 @@ VANTRA_LOGGER_EXPORT QString maskUrlCredentials(const QString &text);
 VANTRA_LOGGER_EXPORT int userInfoEnd(const QString &url);
 
 /// The arguments of main() in the encoding of the system, with the program's name first. Masks them
-/// in place, as maskUrlCredentials() does, so that no process list shows a password any longer; what
-/// does not fit there is cut off. Call it once, before QCoreApplication is made, whose arguments()
-/// are then masked too. An address that may not be seen even while the program starts has to come
-/// from a file or a pipe.
+/// in place, as maskUrlCredentials() does, so that no process list shows a password any longer;
+/// what does not fit there is cut off. Call it once, before QCoreApplication is made, whose
+/// arguments() are then masked too. An address that may not be seen even while the program starts
+/// has to come from a file or a pipe.
 VANTRA_LOGGER_EXPORT QStringList takeArguments(int argc, char **argv);
 
 /// The logger of the process, never null and never destroyed. At first it has one sink, which

@@ -9,9 +9,9 @@ namespace vantrasim {
 namespace {
 
 constexpr guint kCleanupSeconds = 5;
-/// Connections that wait to be accepted. A wall of views opens all at once, with a probe before each
-/// connection; of more than this the system drops the first packet, and the client comes again only
-/// after a second.
+/// Connections that wait to be accepted. A wall of views opens all at once, with a probe before
+/// each connection; of more than this the system drops the first packet, and the client comes again
+/// only after a second.
 constexpr gint kWaitingClients = 256;
 
 /// Whom a walk over the clients looks for, and what it does to them.

@@ -2,7 +2,8 @@
  * SPDX-License-Identifier: MIT
  *
  * Turns narrow-band G.711 or G.726 sound into AAC-LC frames with ADTS headers (ISO/IEC 13818-7).
- * Plain C. One handle is one stream, used by one thread at a time. Time stamps stay with the caller.
+ * Plain C. One handle is one stream, used by one thread at a time. Time stamps stay with the
+ * caller.
  */
 #ifndef VANTRA_AAC_TRANSCODER_EASYAACENCODER_H
 #define VANTRA_AAC_TRANSCODER_EASYAACENCODER_H
@@ -25,7 +26,8 @@ extern "C" {
 enum { G7CodecMuLaw = 0, G7CodecALaw = 1, G7CodecG726 = 3 };
 
 /** What comes in. 16 bytes, passed by value; the layout is part of the binary interface. */
-typedef struct G7ToAacInitParam {
+typedef struct G7ToAacInitParam
+{
     uint8_t audioCodec;     /**< see above */
     uint8_t channels;       /**< channels, as the AAC encoder is told */
     uint8_t padding1[2];    /**< not read */

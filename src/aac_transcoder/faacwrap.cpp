@@ -44,8 +44,8 @@ bool FaacWrap::Open(unsigned int sampleRate, unsigned int channels, unsigned int
 int FaacWrap::Encode(void *pcm, unsigned int bytes, unsigned char *out, unsigned int outSize)
 {
     // FAAC takes 16-bit samples, whatever they are called here: never more than it expects.
-    const auto samples = std::min<unsigned long>(bytes / (bitsPerSample / kBitsPerByte),
-                                                 inputSamples);
+    const auto samples =
+        std::min<unsigned long>(bytes / (bitsPerSample / kBitsPerByte), inputSamples);
     return faacEncEncode(handle, static_cast<std::int32_t *>(pcm),
                          static_cast<unsigned int>(samples), out, outSize);
 }

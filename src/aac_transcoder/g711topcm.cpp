@@ -60,9 +60,9 @@ short G711AToPcm::DecodeOne(unsigned char wire)
 
 short G711UToPcm::DecodeOne(unsigned char wire)
 {
-    constexpr int kBias = 0x84; // 33 of the 14-bit law, at 16 bits
+    constexpr int kBias = 0x84;         // 33 of the 14-bit law, at 16 bits
     const unsigned code = wire ^ 0xFFu; // all bits travel inverted
     const int magnitude =
-            ((static_cast<int>(mantissaOf(code) << 3) + kBias) << segmentOf(code)) - kBias;
+        ((static_cast<int>(mantissaOf(code) << 3) + kBias) << segmentOf(code)) - kBias;
     return static_cast<short>((code & kSign) ? -magnitude : magnitude);
 }

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The decoder of ITU-T G.726. Names of values are those of the recommendation: dq is the quantized
-// difference, sr the reconstructed signal, se and sez the estimates of the whole predictor and of its
-// zeros, y the scale factor, a and b the coefficients of poles and zeros.
+// difference, sr the reconstructed signal, se and sez the estimates of the whole predictor and of
+// its zeros, y the scale factor, a and b the coefficients of poles and zeros.
 #include "aac_transcoder/g726topcm_p.h"
 
 #include <algorithm>
@@ -35,7 +35,7 @@ constexpr short kWi24[] = {-128, 960, 4384, 18624};
 constexpr short kFi24[] = {0, 0x200, 0x400, 0xE00};
 constexpr short kDqln32[] = {-2048, 4, 135, 213, 273, 323, 373, 425};
 constexpr short kWi32[] = {-384, 576, 1312, 2048, 3584, 6336, 11360, 0}; // the last: kWi32Top
-constexpr int kWi32Top = 35904;                                        // beyond a short
+constexpr int kWi32Top = 35904;                                          // beyond a short
 constexpr short kFi32[] = {0, 0, 0, 0x200, 0x200, 0x200, 0x600, 0xE00};
 constexpr short kDqln40[] = {-2048, -66, 28,  104, 169, 224, 274, 318,
                              358,   395, 429, 459, 488, 514, 539, 566};
@@ -64,7 +64,7 @@ int toFloat(int magnitude, bool negative)
 {
     const int exponent = bitLength(magnitude);
     const int value =
-            magnitude == 0 ? kFloatZero : (exponent << 6) + ((magnitude << 6) >> exponent);
+        magnitude == 0 ? kFloatZero : (exponent << 6) + ((magnitude << 6) >> exponent);
     return negative ? value - 0x400 : value;
 }
 
@@ -73,7 +73,7 @@ int multiply(int coefficient, int floating)
 {
     const int magnitude = coefficient > 0 ? coefficient : (-coefficient & 0x1FFF);
     const int exponent = bitLength(magnitude) - 6;
-    const int mantissa = magnitude == 0 ? 32
+    const int mantissa = magnitude == 0  ? 32
                          : exponent >= 0 ? magnitude >> exponent
                                          : magnitude << -exponent;
     const int productExponent = exponent + ((floating >> 6) & 15) - 13;
@@ -231,8 +231,7 @@ int G726ToPcm::Init(const G7ToAacInitParam &param)
     return 0;
 }
 
-int G726ToPcm::Decode(short *pcm, unsigned int *pcmLen, const unsigned char *g7,
-                      unsigned int g7Len)
+int G726ToPcm::Decode(short *pcm, unsigned int *pcmLen, const unsigned char *g7, unsigned int g7Len)
 {
     if (!state || !pcm || !pcmLen || !g7)
         return kBadArgument;

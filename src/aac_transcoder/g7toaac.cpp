@@ -26,9 +26,12 @@ G7ToAacInitParam defaultParam()
 std::unique_ptr<IDecodeToPcm> makeDecoder(int audioCodec)
 {
     switch (audioCodec) {
-    case G7CodecMuLaw: return std::make_unique<G711UToPcm>();
-    case G7CodecG726: return std::make_unique<G726ToPcm>();
-    default: return std::make_unique<G711AToPcm>(); // unknown codes too: this is intended
+    case G7CodecMuLaw:
+        return std::make_unique<G711UToPcm>();
+    case G7CodecG726:
+        return std::make_unique<G726ToPcm>();
+    default:
+        return std::make_unique<G711AToPcm>(); // unknown codes too: this is intended
     }
 }
 

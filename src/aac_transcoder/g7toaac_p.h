@@ -38,11 +38,11 @@ protected:
     FaacWrap encoder;
     G7Ring ring;
     std::vector<unsigned char> g7Frame;
-    std::vector<short> pcmFrame;           ///< one decoded frame
-    unsigned int pcmDecoded = 0;           ///< bytes of it
-    std::vector<unsigned char> pcmBuffer;  ///< PCM of one AAC frame, with room for what FAAC reads
-    unsigned int pcmBufferSize = 0;        ///< bytes of PCM in one AAC frame
-    unsigned int pcmFill = 0;              ///< bytes that wait in pcmBuffer
+    std::vector<short> pcmFrame;          ///< one decoded frame
+    unsigned int pcmDecoded = 0;          ///< bytes of it
+    std::vector<unsigned char> pcmBuffer; ///< PCM of one AAC frame, with room for what FAAC reads
+    unsigned int pcmBufferSize = 0;       ///< bytes of PCM in one AAC frame
+    unsigned int pcmFill = 0;             ///< bytes that wait in pcmBuffer
     std::vector<unsigned char> aacBuffer;
-    int lastAacSize = 0;                   ///< bytes of the latest AAC output
+    int lastAacSize = 0; ///< bytes of the latest AAC output
 };

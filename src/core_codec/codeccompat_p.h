@@ -12,8 +12,7 @@ extern "C" {
 
 #include <cstdint>
 
-#define VANTRA_HAS_CHANNEL_LAYOUT_RECORD                                                           \
-    (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 28, 100))
+#define VANTRA_HAS_CHANNEL_LAYOUT_RECORD (LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(57, 28, 100))
 
 /// Sets the channel count of a decoder's context, with no layout.
 inline void set_channels(AVCodecContext *ctx, int32_t channels)

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr char kLogTag[] = "(ffpg)";
-constexpr int kErrorTextSize = 64; // bytes, terminator included
+constexpr int kErrorTextSize = 64;            // bytes, terminator included
 constexpr unsigned kKeySize = sizeof(void *); // the key of a record is the value of its context
 
 template<typename Handle>

@@ -36,9 +36,9 @@ struct _tag_vdec_param_s
 /// array. In both, all but the size is zero. Other surfaces: only `pts` is filled.
 struct _tag_yuv_frame_s
 {
-    uint8_t *y; ///< plane 0, or the surface
-    uint8_t *u; ///< plane 1; null for a surface
-    uint8_t *v; ///< plane 2; null for a surface
+    uint8_t *y;          ///< plane 0, or the surface
+    uint8_t *u;          ///< plane 1; null for a surface
+    uint8_t *v;          ///< plane 2; null for a surface
     int32_t width;       ///< pixels
     int32_t height;      ///< pixels
     int32_t linesize_y;  ///< bytes per line of plane 0
@@ -49,7 +49,7 @@ struct _tag_yuv_frame_s
 /// A picture as packed red, green, blue, three bytes per pixel.
 struct _tag_rgb_frame_s
 {
-    uint8_t *data; ///< the handle's
+    uint8_t *data;    ///< the handle's
     int32_t width;    ///< pixels
     int32_t height;   ///< pixels
     int32_t linesize; ///< bytes per line
@@ -62,7 +62,7 @@ struct _tag_adec_param_s
     int32_t codec;      ///< 33 G.711 A-law, 34 G.711 mu-law
     int32_t sampleRate; ///< Hz
     int32_t sampleSize; ///< bits; only told in the log
-    int32_t channels; ///< 1 or more
+    int32_t channels;   ///< 1 or more
 };
 
 /// What an audio encoder is made from.
@@ -71,7 +71,7 @@ struct _tag_aenc_param_s
     int32_t codec;      ///< 33 G.711 A-law, 34 G.711 mu-law
     int32_t sampleRate; ///< Hz
     int32_t sampleSize; ///< bits; only told in the log
-    int32_t channels; ///< 1 or more
+    int32_t channels;   ///< 1 or more
 };
 
 /// Decoded PCM (signed 16 bit, native byte order, channels interleaved), or encoded bytes.

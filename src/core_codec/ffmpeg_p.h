@@ -21,49 +21,49 @@ extern "C" {
 /// device reference. Made by calloc: what is not set is zero.
 struct vdec_handle_s
 {
-    int32_t codec;                  ///< as in the parameters
-    AVCodecContext *ctx;            ///< owned; key in the registry
-    AVFrame *frame;                 ///< owned; software picture, or a hardware one brought down
-    AVFrame *hw_frame;              ///< owned; hardware picture, only in hardware mode
-    enum AVPixelFormat hw_pix_fmt;  ///< surface format chosen at create, or AV_PIX_FMT_NONE
-    uint8_t *rgb_data[4];           ///< RGB buffer, made on first need, never resized
-    int32_t rgb_linesize[4];        ///< belongs to rgb_data
-    SwsContext *sws_ctx;            ///< owned if set; nothing here creates one
+    int32_t codec;                 ///< as in the parameters
+    AVCodecContext *ctx;           ///< owned; key in the registry
+    AVFrame *frame;                ///< owned; software picture, or a hardware one brought down
+    AVFrame *hw_frame;             ///< owned; hardware picture, only in hardware mode
+    enum AVPixelFormat hw_pix_fmt; ///< surface format chosen at create, or AV_PIX_FMT_NONE
+    uint8_t *rgb_data[4];          ///< RGB buffer, made on first need, never resized
+    int32_t rgb_linesize[4];       ///< belongs to rgb_data
+    SwsContext *sws_ctx;           ///< owned if set; nothing here creates one
     UT_hash_handle hh;
-    int32_t rgb_size;               ///< bytes of the RGB buffer
-    AVBufferRef *rgb_owner;         ///< owned; share of the RGB buffer, which goes with the last one
+    int32_t rgb_size;       ///< bytes of the RGB buffer
+    AVBufferRef *rgb_owner; ///< owned; share of the RGB buffer, which goes with the last one
 };
 
 /// An audio decoder.
 struct adec_handle_s
 {
-    int32_t codec;          ///< as in the parameters
+    int32_t codec; ///< as in the parameters
     int32_t channels;
-    int32_t sampleFormat;   ///< always AV_SAMPLE_FMT_S16
-    int32_t sampleRate;     ///< Hz
+    int32_t sampleFormat; ///< always AV_SAMPLE_FMT_S16
+    int32_t sampleRate;   ///< Hz
     int32_t bytesPerSample;
-    AVCodecContext *ctx;    ///< owned; key in the registry
-    SwrContext *swr;        ///< owned
-    AVFrame *frame;         ///< owned
-    uint8_t *buffer;        ///< owned; output, made on first need, once
+    AVCodecContext *ctx; ///< owned; key in the registry
+    SwrContext *swr;     ///< owned
+    AVFrame *frame;      ///< owned
+    uint8_t *buffer;     ///< owned; output, made on first need, once
     UT_hash_handle hh;
-    int32_t bufferSize;     ///< bytes of the buffer
+    int32_t bufferSize; ///< bytes of the buffer
 };
 
 /// An audio encoder.
 struct aenc_handle_s
 {
-    int32_t codec;          ///< as in the parameters
+    int32_t codec; ///< as in the parameters
     int32_t channels;
-    int32_t sampleFormat;   ///< always AV_SAMPLE_FMT_S16
-    int32_t sampleRate;     ///< Hz
+    int32_t sampleFormat; ///< always AV_SAMPLE_FMT_S16
+    int32_t sampleRate;   ///< Hz
     int32_t bytesPerSample;
-    AVCodecContext *ctx;    ///< owned; key in the registry
-    SwrContext *swr;        ///< owned
-    AVFrame *frame;         ///< owned; takes the input
-    uint8_t *buffer;        ///< owned; output, made on first need, once
+    AVCodecContext *ctx; ///< owned; key in the registry
+    SwrContext *swr;     ///< owned
+    AVFrame *frame;      ///< owned; takes the input
+    uint8_t *buffer;     ///< owned; output, made on first need, once
     UT_hash_handle hh;
-    int32_t bufferSize;     ///< bytes of the buffer
+    int32_t bufferSize; ///< bytes of the buffer
 };
 
 /// The registries: hash tables keyed on the value of `ctx`, null while empty. Each has a lock,

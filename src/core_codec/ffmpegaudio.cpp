@@ -128,8 +128,8 @@ bool makeInputFrame(aenc_handle_s *encoder)
     const AVCodecContext *ctx = encoder->ctx;
     frame->format = ctx->sample_fmt;
     // Bytes per sample as a factor is intended: 320 samples at 8000 Hz.
-    frame->nb_samples = static_cast<int>(int64_t(encoder->bytesPerSample) * ctx->sample_rate
-                                         / kFramesPerSecond);
+    frame->nb_samples =
+        static_cast<int>(int64_t(encoder->bytesPerSample) * ctx->sample_rate / kFramesPerSecond);
     int result = copy_layout(frame, ctx);
     if (result >= 0)
         result = av_frame_get_buffer(frame, 0);
@@ -162,17 +162,16 @@ bool ensureBuffer(adec_handle_s *decoder)
     int lineSize = 0;
     const int bytes = samplesSize(decoder, &lineSize);
     if (bytes < 1) {
-        VANTRA_LOG(Logger::Error)
-                << QString::asprintf("av_samples_get_buffer_size failed with %d", bytes);
+        VANTRA_LOG(Logger::Error) << QString::asprintf("av_samples_get_buffer_size failed with %d",
+                                                       bytes);
         return false;
     }
-    VANTRA_LOG(Logger::Debug) << QString::asprintf(
-            "av_samples_get_buffer_size ret %d, linesize %d", bytes, lineSize);
+    VANTRA_LOG(Logger::Debug) << QString::asprintf("av_samples_get_buffer_size ret %d, linesize %d",
+                                                   bytes, lineSize);
     const int reserved = std::max(bytes, kDecoderBufferReserve);
     decoder->buffer = static_cast<uint8_t *>(av_malloc(static_cast<size_t>(reserved)));
     if (!decoder->buffer) {
-        VANTRA_LOG(Logger::Error)
-                << QString::asprintf("av_samples_malloc_buffer %d failed", bytes);
+        VANTRA_LOG(Logger::Error) << QString::asprintf("av_samples_malloc_buffer %d failed", bytes);
         return false;
     }
     decoder->bufferSize = reserved;
@@ -245,8 +244,8 @@ int ffmpeg_decoder_audio_frame(void *handle, unsigned char *data, unsigned int s
     auto *decoder = static_cast<adec_handle_s *>(handle);
 
     const AVPacket packet = borrowed_packet(data, wholeSamples(decoder, size), pts);
-    int result = is_valid_input(data, size) ? avcodec_send_packet(decoder->ctx, &packet)
-                                            : AVERROR(EINVAL);
+    int result =
+        is_valid_input(data, size) ? avcodec_send_packet(decoder->ctx, &packet) : AVERROR(EINVAL);
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << failed_with("avcodec_send_packet", result);
         return -1;

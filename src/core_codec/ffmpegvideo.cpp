@@ -32,8 +32,8 @@ const AVCodecHWConfig *findHwConfig(const AVCodec *decoder, AVHWDeviceType type)
         const AVCodecHWConfig *config = avcodec_get_hw_config(decoder, i);
         if (!config)
             return nullptr;
-        if ((config->methods & AV_CODEC_HW_CONFIG_METHOD_HW_DEVICE_CTX)
-            && config->device_type == type)
+        if ((config->methods & AV_CODEC_HW_CONFIG_METHOD_HW_DEVICE_CTX) &&
+            config->device_type == type)
             return config;
     }
 }
@@ -147,8 +147,8 @@ bool transferPicture(vdec_handle_s *handle)
         const auto *frames = reinterpret_cast<AVHWFramesContext *>(source->hw_frames_ctx->data);
         // The memory of the last transfer is used again, but only for a picture of the same form:
         // FFmpeg does not check that the new one fits.
-        if (target->width != source->width || target->height != source->height
-            || target->format != frames->sw_format)
+        if (target->width != source->width || target->height != source->height ||
+            target->format != frames->sw_format)
             av_frame_unref(target);
         result = av_hwframe_transfer_data(target, source, 0);
     }
@@ -174,8 +174,7 @@ bool ensureRgbBuffer(vdec_handle_s *handle)
                                          av_buffer_default_free, nullptr, 0);
     if (!handle->rgb_owner) {
         VANTRA_LOG(Logger::Error) << QString::asprintf(
-                "av_image_alloc failed[%d] %d * %d", AVERROR(ENOMEM), picture->width,
-                picture->height);
+            "av_image_alloc failed[%d] %d * %d", AVERROR(ENOMEM), picture->width, picture->height);
         av_freep(&handle->rgb_data[0]);
         return false;
     }
@@ -193,8 +192,8 @@ bool hasI420Planes(int format)
 bool fitsRgbBuffer(const vdec_handle_s *handle, int width, int height)
 {
     const int64_t line = int64_t(width) * kRgbBytesPerPixel;
-    return line <= handle->rgb_linesize[0]
-            && int64_t(handle->rgb_linesize[0]) * (height - 1) + line <= handle->rgb_size;
+    return line <= handle->rgb_linesize[0] &&
+           int64_t(handle->rgb_linesize[0]) * (height - 1) + line <= handle->rgb_size;
 }
 
 bool fillRgbPicture(vdec_handle_s *handle, _tag_rgb_frame_s *rgb)
@@ -206,10 +205,11 @@ bool fillRgbPicture(vdec_handle_s *handle, _tag_rgb_frame_s *rgb)
 
     const AVFrame *picture = handle->frame;
     const int result = fitsRgbBuffer(handle, picture->width, picture->height)
-            ? picture_to_rgb(picture, handle->rgb_data[0], handle->rgb_linesize[0]) : -1;
+                           ? picture_to_rgb(picture, handle->rgb_data[0], handle->rgb_linesize[0])
+                           : -1;
     if (result == -1) {
         VANTRA_LOG(Logger::Warning)
-                << QStringLiteral("yuv2rgb fmt: %1 err: %2").arg(picture->format).arg(result);
+            << QStringLiteral("yuv2rgb fmt: %1 err: %2").arg(picture->format).arg(result);
         return false;
     }
     rgb->data = handle->rgb_data[0];
@@ -280,9 +280,9 @@ void *ffmpeg_create_video_decoder(const _tag_vdec_param_s *param)
     }
     const char *device = param->hw_device;
     AVPixelFormat surfaceFormat = AV_PIX_FMT_NONE;
-    AVCodecContext *ctx = openVideo(
-            decoder, QByteArray(device, int(qstrnlen(device, sizeof(param->hw_device)))),
-            &surfaceFormat);
+    AVCodecContext *ctx =
+        openVideo(decoder, QByteArray(device, int(qstrnlen(device, sizeof(param->hw_device)))),
+                  &surfaceFormat);
     if (!ctx)
         return nullptr;
 
@@ -307,9 +307,9 @@ void *ffmpeg_create_video_decoder(const _tag_vdec_param_s *param)
         const QWriteLocker locker(&video_decoders_lock);
         add_video_decoder(handle); // a duplicate is told there, and works all the same
     }
-    VANTRA_LOG(Logger::Debug) << QString::asprintf(
-            "create video decoder %p (%s, %d * %d)", static_cast<void *>(handle), decoder->name,
-            param->width, param->height);
+    VANTRA_LOG(Logger::Debug) << QString::asprintf("create video decoder %p (%s, %d * %d)",
+                                                   static_cast<void *>(handle), decoder->name,
+                                                   param->width, param->height);
     return handle;
 }
 
@@ -327,8 +327,8 @@ int ffmpeg_decoder_video_frame(void *handle, unsigned char *data, unsigned int s
     AVPacket packet = borrowed_packet(data, size, pts);
     if (key)
         packet.flags |= AV_PKT_FLAG_KEY;
-    const int result = is_valid_input(data, size) ? avcodec_send_packet(decoder->ctx, &packet)
-                                                  : AVERROR(EINVAL);
+    const int result =
+        is_valid_input(data, size) ? avcodec_send_packet(decoder->ctx, &packet) : AVERROR(EINVAL);
     if (result < 0) {
         VANTRA_LOG(Logger::Error) << failed_with("avcodec_send_packet", result);
         return -1;
@@ -360,7 +360,7 @@ bool ffmpeg_is_hardware_decoder(const void *handle)
 std::shared_ptr<void> ffmpeg_share_video_rgb(const void *handle)
 {
     const AVBufferRef *owner =
-            handle ? static_cast<const vdec_handle_s *>(handle)->rgb_owner : nullptr;
+        handle ? static_cast<const vdec_handle_s *>(handle)->rgb_owner : nullptr;
     AVBufferRef *share = owner ? av_buffer_ref(owner) : nullptr;
     if (!share)
         return nullptr;

@@ -69,7 +69,7 @@ bool MediaCodec::decodeVideoFrame(unsigned char *data, unsigned int size, int ke
     }
     if (ffmpeg_decoder_video_frame(videoDecoder, data, size, key, pts, yuv, rgb) == -1) {
         VANTRA_LOG(Logger::Warning)
-                << QStringLiteral("video decoder fail (%1:%2)").arg(size).arg(key);
+            << QStringLiteral("video decoder fail (%1:%2)").arg(size).arg(key);
         return false;
     }
     return true;

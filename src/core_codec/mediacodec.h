@@ -16,7 +16,7 @@ class MediaCodec
 public:
     /// The first one of the process sets FFmpeg's log level to AV_LOG_WARNING.
     MediaCodec();
-    MediaCodec(const MediaCodec &) = delete; ///< there would be two owners of one handle
+    MediaCodec(const MediaCodec &) = delete;            ///< there would be two owners of one handle
     MediaCodec &operator=(const MediaCodec &) = delete; ///< likewise
 
     /// Make a decoder or encoder. False if there is one already, which is kept, or on failure.

@@ -300,8 +300,7 @@ int FFmpegHelper::getHwFormat(AVCodecContext *ctx, const int *formats)
     // Threads may decode with different hardware at once: a context with a device takes the form
     // of that one, not of whichever thread came last.
     if (ctx && ctx->hw_device_ctx) {
-        const auto *device =
-            reinterpret_cast<const AVHWDeviceContext *>(ctx->hw_device_ctx->data);
+        const auto *device = reinterpret_cast<const AVHWDeviceContext *>(ctx->hw_device_ctx->data);
         wanted = hwPixelFormat(device->type);
     }
     for (const int *format = formats; format && *format != AV_PIX_FMT_NONE; ++format) {

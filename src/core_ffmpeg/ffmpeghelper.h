@@ -39,7 +39,8 @@ public:
                                int timeout);
     /// Encodes user and password, which stand before the last "@", by percent signs. The result is
     /// an "rtsp://" address whatever the scheme was, with a ":" even if there is no password, and a
-    /// password ends at a ":" in it. An address without "@", or with "@" first, comes back as it is.
+    /// password ends at a ":" in it. An address without "@", or with "@" first, comes back as it
+    /// is.
     static QString encodeUrl(const QString &url);
     /// The same for type 3; other types come back as they are.
     static QString encodeUrlOfType(const int &urlType, const QString &url);
@@ -54,7 +55,7 @@ public:
     static int copyParameters(AVCodecContext *ctx, AVStream *stream, bool fromContext);
     /// A new reference to the data of `source`, or an empty packet; freePacket() frees it.
     static AVPacket *newPacket(AVPacket *source);
-    static void freeFrame(AVFrame *frame); ///< null is ignored
+    static void freeFrame(AVFrame *frame);    ///< null is ignored
     static void freePacket(AVPacket *packet); ///< null is ignored
 
     // --- Time of a packet: its dts, else its pts, else 0 ---

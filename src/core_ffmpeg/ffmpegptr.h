@@ -45,9 +45,9 @@ using AVFormatInputPtr = FFmpegPtr<AVFormatContext, &avformat_close_input>;
 using AVFormatOutputPtr = FFmpegPtr<AVFormatContext, &avformat_free_context>;
 /// An open file. Whoever wrote to it closes it by hand, to see the result.
 using AVIOContextPtr = FFmpegPtr<AVIOContext, &avio_close>;
-using AVBSFContextPtr = FFmpegPtr<AVBSFContext, &av_bsf_free>; ///< a bit-stream filter
-using SwsContextPtr = FFmpegPtr<SwsContext, &sws_freeContext>; ///< a scaler
-using SwrContextPtr = FFmpegPtr<SwrContext, &swr_free>; ///< a resampler
+using AVBSFContextPtr = FFmpegPtr<AVBSFContext, &av_bsf_free>;   ///< a bit-stream filter
+using SwsContextPtr = FFmpegPtr<SwsContext, &sws_freeContext>;   ///< a scaler
+using SwrContextPtr = FFmpegPtr<SwrContext, &swr_free>;          ///< a resampler
 using AVBufferRefPtr = FFmpegPtr<AVBufferRef, &av_buffer_unref>; ///< one reference
 /// Bytes from av_malloc().
 using AVBytesPtr = FFmpegPtr<std::uint8_t, &av_free>;
@@ -64,7 +64,7 @@ public:
 
     /// Adds or replaces an entry.
     void set(const char *key, const char *value) { av_dict_set(&dictionary, key, value, 0); }
-    void reset() { av_dict_free(&dictionary); } ///< frees all entries
+    void reset() { av_dict_free(&dictionary); }      ///< frees all entries
     AVDictionary **address() { return &dictionary; } ///< for FFmpeg
 
 private:

@@ -17,8 +17,9 @@ public:
     /// Ends that, and forgets the picture.
     void stop();
     /// Reads the next picture, of the size that is given. Returns the bytes read; 0 at the end of
-    /// the file, which ends the timer too, and without a size; -1 if nothing is open or can be read.
-    /// Of a picture that is cut off, what is there is read, and the rest of it stays as it was.
+    /// the file, which ends the timer too, and without a size; -1 if nothing is open or can be
+    /// read. Of a picture that is cut off, what is there is read, and the rest of it stays as it
+    /// was.
     qint64 next(int width, int height);
     /// The picture read last, with room for chroma planes of full height, which is more than a file
     /// holds.

@@ -18,7 +18,7 @@ constexpr int kSilentTimeouts = 4;
 
 /// Asks `status` ten times a second until it answers that the device is connected, `limitMs` are
 /// over or `stopped` is true. Returns the last answer.
-template <class Flag, class Status>
+template<class Flag, class Status>
 HChannelStatus waitUntilConnected(int limitMs, const Flag &stopped, Status status)
 {
     constexpr int kPollMs = 100;

@@ -48,18 +48,18 @@ protected:
     void run() override;
 
 protected slots:
-    bool openVideo(); ///< one attempt, with the probe
+    bool openVideo();  ///< one attempt, with the probe
     void closeVideo(); ///< ends recordings too
 
 protected:
-    int videoIndex = -1; ///< number of the stream, -1: the source has none
-    int audioIndex = -1; ///< likewise, of sound
-    bool isOpening = false; ///< what the interrupt callback is to watch
-    bool isReading = false; ///< likewise
+    int videoIndex = -1;      ///< number of the stream, -1: the source has none
+    int audioIndex = -1;      ///< likewise, of sound
+    bool isOpening = false;   ///< what the interrupt callback is to watch
+    bool isReading = false;   ///< likewise
     bool isCutShort = false;  ///< the callback has ended FFmpeg's call
     qint64 openStartTime = 0; ///< av_gettime() at the start of the open, microseconds
     int videoCodecId;         ///< AVCodecID of the open stream
-    int audioCodecId; ///< likewise, of sound
+    int audioCodecId;         ///< likewise, of sound
     /// As last told by getLatestRecordCodec(); where that gave nothing, as found in the stream.
     HVideoEncPara curVideoPara;
     HAudioEncPara curAudioPara; ///< likewise, of sound

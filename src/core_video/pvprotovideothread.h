@@ -123,7 +123,7 @@ protected:
     HFrameHeader lastVideoHeader = {}; ///< of the frame that made the video decoder
     HFrameHeader lastAudioHeader = {}; ///< of the frame that made the audio decoder
     HVideoEncPara curVideoPara;        ///< what the running recording was made with
-    HAudioEncPara curAudioPara; ///< likewise
+    HAudioEncPara curAudioPara;        ///< likewise
     QDate recordDate;     ///< day of the running automatic recording; invalid: not known
     int timeoutCount = 0; ///< reads in a row that timed out
 

@@ -80,21 +80,21 @@ protected:
 
     QMutex mutex;                     ///< for the queues of subclasses
     std::atomic<bool> stopped{false}; ///< asks the loop to end
-    std::atomic<bool> opened{false}; ///< see getOpened()
-    std::atomic<bool> paused{false}; ///< see getPaused()
-    QString flag; ///< label that debug() puts in front; empty
-    QFile file;   ///< output of raw writers
-    QString fileName; ///< path of the last open()
+    std::atomic<bool> opened{false};  ///< see getOpened()
+    std::atomic<bool> paused{false};  ///< see getPaused()
+    QString flag;                     ///< label that debug() puts in front; empty
+    QFile file;                       ///< output of raw writers
+    QString fileName;                 ///< path of the last open()
 
     // For raw writers.
     SaveVideoType saveVideoType = SaveVideoType_None; ///< what comes
     SaveAudioType saveAudioType = SaveAudioType_None; ///< what comes
-    qint32 videoWidth = 640;  ///< pixels
-    qint32 videoHeight = 480; ///< pixels
-    qint32 frameRate = 25;    ///< pictures per second
-    qint32 sampleRate = 8000; ///< Hz
-    qint32 channelCount = 1; ///< of sound
-    qint32 profile = 1; ///< of AAC, as ADTS numbers it
+    qint32 videoWidth = 640;                          ///< pixels
+    qint32 videoHeight = 480;                         ///< pixels
+    qint32 frameRate = 25;                            ///< pictures per second
+    qint32 sampleRate = 8000;                         ///< Hz
+    qint32 channelCount = 1;                          ///< of sound
+    qint32 profile = 1;                               ///< of AAC, as ADTS numbers it
 
     /// Whether debug() composes its text.
     static constexpr bool debugEnabled = true;

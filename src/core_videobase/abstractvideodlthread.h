@@ -105,13 +105,13 @@ protected:
     std::atomic<bool> isStop{true}; ///< asks the loop to end
     /// Read time-outs in a row. Whoever takes a frame resets it; a new run does not.
     int timeoutCount = 0;
-    bool saveAudio = false; ///< see setSaveAudio()
-    int saveInterval = -1; ///< seconds
-    int readTimeout = 300; ///< milliseconds
-    QString savePath; ///< root of the folders
-    QString saveDir; ///< folder of this run
-    QDateTime beginTime; ///< of the span
-    QDateTime endTime; ///< of the span
+    bool saveAudio = false;  ///< see setSaveAudio()
+    int saveInterval = -1;   ///< seconds
+    int readTimeout = 300;   ///< milliseconds
+    QString savePath;        ///< root of the folders
+    QString saveDir;         ///< folder of this run
+    QDateTime beginTime;     ///< of the span
+    QDateTime endTime;       ///< of the span
     qint64 fileStartPts = 0; ///< stamp of the first frame of the current file, milliseconds
     qint64 curPts = 0;       ///< stamp of the newest picture, milliseconds
     qint64 sparePts = 0;     ///< reset with its neighbours; for hosts, the library does not read it

@@ -55,11 +55,11 @@ public:
     explicit AbstractVideoThread(QObject *parent = nullptr); ///< idle; `parent` may be null
     ~AbstractVideoThread() override;
 
-    VideoMode getVideoMode() const; ///< form in which pictures leave
-    void setVideoMode(const VideoMode &videoMode); ///< also while it runs
-    VideoCore getVideoCore() const; ///< for the host alone
-    void setVideoCore(const VideoCore &videoCore); ///< not read by the library
-    DecodeType getDecodeType() const; ///< scaler of the conversion to RGB
+    VideoMode getVideoMode() const;                   ///< form in which pictures leave
+    void setVideoMode(const VideoMode &videoMode);    ///< also while it runs
+    VideoCore getVideoCore() const;                   ///< for the host alone
+    void setVideoCore(const VideoCore &videoCore);    ///< not read by the library
+    DecodeType getDecodeType() const;                 ///< scaler of the conversion to RGB
     void setDecodeType(const DecodeType &decodeType); ///< from the next open on
     /// Name of the hardware decoder as FFmpeg knows it; "none" decodes in software.
     QString getHardware() const;
@@ -67,10 +67,10 @@ public:
     /// "tcp" or "udp".
     QString getTransport() const;
     void setTransport(const QString &transport);
-    QString getBufferSize() const; ///< for the host alone
+    QString getBufferSize() const;                 ///< for the host alone
     void setBufferSize(const QString &bufferSize); ///< not read by the library
-    QString getVideoUrl() const; ///< may hold a password
-    void setVideoUrl(const QString &videoUrl); ///< from the next open on
+    QString getVideoUrl() const;                   ///< may hold a password
+    void setVideoUrl(const QString &videoUrl);     ///< from the next open on
     /// File of the pending snapshot.
     QString getSnapName() const;
     void setSnapName(const QString &snapName);
@@ -80,9 +80,9 @@ public:
     /// Degrees; anything but 0 forces software decoding.
     int getRotate() const;
     void setRotate(int rotate);
-    int getCaching() const; ///< for the host alone, milliseconds
-    void setCaching(int caching); ///< not read by the library
-    bool getPlayRepeat() const; ///< for the host alone
+    int getCaching() const;              ///< for the host alone, milliseconds
+    void setCaching(int caching);        ///< not read by the library
+    bool getPlayRepeat() const;          ///< for the host alone
     void setPlayRepeat(bool playRepeat); ///< not read by the library
     /// Milliseconds between attempts to open.
     int getOpenSleepTime() const;
@@ -133,7 +133,8 @@ public:
                                int &cameraFps);
 
     // Recording. Each RecordType is a recording of its own, and neither needs a viewer. What is
-    // wanted stands in isRecording(); the loop brings its writer in line with it at the next frames.
+    // wanted stands in isRecording(); the loop brings its writer in line with it at the next
+    // frames.
 
     /// Wants a recording; its file starts at the next video key frame. An index out of range does
     /// nothing.
@@ -150,7 +151,8 @@ public:
     /// Path of the current file; makes its folder.
     void setFileName(RecordType type, const QString &fileName);
     QString getFileName(RecordType type) const;
-    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and every
+    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and
+    /// every
     /// "." in it is removed.
     void checkPath(const QString &path);
 
@@ -216,13 +218,13 @@ public slots:
     void setImage(const QImage &image); ///< sends receiveImage
     /// `dataU` and `dataV` have half the line size of `dataY`, which is `width`.
     void setYuv(quint8 *dataY, quint8 *dataU, quint8 *dataV, int width, int height);
-    void setPcm(const char *data, int len); ///< sends receiveAudio
-    virtual void readMediaInfo(); ///< for subclasses; nothing here
-    virtual qint64 getDuration(); ///< milliseconds; 0 for live streams
-    virtual qint64 getPosition(); ///< as last told
+    void setPcm(const char *data, int len);    ///< sends receiveAudio
+    virtual void readMediaInfo();              ///< for subclasses; nothing here
+    virtual qint64 getDuration();              ///< milliseconds; 0 for live streams
+    virtual qint64 getPosition();              ///< as last told
     virtual void setPosition(qint64 position); ///< stores and tells it
-    virtual double getSpeed(); ///< 1.0 here
-    virtual void setSpeed(double speed); ///< nothing here
+    virtual double getSpeed();                 ///< 1.0 here
+    virtual void setSpeed(double speed);       ///< nothing here
     /// Soft stop after a fault: reopens, or asks a host's object of class "VideoWidget" to stop.
     virtual void stop2();
     /// Starts the thread; nothing if it runs.
@@ -280,62 +282,62 @@ protected:
 
     // Control flags: written by the caller's thread and the loop, plain on purpose.
     bool stopped = false; ///< asks the loop to end
-    bool isOk = false; ///< see getIsOk()
+    bool isOk = false;    ///< see getIsOk()
     bool isPause = false; ///< see pause()
-    bool isSnap = false; ///< see getIsSnap()
+    bool isSnap = false;  ///< see getIsSnap()
 
-    QString flag; ///< see setFlag()
+    QString flag;       ///< see setFlag()
     int errorCount = 0; ///< read errors in a row
     /// Last sign of life. Read by quietMs() and written by updateTime(), on any thread.
     QDateTime lastTime = QDateTime::currentDateTimeUtc();
-    QElapsedTimer timer; ///< see getTimer()
+    QElapsedTimer timer;             ///< see getTimer()
     QObject *parentObject = nullptr; ///< as given to the constructor
 
-    VideoMode videoMode = VideoMode_Hwnd; ///< in force
+    VideoMode videoMode = VideoMode_Hwnd;      ///< in force
     QString videoSize = QStringLiteral("0x0"); ///< see setVideoSize()
-    int videoWidth = 0; ///< pixels
-    int videoHeight = 0; ///< pixels
-    int frameRate = 0; ///< per second
-    int rotate = 0; ///< degrees
+    int videoWidth = 0;                        ///< pixels
+    int videoHeight = 0;                       ///< pixels
+    int frameRate = 0;                         ///< per second
+    int rotate = 0;                            ///< degrees
 
-    int sampleRate = 8000; ///< Hz
-    int channelCount = 1; ///< of sound
-    int profile = 1; ///< audio profile of the decoder
+    int sampleRate = 8000;  ///< Hz
+    int channelCount = 1;   ///< of sound
+    int profile = 1;        ///< audio profile of the decoder
     bool onlyAudio = false; ///< see getOnlyAudio()
 
-    QString snapName; ///< see getSnapName()
+    QString snapName;    ///< see getSnapName()
     qint64 duration = 0; ///< milliseconds
     qint64 position = 0; ///< milliseconds
 
-    VideoCore videoCore = VideoCore_None; ///< see getVideoCore()
-    QString videoUrl; ///< may hold a password
+    VideoCore videoCore = VideoCore_None;       ///< see getVideoCore()
+    QString videoUrl;                           ///< may hold a password
     QString bufferSize = QStringLiteral("0x0"); ///< see getBufferSize()
-    DecodeType decodeType = DecodeType_Fast; ///< see getDecodeType()
-    QString hardware = QStringLiteral("none"); ///< see getHardware()
-    QString transport = QStringLiteral("tcp"); ///< see getTransport()
-    int caching = 500; ///< see getCaching()
-    bool playRepeat = false; ///< see getPlayRepeat()
-    int openSleepTime = 3000; ///< milliseconds
-    int readTimeout = 0;      ///< milliseconds
-    int connectTimeout = 500; ///< milliseconds
+    DecodeType decodeType = DecodeType_Fast;    ///< see getDecodeType()
+    QString hardware = QStringLiteral("none");  ///< see getHardware()
+    QString transport = QStringLiteral("tcp");  ///< see getTransport()
+    int caching = 500;                          ///< see getCaching()
+    bool playRepeat = false;                    ///< see getPlayRepeat()
+    int openSleepTime = 3000;                   ///< milliseconds
+    int readTimeout = 0;                        ///< milliseconds
+    int connectTimeout = 500;                   ///< milliseconds
 
     // By RecordType. The vectors are never copied, so a detach on either thread is safe.
-    QVector<int> saveInterval; ///< seconds
-    QVector<QString> savePath; ///< folders
-    QVector<bool> recording; ///< what is wanted
-    QVector<bool> saveAudio; ///< with sound
+    QVector<int> saveInterval;        ///< seconds
+    QVector<QString> savePath;        ///< folders
+    QVector<bool> recording;          ///< what is wanted
+    QVector<bool> saveAudio;          ///< with sound
     QVector<QElapsedTimer> saveTimer; ///< since the begin of the file
-    QVector<QString> fileName; ///< path of the current file
+    QVector<QString> fileName;        ///< path of the current file
     /// The writers, made here and deleted when the loop has ended; without a parent, so that no
     /// other owner ends them before. Driven by the loop alone.
     QVector<SaveMp4FFmpeg *> saver;
 
-    std::atomic<int> openFailCount{0}; ///< in a row
+    std::atomic<int> openFailCount{0};     ///< in a row
     std::atomic<bool> readTimedOut{false}; ///< see isReadTimeout()
     std::atomic<bool> keyFrameSeen{false}; ///< decoding has begun at a key frame
-    std::atomic<bool> snapPreview{false}; ///< see setSnapPreview()
-    std::atomic<int> previewCount{0}; ///< see previewRef()
-    std::atomic<bool> owned{false}; ///< see isOwned()
+    std::atomic<bool> snapPreview{false};  ///< see setSnapPreview()
+    std::atomic<int> previewCount{0};      ///< see previewRef()
+    std::atomic<bool> owned{false};        ///< see isOwned()
     bool renderStartPending = true; ///< the render signals must precede the next decoded frame
     bool playedOnce = false;        ///< the source has opened since the last close
     /// A stop() that came while running and that play() has not taken back. Unlike `stopped` it
@@ -344,8 +346,8 @@ protected:
     std::atomic<bool> restartPending{false}; ///< restartAfterRun() has been called
 
 private:
-    // The writes that another thread than the loop makes, each under a name, so that the list of what
-    // is shared on purpose can name nothing but these.
+    // The writes that another thread than the loop makes, each under a name, so that the list of
+    // what is shared on purpose can name nothing but these.
     void askToStop();
     void askToReopen();
     void setSnapPending(bool pending);

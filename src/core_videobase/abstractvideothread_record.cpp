@@ -4,8 +4,8 @@
 // AbstractVideoThread: control of recordings and snapshots.
 #include "core_videobase/abstractvideothread.h"
 
-#include "core_videosave/savemp4ffmpeg.h"
 #include "core_videobase/snapfile_p.h"
+#include "core_videosave/savemp4ffmpeg.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -107,8 +107,8 @@ bool AbstractVideoThread::isFileExpired(RecordType type) const
 {
     if (!isRecordType(type))
         return false;
-    // What the disk had no room for is lost, and so is all that follows in that file. A new one goes
-    // on as soon as it can.
+    // What the disk had no room for is lost, and so is all that follows in that file. A new one
+    // goes on as soon as it can.
     if (saver.at(type)->isDiskFull()) {
         if (roomIn(QFileInfo(getFileName(type)).path()) >= kRoomToGoOn)
             return true;

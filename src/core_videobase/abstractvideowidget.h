@@ -74,28 +74,28 @@ public:
     explicit AbstractVideoWidget(QWidget *parent = nullptr); ///< without any thread
     ~AbstractVideoWidget() override;
 
-    int getBgTextSize() const { return widgetPara.bgTextSize; } ///< pixels
-    void setBgTextSize(int bgTextSize); ///< pixels
-    QString getBgText() const { return widgetPara.bgText; } ///< shown without a picture
-    void setBgText(const QString &bgText); ///< taken over at once
-    QColor getBgColor() const { return widgetPara.bgColor; } ///< fill of the frame
-    void setBgColor(const QColor &bgColor); ///< taken over at once
-    QColor getTextColor() const { return widgetPara.textColor; } ///< pen of that text
-    void setTextColor(const QColor &textColor); ///< taken over at once
-    int getBorderWidth() const { return widgetPara.borderWidth; } ///< pixels
-    void setBorderWidth(int borderWidth); ///< pixels
+    int getBgTextSize() const { return widgetPara.bgTextSize; }      ///< pixels
+    void setBgTextSize(int bgTextSize);                              ///< pixels
+    QString getBgText() const { return widgetPara.bgText; }          ///< shown without a picture
+    void setBgText(const QString &bgText);                           ///< taken over at once
+    QColor getBgColor() const { return widgetPara.bgColor; }         ///< fill of the frame
+    void setBgColor(const QColor &bgColor);                          ///< taken over at once
+    QColor getTextColor() const { return widgetPara.textColor; }     ///< pen of that text
+    void setTextColor(const QColor &textColor);                      ///< taken over at once
+    int getBorderWidth() const { return widgetPara.borderWidth; }    ///< pixels
+    void setBorderWidth(int borderWidth);                            ///< pixels
     QColor getBorderColor() const { return widgetPara.borderColor; } ///< without focus
-    void setBorderColor(const QColor &borderColor); ///< taken over at once
-    QColor getFocusColor() const { return widgetPara.focusColor; } ///< with focus
-    void setFocusColor(const QColor &focusColor); ///< taken over at once
-    int getBannerBgAlpha() const; ///< 0 to 255
-    void setBannerBgAlpha(int bgAlpha); ///< 0 to 255
-    QColor getBannerBgColor() const; ///< behind the buttons
-    void setBannerBgColor(const QColor &bgColor); ///< taken over at once
-    QColor getBannerTextColor() const; ///< of text and buttons
-    void setBannerTextColor(const QColor &textColor); ///< taken over at once
-    QColor getBannerPressColor() const; ///< of a pressed button
-    void setBannerPressColor(const QColor &pressColor); ///< taken over at once
+    void setBorderColor(const QColor &borderColor);                  ///< taken over at once
+    QColor getFocusColor() const { return widgetPara.focusColor; }   ///< with focus
+    void setFocusColor(const QColor &focusColor);                    ///< taken over at once
+    int getBannerBgAlpha() const;                                    ///< 0 to 255
+    void setBannerBgAlpha(int bgAlpha);                              ///< 0 to 255
+    QColor getBannerBgColor() const;                                 ///< behind the buttons
+    void setBannerBgColor(const QColor &bgColor);                    ///< taken over at once
+    QColor getBannerTextColor() const;                               ///< of text and buttons
+    void setBannerTextColor(const QColor &textColor);                ///< taken over at once
+    QColor getBannerPressColor() const;                              ///< of a pressed button
+    void setBannerPressColor(const QColor &pressColor);              ///< taken over at once
 
     /// What the next thread is asked for. A running thread is not touched.
     VideoPara getVideoPara() const { return videoPara; }
@@ -104,8 +104,8 @@ public:
     /// a banner property is changed next.
     WidgetPara getWidgetPara() const { return widgetPara; }
     void setWidgetPara(const WidgetPara &para);
-    void setVideoFlag(const QString &videoFlag); ///< kept for the host
-    void setScaleMode(const ScaleMode &scaleMode); ///< taken over at once
+    void setVideoFlag(const QString &videoFlag);                    ///< kept for the host
+    void setScaleMode(const ScaleMode &scaleMode);                  ///< taken over at once
     ScaleMode getScaleMode() const { return widgetPara.scaleMode; } ///< as configured
     /// Configures the render path. The value already configured changes nothing, even where the
     /// decision on hardware decoding has put another mode into force.
@@ -129,7 +129,7 @@ signals:
     /// For hosts; the library does not send it.
     void receiveLevel(double level);
     void sig_receivePlayStart(int time); ///< play has begun; `time` is 0
-    void sig_receivePlayFinsh(); ///< play has ended
+    void sig_receivePlayFinsh();         ///< play has ended
     /// A file or a tree item that carries a URL was dropped on the widget.
     void sig_fileDrag(QString url);
     /// Object name of a banner button; that of a toggling button names the state just entered.
@@ -141,7 +141,7 @@ signals:
     /// The device refuses for any other reason.
     void sig_otherError();
     void sig_startTalkDeviceBusy(QString sn); ///< somebody else talks; serial number
-    void sig_startTalkError(QString sn); ///< talk is refused; serial number
+    void sig_startTalkError(QString sn);      ///< talk is refused; serial number
 
 protected:
     /// Creates and starts the audio thread, in place of the last one.
@@ -173,9 +173,9 @@ public slots:
     /// Seconds per recorded file; 0: one file without limit.
     virtual void setSaveInterval(int sec);
     virtual void recordStart(const QString &path); ///< below the folder `path`
-    virtual void recordStop(); ///< ends that recording
-    virtual void talkStart(); ///< nothing here
-    virtual void talkStop(); ///< nothing here
+    virtual void recordStop();                     ///< ends that recording
+    virtual void talkStart();                      ///< nothing here
+    virtual void talkStop();                       ///< nothing here
     /// 0 to 100.
     virtual void setVolume(int volume);
     /// Without an audio thread the value is not even stored.
@@ -183,11 +183,11 @@ public slots:
     virtual void setCalcLevel(bool calcLevel); ///< measure the level of sound
 
 protected slots:
-    virtual void started(); ///< the playing thread runs
-    virtual void finished(); ///< it has ended
-    virtual void receivePlayStart(int time); ///< shows what is to be painted
-    virtual void receivePlayFinsh(QObject *thread); ///< from the host or from the thread
-    virtual void btnClicked(const QString &btnName); ///< of the banner; nothing here
+    virtual void started();                                   ///< the playing thread runs
+    virtual void finished();                                  ///< it has ended
+    virtual void receivePlayStart(int time);                  ///< shows what is to be painted
+    virtual void receivePlayFinsh(QObject *thread);           ///< from the host or from the thread
+    virtual void btnClicked(const QString &btnName);          ///< of the banner; nothing here
     virtual void receiveImage(const QImage &image, int time); ///< drops what is not shown now
     /// Posts a resize event to the widget itself, so that the layout runs in the event loop.
     void receiveSizeChanged();
@@ -245,38 +245,38 @@ protected:
     QTimer *osdTimer = nullptr; ///< repaints each second while playing, for clock texts
 
     // Surfaces are children of hwndWidget.
-    QPointer<YuvWidget> yuvWidget; ///< for three planes
-    QPointer<Nv12Widget> nv12Widget; ///< for two planes
-    QPointer<Nv12D3D9Widget> nv12D3D9Widget; ///< for surfaces
+    QPointer<YuvWidget> yuvWidget;             ///< for three planes
+    QPointer<Nv12Widget> nv12Widget;           ///< for two planes
+    QPointer<Nv12D3D9Widget> nv12D3D9Widget;   ///< for surfaces
     QPointer<Nv12D3D11Widget> nv12D3D11Widget; ///< for textures
 
-    QWidget *hwndWidget = nullptr; ///< lowest layer
-    QWidget *osdWidget = nullptr; ///< painted layer
+    QWidget *hwndWidget = nullptr;        ///< lowest layer
+    QWidget *osdWidget = nullptr;         ///< painted layer
     BannerWidget *bannerWidget = nullptr; ///< highest layer
     QPointer<QObject> snapPreview; ///< window that closes with this widget, if a subclass set one
 
-    QImage image;     ///< last picture of VideoMode_Painter
-    QRect targetRect; ///< where the picture goes, in widget pixels
-    int videoWidth = 0; ///< pixels
-    int videoHeight = 0; ///< pixels
-    int rotate = -1; ///< degrees; -1 until the thread has told
-    bool onlyAudio = false; ///< of the playing thread
+    QImage image;                              ///< last picture of VideoMode_Painter
+    QRect targetRect;                          ///< where the picture goes, in widget pixels
+    int videoWidth = 0;                        ///< pixels
+    int videoHeight = 0;                       ///< pixels
+    int rotate = -1;                           ///< degrees; -1 until the thread has told
+    bool onlyAudio = false;                    ///< of the playing thread
     QString hardware = QStringLiteral("none"); ///< decoding in force: "none" or "dxva2"
 
-    WidgetPara widgetPara; ///< as configured
-    VideoPara videoPara; ///< as configured
-    OverlayList<OsdInfo> osdList{listMutex}; ///< see setOsd()
+    WidgetPara widgetPara;                       ///< as configured
+    VideoPara videoPara;                         ///< as configured
+    OverlayList<OsdInfo> osdList{listMutex};     ///< see setOsd()
     OverlayList<GraphInfo> graphList{listMutex}; ///< see setGraph()
-    DigitalZoom zoom; ///< see setDigitalZoom()
-    QPixmap zoomCursor; ///< null where the picture is missing
+    DigitalZoom zoom;                            ///< see setDigitalZoom()
+    QPixmap zoomCursor;                          ///< null where the picture is missing
 
     QPointer<AbstractVideoThread> videoThread;  ///< the thread whose frames are shown
     QPointer<AbstractVideoThread> recordThread; ///< the thread that records; may be another one
-    QSharedPointer<AudioThread> audioThread; ///< null before the first start
-    VideoMode renderMode = VideoMode_Hwnd; ///< in force, as against widgetPara.videoMode
+    QSharedPointer<AudioThread> audioThread;    ///< null before the first start
+    VideoMode renderMode = VideoMode_Hwnd;      ///< in force, as against widgetPara.videoMode
 
 private:
-    int queuedCalls = 0; ///< of slots or signals of this widget that have not returned yet
+    int queuedCalls = 0;    ///< of slots or signals of this widget that have not returned yet
     bool isCovered = false; ///< by the picture, as Qt was told
 
     bool isShown() const;

@@ -144,8 +144,9 @@ void BannerWidget::initStyle()
         << QStringLiteral("QPushButton,QLabel{color:%1;}").arg(bannerPara.textColor.name())
         << QStringLiteral("QPushButton:pressed{color:%1;}").arg(bannerPara.pressColor.name())
         << QStringLiteral("QPushButton{border:none;padding:0px;background:rgba(0,0,0,0);}");
-    // Until a widget is polished, as it is when shown, Qt goes by the first sheet that it has parsed.
-    // In the constructor there is no other, and the name that the style goes by is missing yet.
+    // Until a widget is polished, as it is when shown, Qt goes by the first sheet that it has
+    // parsed. In the constructor there is no other, and the name that the style goes by is missing
+    // yet.
     if (!objectName().isEmpty())
         ensurePolished();
     setStyleSheet(qss.join(QString()));

@@ -15,12 +15,12 @@ class QPushButton;
 /// buttons, as the host lists them. It knows no video: a click becomes a signal with the button's
 /// name, and the sound and talk buttons change their look. GUI thread only.
 ///
-/// A button's object name is its state, so a name may have any prefix and all tests look at its end.
-/// In a vertical banner (position 2 or 3) the text is not shown.
+/// A button's object name is its state, so a name may have any prefix and all tests look at its
+/// end. In a vertical banner (position 2 or 3) the text is not shown.
 ///
 /// The style depends on the object name "bannerWidget", which the owner gives. Hosts that want the
-/// banner to follow the sound state connect its private slots receiveMuted(bool), receivePlayFinsh()
-/// and recorderStateChanged(RecorderState,QString) by name.
+/// banner to follow the sound state connect its private slots receiveMuted(bool),
+/// receivePlayFinsh() and recorderStateChanged(RecorderState,QString) by name.
 class VANTRA_EXPORT BannerWidget : public QWidget
 {
     Q_OBJECT
@@ -33,8 +33,8 @@ public:
     BannerPara getBannerPara() const; ///< as last stored
 
 signals:
-    /// A button was clicked; a toggling button gives the name that it has become, such as "btnMuted"
-    /// for a click on "btnSound".
+    /// A button was clicked; a toggling button gives the name that it has become, such as
+    /// "btnMuted" for a click on "btnSound".
     void btnClicked(const QString &btnName);
 
 private slots:
@@ -46,8 +46,8 @@ private slots:
 public slots:
     /// Stores the record only; initButton() and initStyle() bring it to the screen.
     void setBannerPara(const BannerPara &bannerPara);
-    /// Builds layout and buttons anew; keeps the old ones if icons and names differ in length. May be
-    /// called while a button's click is being handled.
+    /// Builds layout and buttons anew; keeps the old ones if icons and names differ in length. May
+    /// be called while a button's click is being handled.
     void initButton();
     void initStyle(); ///< colours and opacity
     /// Sets the text, with a mark behind it while recording.

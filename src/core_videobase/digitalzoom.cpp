@@ -17,8 +17,8 @@ struct Span
     double length;
 };
 
-// Takes `ratio` of the length off both sides of `span`, so that `centre` keeps its relative place; a
-// negative ratio widens it.
+// Takes `ratio` of the length off both sides of `span`, so that `centre` keeps its relative place;
+// a negative ratio widens it.
 Span zoomed(const Span &span, double centre, double ratio)
 {
     const double before = centre - span.start;
@@ -58,8 +58,7 @@ bool DigitalZoom::drag(const QPoint &pos, const QSize &widget)
 
     const double x = qMax(0.0, zoomRect.x() - zoomRect.width() * step.x() / widget.width());
     const double y = qMax(0.0, zoomRect.y() - zoomRect.height() * step.y() / widget.height());
-    if (!(sourceRect.right() > x + zoomRect.width() &&
-          sourceRect.bottom() > y + zoomRect.height()))
+    if (!(sourceRect.right() > x + zoomRect.width() && sourceRect.bottom() > y + zoomRect.height()))
         return false;
     zoomRect.moveTo(x, y);
     return true;
@@ -76,7 +75,7 @@ DigitalZoom::WheelResult DigitalZoom::wheel(int angleDeltaY)
         return Accepted;
 
     const QPointF centre = zoomRect.center(); // not the pointer's place
-    if (!zoomRect.contains(centre)) // an empty rectangle
+    if (!zoomRect.contains(centre))           // an empty rectangle
         return PassToBase;
 
     const Span across = zoomed({zoomRect.x(), zoomRect.width()}, centre.x(), ratio);

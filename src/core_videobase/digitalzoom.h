@@ -6,11 +6,11 @@
 #include <QRectF>
 #include <QSize>
 
-/// Digital zoom of one widget: which part of the picture is shown, moved by drag and wheel. Knows no
-/// window and no event; the widget feeds it and repaints. GUI thread only.
+/// Digital zoom of one widget: which part of the picture is shown, moved by drag and wheel. Knows
+/// no window and no event; the widget feeds it and repaints. GUI thread only.
 ///
-/// `zoomRect` may come out empty, from an empty picture or an absurd wheel step. Whoever paints then
-/// shows the whole picture; see visiblePart().
+/// `zoomRect` may come out empty, from an empty picture or an absurd wheel step. Whoever paints
+/// then shows the whole picture; see visiblePart().
 class DigitalZoom
 {
 public:
@@ -21,7 +21,7 @@ public:
         Changed,    ///< taken, and zoomRect has changed
     };
 
-    bool on = false; ///< drag and wheel are taken
+    bool on = false;       ///< drag and wheel are taken
     bool dragging = false; ///< the left button is held
     QPoint lastMousePos;   ///< last drag position, widget pixels
     QRectF sourceRect;     ///< whole picture, picture pixels

@@ -127,14 +127,10 @@ void drawGraphRect(QImage &image, const QRect &rect, int width, const QColor &co
     }
     constexpr int length = kCornerLength;
     const std::array<QLine, 8> lines{
-        QLine(left, top, left + length, top),
-        QLine(left, top, left, top + length),
-        QLine(right - length, top, right, top),
-        QLine(right, top, right, top + length),
-        QLine(left, bottom - length, left, bottom),
-        QLine(left, bottom, left + length, bottom),
-        QLine(right - length, bottom, right, bottom),
-        QLine(right, bottom - length, right, bottom),
+        QLine(left, top, left + length, top),         QLine(left, top, left, top + length),
+        QLine(right - length, top, right, top),       QLine(right, top, right, top + length),
+        QLine(left, bottom - length, left, bottom),   QLine(left, bottom, left + length, bottom),
+        QLine(right - length, bottom, right, bottom), QLine(right, bottom - length, right, bottom),
     };
     painter.drawLines(lines.data(), int(lines.size()));
 }

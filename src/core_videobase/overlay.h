@@ -79,8 +79,8 @@ private:
     QList<Record> records;
 };
 
-/// Drawing of overlays. Nothing is drawn, and nothing reported, where there is nothing to draw or the
-/// image cannot be painted on. Colours are opaque unless the given colour is not.
+/// Drawing of overlays. Nothing is drawn, and nothing reported, where there is nothing to draw or
+/// the image cannot be painted on. Colours are opaque unless the given colour is not.
 
 /// Outline of `rect` in picture pixels with a pen `width` pixels wide, without antialiasing; 0 or
 /// less draws a line of one pixel. `corners` draws 10 pixels along each side from each corner
@@ -93,10 +93,12 @@ void drawGraphPoints(QImage &image, const QList<QPoint> &points, int width, cons
 /// Burns every shape of every record into the picture, in order.
 void drawGraphs(QImage &image, const QList<GraphInfo> &graphs);
 
-/// Draws the visible records in order over a widget of size `widget` with a border of `borderWidth`.
+/// Draws the visible records in order over a widget of size `widget` with a border of
+/// `borderWidth`.
 ///
-/// Texts are aligned in the widget's rectangle less border and 5 pixels on all sides. Pictures on the
-/// right, at the bottom and in the centre stand that margin nearer to the top left corner than such
-/// a text: this is intended. A record with an unknown position takes the place of the drawn record
-/// before it, the first one the top left.
-void drawOsd(QPainter &painter, const QSize &widget, int borderWidth, const QList<OsdInfo> &records);
+/// Texts are aligned in the widget's rectangle less border and 5 pixels on all sides. Pictures on
+/// the right, at the bottom and in the centre stand that margin nearer to the top left corner than
+/// such a text: this is intended. A record with an unknown position takes the place of the drawn
+/// record before it, the first one the top left.
+void drawOsd(QPainter &painter, const QSize &widget, int borderWidth,
+             const QList<OsdInfo> &records);

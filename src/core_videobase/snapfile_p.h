@@ -9,6 +9,6 @@ class QString;
 /// when it is whole: somebody may be reading the picture that had the name before. Where it cannot
 /// be written in full, as on a full disk, there is none. False in that case, and without a name.
 ///
-/// The disk gets the bytes when it likes: streams stand while their pictures are saved, and must not
-/// wait for all that others write. Any thread.
+/// The disk gets the bytes when it likes: streams stand while their pictures are saved, and must
+/// not wait for all that others write. Any thread.
 bool saveSnapFile(const QImage &image, const QString &name);

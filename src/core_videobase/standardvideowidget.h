@@ -28,8 +28,8 @@ public:
     /// Starts play; true also if it has been started before. False, with a log line, if the
     /// subclass could not make a thread.
     virtual bool start();
-    virtual void stop(); ///< returns at once
-    virtual void pause(); ///< of its thread
+    virtual void stop();   ///< returns at once
+    virtual void pause();  ///< of its thread
     virtual void resume(); ///< of its thread
     /// Queued to the thread's slot of the same name, if the thread runs.
     virtual void seekFile(const QDateTime &dateTime);

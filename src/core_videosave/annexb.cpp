@@ -65,8 +65,7 @@ AnnexBContent lookIntoAnnexB(AVCodecID codec, const quint8 *data, int size)
     const int first = behindStartCode(data, size, 0);
     if (first + 1 < size)
         content.begin = first > 3 && data[first - 4] == 0 ? first - 4 : first - 3;
-    for (int at = first; at + 1 < size;
-         at = behindStartCode(data, size, at)) {
+    for (int at = first; at + 1 < size; at = behindStartCode(data, size, at)) {
         const Unit unit =
             isH265 ? unitOfH265(data[at], data[at + 1]) : unitOfH264(data[at], data[at + 1]);
         if (unit == Unit::OfOtherCodec) {

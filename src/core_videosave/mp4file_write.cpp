@@ -86,8 +86,8 @@ void Mp4File::writeVideo(AVPacket *packet)
     const bool isWelcome =
         content.isVideo && (content.hasParameterSets || !awaitsParameterSets) &&
         (codec != AV_CODEC_ID_HEVC || h265Sets.areReadable(packet->data, packet->size));
-    // By the first bytes of the first picture the muxer decides in which form all of them come: zeros
-    // before its start code, which a stream may have, would make a file that nobody can play.
+    // By the first bytes of the first picture the muxer decides in which form all of them come:
+    // zeros before its start code, which a stream may have, would make a file that nobody can play.
     if (isWelcome && awaitsParameterSets) {
         packet->data += content.begin;
         packet->size -= content.begin;

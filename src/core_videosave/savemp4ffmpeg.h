@@ -25,12 +25,13 @@ struct HFrameHeader;
 /// refused with a line in the log.
 ///
 /// What is written reaches the system at once: after a crash all but the fragment under way, from
-/// the last key picture on, can be played. Sound that was announced is waited for two seconds. Where
-/// it is too little for a player to begin with, silence stands in.
+/// the last key picture on, can be played. Sound that was announced is waited for two seconds.
+/// Where it is too little for a player to begin with, silence stands in.
 ///
 /// Input is not trusted. Video without start codes or of the other codec, pictures before the first
-/// with parameter sets, and stamps beyond all reason are refused with a line in the log; a stamp more
-/// than six hours from the one before goes on right after it, since no file can hold such a step.
+/// with parameter sets, and stamps beyond all reason are refused with a line in the log; a stamp
+/// more than six hours from the one before goes on right after it, since no file can hold such a
+/// step.
 class VANTRA_EXPORT SaveMp4FFmpeg : public AbstractSaveThread
 {
     Q_OBJECT

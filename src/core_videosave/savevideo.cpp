@@ -79,8 +79,8 @@ void SaveVideo::write(quint8 *dataY, quint8 *dataU, quint8 *dataV)
         return;
     const qint64 size = qint64(videoWidth) * videoHeight;
     const qint64 quarter = size / 4;
-    if (videoWidth < 0 || videoHeight < 0 || size > vantra::kMaxRawBlock ||
-        (size > 0 && !dataY) || (quarter > 0 && (!dataU || !dataV)))
+    if (videoWidth < 0 || videoHeight < 0 || size > vantra::kMaxRawBlock || (size > 0 && !dataY) ||
+        (quarter > 0 && (!dataU || !dataV)))
         return;
     const QByteArray y = copyOf(dataY, size);
     const QByteArray u = copyOf(dataU, quarter);

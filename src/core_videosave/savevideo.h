@@ -12,8 +12,8 @@
 /// that nothing in the file tells width or height.
 ///
 /// It does not open its `file`: a subclass does so in an init() of its own, write-only. Without
-/// that every picture is lost. The end of the recording closes the file. Nothing is logged: a picture
-/// that cannot be written is lost, and the next one is tried.
+/// that every picture is lost. The end of the recording closes the file. Nothing is logged: a
+/// picture that cannot be written is lost, and the next one is tried.
 ///
 /// Threads. write() may be called on any thread and waits for the disk there; the writer's own
 /// thread meanwhile repeats an idle save() without a pause, which keeps one core busy. All else is

@@ -67,8 +67,8 @@ bool vantra::convertToWav(const QString &source, const QString &target, int samp
         return false;
 
     const qint64 size = from.bytesAvailable();
-    bool written = writeAll(to, wavHeader(quint32(size), sampleRate, channels)) &&
-                   copy(from, to, size);
+    bool written =
+        writeAll(to, wavHeader(quint32(size), sampleRate, channels)) && copy(from, to, size);
     written = closeFile(to) && written;
     from.close();
     return written && (!removeSource || from.remove());

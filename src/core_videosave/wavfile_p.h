@@ -7,8 +7,8 @@
 namespace vantra {
 
 /// Puts a WAV header for 16 bit PCM and then all of `source` into `target`, and removes `source` if
-/// asked to. False if a file could not be opened, written or removed; the source stays unless all of
-/// it was written.
+/// asked to. False if a file could not be opened, written or removed; the source stays unless all
+/// of it was written.
 ///
 /// With `source` and `target` the same file nothing is left of it: opening the target empties it,
 /// then it goes as the source.

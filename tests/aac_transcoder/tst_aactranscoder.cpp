@@ -42,7 +42,8 @@ QByteArray tone(DecodeToPcmBase &law, double hertz, int samples)
         const int wanted = qRound(12000 * qSin(2 * M_PI * hertz * i / kRate));
         int best = 0;
         for (int code = 1; code < 256; ++code) {
-            if (qAbs(law.DecodeOne(uchar(code)) - wanted) < qAbs(law.DecodeOne(uchar(best)) - wanted))
+            if (qAbs(law.DecodeOne(uchar(code)) - wanted) <
+                qAbs(law.DecodeOne(uchar(best)) - wanted))
                 best = code;
         }
         codes.append(char(best));
@@ -51,8 +52,9 @@ QByteArray tone(DecodeToPcmBase &law, double hertz, int samples)
 }
 
 /// In chunks as long as `length` says, one after the other.
-QByteArray transcode(const G7ToAacInitParam &param, QByteArray input,
-                     const std::function<int()> &length = [] { return kFrameBytes; })
+QByteArray transcode(
+    const G7ToAacInitParam &param, QByteArray input,
+    const std::function<int()> &length = [] { return kFrameBytes; })
 {
     void *handle = Easy_AACEncoder_Init(param);
     if (!handle)
@@ -63,8 +65,8 @@ QByteArray transcode(const G7ToAacInitParam &param, QByteArray input,
         QByteArray room((chunk / G7ToAacInputChunk + 1) * G7ToAacOutputRoom, '\0');
         unsigned int produced = 0;
         const int result = Easy_AACEncoder_Encode(
-                handle, reinterpret_cast<uchar *>(input.data()) + at,
-                static_cast<unsigned int>(chunk), reinterpret_cast<uchar *>(room.data()), &produced);
+            handle, reinterpret_cast<uchar *>(input.data()) + at, static_cast<unsigned int>(chunk),
+            reinterpret_cast<uchar *>(room.data()), &produced);
         if (result != int(produced))
             qFatal("the result is not the length told");
         output += room.left(result);
@@ -128,12 +130,12 @@ class OpenTranscoder : public G7ToAac
 public:
     OpenTranscoder() = default;
     explicit OpenTranscoder(const G7ToAacInitParam &param) : G7ToAac(param) {}
+    using G7ToAac::lastAacSize;
     using G7ToAac::param;
     using G7ToAac::pcmBufferSize;
     using G7ToAac::pcmDecoded;
     using G7ToAac::pcmFill;
     using G7ToAac::takeFrame;
-    using G7ToAac::lastAacSize;
 };
 
 } // namespace
@@ -185,7 +187,9 @@ void tst_AacTranscoder::record_hasItsLayout()
     record.bitsPerSample = 0x0708090A;
     record.g726Rate = 11;
     const QByteArray bytes(reinterpret_cast<const char *>(&record), sizeof record);
-    QCOMPARE(bytes.toHex(), QByteArray("0102000006050403" "0a090807" "0b000000"));
+    QCOMPARE(bytes.toHex(), QByteArray("0102000006050403"
+                                       "0a090807"
+                                       "0b000000"));
 }
 
 void tst_AacTranscoder::init_refusesWhatTheEncoderRefuses_data()
@@ -404,9 +408,9 @@ void tst_AacTranscoder::output_isThatOfTheEncoder_setAsItIs()
         for (int i = 0; i < int(samples); ++i)
             pcm << law.DecodeOne(uchar(sound[at + i]));
         QByteArray out(int(most), '\0');
-        const int bytes = faacEncEncode(encoder, reinterpret_cast<int32_t *>(pcm.data()),
-                                        uint(samples), reinterpret_cast<uchar *>(out.data()),
-                                        uint(most));
+        const int bytes =
+            faacEncEncode(encoder, reinterpret_cast<int32_t *>(pcm.data()), uint(samples),
+                          reinterpret_cast<uchar *>(out.data()), uint(most));
         QVERIFY(bytes >= 0);
         expected += out.left(bytes);
     }
@@ -450,9 +454,8 @@ void tst_AacTranscoder::inputThatDoesNotFit_isLostInSilence()
              0);
     QCOMPARE(produced, 0u);
     QCOMPARE(transcoder.pcmFill, 0u);
-    QCOMPARE(transcoder.Encode(reinterpret_cast<uchar *>(flood.data()), kFrameBytes, out,
-                               &produced),
-             0);
+    QCOMPARE(
+        transcoder.Encode(reinterpret_cast<uchar *>(flood.data()), kFrameBytes, out, &produced), 0);
     QCOMPARE(transcoder.pcmFill, 320u);
 }
 
@@ -654,9 +657,9 @@ void tst_AacTranscoder::g726_keepsTheBitsOfAnUnfinishedCode()
         for (int at = 0; at < codes.size(); at += step) {
             short pcm[2048];
             unsigned int room = sizeof pcm;
-            const int bytes = decoder.Decode(
-                    pcm, &room, reinterpret_cast<const uchar *>(codes.constData()) + at,
-                    uint(qMin(step, codes.size() - at)));
+            const int bytes =
+                decoder.Decode(pcm, &room, reinterpret_cast<const uchar *>(codes.constData()) + at,
+                               uint(qMin(step, codes.size() - at)));
             output.append(reinterpret_cast<const char *>(pcm), bytes);
         }
         return output;

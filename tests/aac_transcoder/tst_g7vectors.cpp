@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// The narrow-band decoders against standard vectors and real speech. No sample may differ by a single
-// step: the recommendations tell the decoders bit by bit, so that all conformant ones agree.
+// The narrow-band decoders against standard vectors and real speech. No sample may differ by a
+// single step: the recommendations tell the decoders bit by bit, so that all conformant ones agree.
 #include "aac_transcoder/g711topcm_p.h"
 #include "aac_transcoder/g726topcm_p.h"
 #include "support/media.h"
@@ -29,10 +29,10 @@ QByteArray decode(IDecodeToPcm &decoder, int g726Rate, const QByteArray &input)
     for (int at = 0; at < input.size(); at += step) {
         QByteArray pcm(decoder.GetPcmSize() + 1, '\0');
         auto room = static_cast<unsigned int>(pcm.size());
-        const int bytes = decoder.Decode(
-                reinterpret_cast<short *>(pcm.data()), &room,
-                reinterpret_cast<const unsigned char *>(input.constData()) + at,
-                static_cast<unsigned int>(qMin(step, input.size() - at)));
+        const int bytes =
+            decoder.Decode(reinterpret_cast<short *>(pcm.data()), &room,
+                           reinterpret_cast<const unsigned char *>(input.constData()) + at,
+                           static_cast<unsigned int>(qMin(step, input.size() - at)));
         if (bytes < 0)
             return {};
         output += pcm.left(bytes);
@@ -69,8 +69,8 @@ void tst_G7Vectors::g711_isBitExact()
     G711AToPcm aLaw;
     G711UToPcm muLaw;
     IDecodeToPcm &decoder = file.endsWith(QLatin1String(".al"))
-                                    ? static_cast<IDecodeToPcm &>(aLaw)
-                                    : static_cast<IDecodeToPcm &>(muLaw);
+                                ? static_cast<IDecodeToPcm &>(aLaw)
+                                : static_cast<IDecodeToPcm &>(muLaw);
     QCOMPARE(decode(decoder, 0, contents(file)), expected);
 }
 
@@ -82,13 +82,12 @@ void tst_G7Vectors::g726_isBitExact_data()
     for (int rate = 2; rate <= 5; ++rate) {
         const int kbit = rate * 8;
         const QString vector = QStringLiteral("g726/rn%1fa").arg(kbit);
-        QTest::newRow(qPrintable(vector)) << vector + QStringLiteral(".g726")
-                                          << vector + QStringLiteral(".linear.pcm") << rate;
+        QTest::newRow(qPrintable(vector))
+            << vector + QStringLiteral(".g726") << vector + QStringLiteral(".linear.pcm") << rate;
         for (const char *name : {"allison_congrats", "itu_voice"}) {
-            const QString speech =
-                    QStringLiteral("g726/%1_%2").arg(QLatin1String(name)).arg(kbit);
-            QTest::newRow(qPrintable(speech)) << speech + QStringLiteral(".g726")
-                                              << speech + QStringLiteral(".pcm") << rate;
+            const QString speech = QStringLiteral("g726/%1_%2").arg(QLatin1String(name)).arg(kbit);
+            QTest::newRow(qPrintable(speech))
+                << speech + QStringLiteral(".g726") << speech + QStringLiteral(".pcm") << rate;
         }
     }
 }

@@ -46,8 +46,8 @@ struct PlaybackHost
     bool showsWords(const QString &title, const QString &words)
     {
         return waitFor([&] {
-            return overlay()->isVisible() && overlay()->title() == title
-                    && overlay()->detail().contains(words);
+            return overlay()->isVisible() && overlay()->title() == title &&
+                   overlay()->detail().contains(words);
         });
     }
     /// Time of the picture that is really seen, by its counter; none if it cannot be read.
@@ -64,9 +64,8 @@ struct PlaybackHost
     }
     bool passes(qint64 time)
     {
-        return waitFor([=] {
-            return view.state() == PlaybackState::Playing && view.position() > time;
-        });
+        return waitFor(
+            [=] { return view.state() == PlaybackState::Playing && view.position() > time; });
     }
 
     QTemporaryDir folder;

@@ -19,8 +19,8 @@ inline QDate recordedDay()
 /// A time of that day, as recordings have it, and as devices are asked for it.
 inline qint64 recordedAt(int hour, int minute = 0, int second = 0)
 {
-    return recordingtime::of(recordedDay()) + hour * recordingtime::hourMs
-            + minute * recordingtime::minuteMs + second * recordingtime::secondMs;
+    return recordingtime::of(recordedDay()) + hour * recordingtime::hourMs +
+           minute * recordingtime::minuteMs + second * recordingtime::secondMs;
 }
 
 /// A simulated recorder, in the list of a window by the name of its number. Each channel has
@@ -51,8 +51,8 @@ struct Recorder
 
     static void record(vantrasim::ChannelConfig *channel, qint64 begin, qint64 end)
     {
-        channel->archive.append({recordingtime::forDevice(begin), recordingtime::forDevice(end),
-                                 channel->streams[0]});
+        channel->archive.append(
+            {recordingtime::forDevice(begin), recordingtime::forDevice(end), channel->streams[0]});
     }
 
     Camera camera(int channel = 0) const { return device.cameras()[channel]; }

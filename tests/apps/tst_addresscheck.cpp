@@ -82,8 +82,8 @@ void TestAddressCheck::meaning_isPlain_data()
     QTest::newRow("ok") << QByteArray("RTSP/1.0 200 OK") << "cannot be opened";
     QTest::newRow("busy") << QByteArray("RTSP/1.0 453 Not Enough Bandwidth")
                           << "refuses the stream: 453 Not Enough Bandwidth.";
-    QTest::newRow("control characters") << QByteArray("RTSP/1.0 500 a\x1b[31m\xff")
-                                        << "500 a [31m .";
+    QTest::newRow("control characters")
+        << QByteArray("RTSP/1.0 500 a\x1b[31m\xff") << "500 a [31m .";
     QTest::newRow("no code") << QByteArray("RTSP/1.0") << "refuses the stream";
     QTest::newRow("http") << QByteArray("HTTP/1.1 400 Bad Request") << "does not speak RTSP";
     QTest::newRow("nothing") << QByteArray() << "does not speak RTSP";
@@ -141,8 +141,8 @@ void TestAddressCheck::name_thatDoesNotExist()
 {
     const QString reason = reasonFor("rtsp://no-such-host.invalid/x");
     // A resolver without a network may take longer than our patience.
-    QVERIFY2(reason == "There is no host with the name no-such-host.invalid."
-                     || reason == "no-such-host.invalid:554 does not answer.",
+    QVERIFY2(reason == "There is no host with the name no-such-host.invalid." ||
+                 reason == "no-such-host.invalid:554 does not answer.",
              qPrintable(reason));
 }
 

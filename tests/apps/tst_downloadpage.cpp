@@ -141,8 +141,8 @@ void TestDownloadPage::otherDay_keepsTheTimes()
     QTest::keyClick(&desk.page, Qt::Key_PageDown);
     if (desk.line()->day() == recordedDay())
         QTest::keyClick(desk.from(), Qt::Key_PageDown, Qt::ControlModifier); // no focus here
-    desk.page.setSpan({recordedAt(9, 10) + recordingtime::dayMs,
-                       recordedAt(9, 10, 20) + recordingtime::dayMs});
+    desk.page.setSpan(
+        {recordedAt(9, 10) + recordingtime::dayMs, recordedAt(9, 10, 20) + recordingtime::dayMs});
     QCOMPARE(desk.line()->day(), recordedDay().addDays(1));
     QVERIFY(desk.line()->rows()[0].recorded.isEmpty());
     QCOMPARE(desk.from()->text(), QString("2026-03-15  09:10:00"));
@@ -158,8 +158,7 @@ void TestDownloadPage::line_showsWhatTheChosenCameraHasRecorded()
     QCOMPARE(desk.line()->rows()[0].recorded.size(), 2);
     QCOMPARE(desk.line()->rows()[0].name, recorder.camera(0).name);
     desk.page.choose(recorder.camera(1).key);
-    QCOMPARE(desk.line()->rows()[0].recorded,
-             (QVector<TimeSpan>{{recordedAt(1), recordedAt(2)}}));
+    QCOMPARE(desk.line()->rows()[0].recorded, (QVector<TimeSpan>{{recordedAt(1), recordedAt(2)}}));
     desk.page.choose("nobody");
     QCOMPARE(desk.line()->rows()[0].name, recorder.camera(1).name);
     QCOMPARE(desk.page.span().begin, recordedAt(9, 10)); // the span stays

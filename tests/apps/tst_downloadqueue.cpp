@@ -35,9 +35,8 @@ struct Desk
     }
     bool ends(Download *download)
     {
-        return waitFor([=] {
-            return !download->isActive() && download->state() != State::Waiting;
-        });
+        return waitFor(
+            [=] { return !download->isActive() && download->state() != State::Waiting; });
     }
     /// Names of all films that are there.
     QStringList films() const
@@ -157,10 +156,12 @@ void TestDownloadQueue::download_writesAFileNamedByItsSpan()
     QVERIFY(desk.becomes(download, State::Done));
     QCOMPARE(download->results().size(), 1);
     const QFileInfo file(download->results().first());
-    QCOMPARE(file.absolutePath(), download->files().folder()
-                     + QDate::currentDate().toString("/yyyy-MM-dd/'vod'"));
+    QCOMPARE(file.absolutePath(),
+             download->files().folder() + QDate::currentDate().toString("/yyyy-MM-dd/'vod'"));
     QVERIFY2(QRegularExpression("^20260314T09100\\d_20260314T09102\\d_1\\.mp4$")
-                     .match(file.fileName()).hasMatch(), qPrintable(file.fileName()));
+                 .match(file.fileName())
+                 .hasMatch(),
+             qPrintable(file.fileName()));
     const ProbedFile film = probeFile(file.filePath());
     QCOMPARE(film.error, QString());
     QVERIFY2(qAbs(film.duration - 30) < 1.5, qPrintable(QString::number(film.duration)));
@@ -228,8 +229,8 @@ void TestDownloadQueue::twoRunAtOnce_othersWaitInTheirOrder()
     QVector<int> started;
     int most = 0;
     for (int channel = 0; channel < 4; ++channel) {
-        Download *download = desk.queue.add(recorder.camera(channel), from(9, 0, 20 * secondMs),
-                                            true);
+        Download *download =
+            desk.queue.add(recorder.camera(channel), from(9, 0, 20 * secondMs), true);
         if (download->state() == State::Running)
             started.append(channel);
         connect(download, &Download::changed, this, [&, download, channel] {
@@ -296,8 +297,10 @@ void TestDownloadQueue::cancelled_keepsAFileThatPlays_withItsName()
     QVERIFY(!download->isActive());
     QCOMPARE(download->results().size(), 1);
     const QString name = QFileInfo(download->results().first()).fileName();
-    QVERIFY2(QRegularExpression("^20260314T09000\\d_20260314T0900\\d\\d_0\\.mp4$").match(name)
-                     .hasMatch(), qPrintable(name));
+    QVERIFY2(QRegularExpression("^20260314T09000\\d_20260314T0900\\d\\d_0\\.mp4$")
+                 .match(name)
+                 .hasMatch(),
+             qPrintable(name));
     const ProbedFile film = probeFile(download->results().first());
     QCOMPARE(film.error, QString());
     QVERIFY(film.duration > 0);
@@ -412,9 +415,12 @@ void TestDownloadQueue::goneDevice_silentDevice_andReadErrors_areTold_data()
 {
     QTest::addColumn<QString>("fault");
     QTest::addColumn<QString>("words");
-    QTest::newRow("gone") << "gone" << "The device is gone.";
-    QTest::newRow("silent") << "silent" << "The device has sent nothing for 5 seconds.";
-    QTest::newRow("error") << "error" << "The device has broken off the download.";
+    QTest::newRow("gone") << "gone"
+                          << "The device is gone.";
+    QTest::newRow("silent") << "silent"
+                            << "The device has sent nothing for 5 seconds.";
+    QTest::newRow("error") << "error"
+                           << "The device has broken off the download.";
 }
 
 void TestDownloadQueue::goneDevice_silentDevice_andReadErrors_areTold()
@@ -463,8 +469,8 @@ void TestDownloadQueue::cameraByAddress_hasNoRecordings()
     log->expect(Logger::Error, "(orvdlthr)vod dl start err 1");
     log->expect(Logger::Error, "(atvdlthr)before download thr err");
     QString problem;
-    const Device device = cameraDevice(CameraAddress::parse("rtsp://127.0.0.1:1/x", &problem),
-                                       CameraAddress());
+    const Device device =
+        cameraDevice(CameraAddress::parse("rtsp://127.0.0.1:1/x", &problem), CameraAddress());
     Desk desk;
     Download *download = desk.queue.add(device.cameras().first(), from(9, 0, 20 * secondMs), true);
     QVERIFY(desk.ends(download));

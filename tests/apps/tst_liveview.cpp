@@ -167,8 +167,8 @@ void TestLiveView::wrongPassword_isExplained_andNeverShown()
     Host host(server.url("cam", "admin:qwrong"));
     host.view.play();
     QVERIFY(waitFor([&] { return host.overlay()->detail().contains("refuses the user name"); }));
-    const QString shown = host.overlay()->title() + host.overlay()->detail()
-            + host.view.summary().name + host.view.summary().state;
+    const QString shown = host.overlay()->title() + host.overlay()->detail() +
+                          host.view.summary().name + host.view.summary().state;
     QVERIFY2(!shown.contains("qwrong") && !shown.contains("admin"), qPrintable(shown));
     for (const LogCapture::Line &line : log->lines())
         QVERIFY2(!line.text.contains("qwrong"), qPrintable(line.text));

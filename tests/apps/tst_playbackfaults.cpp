@@ -74,8 +74,8 @@ void TestPlaybackFaults::refusalOfACameraByAddress_saysThatItHasNoRecordings()
 {
     log->expect(Logger::Warning, "(orvodthr)vod start err 1");
     QString problem;
-    const Device device = cameraDevice(
-            CameraAddress::parse("rtsp://127.0.0.1:1/x", &problem), CameraAddress());
+    const Device device =
+        cameraDevice(CameraAddress::parse("rtsp://127.0.0.1:1/x", &problem), CameraAddress());
     PlaybackHost host(device.cameras().first());
     QVERIFY(!host.view.isRecordedKnown());
     host.view.play();

@@ -99,7 +99,7 @@ struct Desk
         view->clearOsd();
         const QRect place(view->mapTo(window.get(), QPoint()), view->size());
         return readSceneId(window->grab().toImage().copy(place.adjusted(3, 3, -3, -3)))
-                .value_or(SceneId());
+            .value_or(SceneId());
     }
 
     QTemporaryDir folder;
@@ -300,14 +300,13 @@ void TestPlaybackPage::clickOnTheLine_playsFromThere()
     }
     QTest::mouseClick(desk.line(), Qt::LeftButton, {}, desk.pointOn(recordedAt(11, 30), 0));
     for (int i = 0; i < 2; ++i)
-        QVERIFY(waitFor([&] {
-            return recorder.control->playback(uint(i)).position > recordedAt(11, 20);
-        }));
+        QVERIFY(waitFor(
+            [&] { return recorder.control->playback(uint(i)).position > recordedAt(11, 20); }));
     // The line and the bar tell where play is.
     auto *position = desk.page->findChild<QLabel *>("position");
     QVERIFY(waitFor([&] {
-        return desk.view(0)->state() == PlaybackState::Playing
-                && position->text() == recordingtime::text(desk.view(0)->position(), true);
+        return desk.view(0)->state() == PlaybackState::Playing &&
+               position->text() == recordingtime::text(desk.view(0)->position(), true);
     }));
     QVERIFY(position->text().startsWith("2026-03-14 11:"));
     QCOMPARE(desk.line()->rows()[0].position, desk.view(0)->position());
@@ -351,7 +350,7 @@ void TestPlaybackPage::keys_playHoldStepAndChangeSpeed()
     for (const QToolButton *button : desk.page->bar()->findChildren<QToolButton *>())
         QVERIFY(!button->toolTip().isEmpty() && !button->accessibleName().isEmpty());
     for (const QToolButton *button : desk.page->findChild<DayBar *>()->findChildren<QToolButton *>(
-                 QString(), Qt::FindDirectChildrenOnly))
+             QString(), Qt::FindDirectChildrenOnly))
         QVERIFY(!button->toolTip().isEmpty() && !button->accessibleName().isEmpty());
 }
 
@@ -444,8 +443,10 @@ void TestPlaybackPage::channelThatIsShownAlready_changesPlaces()
     emit desk.view(0)->cameraDropped(recorder.camera(1).key);
     QCOMPARE(desk.view(0)->camera().channel, 1);
     QCOMPARE(desk.view(1)->camera().channel, 0);
-    QVERIFY(waitFor([&] { return recorder.control->openPlaybacks() == 0
-                              || desk.view(0)->state() == PlaybackState::Playing; }));
+    QVERIFY(waitFor([&] {
+        return recorder.control->openPlaybacks() == 0 ||
+               desk.view(0)->state() == PlaybackState::Playing;
+    }));
     // Dropped onto itself nothing happens.
     const Camera same = desk.view(0)->camera();
     desk.page->playFrom(recordedAt(9, 10));
@@ -491,8 +492,8 @@ void TestPlaybackPage::limitOfTheDevice_isToldWhereItMeets()
     QVERIFY(waitFor([&] {
         int on = 0;
         for (int i = 0; i < 4; ++i)
-            on += desk.view(i)->state() == PlaybackState::Playing
-                    && desk.view(i)->position() > start;
+            on +=
+                desk.view(i)->state() == PlaybackState::Playing && desk.view(i)->position() > start;
         return on == 2;
     }));
 }
@@ -513,9 +514,7 @@ void TestPlaybackPage::marks_becomeDownloads()
     QCOMPARE(tabs->findChildren<QToolButton *>()[2]->text(), QString("Downloads 2"));
     for (Download *download : downloads)
         QVERIFY(waitFor([&] { return download->state() == DownloadState::Done; }));
-    QVERIFY(waitFor([&] {
-        return tabs->findChildren<QToolButton *>()[2]->text() == "Downloads";
-    }));
+    QVERIFY(waitFor([&] { return tabs->findChildren<QToolButton *>()[2]->text() == "Downloads"; }));
     desk.page->setTogether(false);
     desk.key(Qt::Key_2);
     desk.key(Qt::Key_D);
@@ -597,9 +596,8 @@ void TestPlaybackPage::window_closesWhilePlayingAndDownloading()
     DownloadQueue *queue = desk.window->downloads();
     for (int channel = 0; channel < 3; ++channel)
         queue->add(recorder.camera(channel), {recordedAt(9, 5), recordedAt(9, 55)}, true);
-    QVERIFY(waitFor([&] {
-        return queue->downloads()[0]->part() > 0 && queue->downloads()[1]->part() > 0;
-    }));
+    QVERIFY(waitFor(
+        [&] { return queue->downloads()[0]->part() > 0 && queue->downloads()[1]->part() > 0; }));
     QTimer::singleShot(0, desk.window.get(), [&] { desk.window->close(); });
     QTimer::singleShot(20000, desk.window.get(), [&] { QCoreApplication::exit(1); });
     QCOMPARE(QCoreApplication::exec(), 0);

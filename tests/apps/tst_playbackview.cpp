@@ -190,17 +190,17 @@ void TestPlaybackView::seek_landsAtTheNextKeyPicture()
     PlaybackHost host(recorder.camera());
     host.view.playFrom(recordedAt(9, 5));
     QVERIFY(host.passes(recordedAt(9, 5)));
-    for (const qint64 wanted : {recordedAt(9, 40) + 130, recordedAt(9, 2) + 777,
-                                recordedAt(11, 30) + 1}) {
+    for (const qint64 wanted :
+         {recordedAt(9, 40) + 130, recordedAt(9, 2) + 777, recordedAt(11, 30) + 1}) {
         const int at = int(recorder.count(DeviceOp::vodSeek));
         host.view.playFrom(wanted);
         QCOMPARE(host.view.position(), wanted); // at once, where it goes
         qint64 landed = none;
-        const auto note = QObject::connect(&host.view, &PlaybackView::positionChanged, &host.view,
-                                           [&] {
-                                               if (landed == none)
-                                                   landed = host.view.position();
-                                           });
+        const auto note =
+            QObject::connect(&host.view, &PlaybackView::positionChanged, &host.view, [&] {
+                if (landed == none)
+                    landed = host.view.position();
+            });
         QVERIFY(waitFor([&] { return landed != none; }));
         QObject::disconnect(note);
         const qint64 begin = wanted < recordedAt(11) ? recordedAt(9) : recordedAt(11);
@@ -221,9 +221,10 @@ void TestPlaybackView::seekWhileHeld_showsThePictureOfThatTime()
     host.view.hold();
     for (const qint64 wanted : {recordedAt(9, 50), recordedAt(9, 1), recordedAt(11, 20)}) {
         host.view.playFrom(wanted);
-        QVERIFY(waitFor([&] { return recorder.control->playback(0).paused
-                                  && host.view.position() >= wanted
-                                  && host.seen() == host.view.position(); }));
+        QVERIFY(waitFor([&] {
+            return recorder.control->playback(0).paused && host.view.position() >= wanted &&
+                   host.seen() == host.view.position();
+        }));
         QVERIFY(host.view.position() < wanted + 3 * secondMs);
         QVERIFY(host.view.isHeld());
         QCOMPARE(host.view.state(), PlaybackState::Paused);
@@ -332,8 +333,8 @@ void TestPlaybackView::picture_isNamedByItsTimeInTheRecording()
     }
     const qint64 earliest = host.view.position();
     host.view.savePicture();
-    const QDir folder(host.view.files().folder()
-                      + QDate::currentDate().toString("/yyyy-MM-dd/'vod'"));
+    const QDir folder(host.view.files().folder() +
+                      QDate::currentDate().toString("/yyyy-MM-dd/'vod'"));
     QVERIFY(waitFor([&] { return host.notice().startsWith("Saved as "); }));
     const QStringList files = folder.entryList(QDir::Files);
     QCOMPARE(files.size(), 1);

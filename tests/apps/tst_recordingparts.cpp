@@ -86,8 +86,8 @@ void TestRecordingParts::files_areFoundFromATimeOn()
     QVERIFY(files.recordingsSince(kNine).isEmpty()); // the folder is not there yet
     const auto make = [&](const QString &name, const QDateTime &time) {
         QFile file(files.folder() + '/' + name);
-        return QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly)
-                && file.setFileTime(time, QFileDevice::FileModificationTime);
+        return QDir().mkpath(QFileInfo(file).path()) && file.open(QIODevice::WriteOnly) &&
+               file.setFileTime(time, QFileDevice::FileModificationTime);
     };
     QVERIFY(make("b.mp4", kNine));
     QVERIFY(make("a/live/c.mp4", kNine.addSecs(5)));

@@ -28,8 +28,8 @@ bool touchesEdge(const QImage &image)
 {
     for (int i = 0; i < image.width(); ++i) {
         const int last = image.width() - 1;
-        if (qAlpha(image.pixel(i, 0)) > 127 || qAlpha(image.pixel(i, last)) > 127
-            || qAlpha(image.pixel(0, i)) > 127 || qAlpha(image.pixel(last, i)) > 127)
+        if (qAlpha(image.pixel(i, 0)) > 127 || qAlpha(image.pixel(i, last)) > 127 ||
+            qAlpha(image.pixel(0, i)) > 127 || qAlpha(image.pixel(last, i)) > 127)
             return true;
     }
     return false;
@@ -124,8 +124,10 @@ void TestResources::mutedIcon_looksDifferent_data()
 {
     QTest::addColumn<QString>("on");
     QTest::addColumn<QString>("off");
-    QTest::newRow("sound") << ":/primary/volume.svg" << ":/primary/close_volume.svg";
-    QTest::newRow("talk") << ":/primary/mic.svg" << ":/primary/mic-close.svg";
+    QTest::newRow("sound") << ":/primary/volume.svg"
+                           << ":/primary/close_volume.svg";
+    QTest::newRow("talk") << ":/primary/mic.svg"
+                          << ":/primary/mic-close.svg";
 }
 
 void TestResources::mutedIcon_looksDifferent()

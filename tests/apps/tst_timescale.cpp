@@ -131,8 +131,8 @@ void TestTimeScale::texts_tellThousandthsIfAsked()
 
 void TestTimeScale::spans_thatTouch_areJoined()
 {
-    const QVector<TimeSpan> spans = joined({{50, 60}, {10, 20}, {20, 30}, {55, 80}, {90, 90},
-                                            {70, 75}, TimeSpan()});
+    const QVector<TimeSpan> spans =
+        joined({{50, 60}, {10, 20}, {20, 30}, {55, 80}, {90, 90}, {70, 75}, TimeSpan()});
     QCOMPARE(spans, (QVector<TimeSpan>{{10, 30}, {50, 80}}));
     QVERIFY(joined({}).isEmpty());
 }
@@ -259,7 +259,7 @@ void TestTimeScale::ticks_standAtFullUnits_andLeaveRoomForLabels_data()
     for (const int width : {300, 900, 2400})
         for (const double factor : {1.0, 2.0, 7.3, 24.0, 333.0, 8640.0})
             QTest::newRow(qPrintable(QStringLiteral("%1 px, %2").arg(width).arg(factor)))
-                    << factor << width;
+                << factor << width;
 }
 
 void TestTimeScale::ticks_standAtFullUnits_andLeaveRoomForLabels()

@@ -40,8 +40,8 @@ void TestVantraGrid::cameras_areShownAndRecorded()
                            QDirIterator::Subdirectories);
         QVERIFY2(files.hasNext(), camera);
         QProcess probe;
-        probe.start("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of",
-                                "csv=p=0", files.next()});
+        probe.start("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0",
+                                files.next()});
         QVERIFY(probe.waitForFinished());
         QVERIFY(probe.readAllStandardOutput().trimmed().toDouble() > 1);
     }

@@ -25,10 +25,7 @@ class Program
     Q_DISABLE_COPY(Program)
 
 public:
-    Program(const QString &path, const QStringList &arguments)
-    {
-        process.start(path, arguments);
-    }
+    Program(const QString &path, const QStringList &arguments) { process.start(path, arguments); }
     ~Program()
     {
         process.kill();
@@ -95,8 +92,10 @@ void TestVantraRecord::recording_isCutIntoFilesThatPlay_data()
 {
     QTest::addColumn<QString>("camera");
     QTest::addColumn<QString>("video");
-    QTest::newRow("H.264 with sound") << "cam:h264:pcma:640x360:gop=10" << "h264 640 360";
-    QTest::newRow("H.265 without") << "cam:h265:none:320x240:gop=10" << "hevc 320 240";
+    QTest::newRow("H.264 with sound") << "cam:h264:pcma:640x360:gop=10"
+                                      << "h264 640 360";
+    QTest::newRow("H.265 without") << "cam:h265:none:320x240:gop=10"
+                                   << "hevc 320 240";
 }
 
 void TestVantraRecord::recording_isCutIntoFilesThatPlay()
@@ -138,9 +137,9 @@ void TestVantraRecord::interrupt_endsTheRecording_withAWholeFile()
     QVERIFY2(server.start({"--camera", "cam:h264:gop=10"}), qPrintable(server.log()));
     QTemporaryDir dir;
     Program program(VANTRA_RECORD, {server.url("cam"), "--out", dir.path()});
-    QVERIFY(waitFor([&] {
-        return program.errors().contains(QRegularExpression("recording [3-9] s"));
-    }, kDeadlineMs));
+    QVERIFY(
+        waitFor([&] { return program.errors().contains(QRegularExpression("recording [3-9] s")); },
+                kDeadlineMs));
     program.interrupt();
     QVERIFY2(program.exitCode() == 0, qPrintable(program.errors()));
     const QStringList files = filesIn(dir.path());
@@ -156,15 +155,17 @@ void TestVantraRecord::cameraThatBreaksOff_isRecordedIntoANewFile()
     QVERIFY2(server.start({"--camera", "cam:h264:gop=10"}), qPrintable(server.log()));
     QTemporaryDir dir;
     Program program(VANTRA_RECORD, {server.url("cam"), "--out", dir.path()});
-    QVERIFY(waitFor([&] {
-        return program.errors().contains(QRegularExpression("recording [2-9] s"));
-    }, kDeadlineMs));
+    QVERIFY(
+        waitFor([&] { return program.errors().contains(QRegularExpression("recording [2-9] s")); },
+                kDeadlineMs));
     QVERIFY(server.command("drop cam"));
     // The first file has its last name, with two times, and another is being written.
-    QVERIFY(waitFor([&] {
-        const QStringList files = filesIn(dir.path());
-        return files.size() == 2 && QFileInfo(dir.filePath(files.last())).size() > 0;
-    }, kDeadlineMs));
+    QVERIFY(waitFor(
+        [&] {
+            const QStringList files = filesIn(dir.path());
+            return files.size() == 2 && QFileInfo(dir.filePath(files.last())).size() > 0;
+        },
+        kDeadlineMs));
     program.interrupt();
     QVERIFY2(program.exitCode() == 0, qPrintable(program.errors()));
     const QStringList files = filesIn(dir.path());
@@ -196,8 +197,9 @@ void TestVantraRecord::folderWithoutRoomForFiles_isTold()
     // A folder below a file cannot be made, whoever asks.
     Program program(VANTRA_RECORD, {"rtsp://127.0.0.1/x", "--out", dir.filePath("file/below")});
     QCOMPARE(program.exitCode(), 1);
-    QCOMPARE(program.errors(), QString("vantra-record: no file can be written in %1\n")
-                                       .arg(dir.filePath("file/below")));
+    QCOMPARE(
+        program.errors(),
+        QString("vantra-record: no file can be written in %1\n").arg(dir.filePath("file/below")));
 }
 
 void TestVantraRecord::wrongUse_endsWithTwo_data()

@@ -58,11 +58,24 @@ void TestViewerParts::options_defaults()
 
 void TestViewerParts::options_allTaken()
 {
-    const Options options = Options::parse({"vantra-viewer", "--transport", "udp", "rtsp://a/1",
-                                            "--screenshot", "x.png", "--after=3", "--seconds", "9",
-                                            "--verbose", "--record", "--folder", "films",
-                                            "--simulate", "--page", "downloads",
-                                            "--render", "opengl",
+    const Options options = Options::parse({"vantra-viewer",
+                                            "--transport",
+                                            "udp",
+                                            "rtsp://a/1",
+                                            "--screenshot",
+                                            "x.png",
+                                            "--after=3",
+                                            "--seconds",
+                                            "9",
+                                            "--verbose",
+                                            "--record",
+                                            "--folder",
+                                            "films",
+                                            "--simulate",
+                                            "--page",
+                                            "downloads",
+                                            "--render",
+                                            "opengl",
                                             "rtsp://b/2,rtsp://b/3",
                                             "rtsp://c/a,b"});
     QCOMPARE(options.action, Options::Action::Run);
@@ -100,8 +113,8 @@ void TestViewerParts::options_refused_data()
     QTest::newRow("value missing") << QStringList{"--after"} << "after";
     QTest::newRow("no file") << QStringList{"--screenshot", ""} << "--screenshot";
     QTest::newRow("no folder") << QStringList{"--folder="} << "--folder";
-    QTest::newRow("second address") << QStringList{"rtsp://a/1", "rtsp://u:secret@:1"}
-                                    << "address 2:";
+    QTest::newRow("second address")
+        << QStringList{"rtsp://a/1", "rtsp://u:secret@:1"} << "address 2:";
     QTest::newRow("bad sub stream") << QStringList{"rtsp://a/1,rtsp://u:secret@:1"} << "address 1:";
     QTest::newRow("three streams") << QStringList{"rtsp://a/1,rtsp://a/2,rtsp://a/3"} << "two";
 }
@@ -121,14 +134,15 @@ void TestViewerParts::options_helpAndVersion()
 {
     const Options help = Options::parse({"vantra-viewer", "--help", "rtsp://bad:"});
     QCOMPARE(help.action, Options::Action::ShowHelp);
-    for (const char *option : {"--page", "--transport", "--seconds", "--screenshot", "--after",
-                               "--folder", "--record", "--render",
-                               "--verbose", "--help", "--version"})
+    for (const char *option :
+         {"--page", "--transport", "--seconds", "--screenshot", "--after", "--folder", "--record",
+          "--render", "--verbose", "--help", "--version"})
         QVERIFY2(help.message.contains(option), option);
     const Options version = Options::parse({"vantra-viewer", "--version"});
     QCOMPARE(version.action, Options::Action::ShowVersion);
-    QVERIFY(QRegularExpression("^vantra-viewer \\d+\\.\\d+\\.\\d+\n$").match(version.message)
-                    .hasMatch());
+    QVERIFY(QRegularExpression("^vantra-viewer \\d+\\.\\d+\\.\\d+\n$")
+                .match(version.message)
+                .hasMatch());
 }
 
 void TestViewerParts::meter_countsAndGivesTheRate()
@@ -138,10 +152,16 @@ void TestViewerParts::meter_countsAndGivesTheRate()
     for (int i = 0; i < 30; ++i)
         meter.countPicture();
     QCOMPARE(meter.shown(), quint64(30));
-    QVERIFY(vantratest::waitFor([&] { meter.sample(); return meter.rate() > 0; }));
+    QVERIFY(vantratest::waitFor([&] {
+        meter.sample();
+        return meter.rate() > 0;
+    }));
     QVERIFY(meter.rate() <= 30);
     // A second without pictures.
-    QVERIFY(vantratest::waitFor([&] { meter.sample(); return meter.rate() == 0; }));
+    QVERIFY(vantratest::waitFor([&] {
+        meter.sample();
+        return meter.rate() == 0;
+    }));
     QCOMPARE(meter.shown(), quint64(30));
 }
 
@@ -149,7 +169,10 @@ void TestViewerParts::meter_forgetsTheRateButNotTheCount()
 {
     PictureMeter meter;
     meter.countPicture();
-    QVERIFY(vantratest::waitFor([&] { meter.sample(); return meter.rate() > 0; }));
+    QVERIFY(vantratest::waitFor([&] {
+        meter.sample();
+        return meter.rate() > 0;
+    }));
     meter.pause();
     QCOMPARE(meter.rate(), 0.0);
     QCOMPARE(meter.shown(), quint64(1));
@@ -179,32 +202,42 @@ void TestViewerParts::state_isToldInWords_data()
     const QDateTime last(QDate(2026, 5, 1), QTime(12, 34, 56));
     using S = ViewState;
     QTest::newRow("stopped") << ViewFacts{S::Stopped, false, false, true, "", last} << "Stopped"
-                             << "Press Space to start." << "stopped";
+                             << "Press Space to start."
+                             << "stopped";
     QTest::newRow("at first") << ViewFacts{S::Connecting, false, false, false, "", {}}
-                              << "Connecting" << "" << "connecting";
-    QTest::newRow("failing") << ViewFacts{S::Connecting, false, true, false, "", {}}
-                             << "No picture" << "Trying again." << "connecting";
-    QTest::newRow("reason known")
-            << ViewFacts{S::Connecting, false, true, false, "Nobody\nhome.", {}} << "No picture"
-            << "Nobody\nhome.\nTrying again." << "no picture: Nobody home.";
-    QTest::newRow("open and mute") << ViewFacts{S::Connecting, true, true, false, "", {}}
-                                   << "No picture"
-                                   << "The camera is connected, but sends no picture.\n"
-                                      "Trying again."
-                                   << "connecting";
-    QTest::newRow("lost") << ViewFacts{S::Connecting, false, false, true, "", last}
-                          << "No signal" << "Last picture at 12:34:56. Trying again."
+                              << "Connecting"
+                              << ""
+                              << "connecting";
+    QTest::newRow("failing") << ViewFacts{S::Connecting, false, true, false, "", {}} << "No picture"
+                             << "Trying again."
+                             << "connecting";
+    QTest::newRow("reason known") << ViewFacts{S::Connecting, false,           true,
+                                               false,         "Nobody\nhome.", {}}
+                                  << "No picture"
+                                  << "Nobody\nhome.\nTrying again."
+                                  << "no picture: Nobody home.";
+    QTest::newRow("open and mute")
+        << ViewFacts{S::Connecting, true, true, false, "", {}} << "No picture"
+        << "The camera is connected, but sends no picture.\n"
+           "Trying again."
+        << "connecting";
+    QTest::newRow("lost") << ViewFacts{S::Connecting, false, false, true, "", last} << "No signal"
+                          << "Last picture at 12:34:56. Trying again."
                           << "no signal";
     QTest::newRow("gone") << ViewFacts{S::Connecting, false, true, true, "It is gone.", last}
                           << "No signal"
                           << "It is gone.\nLast picture at 12:34:56. Trying again."
                           << "no signal: It is gone.";
-    QTest::newRow("another stream") << ViewFacts{S::NoSignal, true, false, true, "", last, true}
-                                    << "Changing the stream" << "Last picture at 12:34:56."
-                                    << "no signal";
+    QTest::newRow("another stream")
+        << ViewFacts{S::NoSignal, true, false, true, "", last, true} << "Changing the stream"
+        << "Last picture at 12:34:56."
+        << "no signal";
     QTest::newRow("frozen") << ViewFacts{S::NoSignal, true, false, true, "", last} << "No signal"
-                            << "Last picture at 12:34:56." << "no signal";
-    QTest::newRow("live") << ViewFacts{S::Live, true, false, true, "", last} << "" << "" << "live";
+                            << "Last picture at 12:34:56."
+                            << "no signal";
+    QTest::newRow("live") << ViewFacts{S::Live, true, false, true, "", last} << ""
+                          << ""
+                          << "live";
 }
 
 void TestViewerParts::state_isToldInWords()
@@ -230,19 +263,27 @@ void TestViewerParts::playback_isToldInWords_data()
     const qint64 time = recordingtime::of(day) + 9 * recordingtime::hourMs + 5040;
     using S = PlaybackState;
     QTest::newRow("empty") << PlaybackFacts{S::Empty, "", -1, day} << "Empty"
-                           << "Drag a camera here from the list." << "empty";
-    QTest::newRow("ready")
-            << PlaybackFacts{S::Ready, "", time, day} << "Ready"
-            << "Press Space to play from 09:00:05, or click the line below." << "ready";
+                           << "Drag a camera here from the list."
+                           << "empty";
+    QTest::newRow("ready") << PlaybackFacts{S::Ready, "", time, day} << "Ready"
+                           << "Press Space to play from 09:00:05, or click the line below."
+                           << "ready";
     QTest::newRow("missing") << PlaybackFacts{S::Ready, "", time, day, true} << "Nothing recorded"
                              << "There is no recording of 2026-03-14. Choose another day."
                              << "ready";
     QTest::newRow("opening") << PlaybackFacts{S::Opening, "", time, day} << "Opening the recording"
-                             << "" << "opening";
+                             << ""
+                             << "opening";
     QTest::newRow("opening late") << PlaybackFacts{S::Opening, "Soon.", time, day}
-                                  << "Opening the recording" << "Soon." << "opening";
-    QTest::newRow("playing") << PlaybackFacts{S::Playing, "", time, day} << "" << "" << "playing";
-    QTest::newRow("paused") << PlaybackFacts{S::Paused, "", time, day} << "" << "" << "paused";
+                                  << "Opening the recording"
+                                  << "Soon."
+                                  << "opening";
+    QTest::newRow("playing") << PlaybackFacts{S::Playing, "", time, day} << ""
+                             << ""
+                             << "playing";
+    QTest::newRow("paused") << PlaybackFacts{S::Paused, "", time, day} << ""
+                            << ""
+                            << "paused";
     QTest::newRow("gap") << PlaybackFacts{S::Gap, "", time, day} << "Nothing recorded"
                          << "The recording goes on at 09:00:05; the other playbacks are not there "
                             "yet."
@@ -251,7 +292,8 @@ void TestViewerParts::playback_isToldInWords_data()
                             << "The device sends nothing.\nPress Space to try again."
                             << "no pictures";
     QTest::newRow("gone") << PlaybackFacts{S::Waiting, "It is gone.", time, day, false, true}
-                          << "No pictures" << "It is gone.\nPlay goes on when it is back."
+                          << "No pictures"
+                          << "It is gone.\nPlay goes on when it is back."
                           << "no pictures: It is gone.";
     QTest::newRow("ended") << PlaybackFacts{S::Ended, "", time, day} << "End of the recording"
                            << "Played to 09:00:05.\nPress Space to play again, or choose a time."
@@ -298,7 +340,7 @@ void TestViewerParts::cameras_haveNamesAndFoldersOfTheirOwn()
 
 void TestViewerParts::grid_growsWithTheCameras()
 {
-    const QVector<QPair<int, int>> sizes{{0, 1}, {1, 1}, {2, 4}, {4, 4},
+    const QVector<QPair<int, int>> sizes{{0, 1}, {1, 1}, {2, 4},   {4, 4},
                                          {5, 9}, {9, 9}, {10, 16}, {99, 16}};
     for (const auto &size : sizes)
         QCOMPARE(ViewGrid::sizeFor(size.first), size.second);

@@ -368,8 +368,8 @@ void TestViewGrid::cameraByTwoAddresses_isShownLargeAndSmall()
              qPrintable(server.log()));
     Desk desk({});
     QString problem;
-    const auto camera = CameraOption::parse(server.url("large") + ',' + server.url("small"),
-                                            &problem);
+    const auto camera =
+        CameraOption::parse(server.url("large") + ',' + server.url("small"), &problem);
     QVERIFY2(camera.sub.isValid(), qPrintable(problem));
     desk.window->addCamera(camera.main, camera.sub);
     const auto showsSize = [&](const QSize &size) {
@@ -392,14 +392,14 @@ void TestViewGrid::drag_fromTheList_showsThatCamera()
     QVERIFY(desk.allLive(4));
     DeviceTree *tree = desk.tree();
     const QPoint from = tree->viewport()->mapToGlobal(
-            tree->visualItemRect(tree->topLevelItem(0)->child(2)).center());
+        tree->visualItemRect(tree->topLevelItem(0)->child(2)).center());
     const QPoint to = desk.view(0)->mapToGlobal(desk.view(0)->rect().center());
-    QVERIFY(runTool("xdotool", moveTo(from) + QStringList{"mousedown", "1", "sleep", "0.2"}
-                                       + moveTo(from + QPoint(30, 6)) + QStringList{"sleep", "0.2"}
-                                       + moveTo((from + to) / 2) + QStringList{"sleep", "0.2"}
-                                       + moveTo(to) + QStringList{"sleep", "0.3"}
-                                       + moveTo(to + QPoint(3, 3))
-                                       + QStringList{"sleep", "0.3", "mouseup", "1"}));
+    QVERIFY(runTool("xdotool", moveTo(from) + QStringList{"mousedown", "1", "sleep", "0.2"} +
+                                   moveTo(from + QPoint(30, 6)) + QStringList{"sleep", "0.2"} +
+                                   moveTo((from + to) / 2) + QStringList{"sleep", "0.2"} +
+                                   moveTo(to) + QStringList{"sleep", "0.3"} +
+                                   moveTo(to + QPoint(3, 3)) +
+                                   QStringList{"sleep", "0.3", "mouseup", "1"}));
     QVERIFY(waitFor([&] { return desk.view(0)->camera().channel == 2; }));
     QCursor::setPos(0, 0);
     desk.bare();

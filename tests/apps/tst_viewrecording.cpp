@@ -6,8 +6,8 @@
 #include "support/loggedtest.h"
 #include "theme.h"
 #include "vantra.h"
-#include "viewhost.h"
 #include "viewgrid.h"
+#include "viewhost.h"
 #include "viewlabels.h"
 
 #include <QDir>
@@ -39,15 +39,15 @@ QStringList recordingsOf(const CameraFiles &files)
 /// Recordings that have ended have two times in their names.
 int ended(const CameraFiles &files)
 {
-    return recordingsOf(files).filter(QRegularExpression("/\\d{8}T\\d{6}_\\d{8}T\\d{6}_0\\.mp4$"))
-            .size();
+    return recordingsOf(files)
+        .filter(QRegularExpression("/\\d{8}T\\d{6}_\\d{8}T\\d{6}_0\\.mp4$"))
+        .size();
 }
 
 bool becomes(const LiveView &view, const QString &mark)
 {
-    return waitFor([&] {
-        return markOf(view)->isVisible() && markOf(view)->text().contains(mark);
-    });
+    return waitFor(
+        [&] { return markOf(view)->isVisible() && markOf(view)->text().contains(mark); });
 }
 
 bool plays(const QString &file)

@@ -13,9 +13,9 @@
 namespace vantratest {
 
 inline const char kAgain[] =
-        "(ffpg)avcodec_receive_frame failed with fffffff5 (Resource temporarily unavailable)";
+    "(ffpg)avcodec_receive_frame failed with fffffff5 (Resource temporarily unavailable)";
 inline const char kInvalidSend[] =
-        "(ffpg)avcodec_send_packet failed with ffffffea (Invalid argument)";
+    "(ffpg)avcodec_send_packet failed with ffffffea (Invalid argument)";
 
 inline _tag_vdec_param_s videoParam(int codec, const char *device = "")
 {

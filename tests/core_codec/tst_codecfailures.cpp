@@ -125,8 +125,8 @@ void TestCodecFailures::create_returnsNull_andTells()
     QFETCH(QString, line);
     if (!line.isEmpty())
         log->expect(Logger::Error, QStringLiteral("(ffpg)") + line);
-    if (kind != QLatin1String("video") && LIBSWRESAMPLE_VERSION_INT < AV_VERSION_INT(4, 5, 100)
-        && failing == "swr_alloc_set_opts2")
+    if (kind != QLatin1String("video") && LIBSWRESAMPLE_VERSION_INT < AV_VERSION_INT(4, 5, 100) &&
+        failing == "swr_alloc_set_opts2")
         failing = "swr_alloc_set_opts";
     const _tag_vdec_param_s video = videoParam(1);
     const _tag_adec_param_s decoder = {33, 8000, 16, 1};
@@ -134,9 +134,9 @@ void TestCodecFailures::create_returnsNull_andTells()
     for (int round = 0; round < 2; ++round) { // first failing, then not
         Faults::failing = round == 0 ? failing.constData() : nullptr;
         Faults::code = code;
-        void *handle = kind == QLatin1String("video") ? ffmpeg_create_video_decoder(&video)
-                : kind == QLatin1String("decoder")    ? ffmpeg_create_audio_decoder(&decoder)
-                                                      : ffmpeg_create_audio_encoder(&encoder);
+        void *handle = kind == QLatin1String("video")     ? ffmpeg_create_video_decoder(&video)
+                       : kind == QLatin1String("decoder") ? ffmpeg_create_audio_decoder(&decoder)
+                                                          : ffmpeg_create_audio_encoder(&encoder);
         Faults::failing = nullptr;
         QCOMPARE(handle != nullptr, round == 1);
         QCOMPARE(log->missing(), QStringList());
@@ -236,8 +236,9 @@ void TestCodecFailures::audioEncoder_tellsEachFailure_andStaysUsable_data()
     QTest::newRow("send")
         << QByteArray("avcodec_send_frame") << AVERROR(ENOMEM)
         << "(ffpg)avcodec_send_frame failed with fffffff4 (Cannot allocate memory)";
-    QTest::newRow("receive") << QByteArray("avcodec_receive_packet") << AVERROR(ENOMEM)
-            << "(ffpg)avcodec_receive_packet failed with fffffff4 (Cannot allocate memory)";
+    QTest::newRow("receive")
+        << QByteArray("avcodec_receive_packet") << AVERROR(ENOMEM)
+        << "(ffpg)avcodec_receive_packet failed with fffffff4 (Cannot allocate memory)";
     QTest::newRow("buffer") << QByteArray("av_malloc") << 0 << "(ffpg)av_malloc 320 failed";
 }
 
@@ -364,7 +365,7 @@ void TestCodecFailures::card_isSilent_whileThereIsNoPicture()
 void TestCodecFailures::card_tellsFailedReceive()
 {
     const QString line =
-            QStringLiteral("(ffpg)avcodec_receive_frame with fffffff4 (Cannot allocate memory)");
+        QStringLiteral("(ffpg)avcodec_receive_frame with fffffff4 (Cannot allocate memory)");
     log->expect(Logger::Error, line);
     Faults::hasCard = true;
     const VideoHandle handle = makeVideo(1, "vaapi");

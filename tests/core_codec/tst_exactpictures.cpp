@@ -42,15 +42,28 @@ void TestExactPictures::everyPictureIsExact_data()
 {
     QTest::addColumn<int>("heldBack"); // pictures that are still in the decoder at the end
     // No reordering.
-    for (const char *file :
-         {"camera-like/car_h264_alaw.mkv", "camera-like/car_h264_g726-32.mkv",
-          "camera-like/car_h265_mulaw.mkv", "camera/car-detection.mp4",
-          "derived/car_reschange_3sizes.265", "derived/cctv_318x238_ippp_aud.265",
-          "derived/cctv_320x240_intrarefresh.264", "h264/AUD_MW_E.264", "h264/BA1_FT_C.264",
-          "h264/BA_MW_D.264", "h264/CVFC1_Sony_C.jsv", "h264/CVFI1_SVA_C.264", "h264/MPS_MW_A.264",
-          "h264/MR2_TANDBERG_E.264", "h264/NRF_MW_E.264", "h264/QCIF_2P_I_allIPCM.264",
-          "h264/Static.264", "h264/Zhling_1280x720.264", "h264/seq_flat_10slices.264",
-          "h264/test_vd_1d.264", "h265/bbb1080_50f.265", "h265/clip-d.h265"})
+    for (const char *file : {"camera-like/car_h264_alaw.mkv",
+                             "camera-like/car_h264_g726-32.mkv",
+                             "camera-like/car_h265_mulaw.mkv",
+                             "camera/car-detection.mp4",
+                             "derived/car_reschange_3sizes.265",
+                             "derived/cctv_318x238_ippp_aud.265",
+                             "derived/cctv_320x240_intrarefresh.264",
+                             "h264/AUD_MW_E.264",
+                             "h264/BA1_FT_C.264",
+                             "h264/BA_MW_D.264",
+                             "h264/CVFC1_Sony_C.jsv",
+                             "h264/CVFI1_SVA_C.264",
+                             "h264/MPS_MW_A.264",
+                             "h264/MR2_TANDBERG_E.264",
+                             "h264/NRF_MW_E.264",
+                             "h264/QCIF_2P_I_allIPCM.264",
+                             "h264/Static.264",
+                             "h264/Zhling_1280x720.264",
+                             "h264/seq_flat_10slices.264",
+                             "h264/test_vd_1d.264",
+                             "h265/bbb1080_50f.265",
+                             "h265/clip-d.h265"})
         QTest::newRow(file) << 0;
     for (const char *file :
          {"h264/CABA3_SVA_B.264", "h264/CAMA3_Sand_E.264", "h264/CANL4_SVA_B.264",
@@ -155,7 +168,7 @@ void TestExactPictures::damagedStreamIsTold_andHandleStaysUsable()
     const VideoHandle handle = makeVideo(codec == 0 ? 1 : codec);
 
     const QRegularExpression told(QStringLiteral(
-            "^\\(ffpg\\)avcodec_(send_packet|receive_frame) failed with [0-9a-f]{8} \\(.+\\)$"));
+        "^\\(ffpg\\)avcodec_(send_packet|receive_frame) failed with [0-9a-f]{8} \\(.+\\)$"));
     log->expectMatching(Logger::Error, told);
     int failures = 0;
     decodeSums(handle, damaged, &failures);

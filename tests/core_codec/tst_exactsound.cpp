@@ -53,7 +53,8 @@ void TestExactSound::vectors_decodeBitForBit()
             const QByteArray chunk = codes.mid(at, piece);
             _tag_audio_frame_s out;
             QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), bytesOf(chunk),
-                                                unsigned(chunk.size()), 0, &out), 0);
+                                                unsigned(chunk.size()), 0, &out),
+                     0);
             pcm.append(reinterpret_cast<const char *>(out.data), int(out.size));
         }
         QVERIFY(pcm == expected);
@@ -91,8 +92,9 @@ void TestExactSound::everyInput_isEncodedWithinOneStep()
     for (int at = 0; at < samples.size(); at += 320) {
         const QByteArray pcm = pcmBytes(samples.mid(at, 320));
         _tag_audio_frame_s out;
-        QCOMPARE(ffmpeg_encoder_audio_frame(handle.get(), bytesOf(pcm), unsigned(pcm.size()), 0,
-                                            &out), 0);
+        QCOMPARE(
+            ffmpeg_encoder_audio_frame(handle.get(), bytesOf(pcm), unsigned(pcm.size()), 0, &out),
+            0);
         const int count = std::min(320, samples.size() - at);
         for (int i = 0; i < count; ++i) {
             if (out.data[i] == quint8(expected[at + i]))

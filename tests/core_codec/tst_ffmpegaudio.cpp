@@ -113,7 +113,7 @@ void TestFfmpegAudio::createEncoder_fillsItsRecord()
 void TestFfmpegAudio::create_tellsFailedOpen()
 {
     const QString line =
-            QStringLiteral("(ffpg)avcodec_open2 failed with ffffffea (Invalid argument)");
+        QStringLiteral("(ffpg)avcodec_open2 failed with ffffffea (Invalid argument)");
     log->expect(Logger::Error, line);
     for (const int channels : {0, -1, INT_MIN, INT_MAX})
         QVERIFY(!makeDecoder(kALaw, 8000, channels));
@@ -137,7 +137,7 @@ void TestFfmpegAudio::create_tellsFailedResampler()
 void TestFfmpegAudio::create_toldOrWorking_forAnyNumberOfChannels()
 {
     const QRegularExpression failed(QStringLiteral(
-            "^\\(ffpg\\)(avcodec_open2|swr_alloc_set_opts|swr_init|av_frame_get_buffer) failed"));
+        "^\\(ffpg\\)(avcodec_open2|swr_alloc_set_opts|swr_init|av_frame_get_buffer) failed"));
     log->expectMatching(Logger::Error, failed);
     for (int channels = 0; channels < 80; ++channels) {
         log->clear();
@@ -160,7 +160,7 @@ void TestFfmpegAudio::createEncoder_tellsFailedBuffer()
 {
     // Below 25 Hz a frame has no sample.
     const QString line =
-            QStringLiteral("(ffpg)av_frame_get_buffer failed with ffffffea (Invalid argument)");
+        QStringLiteral("(ffpg)av_frame_get_buffer failed with ffffffea (Invalid argument)");
     log->expect(Logger::Error, line);
     QVERIFY(!makeEncoder(kMuLaw, 24, 1));
     QCOMPARE(log->count(Logger::Error, line), 1);
@@ -227,10 +227,10 @@ void TestFfmpegAudio::registries_keepFirst_ofTwoWithOneContext()
     aenc_handle_s encoderTwin = {};
     encoderTwin.ctx = encoder->ctx;
     // Both are told as decoders, at a level above that of video.
-    const QString decoderLine = QString::asprintf("(ffpg)audio decoder %p was existed",
-                                                  static_cast<void *>(&decoderTwin));
-    const QString encoderLine = QString::asprintf("(ffpg)audio decoder %p was existed",
-                                                  static_cast<void *>(&encoderTwin));
+    const QString decoderLine =
+        QString::asprintf("(ffpg)audio decoder %p was existed", static_cast<void *>(&decoderTwin));
+    const QString encoderLine =
+        QString::asprintf("(ffpg)audio decoder %p was existed", static_cast<void *>(&encoderTwin));
     log->expect(Logger::Error, decoderLine);
     log->expect(Logger::Error, encoderLine);
     QCOMPARE(add_audio_decoder(&decoderTwin), -1);
@@ -255,9 +255,9 @@ void TestFfmpegAudio::manyHandles_liveAtOnce_onManyThreads()
                 const AudioEncoderHandle encoder = makeEncoder(codec);
                 const QByteArray silence(640, '\0');
                 _tag_audio_frame_s encoded, decoded;
-                if (encode(encoder, silence, &encoded) != 0
-                    || decode(decoder, content(encoded), &decoded) != 0
-                    || content(decoded) != expanded(codec, content(encoded)))
+                if (encode(encoder, silence, &encoded) != 0 ||
+                    decode(decoder, content(encoded), &decoded) != 0 ||
+                    content(decoded) != expanded(codec, content(encoded)))
                     ++wrong;
             }
         });

@@ -198,8 +198,9 @@ void TestFfmpegAudioChunks::decoder_decodesOddPieces()
         const QByteArray piece = codes.mid(at, size);
         std::vector<unsigned char> exact(piece.begin(), piece.end());
         _tag_audio_frame_s out;
-        QCOMPARE(ffmpeg_decoder_audio_frame(handle.get(), exact.data(), unsigned(exact.size()), 0,
-                                            &out), 0);
+        QCOMPARE(
+            ffmpeg_decoder_audio_frame(handle.get(), exact.data(), unsigned(exact.size()), 0, &out),
+            0);
         pcm += content(out);
     }
     QCOMPARE(pcm, expanded(kALaw, codes));
@@ -348,7 +349,7 @@ void TestFfmpegAudioChunks::encoder_keepsBufferOfFirstPacket_andFailsLarger()
 void TestFfmpegAudioChunks::encoder_refusesNoData_andStaysUsable()
 {
     const QString line =
-            QStringLiteral("(ffpg)avcodec_send_frame failed with ffffffea (Invalid argument)");
+        QStringLiteral("(ffpg)avcodec_send_frame failed with ffffffea (Invalid argument)");
     log->expect(Logger::Error, line);
     const AudioEncoderHandle handle = makeEncoder(kALaw);
     _tag_audio_frame_s out;

@@ -84,14 +84,14 @@ void TestFfmpegHardware::create_fallsBackToSoftware_withoutDevice_data()
     const QString unknown = QStringLiteral("find no %1 decoder support device %2");
     const QString unsupported = QStringLiteral("%1 decoder does not support device %2");
     const QString absent =
-            QStringLiteral("av_hwdevice_ctx_create failed with [0-9a-f]{1,8} \\(.+\\)");
+        QStringLiteral("av_hwdevice_ctx_create failed with [0-9a-f]{1,8} \\(.+\\)");
     for (const int codec : {1, 2}) {
         const QString name = codec == 1 ? QStringLiteral("h264") : QStringLiteral("hevc");
         const auto row = [&](const char *device, Logger::LogLevel level, const QString &line) {
             const QString text =
                 line.contains(QLatin1String("%1")) ? line.arg(name, QLatin1String(device)) : line;
             QTest::newRow(qPrintable(name + QLatin1Char(' ') + QLatin1String(device)))
-                    << codec << device << int(level) << text;
+                << codec << device << int(level) << text;
         };
         row("no-such-device", Logger::Warning, unknown);
         row("NONE", Logger::Warning, unknown); // only "none" as written means software
@@ -260,7 +260,7 @@ void TestFfmpegHardware::hardwareMode_tellsFailedReceive_inItsOwnWords()
     QCOMPARE(decode(handle, m_units[0]), 0);
     // Without "failed" here.
     const QRegularExpression line(
-            QStringLiteral("^\\(ffpg\\)avcodec_receive_frame with [0-9a-f]{8} \\(.+\\)$"));
+        QStringLiteral("^\\(ffpg\\)avcodec_receive_frame with [0-9a-f]{8} \\(.+\\)$"));
     log->expectMatching(Logger::Error, line);
     QCOMPARE(decode(handle, other), -1);
     QCOMPARE(log->countMatching(Logger::Error, line), 1);

@@ -73,9 +73,9 @@ void fill(AVFrame *frame, const Yuv &yuv)
 
 bool isAbout(const uint8_t *pixel, const QColor &colour)
 {
-    return std::abs(pixel[0] - colour.red()) <= kTolerance
-            && std::abs(pixel[1] - colour.green()) <= kTolerance
-            && std::abs(pixel[2] - colour.blue()) <= kTolerance;
+    return std::abs(pixel[0] - colour.red()) <= kTolerance &&
+           std::abs(pixel[1] - colour.green()) <= kTolerance &&
+           std::abs(pixel[2] - colour.blue()) <= kTolerance;
 }
 
 } // namespace
@@ -135,9 +135,13 @@ void TestFfmpegRgb::everyFormat_givesRedFirst()
         const QColor colour = expectedColour(yuv, format == AV_PIX_FMT_YUVJ420P);
         for (size_t i = 0; i < rgb.size(); i += 3) {
             QVERIFY2(isAbout(&rgb[i], colour),
-                     qPrintable(QStringLiteral("format %1, pixel %2: %3 %4 %5, not %6").arg(format)
-                                        .arg(i / 3).arg(rgb[i]).arg(rgb[i + 1]).arg(rgb[i + 2])
-                                        .arg(colour.name())));
+                     qPrintable(QStringLiteral("format %1, pixel %2: %3 %4 %5, not %6")
+                                    .arg(format)
+                                    .arg(i / 3)
+                                    .arg(rgb[i])
+                                    .arg(rgb[i + 1])
+                                    .arg(rgb[i + 2])
+                                    .arg(colour.name())));
         }
     }
 }
@@ -187,9 +191,11 @@ void TestFfmpegRgb::decodedPatch_hasItsColour()
             QCOMPARE(handle->frame->format, int(format));
             const uint8_t *pixel = rgb.data + rgb.linesize * 48 + 32 * 3; // below the number
             const QColor colour = expectedColour(yuv, format == AV_PIX_FMT_YUVJ420P);
-            QVERIFY2(isAbout(pixel, colour),
-                     qPrintable(QStringLiteral("%1 %2 %3, not %4").arg(pixel[0]).arg(pixel[1])
-                                        .arg(pixel[2]).arg(colour.name())));
+            QVERIFY2(isAbout(pixel, colour), qPrintable(QStringLiteral("%1 %2 %3, not %4")
+                                                            .arg(pixel[0])
+                                                            .arg(pixel[1])
+                                                            .arg(pixel[2])
+                                                            .arg(colour.name())));
         }
     }
 }
@@ -342,8 +348,8 @@ void TestFfmpegRgb::smallerPicture_usesTheFirstBuffer()
     QCOMPARE(rgb.width, 160);
     QCOMPARE(rgb.height, 120);
     QCOMPARE(rgb.linesize, 320 * 3); // lines stay as far apart as in the first picture
-    QVERIFY(isAbout(rgb.data + 119 * rgb.linesize + 159 * 3,
-                    expectedColour(options.colour, false)));
+    QVERIFY(
+        isAbout(rgb.data + 119 * rgb.linesize + 159 * 3, expectedColour(options.colour, false)));
 }
 
 void TestFfmpegRgb::picture_withoutChroma_failsConversion_andKeepsYuv()

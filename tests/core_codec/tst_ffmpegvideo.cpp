@@ -149,8 +149,7 @@ void TestFfmpegVideo::create_readsDeviceName_thatFillsItsArray()
 {
     // 32 characters leave no room for the terminator.
     const QString name(32, QLatin1Char('x'));
-    const QString line =
-            QStringLiteral("(ffpg)find no h264 decoder support device %1").arg(name);
+    const QString line = QStringLiteral("(ffpg)find no h264 decoder support device %1").arg(name);
     log->expect(Logger::Warning, line);
     const VideoHandle handle = makeVideo(1, name.toLatin1().constData());
     QVERIFY(handle);
@@ -260,7 +259,8 @@ void TestFfmpegVideo::decode_refusesInputThatIsNone_andStaysUsable()
     log->expect(Logger::Error, kInvalidSend);
     unsigned char byte = 0;
     QCOMPARE(ffmpeg_decoder_video_frame(handle.get(), isNull ? nullptr : &byte, size, 1, 0, nullptr,
-                                        nullptr), -1);
+                                        nullptr),
+             -1);
     QCOMPARE(log->count(Logger::Error, kInvalidSend), 1);
     for (const AccessUnit &unit : m_h264)
         QCOMPARE(decode(handle, unit), 0);
@@ -271,7 +271,7 @@ void TestFfmpegVideo::decode_survivesGarbage_andStaysUsable()
     const QString line = QStringLiteral("(ffpg)avcodec_send_packet failed with bebbb1b7 "
                                         "(Invalid data found when processing input)");
     const QRegularExpression failed(
-            QStringLiteral("^\\(ffpg\\)avcodec_(send_packet|receive_frame) failed with"));
+        QStringLiteral("^\\(ffpg\\)avcodec_(send_packet|receive_frame) failed with"));
     log->expectMatching(Logger::Error, failed);
     log->expect(Logger::Error, line);
     for (const int codec : {1, 2}) {
@@ -311,7 +311,8 @@ void TestFfmpegVideo::decode_needsNoPadding()
             std::vector<unsigned char> exact(unit.data.begin(), unit.data.end());
             exact.shrink_to_fit();
             QCOMPARE(ffmpeg_decoder_video_frame(handle.get(), exact.data(), unsigned(exact.size()),
-                                                unit.key, 0, nullptr, nullptr), 0);
+                                                unit.key, 0, nullptr, nullptr),
+                     0);
         }
     }
 }
@@ -349,7 +350,7 @@ void TestFfmpegVideo::decode_tellsFailedReceive_andStaysUsable()
     handle->ctx->flags |= AV_CODEC_FLAG_DROPCHANGED;
     QCOMPARE(decode(handle, m_h264[0]), 0);
     const QRegularExpression line(
-            QStringLiteral("^\\(ffpg\\)avcodec_receive_frame failed with [0-9a-f]{8} \\(.+\\)$"));
+        QStringLiteral("^\\(ffpg\\)avcodec_receive_frame failed with [0-9a-f]{8} \\(.+\\)$"));
     log->expectMatching(Logger::Error, line);
     QCOMPARE(decode(handle, other), -1);
     QCOMPARE(log->countMatching(Logger::Error, line), 1);
@@ -389,7 +390,7 @@ void TestFfmpegVideo::registry_keepsFirst_ofTwoWithOneContext()
     auto *twin = static_cast<vdec_handle_s *>(calloc(1, sizeof(vdec_handle_s)));
     twin->ctx = handle->ctx;
     const QString line =
-            QString::asprintf("(ffpg)decoder %p was existed", static_cast<void *>(twin));
+        QString::asprintf("(ffpg)decoder %p was existed", static_cast<void *>(twin));
     log->expect(Logger::Warning, line);
     QCOMPARE(add_video_decoder(twin), -1);
     QCOMPARE(log->count(Logger::Warning, line), 1);
@@ -412,7 +413,8 @@ void TestFfmpegVideo::destroy_releasesScaler_andReturnsZero()
     record->hw_frame = av_frame_alloc();
     _tag_rgb_frame_s rgb;
     QCOMPARE(ffmpeg_decoder_video_frame(handle, bytesOf(m_h264[0].data),
-                                        unsigned(m_h264[0].data.size()), 1, 0, nullptr, &rgb), 0);
+                                        unsigned(m_h264[0].data.size()), 1, 0, nullptr, &rgb),
+             0);
     QCOMPARE(ffmpeg_destroy_video_decoder(handle), 0);
 }
 
@@ -437,8 +439,8 @@ void TestFfmpegVideo::manyHandles_liveAtOnce_onManyThreads()
                     for (const VideoHandle &handle : handles) {
                         _tag_yuv_frame_s yuv;
                         const AccessUnit &unit = (handle->codec == 1 ? m_h264 : m_h265)[i];
-                        if (decode(handle, unit, &yuv) != 0
-                            || readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height) != i)
+                        if (decode(handle, unit, &yuv) != 0 ||
+                            readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height) != i)
                             ++wrong;
                     }
                 }

@@ -253,8 +253,7 @@ protected:
         HVideoEncPara video;
         HAudioEncPara audio;
         isThere_inTheMidstOf(Op::readFrame, [&] { thread->readFrame(&frame, 10); });
-        isThere_inTheMidstOf(Op::getCodecInfo,
-                             [&] { thread->getLatestRecordCodec(video, audio); });
+        isThere_inTheMidstOf(Op::getCodecInfo, [&] { thread->getLatestRecordCodec(video, audio); });
         isThere_inTheMidstOf(Op::enableMediaTransmit, [&] { QVERIFY(thread->initInput()); });
         isThere_inTheMidstOf(Op::enableMediaTransmit, [&] { thread->closeVideo(); });
     }

@@ -60,7 +60,7 @@ void ThreadTestCase::end(TestThread *thread)
                             "err\\(.*):Immediate exit requested\\)$")));
     thread->stop();
     QVERIFY(waitFor([&] { return thread->isFinished(); }));
-    QVERIFY(thread->wait()); // its report of the end is still under way
+    QVERIFY(thread->wait());           // its report of the end is still under way
     QCoreApplication::processEvents(); // what is still queued for a watcher
 }
 

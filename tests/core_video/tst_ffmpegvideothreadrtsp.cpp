@@ -133,7 +133,8 @@ void TestFFmpegVideoThreadRtsp::opensWithinAFewPictures_andKnowsTheRate_data()
 
 void TestFFmpegVideoThreadRtsp::opensWithinAFewPictures_andKnowsTheRate()
 {
-    // Slow enough that a picture more or less is seen by its number, and that there is time to look.
+    // Slow enough that a picture more or less is seen by its number, and that there is time to
+    // look.
     constexpr int kRate = 4;
     QFETCH(QString, codec);
     QVERIFY2(server.start({QStringLiteral("--camera"),

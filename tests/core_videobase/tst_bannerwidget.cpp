@@ -589,17 +589,28 @@ void TestBannerWidget::click_togglesNameAndIcon_data()
     QTest::addColumn<QString>("icon");
 
     const QString same = QStringLiteral(":/primary/snap.svg");
-    QTest::newRow("talk") << "btnTalk" << "btnTalkMuted" << kMicClosedIcon;
-    QTest::newRow("talk muted") << "btnTalkMuted" << "btnTalk" << kMicIcon;
-    QTest::newRow("sound") << "btnSound" << "btnMuted" << kMutedIcon;
-    QTest::newRow("muted") << "btnMuted" << "btnSound" << kSoundIcon;
-    QTest::newRow("prefix") << "live_3_btnSound" << "live_3_btnMuted" << kMutedIcon;
-    QTest::newRow("any name that ends with TalkMuted") << "xTalkMuted" << "xTalk" << kMicIcon;
-    QTest::newRow("no btn before Talk") << "xTalk" << "xTalk" << same;
-    QTest::newRow("no btn before Sound") << "xSound" << "xSound" << same;
-    QTest::newRow("something behind") << "btnSound2" << "btnSound2" << same;
-    QTest::newRow("another button") << "btnSnap" << "btnSnap" << same;
-    QTest::newRow("no name") << "" << "" << same;
+    QTest::newRow("talk") << "btnTalk"
+                          << "btnTalkMuted" << kMicClosedIcon;
+    QTest::newRow("talk muted") << "btnTalkMuted"
+                                << "btnTalk" << kMicIcon;
+    QTest::newRow("sound") << "btnSound"
+                           << "btnMuted" << kMutedIcon;
+    QTest::newRow("muted") << "btnMuted"
+                           << "btnSound" << kSoundIcon;
+    QTest::newRow("prefix") << "live_3_btnSound"
+                            << "live_3_btnMuted" << kMutedIcon;
+    QTest::newRow("any name that ends with TalkMuted") << "xTalkMuted"
+                                                       << "xTalk" << kMicIcon;
+    QTest::newRow("no btn before Talk") << "xTalk"
+                                        << "xTalk" << same;
+    QTest::newRow("no btn before Sound") << "xSound"
+                                         << "xSound" << same;
+    QTest::newRow("something behind") << "btnSound2"
+                                      << "btnSound2" << same;
+    QTest::newRow("another button") << "btnSnap"
+                                    << "btnSnap" << same;
+    QTest::newRow("no name") << ""
+                             << "" << same;
 }
 
 void TestBannerWidget::click_togglesNameAndIcon()
@@ -692,7 +703,8 @@ void TestBannerWidget::receiveMuted_changesNothing_withoutSoundButton()
     rebuild(banner, paraWith({QStringLiteral("btnSnap"), QStringLiteral("btnTalk")}));
     QVERIFY(callMuted(banner, true));
     QVERIFY(callMuted(banner, false));
-    QCOMPARE(buttonNames(banner), QStringList({QStringLiteral("btnSnap"), QStringLiteral("btnTalk")}));
+    QCOMPARE(buttonNames(banner),
+             QStringList({QStringLiteral("btnSnap"), QStringLiteral("btnTalk")}));
     for (int i : {0, 1})
         QCOMPARE(iconOf(buttonAt(banner, i)), iconFrom(QStringLiteral(":/primary/snap.svg")));
 }

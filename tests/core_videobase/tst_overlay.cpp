@@ -301,10 +301,10 @@ void TestOverlay::graphRect_drawsOutline_data()
                                << QRect(QPoint(11, 21), QPoint(39, 34));
     QTest::newRow("three pixels") << 3 << QRect(QPoint(9, 19), QPoint(41, 36))
                                   << QRect(QPoint(12, 22), QPoint(38, 33));
-    QTest::newRow("zero is a hair line") << 0 << QRect(QPoint(10, 20), QPoint(40, 35))
-                                         << QRect(QPoint(11, 21), QPoint(39, 34));
-    QTest::newRow("negative is a hair line") << -4 << QRect(QPoint(10, 20), QPoint(40, 35))
-                                             << QRect(QPoint(11, 21), QPoint(39, 34));
+    QTest::newRow("zero is a hair line")
+        << 0 << QRect(QPoint(10, 20), QPoint(40, 35)) << QRect(QPoint(11, 21), QPoint(39, 34));
+    QTest::newRow("negative is a hair line")
+        << -4 << QRect(QPoint(10, 20), QPoint(40, 35)) << QRect(QPoint(11, 21), QPoint(39, 34));
 }
 
 void TestOverlay::graphRect_drawsOutline()
@@ -373,7 +373,7 @@ void TestOverlay::graphPath_drawsOutlineOnly()
     QCOMPARE(picture.pixelColor(60, 25), kGreen);
     QCOMPARE(picture.pixelColor(40, 10), kGreen);
     QCOMPARE(picture.pixelColor(40, 40), kGreen);
-    QVERIFY(isBlank(picture.copy(30, 18, 20, 14))); // not filled
+    QVERIFY(isBlank(picture.copy(30, 18, 20, 14)));                             // not filled
     QCOMPARE(countOf(picture, kGreen) + countOf(picture, Qt::black), 100 * 80); // no antialiasing
 }
 
@@ -382,9 +382,9 @@ void TestOverlay::graphPoints_drawsClosedOutline()
     QImage picture = blackPicture();
     drawGraphPoints(picture, {QPoint(10, 10), QPoint(50, 10), QPoint(50, 50)}, 1, kBlue);
     QVERIFY(QRect(QPoint(10, 10), QPoint(50, 50)).contains(boundsOf(picture, kBlue)));
-    QCOMPARE(picture.pixelColor(30, 10), kBlue); // first edge
-    QCOMPARE(picture.pixelColor(50, 30), kBlue); // second edge
-    QCOMPARE(picture.pixelColor(30, 30), kBlue); // the way back
+    QCOMPARE(picture.pixelColor(30, 10), kBlue);             // first edge
+    QCOMPARE(picture.pixelColor(50, 30), kBlue);             // second edge
+    QCOMPARE(picture.pixelColor(30, 30), kBlue);             // the way back
     QCOMPARE(picture.pixelColor(40, 20), QColor(Qt::black)); // inside
     QCOMPARE(countOf(picture, kBlue) + countOf(picture, Qt::black), 100 * 80);
 }
@@ -733,8 +733,8 @@ void TestOverlay::osd_survivesAnyNumbers()
     awayImage.point = QPoint(highest, lowest);
     for (int border : {lowest, -1, 0, 1, highest}) {
         for (const QSize &size : {QSize(), QSize(0, 0), QSize(1, 1), QSize(16777215, 16777215)})
-            drawOsd(painter, size, border, {nothing, away, awayImage, imageOsd(kRed, 4),
-                                            textOsd(QStringLiteral("x"), 3)});
+            drawOsd(painter, size, border,
+                    {nothing, away, awayImage, imageOsd(kRed, 4), textOsd(QStringLiteral("x"), 3)});
     }
 }
 

@@ -55,15 +55,14 @@ void TestPictureGeometry::getCenterRect_placesPicture_data()
 
     QTest::newRow("fill, smaller") << QSize(10, 100) << vga << 0 << 2 << QRect(-1, -1, 640, 480);
     QTest::newRow("fill, larger") << QSize(1920, 1080) << vga << 0 << 2 << QRect(-1, -1, 640, 480);
-    QTest::newRow("unknown mode: fills") << QSize(10, 100) << vga << 0 << 7
-                                         << QRect(-1, -1, 640, 480);
-    QTest::newRow("negative mode: fills") << QSize(10, 100) << vga << 0 << -1
-                                          << QRect(-1, -1, 640, 480);
+    QTest::newRow("unknown mode: fills")
+        << QSize(10, 100) << vga << 0 << 7 << QRect(-1, -1, 640, 480);
+    QTest::newRow("negative mode: fills")
+        << QSize(10, 100) << vga << 0 << -1 << QRect(-1, -1, 640, 480);
 
     QTest::newRow("fill, border taken off once")
         << QSize(320, 240) << vga << 10 << 2 << QRect(5, 5, 630, 470);
-    QTest::newRow("fill, odd border") << QSize(320, 240) << vga << 5 << 2
-                                      << QRect(3, 3, 635, 475);
+    QTest::newRow("fill, odd border") << QSize(320, 240) << vga << 5 << 2 << QRect(3, 3, 635, 475);
     QTest::newRow("auto, exact size and border: shrinks")
         << QSize(640, 480) << vga << 10 << 0 << QRect(7, 5, 626, 470);
     QTest::newRow("auto, as large as the border leaves: keeps its size")
@@ -81,10 +80,9 @@ void TestPictureGeometry::getCenterRect_placesPicture_data()
     QTest::newRow("rectangle away from the origin")
         << QSize(20, 20) << QRect(10, 20, 100, 100) << 0 << 0 << QRect(49, 59, 20, 20);
 
-    QTest::newRow("auto, no picture yet") << QSize(0, 0) << vga << 0 << 0
-                                          << QRect(319, 239, 0, 0);
-    QTest::newRow("aspect, no picture yet") << QSize(0, 0) << vga << 0 << 1
-                                            << QRect(-1, -1, 640, 480);
+    QTest::newRow("auto, no picture yet") << QSize(0, 0) << vga << 0 << 0 << QRect(319, 239, 0, 0);
+    QTest::newRow("aspect, no picture yet")
+        << QSize(0, 0) << vga << 0 << 1 << QRect(-1, -1, 640, 480);
     QTest::newRow("no widget") << QSize(640, 480) << QRect(0, 0, 0, 0) << 0 << 0
                                << QRect(1, 1, 0, 0);
 }

@@ -120,7 +120,8 @@ void TestVideoWidgetHelpers::demoGraph_stepsThroughItsSeries()
     QCOMPARE(graphs.at(0).borderWidth, 2);
     QCOMPARE(graphs.at(0).borderColor, QColor(255, 0, 0));
     QCOMPARE(graphs.at(0).rect, QRect(10, 30, 150, 100));
-    QCOMPARE(graphs.at(0).points, QList<QPoint>({QPoint(200, 100), QPoint(250, 50), QPoint(300, 150)}));
+    QCOMPARE(graphs.at(0).points,
+             QList<QPoint>({QPoint(200, 100), QPoint(250, 50), QPoint(300, 150)}));
     QCOMPARE(graphs.at(0).path.boundingRect(), QRectF(50, 50, 50, 50));
 
     QCOMPARE(graphs.at(1).borderColor, QColor(Qt::white));
@@ -128,8 +129,9 @@ void TestVideoWidgetHelpers::demoGraph_stepsThroughItsSeries()
     QVERIFY(graphs.at(1).points.isEmpty() && graphs.at(1).path.isEmpty());
 
     QCOMPARE(graphs.at(2).borderColor, QColor(Qt::green));
-    QCOMPARE(graphs.at(2).points, QList<QPoint>({QPoint(300, 100), QPoint(400, 50), QPoint(500, 150),
-                                                 QPoint(450, 200), QPoint(350, 180)}));
+    QCOMPARE(graphs.at(2).points,
+             QList<QPoint>({QPoint(300, 100), QPoint(400, 50), QPoint(500, 150), QPoint(450, 200),
+                            QPoint(350, 180)}));
     QVERIFY(graphs.at(2).rect.isNull() && graphs.at(2).path.isEmpty());
 
     QCOMPARE(graphs.at(3).borderWidth, 3);
@@ -194,7 +196,8 @@ void TestVideoWidgetHelpers::showSnapPreview_makesWindow()
     QCOMPARE(label->alignment(), Qt::AlignCenter);
     QVERIFY(label->isVisible());
     QCOMPARE(label->size(), QSize(320, 240));
-    QCOMPARE(label->pixmap(Qt::ReturnByValue).toImage().convertToFormat(QImage::Format_RGB32), image);
+    QCOMPARE(label->pixmap(Qt::ReturnByValue).toImage().convertToFormat(QImage::Format_RGB32),
+             image);
 }
 
 void TestVideoWidgetHelpers::showSnapPreview_reusesLabel()

@@ -120,7 +120,8 @@ void TestWidgetOverlays::osd_imageAtEachPosition_data()
 {
     QTest::addColumn<int>("position");
     QTest::addColumn<QPoint>("point");
-    // With a border of 3 the area is (8, 8, 384, 284); right, bottom and centre leave its x and y out.
+    // With a border of 3 the area is (8, 8, 384, 284); right, bottom and centre leave its x and y
+    // out.
     QTest::newRow("left top") << 0 << QPoint(8, 8);
     QTest::newRow("left bottom") << 1 << QPoint(8, 274);
     QTest::newRow("right top") << 2 << QPoint(364, 8);

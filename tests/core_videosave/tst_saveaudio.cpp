@@ -138,9 +138,9 @@ void TestSaveAudio::slots_standInTheirOrder()
         names += QString::fromLatin1(method.methodSignature()) +
                  QLatin1Char(method.access() == QMetaMethod::Private ? '-' : '+');
     }
-    QCOMPARE(names, QStringList({"save()-", "save(QByteArray)-", "close()-",
-                                 "setPara(SaveAudioType,int,int,int)+",
-                                 "write(const char*,qlonglong)+"}));
+    QCOMPARE(names,
+             QStringList({"save()-", "save(QByteArray)-", "close()-",
+                          "setPara(SaveAudioType,int,int,int)+", "write(const char*,qlonglong)+"}));
 }
 
 void TestSaveAudio::setPara_storesItsArguments()
@@ -325,9 +325,20 @@ void TestSaveAudio::wav_hasItsHeader_andTheSourceGoes()
     writer.write("de", 2);
     writer.stop();
     QVERIFY(!QFile::exists(path("a.pcm")));
-    QCOMPARE(contentOf(path("a.wav")).toHex(),
-             QByteArray("52494646" "29000000" "57415645" "666d7420" "10000000" "0100" "0200"
-                        "803e0000" "007d0000" "0200" "1000" "64617461" "05000000" "6162636465"));
+    QCOMPARE(contentOf(path("a.wav")).toHex(), QByteArray("52494646"
+                                                          "29000000"
+                                                          "57415645"
+                                                          "666d7420"
+                                                          "10000000"
+                                                          "0100"
+                                                          "0200"
+                                                          "803e0000"
+                                                          "007d0000"
+                                                          "0200"
+                                                          "1000"
+                                                          "64617461"
+                                                          "05000000"
+                                                          "6162636465"));
 }
 
 void TestSaveAudio::wav_replacesEveryPcm_ofTheWholePath()

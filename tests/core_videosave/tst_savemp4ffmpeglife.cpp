@@ -239,10 +239,12 @@ void TestSaveMp4FFmpegLife::refusedBytes_loseTheFile_whenTheDiskIsWellAgainToo()
     QFETCH(bool, full);
     m_log->expectMatching(Logger::Error,
                           QRegularExpression(QStringLiteral("^\\(svmp4ff\\)write video .* err "
-                                                            "\\(-%1:.*\\)$").arg(error)));
-    m_log->expectMatching(Logger::Error,
-                          QRegularExpression(QStringLiteral(
-                              "^\\(svmp4ff\\)(write trailer|avio close) err \\(-%1:").arg(error)));
+                                                            "\\(-%1:.*\\)$")
+                                                 .arg(error)));
+    m_log->expectMatching(
+        Logger::Error,
+        QRegularExpression(
+            QStringLiteral("^\\(svmp4ff\\)(write trailer|avio close) err \\(-%1:").arg(error)));
     DiskFault disk(m_dir->path());
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);

@@ -415,7 +415,8 @@ void tst_RtspServer::connections_ofAWallOfViews_areAllHeld_untilTheyAreAccepted(
     std::vector<std::unique_ptr<QTcpSocket>> sockets;
     for (int i = 0; i < kConnections; ++i) {
         sockets.push_back(std::make_unique<QTcpSocket>());
-        sockets.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), quint16(server.port()));
+        sockets.back()->connectToHost(QHostAddress(QHostAddress::LocalHost),
+                                      quint16(server.port()));
     }
     const auto isConnected = [](const std::unique_ptr<QTcpSocket> &socket) {
         return socket->state() == QAbstractSocket::ConnectedState;
@@ -499,9 +500,11 @@ void tst_RtspServer::options_wrongOnesAreRefusedInOneLine()
 void tst_RtspServer::help_namesEveryOption()
 {
     const QString help = outputOf(RtspServer::program(), {"--help"});
-    for (const char *word : {"--camera", "--clip", "--once", "--port", "--address", "--control",
-                             "--authenticate", "--auth-method", "--send-log", "READY", "drop",
-                             "stall", "size", "fps", "codec", "end", "mute-accept", "stats", "quit", "die"})
+    for (const char *word :
+         {"--camera",  "--clip",         "--once",        "--port",     "--address",
+          "--control", "--authenticate", "--auth-method", "--send-log", "READY",
+          "drop",      "stall",          "size",          "fps",        "codec",
+          "end",       "mute-accept",    "stats",         "quit",       "die"})
         QVERIFY2(help.contains(word), word);
 }
 

@@ -50,7 +50,7 @@ FilterPtr openFilter(const AVStream *stream, int codec)
 {
     AVBSFContext *filter = nullptr;
     const AVBitStreamFilter *form =
-            av_bsf_get_by_name(codec == 2 ? "hevc_mp4toannexb" : "h264_mp4toannexb");
+        av_bsf_get_by_name(codec == 2 ? "hevc_mp4toannexb" : "h264_mp4toannexb");
     if (av_bsf_alloc(form, &filter) < 0)
         return nullptr;
     FilterPtr owned(filter);
@@ -94,8 +94,8 @@ VideoUnits readContainer(const QString &file)
         return result;
     const PacketPtr packet(av_packet_alloc());
     while (av_read_frame(opened, packet.get()) >= 0) {
-        if (packet->stream_index == stream->index
-            && av_bsf_send_packet(filter.get(), packet.get()) >= 0)
+        if (packet->stream_index == stream->index &&
+            av_bsf_send_packet(filter.get(), packet.get()) >= 0)
             appendUnits(filter.get(), &result.units);
         av_packet_unref(packet.get());
     }

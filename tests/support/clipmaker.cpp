@@ -16,7 +16,7 @@ namespace vantratest {
 
 namespace {
 
-constexpr int kNumberBits = 16;   // after one white and one black block by which it is recognised
+constexpr int kNumberBits = 16; // after one white and one black block by which it is recognised
 constexpr int kBlocks = kNumberBits + 2;
 constexpr quint8 kBlack = 16;
 constexpr quint8 kWhite = 235;

@@ -22,17 +22,17 @@ struct Yuv
 /// and white blocks at the top; below is one colour.
 struct ClipOptions
 {
-    int codec = 1;                 ///< 1 H.264, 2 H.265
-    int width = 320;               ///< pixels, even
-    int height = 240;              ///< pixels, even
+    int codec = 1;    ///< 1 H.264, 2 H.265
+    int width = 320;  ///< pixels, even
+    int height = 240; ///< pixels, even
     int fps = 25;
-    int gop = 25;                  ///< pictures from one key frame to the next
-    int count = 25;                ///< pictures
-    int bFrames = 0;               ///< with any, pictures leave a decoder later than they enter it
+    int gop = 25;    ///< pictures from one key frame to the next
+    int count = 25;  ///< pictures
+    int bFrames = 0; ///< with any, pictures leave a decoder later than they enter it
     int firstNumber = 0;
     AVPixelFormat format = AV_PIX_FMT_YUV420P;
     Yuv colour = {126, 128, 128};
-    bool losslessColour = false;   ///< almost exact colours, at the cost of size
+    bool losslessColour = false; ///< almost exact colours, at the cost of size
 };
 
 /// Encodes a clip with libx264 or libx265; parameter sets stand before every key frame. Empty if

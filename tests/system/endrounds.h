@@ -48,8 +48,8 @@ private:
     std::vector<std::thread> m_threads;
 };
 
-/// Runs this program once more, as a host that ends in the way of `mode`, and fails the test if that
-/// does not end by itself, in time and with 0.
+/// Runs this program once more, as a host that ends in the way of `mode`, and fails the test if
+/// that does not end by itself, in time and with 0.
 inline void hostEndsCleanly(const QString &mode)
 {
     QProcess host;

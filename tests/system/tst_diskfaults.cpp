@@ -86,10 +86,18 @@ void TestDiskFaults::begin(Trouble trouble)
         }
         break;
     }
-    case Trouble::ReadOnly: m_fault->refuse(EROFS); break;
-    case Trouble::Broken: m_fault->refuse(EIO); break;
-    case Trouble::Slow: m_fault->delay(kSlowMs); break;
-    case Trouble::Deleted: QVERIFY(QDir(disk()).removeRecursively()); break;
+    case Trouble::ReadOnly:
+        m_fault->refuse(EROFS);
+        break;
+    case Trouble::Broken:
+        m_fault->refuse(EIO);
+        break;
+    case Trouble::Slow:
+        m_fault->delay(kSlowMs);
+        break;
+    case Trouble::Deleted:
+        QVERIFY(QDir(disk()).removeRecursively());
+        break;
     case Trouble::Unmounted:
         QCOMPARE(umount2(QFile::encodeName(disk()).constData(), MNT_DETACH), 0);
         break;
@@ -108,7 +116,8 @@ void TestDiskFaults::end(Trouble trouble)
     }
 }
 
-/// What is wrong with recordings of which all but the last had their ends refused; empty if nothing.
+/// What is wrong with recordings of which all but the last had their ends refused; empty if
+/// nothing.
 QString TestDiskFaults::faultsOf(const QStringList &files)
 {
     RecordedFile last;
@@ -211,7 +220,7 @@ void TestDiskFaults::trouble_holdsUpNoView_andAllGoesOnBehindIt()
         QCOMPARE(download.ok(), isSlow);
         const QString during = disk() + "/snaps/during.jpg";
         const bool saved = !snap(&view, during).isNull();
-        QCOMPARE(saved, isSlow || isGone); // its folder is made again
+        QCOMPARE(saved, isSlow || isGone);      // its folder is made again
         QCOMPARE(QFile::exists(during), saved); // whole, or none
         QVERIFY(view.showsMore(10));
 

@@ -23,7 +23,7 @@ const QString kPicture = QStringLiteral("picture 320x240");
 const QString kRender = QStringLiteral("H264 320x240");
 
 constexpr int kConnectTimeoutMs = 20000; ///< which a loaded machine keeps
-constexpr int kQuietMs = 500; ///< without a picture, after which none is under way
+constexpr int kQuietMs = 500;            ///< without a picture, after which none is under way
 
 /// A stream thread that tells how far its opening has come.
 class WatchedThread final : public FFmpegVideoThread

@@ -38,10 +38,10 @@ const char kSecret[] = "QZSECRETZQ";
 /// Both codecs, with and without sound, fragments short and long; one that needs many a write.
 QStringList cameras()
 {
-    return {"a:h264:320x180:gop=10",      "b:h264:pcma:320x180:gop=10",
-            "c:h265:320x180:gop=10",      "d:h265:pcmu:320x180:gop=10",
-            "e:h264:320x180:gop=5",       "f:h264:pcma:320x180:gop=25",
-            "g:h264:320x180:gop=50",      "h:h264:pcmu:320x180:gop=10:kbps=4000"};
+    return {"a:h264:320x180:gop=10", "b:h264:pcma:320x180:gop=10",
+            "c:h265:320x180:gop=10", "d:h265:pcmu:320x180:gop=10",
+            "e:h264:320x180:gop=5",  "f:h264:pcma:320x180:gop=25",
+            "g:h264:320x180:gop=50", "h:h264:pcmu:320x180:gop=10:kbps=4000"};
 }
 
 QByteArray contentOf(const QString &path)
@@ -107,9 +107,9 @@ bool copyPart(const QString &path, const QString &copy, qint64 bytes)
 /// What a player makes of the pictures of a file.
 struct Played
 {
-    int read = 0;    ///< as they are in the file
-    int sound = 0;   ///< those that can be decoded: after a hole in what the camera sent, none can
-                     ///< until the next key picture
+    int read = 0;  ///< as they are in the file
+    int sound = 0; ///< those that can be decoded: after a hole in what the camera sent, none can
+                   ///< until the next key picture
     int decoded = 0;
 };
 
@@ -117,10 +117,9 @@ struct Played
 QList<QByteArray> listed(const QString &path)
 {
     QList<QByteArray> lines = contentOf(path).split('\n');
-    lines.erase(std::remove_if(lines.begin(), lines.end(),
-                               [](const QByteArray &line) {
-                                   return line.isEmpty() || line.startsWith('#');
-                               }),
+    lines.erase(std::remove_if(
+                    lines.begin(), lines.end(),
+                    [](const QByteArray &line) { return line.isEmpty() || line.startsWith('#'); }),
                 lines.end());
     return lines;
 }
@@ -130,8 +129,8 @@ int soundOf(const QList<QByteArray> &packets)
 {
     QVector<qint64> steps;
     for (int i = 1; i < packets.size(); ++i)
-        steps.append(packets.at(i).split(',').value(1).toLongLong()
-                     - packets.at(i - 1).split(',').value(1).toLongLong());
+        steps.append(packets.at(i).split(',').value(1).toLongLong() -
+                     packets.at(i - 1).split(',').value(1).toLongLong());
     QVector<qint64> sorted = steps;
     std::sort(sorted.begin(), sorted.end());
     const qint64 regular = sorted.value(sorted.size() / 2);
@@ -153,11 +152,19 @@ QVector<Played> play(const QStringList &files, QString *complaints)
     for (int i = 0; i < files.size(); ++i) {
         const QString video = QStringLiteral("%1:v").arg(i);
         inputs << "-i" << files.at(i);
-        outputs << "-map" << video << "-c" << "copy" << "-f" << "framecrc"
-                << dir.filePath(QStringLiteral("read%1").arg(i));
-        outputs << "-map" << video << "-vsync" << "0" << "-enc_time_base" << "-1" << "-f"
+        outputs << "-map" << video << "-c"
+                << "copy"
+                << "-f"
+                << "framecrc" << dir.filePath(QStringLiteral("read%1").arg(i));
+        outputs << "-map" << video << "-vsync"
+                << "0"
+                << "-enc_time_base"
+                << "-1"
+                << "-f"
                 << "framecrc" << dir.filePath(QStringLiteral("decoded%1").arg(i));
-        outputs << "-map" << QStringLiteral("%1:a?").arg(i) << "-f" << "null" << "-";
+        outputs << "-map" << QStringLiteral("%1:a?").arg(i) << "-f"
+                << "null"
+                << "-";
     }
     const ProgramResult result = runProgram("ffmpeg", inputs + outputs);
     *complaints = QString::fromUtf8(result.errors) + (result.clean ? "" : "fails");
@@ -219,8 +226,8 @@ private:
     RtspServer server;
     QTemporaryDir dir;
     QByteArray addresses;
-    QByteArray said;                ///< by the viewer of this round
-    QMap<QString, int> wereWhole;   ///< fragments of this round's files, just before the kill
+    QByteArray said;              ///< by the viewer of this round
+    QMap<QString, int> wereWhole; ///< fragments of this round's files, just before the kill
     Tally tally;
 };
 
@@ -272,7 +279,9 @@ QString TestKilled::faultsOf(const QStringList &paths)
         tally.torn += whole.fragments > 0 && whole.tail > 0;
         tally.empty += whole.fragments == 0;
         if (whole.fragments < wereWhole.value(path))
-            faults += QStringLiteral("%1: %2 fragments of %3\n").arg(path).arg(whole.fragments)
+            faults += QStringLiteral("%1: %2 fragments of %3\n")
+                          .arg(path)
+                          .arg(whole.fragments)
                           .arg(wereWhole.value(path));
         if (whole.fragments == 0)
             continue;
@@ -296,8 +305,11 @@ QString TestKilled::faultsOf(const QStringList &paths)
         tally.decoded += file.decoded;
         if (file.read != wholes.at(i).pictures || file.decoded < file.sound)
             faults += QStringLiteral("%1: %2 pictures, %3 are read, %4 of %5 decoded\n")
-                          .arg(finished.at(i)).arg(wholes.at(i).pictures).arg(file.read)
-                          .arg(file.decoded).arg(file.sound);
+                          .arg(finished.at(i))
+                          .arg(wholes.at(i).pictures)
+                          .arg(file.read)
+                          .arg(file.decoded)
+                          .arg(file.sound);
     }
     // Of what the camera has left out a decoder complains, and of nothing else.
     if (isSound)
@@ -312,8 +324,8 @@ QString TestKilled::faultsOf(const QStringList &paths)
         return faults;
     ++tally.cut;
     const int most = wholes.at(one).pictures - wholes.at(one).last;
-    if (!copyPart(finished.at(one), cut, QFileInfo(finished.at(one)).size() - 100)
-        || play({cut}, &complaints).first().read < most)
+    if (!copyPart(finished.at(one), cut, QFileInfo(finished.at(one)).size() - 100) ||
+        play({cut}, &complaints).first().read < most)
         faults += finished.at(one) + " without its end is not played\n" + complaints;
     return faults;
 }
@@ -337,8 +349,11 @@ void TestKilled::killedViewer_losesNoFinishedFragment_andGoesOnBesideThem()
         const bool early = random() % 4 == 0;
         const int milliseconds = int(random() % (early ? kEarlyKillMs : kLatestKillMs));
         const QByteArray where = QStringLiteral("kill %1 of seed %2: %3 ms after %4\n")
-                                     .arg(kill).arg(seed).arg(milliseconds)
-                                     .arg(early ? "the first" : "all").toUtf8();
+                                     .arg(kill)
+                                     .arg(seed)
+                                     .arg(milliseconds)
+                                     .arg(early ? "the first" : "all")
+                                     .toUtf8();
         QVERIFY2(killOnce(early, milliseconds), where + said);
         QVERIFY2(!said.contains(kSecret), where + said);
         QCOMPARE(changesSince(left), QString());

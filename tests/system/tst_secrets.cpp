@@ -30,8 +30,8 @@ namespace {
 
 /// A part of every password here; whoever shows one character of these more than none is found.
 const char kWord[] = "QZSECRETZQ";
-/// With everything that parts an address, so that a careless reader of addresses takes a piece of it
-/// for a host or a path.
+/// With everything that parts an address, so that a careless reader of addresses takes a piece of
+/// it for a host or a path.
 const char kPassword[] = "QZSECRETZQ@QZSECRETZQ/QZSECRETZQ";
 const char kUser[] = "keeper";
 
@@ -48,9 +48,9 @@ QByteArray utf16(const QString &text)
 /// Whether there is anything of a password in it, as it is or in a form that anybody can read.
 bool tells(const QByteArray &text)
 {
-    for (const QByteArray &needle : {QByteArray(kWord), utf16(kWord), QByteArray(kWord).toHex(),
-                                     credentials().toUtf8().toBase64(),
-                                     QByteArray(kPassword).toBase64()}) {
+    for (const QByteArray &needle :
+         {QByteArray(kWord), utf16(kWord), QByteArray(kWord).toHex(),
+          credentials().toUtf8().toBase64(), QByteArray(kPassword).toBase64()}) {
         if (text.contains(needle))
             return true;
     }
@@ -71,8 +71,9 @@ QStringList tellingProcesses()
         for (const char *what : {"cmdline", "environ", "comm"}) {
             const QByteArray text = contentOf(QStringLiteral("/proc/%1/%2").arg(process, what));
             if (tells(text))
-                found.append(QStringLiteral("%1 of process %2: %3")
-                                 .arg(what, process, QString::fromUtf8(text).replace(QChar(0), ' ')));
+                found.append(
+                    QStringLiteral("%1 of process %2: %3")
+                        .arg(what, process, QString::fromUtf8(text).replace(QChar(0), ' ')));
         }
     }
     return found;
@@ -146,7 +147,10 @@ struct Program : QProcess
         waitForFinished();
     }
 
-    bool ends() { return waitFor([this] { return state() == NotRunning; }, 60000); }
+    bool ends()
+    {
+        return waitFor([this] { return state() == NotRunning; }, 60000);
+    }
     /// All that it has said so far.
     QByteArray said()
     {
@@ -249,8 +253,8 @@ void TestSecrets::search_findsWhatIsThere()
     QVERIFY(tells("x QZSECRETZQ y") && tells(utf16("QZSECRETZQ")) && !tells("QZSECRET"));
     QVERIFY(tells(credentials().toUtf8().toBase64()));
     QVERIFY(tellingProcesses().isEmpty());
-    for (const QStringList &arguments : {QStringList{"-c", QStringLiteral("read x; : ") + kWord},
-                                         QStringList{"-c", "read x"}}) {
+    for (const QStringList &arguments :
+         {QStringList{"-c", QStringLiteral("read x; : ") + kWord}, QStringList{"-c", "read x"}}) {
         QProcess shell;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         if (arguments.last() == "read x")
@@ -294,8 +298,8 @@ void TestSecrets::viewer_tellsNothing_whileItPlaysAndRecords()
     QVERIFY2(startServer(&server, method), qPrintable(server.log()));
     Program viewer(VANTRA_VIEWER,
                    {"--verbose", "--record", "--folder", "films", "--screenshot", "shot.png",
-                    "--after", "7", server.url("cam", credentials()) + ","
-                                        + server.url("sub", credentials())});
+                    "--after", "7",
+                    server.url("cam", credentials()) + "," + server.url("sub", credentials())});
     QVERIFY(waitFor([&] { return server.stat("clients") >= 1; }));
     QVERIFY(waitFor([&] { return viewer.telling().isEmpty() && viewer.windows > 0; }));
     QCOMPARE(viewer.telling(), QString());
@@ -313,15 +317,14 @@ void TestSecrets::viewer_tellsNothing_whenCamerasFail()
     QVERIFY2(startServer(&server), qPrintable(server.log()));
     SilentServer silent;
     const QString wrong = credentials() + kWord;
-    Program viewer(
-        VANTRA_VIEWER,
-        {"--verbose", "--record", "--seconds", "9", "--folder", "films",
-         server.url("cam", wrong), server.url("none", credentials()),
-         QString(silent.url()).replace("://", "://" + wrong + "@"),
-         "rtsp://" + wrong + "@" + unreachable("x"),
-         "rtsp://" + unreachable("x?user=a&password=") + kPassword + "&n=1",
-         "rtsp://" + unreachable("user=a&password=") + kWord + "&n=1.sdp",
-         "http://" + wrong + "@" + unreachable("video")});
+    Program viewer(VANTRA_VIEWER,
+                   {"--verbose", "--record", "--seconds", "9", "--folder", "films",
+                    server.url("cam", wrong), server.url("none", credentials()),
+                    QString(silent.url()).replace("://", "://" + wrong + "@"),
+                    "rtsp://" + wrong + "@" + unreachable("x"),
+                    "rtsp://" + unreachable("x?user=a&password=") + kPassword + "&n=1",
+                    "rtsp://" + unreachable("user=a&password=") + kWord + "&n=1.sdp",
+                    "http://" + wrong + "@" + unreachable("video")});
     QVERIFY(waitFor([&] { return silent.accepted() > 0; }));
     QVERIFY(waitFor([&] { return viewer.telling().isEmpty() && viewer.windows > 0; }));
     QVERIFY(viewer.ends());
@@ -381,8 +384,9 @@ void TestSecrets::viewer_readsCamerasFromAPipe_withNoneInItsArguments()
 {
     RtspServer server;
     QVERIFY2(startServer(&server), qPrintable(server.log()));
-    const QString list = QStringLiteral("# gate\n\n  %1,%2  \n").arg(
-        server.url("cam", credentials()), server.url("sub", credentials()));
+    const QString list =
+        QStringLiteral("# gate\n\n  %1,%2  \n")
+            .arg(server.url("cam", credentials()), server.url("sub", credentials()));
     Program viewer(VANTRA_VIEWER, {"--seconds", "5", "--cameras", "-"}, list.toUtf8());
     QVERIFY(viewer.waitForStarted());
     QVERIFY2(viewer.ends() && viewer.exitCode() == 0, viewer.said());
@@ -420,8 +424,9 @@ void TestSecrets::window_showsNothing_inAnyWidget()
         QVERIFY(waitFor([&] { return grid->views().at(0)->state() == ViewState::Live; }));
         const auto problemIsTold = [&](int index) {
             return waitFor([&] {
-                return window.summaries().value(index).state.contains("refuse", Qt::CaseInsensitive)
-                       || window.summaries().value(index).state.contains("Nothing answers");
+                return window.summaries().value(index).state.contains("refuse",
+                                                                      Qt::CaseInsensitive) ||
+                       window.summaries().value(index).state.contains("Nothing answers");
             });
         };
         for (int i = 1; i < 4; ++i)
@@ -492,9 +497,9 @@ void TestSecrets::run_handsCamerasOn_withNoneInItsArguments()
     const auto script = [&](const QString &name, const QByteArray &text) {
         const QString path = tree.filePath(name);
         QFile file(path);
-        return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly)
-               && file.write("#!/bin/bash\n" + text) > 0
-               && file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) &&
+               file.write("#!/bin/bash\n" + text) > 0 &&
+               file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     };
     QVERIFY(QFile::copy(VANTRA_ROOT "/run", tree.filePath("run")));
     const QByteArray look = "tr '\\0' ' ' </proc/$PPID/cmdline; tr '\\0' ' ' </proc/$$/cmdline\n"
@@ -507,8 +512,8 @@ void TestSecrets::run_handsCamerasOn_withNoneInItsArguments()
     QFile list(tree.filePath("list"));
     QVERIFY(list.open(QIODevice::WriteOnly) && list.write("rtsp://third/x\n") > 0);
     list.close();
-    const QString first = "rtsp://keeper:" + QString(kPassword) + "@h/1 2,rtsp://keeper:"
-                          + QString(kPassword) + "@h/2";
+    const QString first = "rtsp://keeper:" + QString(kPassword) +
+                          "@h/1 2,rtsp://keeper:" + QString(kPassword) + "@h/2";
     for (const char *display : {"", ":0"}) {
         QProcess run;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -184,8 +184,9 @@ void tst_VideoTypes::records_keepTheOrderOfTheirFields()
     QCOMPARE(video.connectTimeout, 2);
 
     const QImage picture(1, 1, QImage::Format_RGB32);
-    const OsdInfo osd{QStringLiteral("n"), true, 9, QStringLiteral("t"), Qt::red, picture,
-                      QPoint(3, 4), OsdFormat_Time, OsdPosition_Center};
+    const OsdInfo osd{QStringLiteral("n"), true,           9,
+                      QStringLiteral("t"), Qt::red,        picture,
+                      QPoint(3, 4),        OsdFormat_Time, OsdPosition_Center};
     QCOMPARE(osd.name, QStringLiteral("n"));
     QVERIFY(osd.visible);
     QCOMPARE(osd.fontSize, 9);

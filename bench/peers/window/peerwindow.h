@@ -36,8 +36,8 @@ using PeerViewMaker = std::function<std::unique_ptr<PeerView>(QWidget *tile, Pee
 /// The main function of every peer with a window:
 ///     PEER COLUMNSxWIDTHxHEIGHT MAIN[,SUB]...
 /// shows one tile per address in a window without a frame in the upper left corner of the screen.
-/// It takes commands from standard input, see runCommands(): start, start NUMBER (as many views as that
-/// in all), sub, main, stop, quit. Each is answered with itself when it has been carried out.
+/// It takes commands from standard input, see runCommands(): start, start NUMBER (as many views as
+/// that in all), sub, main, stop, quit. Each is answered with itself when it has been carried out.
 /// `prepare` runs with the application in place, before the window.
 int runPeer(int argc, char **argv, const PeerViewMaker &make,
             const std::function<void()> &prepare = {}, const std::function<void()> &cleanUp = {});
