@@ -35,26 +35,6 @@ int schemeStart(const QString &text, int colon, int from)
     return start;
 }
 
-/// Where the URL ends at the latest whose scheme starts at `scheme` and whose authority starts at
-/// `start`: at the closing quote if it is quoted, at the next URL, or with the line.
-int urlLimit(const QString &text, int scheme, int start)
-{
-    QChar closing = QLatin1Char('\n');
-    if (scheme > 0) {
-        const QChar before = text.at(scheme - 1);
-        if (before == QLatin1Char('"') || before == QLatin1Char('\''))
-            closing = before;
-        else if (before == QLatin1Char('<'))
-            closing = QLatin1Char('>');
-    }
-    const int next = text.indexOf(kSchemeEnd, start);
-    const int limit = next < 0 ? text.size() : schemeStart(text, next, start);
-    int end = start;
-    while (end < limit && text.at(end) != QLatin1Char('\n') && text.at(end) != closing)
-        ++end;
-    return end;
-}
-
 /// End of the first word.
 int firstBlank(const QString &text, int start, int end)
 {
@@ -69,6 +49,52 @@ int firstSlash(const QString &text, int start, int end)
     while (start < end && !QStringLiteral("/?#").contains(text.at(start)))
         ++start;
     return start;
+}
+
+bool isNumber(const QStringRef &text)
+{
+    return !text.isEmpty() &&
+           std::all_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
+}
+
+/// Whether the URL with its authority at `start` does not end at `end`, where the next scheme does
+/// begin: because "user:" or "user:pass" lies between, the beginning of a password that holds
+/// "://". A host has a number there, with at most what parts it from the next address.
+bool isCutInPassword(const QString &text, int start, int end)
+{
+    const QStringRef authority = text.midRef(start, firstSlash(text, start, end) - start);
+    const int colon = authority.indexOf(QLatin1Char(':'));
+    if (colon < 0 || authority.startsWith(QLatin1Char('[')))
+        return false;
+    QStringRef port = authority.mid(colon + 1);
+    while (!port.isEmpty() && QStringLiteral(",;|").contains(port.back()))
+        port.chop(1);
+    return !isNumber(port);
+}
+
+/// Where the URL ends at the latest whose scheme starts at `scheme` and whose authority starts at
+/// `start`: at the closing quote if it is quoted, at the next URL, or with the line.
+int urlLimit(const QString &text, int scheme, int start)
+{
+    QChar closing = QLatin1Char('\n');
+    if (scheme > 0) {
+        const QChar before = text.at(scheme - 1);
+        if (before == QLatin1Char('"') || before == QLatin1Char('\''))
+            closing = before;
+        else if (before == QLatin1Char('<'))
+            closing = QLatin1Char('>');
+    }
+    for (int from = start;;) {
+        const int next = text.indexOf(kSchemeEnd, from);
+        const int limit = next < 0 ? text.size() : schemeStart(text, next, from);
+        int end = from;
+        bool mayGoOn = next >= 0;
+        for (; end < limit && text.at(end) != QLatin1Char('\n') && text.at(end) != closing; ++end)
+            mayGoOn = mayGoOn && text.at(end) != QLatin1Char('@') && !text.at(end).isSpace();
+        if (end < limit || !mayGoOn || (from == start && !isCutInPassword(text, start, limit)))
+            return end;
+        from = next + kSchemeEnd.size();
+    }
 }
 
 bool isHostChar(QChar c)
@@ -96,12 +122,6 @@ bool isPlainHost(const QString &text, int start, int end)
     if (host < end && text.at(host) == QLatin1Char('@'))
         return false;
     return dotted || text.midRef(start, host - start) == QLatin1String("localhost");
-}
-
-bool isNumber(const QStringRef &text)
-{
-    return !text.isEmpty() &&
-           std::all_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); });
 }
 
 /// "cam1:554".
