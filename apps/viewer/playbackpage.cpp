@@ -56,9 +56,6 @@ PlaybackPage::~PlaybackPage()
 
 void PlaybackPage::connectBars()
 {
-    const auto onView = [this](void (PlaybackView::*action)()) {
-        return [this, action] { (m_selected->*action)(); };
-    };
     connect(m_bar, &PlaybackBar::playClicked, this, &PlaybackPage::togglePlay);
     connect(m_bar, &PlaybackBar::stopClicked, this, [this] {
         for (PlaybackView *view : targets())
@@ -67,10 +64,10 @@ void PlaybackPage::connectBars()
     connect(m_bar, &PlaybackBar::stepClicked, this, &PlaybackPage::step);
     connect(m_bar, &PlaybackBar::slowerClicked, this, [this] { changeSpeed(-1); });
     connect(m_bar, &PlaybackBar::fasterClicked, this, [this] { changeSpeed(1); });
-    connect(m_bar, &PlaybackBar::soundClicked, this, onView(&PlaybackView::toggleMuted));
-    connect(m_bar, &PlaybackBar::scaleClicked, this, onView(&PlaybackView::nextScaleMode));
-    connect(m_bar, &PlaybackBar::snapClicked, this, onView(&PlaybackView::savePicture));
-    connect(m_bar, &PlaybackBar::folderClicked, this, onView(&PlaybackView::showFolder));
+    connect(m_bar, &PlaybackBar::soundClicked, this, [this] { m_selected->toggleMuted(); });
+    connect(m_bar, &PlaybackBar::scaleClicked, this, [this] { m_selected->nextScaleMode(); });
+    connect(m_bar, &PlaybackBar::snapClicked, this, [this] { m_selected->savePicture(); });
+    connect(m_bar, &PlaybackBar::folderClicked, this, [this] { m_selected->showFolder(); });
     connect(m_bar, &PlaybackBar::togetherClicked, this, [this] { setTogether(!m_together); });
     connect(m_bar, &PlaybackBar::viewCountClicked, this, &PlaybackPage::setViewCount);
     connect(m_bar, &PlaybackBar::enlargeClicked, this, [this] { toggleEnlarged(m_selected); });
