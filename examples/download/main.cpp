@@ -21,15 +21,11 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     QTextStream out(stdout), err(stderr);
     QCommandLineParser line;
-    const QDateTime hourAgo = QDateTime::currentDateTime().addSecs(-3600);
-    line.addOptions({{"out", "", "DIR", "."},
-                     {"channel", "", "N", "0"},
-                     {"sound", ""},
-                     {"begin", "", "TIME", hourAgo.toString(Qt::ISODate)},
-                     {"seconds", "", "N", "60"},
-                     {"interval", "", "S", "-1"}});
-    bool isChannel = false, isInterval = false;
-    const bool parsed = line.parse(application.arguments());
+    const QString hourAgo = QDateTime::currentDateTime().addSecs(-3600).toString(Qt::ISODate);
+    line.addOptions({{"begin", "", "TIME", hourAgo}, {"seconds", "", "N", "60"}, {"sound", ""}});
+    line.addOptions({{"out", "", "DIR", "."}, {"channel", "", "N", "0"}});
+    line.addOption({"interval", "", "S", "-1"});
+    bool isChannel = false, isInterval = false, parsed = line.parse(application.arguments());
     const QDateTime begin = QDateTime::fromString(line.value("begin"), Qt::ISODate);
     const uint channel = line.value("channel").toUInt(&isChannel);
     const int seconds = line.value("seconds").toInt();
@@ -67,13 +63,11 @@ int main(int argc, char *argv[])
     // With `application` as their context these run on this thread.
     QObject::connect(&download, &OrvoVodDLThread::sig_downloadPts, &application, [&](qint64 pts) {
         const double done = (pts - first) / 1000.0; // seconds of the recording
-        const double rate = done * 1000 / qMax<qint64>(clock.elapsed(), 1);
-        err << QString("\r\x1b[K%1 %, %2 of %3 s, %4 times as fast as recorded, %5 s left")
-                   .arg(int(done * 100 / seconds))
-                   .arg(int(done))
-                   .arg(seconds)
-                   .arg(rate, 0, 'f', 1)
-                   .arg(qCeil((seconds - done) / rate))
+        const double rate = qMax(done, 0.001) * 1000 / qMax<qint64>(clock.elapsed(), 1);
+        err << QString::asprintf(
+                   "\r\x1b[K%d %%, %d of %d s, %.1f times as fast as recorded, %d s left",
+                   int(done * 100 / seconds), int(done), seconds, rate,
+                   qCeil((seconds - done) / rate))
             << Qt::flush;
     });
     QObject::connect(&download, &OrvoVodDLThread::sig_downloadErrConnExceedMax, &application,

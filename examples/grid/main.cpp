@@ -26,22 +26,15 @@ public:
         look.muted = true;
         setWidgetPara(look);
         VideoPara patience = getVideoPara();
-        patience.connectTimeout = 3000; // ms
-        patience.readTimeout = 3000;    // a stream that breaks off is opened again after that
+        patience.connectTimeout = patience.readTimeout = 3000; // ms, then it is opened again
         setVideoPara(patience);
         if (init(device, channel, -1) && start())
             playStart(device->getStreamCountPerChannel() - 1); // the smallest picture there is
         connect(this, &CameraView::sig_receivePlayStart, this, [this] {
-            // With each begin, since a stop forgets overlays.
-            setOsd({"clock",
-                    true,
-                    16,
-                    "",
-                    Qt::white,
-                    {},
-                    {},
-                    OsdFormat_DateTime,
-                    OsdPosition_RightTop});
+            OsdInfo clock{"clock", true, 16, "", Qt::white};
+            clock.format = OsdFormat_DateTime;
+            clock.position = OsdPosition_RightTop;
+            setOsd(clock); // with each begin, since a stop forgets overlays
         });
     }
     ~CameraView() override
