@@ -1,65 +1,29 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 
-/// The thread against a scripted source of made clips: what it tells, in which order, what it
-/// delivers, and how it fails. Its life (stop, restart, deletion) is tested beside this.
+/// The thread against a scripted source of made clips: what it tells, in which order, and when it
+/// starts anew. Beside this: how pictures leave it (delivery), snapshots (snap), how an open fails
+/// (openfailures), and its life: stop, restart, deletion (life).
 
 #include "support/streammaker.h"
 #include "support/tcpsource.h"
 #include "threadtestcase.h"
 #include "threadwatcher.h"
 
-#include "core_ffmpeg/ffmpeghelper.h"
-
 #include <QMetaMethod>
-#include <QTemporaryDir>
 #include <QtTest>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 }
 
 #include <cstdlib>
-#include <cstring>
 
 using namespace vantratest;
 
 namespace {
 
 constexpr int kGop = 25; ///< pictures from one key picture of a made clip to the next
-
-/// A codec of this kind that a container can name and nothing here decodes; 0 if there is none.
-int codecWithoutDecoder(const AVCodecTag *tags)
-{
-    const AVCodecTag *const lists[] = {tags, nullptr};
-    for (int id = 1; id < 0x20000; ++id) {
-        const auto codec = static_cast<AVCodecID>(id);
-        const unsigned tag = av_codec_get_tag(lists, codec);
-        if (tag != 0 && av_codec_get_id(lists, tag) == codec && !avcodec_find_decoder(codec))
-            return id;
-    }
-    return 0;
-}
-
-/// Changes the audio format in all tags of an FLV stream to one that stands for no codec.
-void makeFlvAudioUnknown(QByteArray *bytes)
-{
-    constexpr int kFileHeader = 13;
-    constexpr int kTagHeader = 11;
-    constexpr char kAudioTag = 8;
-    constexpr int kDeviceSpecific = 15;
-    for (int at = kFileHeader; at + kTagHeader < bytes->size();) {
-        const auto byte = [&](int i) {
-            return static_cast<int>(static_cast<quint8>(bytes->at(at + i)));
-        };
-        const int size = byte(1) << 16 | byte(2) << 8 | byte(3);
-        if (bytes->at(at) == kAudioTag)
-            (*bytes)[at + kTagHeader] =
-                static_cast<char>(kDeviceSpecific << 4 | (byte(kTagHeader) & 0xf));
-        at += kTagHeader + size + 4;
-    }
-}
 
 } // namespace
 
@@ -70,7 +34,6 @@ class TestFFmpegVideoThread : public ThreadTestCase
 private slots:
     void metaObject_addsTwoProtectedSlots();
     void opening_tellsInThisOrder();
-    void pictures_areLent_oneByOne();
     void sound_isStereo_ofTheSource();
     void sound_beyondTheBuffer_isDropped();
     void videoOnly_hasNoAudio();
@@ -78,35 +41,11 @@ private slots:
     void frameRate_fallsBackToTheBaseRate();
     void codecRender_mayChangeModeAndHardware();
     void rotate_forcesSoftware();
-    void withoutMode_decodesAndDeliversNothing();
-    void delivery_data();
-    void delivery();
-    void painter_imageOutlivesTheSource();
-    void painter_scalersGiveTheSamePicture();
-    void painter_buildsOneScaler_forFullRangeToo();
-    void otherLayouts_areNotLentAsPlanes();
-    void snapshot_data();
-    void snapshot();
-    void snapshot_isPending_untilItIsFinished();
-    void snapshot_withoutAName_isGivenUp();
-    void snapshot_isNotTaken_ofAPictureThatIsNotOnTheCard();
     void withoutViewer_readsAndDecodesNothing_untilTheNextKeyPicture();
     void sizeChange_isNeverDelivered_andRestarts();
     void deviceCodecChange_restarts_withoutReadTimeout();
     void deviceCodec_sameOrInvalid_goesOn();
     void deviceCodec_isKept_onlyIfTheDeviceAnswers();
-
-    void failure_urlNotFound_hasNoLine();
-    void failure_connect();
-    void failure_openInput();
-    void failure_findStreams();
-    void failure_findDecoder();
-    void failure_openDecoder();
-    void failure_resolution();
-    void failure_findAudioDecoder();
-    void failure_openAudioDecoder();
-    void failure_hardwareName();
-    void failure_hardwareDevice();
 };
 
 void TestFFmpegVideoThread::metaObject_addsTwoProtectedSlots()
@@ -165,26 +104,6 @@ void TestFFmpegVideoThread::opening_tellsInThisOrder()
     QCOMPARE(watcher.count(QStringLiteral("decoderDestroyed")), 0);
     QCOMPARE(log->lines().last().text, QStringLiteral("(ffvdthr)teminate ff thr"));
     QCOMPARE(log->lines().last().level, Logger::Info);
-}
-
-void TestFFmpegVideoThread::pictures_areLent_oneByOne()
-{
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.setVideoMode(VideoMode_Opengl);
-    thread.previewRef() = 1;
-    ThreadWatcher watcher(&thread);
-    announceNoAudio();
-    thread.play();
-    QVERIFY(waitFor([&] { return watcher.pictures.size() == 50; }));
-    for (int i = 0; i < 50; ++i) {
-        QCOMPARE(watcher.pictures.at(i).number, i);
-        QCOMPARE(watcher.pictures.at(i).width, 320);
-        QCOMPARE(watcher.pictures.at(i).height, 240);
-    }
-    QVERIFY(!watcher.ranAhead); // run() stood still in each slot
-    QVERIFY(!watcher.wrongThread);
-    end(&thread);
 }
 
 void TestFFmpegVideoThread::sound_isStereo_ofTheSource()
@@ -332,300 +251,6 @@ void TestFFmpegVideoThread::rotate_forcesSoftware()
     end(&thread);
 }
 
-void TestFFmpegVideoThread::withoutMode_decodesAndDeliversNothing()
-{
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.previewRef() = 1;
-    ThreadWatcher watcher(&thread);
-    announceNoAudio();
-    QTemporaryDir dir;
-    thread.play();
-    thread.snap(dir.filePath(QStringLiteral("a.jpg")));
-    QVERIFY(waitFor([&] { return thread.packets == 50; }));
-    // Decoding has begun: the render signals come once more, before the first decoded picture.
-    QCOMPARE(watcher.count(QStringLiteral("codecRender:H264:320x240")), 2);
-    QCOMPARE(watcher.pictures.size() + watcher.images.size() + watcher.twoPlanes +
-                 watcher.surfaces + watcher.textures,
-             0);
-    QVERIFY(thread.getIsSnap()); // and no snapshot either
-    QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("a.jpg"))));
-    end(&thread);
-}
-
-void TestFFmpegVideoThread::delivery_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("hardware");
-    QTest::addColumn<QString>("form");
-    QTest::newRow("window, software") << 0 << "none"
-                                      << "";
-    QTest::newRow("painter, software") << 1 << "none"
-                                       << "image";
-    QTest::newRow("OpenGL, software") << 2 << "none"
-                                      << "planes";
-    QTest::newRow("Direct3D 9, software") << 3 << "none"
-                                          << "";
-    QTest::newRow("Direct3D 11, software") << 4 << "none"
-                                           << "";
-    QTest::newRow("unknown mode, software") << 9 << "none"
-                                            << "";
-    // A picture in memory although hardware is named, as from a decoder that has no support for it.
-    QTest::newRow("painter, hardware") << 1 << "vaapi"
-                                       << "image";
-    QTest::newRow("OpenGL, hardware") << 2 << "vaapi"
-                                      << "";
-    QTest::newRow("Direct3D 9, hardware, no surface") << 3 << "vaapi"
-                                                      << "";
-    QTest::newRow("Direct3D 11, hardware, no texture") << 4 << "vaapi"
-                                                       << "";
-}
-
-void TestFFmpegVideoThread::delivery()
-{
-    QFETCH(int, mode);
-    QFETCH(QString, hardware);
-    QFETCH(QString, form);
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.setVideoMode(static_cast<VideoMode>(mode));
-    thread.previewRef() = 1;
-    ThreadWatcher watcher(&thread);
-    announceNoAudio();
-    watcher.atEvent = [&](const QString &event) {
-        if (event == QLatin1String("playStart:0"))
-            thread.setHardware(hardware);
-    };
-    thread.play();
-    QVERIFY(waitFor([&] { return thread.packets == 50; }));
-    QCoreApplication::processEvents();
-    QCOMPARE(watcher.images.size(), form == QLatin1String("image") ? 50 : 0);
-    QCOMPARE(watcher.pictures.size(), form == QLatin1String("planes") ? 50 : 0);
-    QCOMPARE(watcher.twoPlanes + watcher.surfaces + watcher.textures, 0);
-    end(&thread);
-}
-
-void TestFFmpegVideoThread::painter_imageOutlivesTheSource()
-{
-    ClipOptions made;
-    made.count = 50;
-    made.colour = {81, 90, 240}; // red
-    made.losslessColour = true;
-    TcpSource source(makeStream(makeClip(made), {}));
-    ThreadWatcher watcher;
-    {
-        TestThread thread(source.url());
-        thread.setVideoMode(VideoMode_Painter);
-        thread.previewRef() = 1;
-        watcher.watch(&thread);
-        announceNoAudio();
-        thread.play();
-        QVERIFY(waitFor([&] { return watcher.images.size() >= 50; }));
-        end(&thread);
-    }
-    // The thread and its buffers are gone; the pictures are still whole.
-    QCOMPARE(watcher.images.size(), 50);
-    for (const QImage &image : qAsConst(watcher.images)) {
-        QCOMPARE(image.size(), QSize(320, 240));
-        QCOMPARE(image.format(), QImage::Format_RGB32);
-        const QColor colour = image.pixelColor(160, 200);
-        QVERIFY2(colour.red() > 240 && colour.green() < 16 && colour.blue() < 16,
-                 qPrintable(colour.name()));
-    }
-    // One buffer for all: nothing was copied in the thread.
-    QCOMPARE(watcher.images.first().constBits(), watcher.images.last().constBits());
-}
-
-void TestFFmpegVideoThread::painter_scalersGiveTheSamePicture()
-{
-    for (const auto type :
-         {DecodeType_Fast, DecodeType_Quality, DecodeType_Balanced, static_cast<DecodeType>(77)}) {
-        TcpSource source(clip(50));
-        TestThread thread(source.url());
-        thread.setDecodeType(type);
-        thread.setVideoMode(VideoMode_Painter);
-        thread.previewRef() = 1;
-        ThreadWatcher watcher(&thread);
-        announceNoAudio();
-        thread.play();
-        QVERIFY(waitFor([&] { return watcher.images.size() >= 50; }));
-        const QColor colour = watcher.images.last().pixelColor(160, 200);
-        QVERIFY2(qAbs(colour.red() - 128) < 8 && qAbs(colour.green() - colour.blue()) < 4,
-                 qPrintable(colour.name()));
-        end(&thread);
-    }
-}
-
-void TestFFmpegVideoThread::painter_buildsOneScaler_forFullRangeToo()
-{
-    // FFmpeg tells at each building that it takes this layout for another one of full range.
-    static std::atomic<int> built{0};
-    built = 0;
-    av_log_set_callback([](void *, int, const char *format, va_list) {
-        built += strstr(format, "deprecated pixel format") != nullptr;
-    });
-    ClipOptions made;
-    made.count = 50;
-    made.format = AV_PIX_FMT_YUVJ420P;
-    made.colour = {200, 128, 128};
-    TcpSource source(makeStream(makeClip(made), {}));
-    TestThread thread(source.url());
-    thread.setVideoMode(VideoMode_Painter);
-    thread.previewRef() = 1;
-    ThreadWatcher watcher(&thread);
-    announceNoAudio();
-    thread.play();
-    const bool came = waitFor([&] { return watcher.images.size() >= 50; });
-    end(&thread);
-    av_log_set_callback(av_log_default_callback);
-    QVERIFY(came);
-    QCOMPARE(built.load(), 1);
-    // The range is that of the layout: 200 stays 200.
-    const QColor colour = watcher.images.last().pixelColor(160, 200);
-    QVERIFY2(qAbs(colour.red() - 200) < 8, qPrintable(colour.name()));
-}
-
-void TestFFmpegVideoThread::otherLayouts_areNotLentAsPlanes()
-{
-    for (const auto format : {AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P}) {
-        ClipOptions made;
-        made.count = 50;
-        made.format = format;
-        const QByteArray bytes = makeStream(makeClip(made), {});
-        QVERIFY(!bytes.isEmpty());
-        for (const auto mode : {VideoMode_Opengl, VideoMode_Painter}) {
-            TcpSource source(bytes);
-            TestThread thread(source.url());
-            thread.setVideoMode(mode);
-            thread.previewRef() = 1;
-            ThreadWatcher watcher(&thread);
-            announceNoAudio();
-            thread.play();
-            QVERIFY(waitFor([&] { return thread.packets == 50; }));
-            QCoreApplication::processEvents();
-            QCOMPARE(watcher.pictures.size(), 0);
-            QCOMPARE(watcher.images.size(), mode == VideoMode_Painter ? 50 : 0);
-            end(&thread);
-        }
-    }
-}
-
-void TestFFmpegVideoThread::snapshot_data()
-{
-    QTest::addColumn<int>("mode");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("file");
-    QTest::newRow("painter") << 1 << "s/a.jpg"
-                             << "s/a.jpg";
-    QTest::newRow("OpenGL") << 2 << "s/a.jpg"
-                            << "s/a.jpg";
-    QTest::newRow("png ends as jpg") << 2 << "s/a.png"
-                                     << "s/a.jpg";
-}
-
-void TestFFmpegVideoThread::snapshot()
-{
-    QFETCH(int, mode);
-    QFETCH(QString, name);
-    QFETCH(QString, file);
-    QTemporaryDir dir;
-    QVector<int> offsets;
-    TcpSource source(clip(100, &offsets));
-    source.setLimit(offsets.at(60));
-    TestThread thread(source.url());
-    thread.setVideoMode(static_cast<VideoMode>(mode));
-    thread.setSnapPreview(true);
-    thread.previewRef() = 1;
-    ThreadWatcher watcher(&thread);
-    announceNoAudio();
-    thread.play();
-    QVERIFY(waitFor([&] { return thread.packets >= 50; }));
-    thread.snap(dir.filePath(name));
-    QVERIFY(thread.getIsSnap());
-    source.release();
-    QVERIFY(waitFor([&] { return !watcher.snaps.isEmpty() && !thread.getIsSnap(); }));
-    QVERIFY(watcher.events.contains(QStringLiteral("snap:%1").arg(dir.filePath(file))));
-    QCOMPARE(watcher.snaps.first().size(), QSize(320, 240));
-    QFile written(dir.filePath(file));
-    QVERIFY(written.open(QIODevice::ReadOnly));
-    QCOMPARE(written.read(2), QByteArray("\xff\xd8"));
-    if (name != file)
-        QVERIFY(!QFileInfo::exists(dir.filePath(name)));
-    QVERIFY(!watcher.wrongThread);
-    end(&thread);
-}
-
-void TestFFmpegVideoThread::snapshot_isPending_untilItIsFinished()
-{
-    QTemporaryDir dir;
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.setVideoMode(VideoMode_Painter);
-    thread.previewRef() = 1;
-    thread.finishesSnaps = false;
-    announceNoAudio();
-    const QString name = dir.filePath(QStringLiteral("a.png"));
-    thread.atCodecAsk = [&](TestThread *asking) {
-        if (asking->packets == 10)
-            asking->snap(name);
-    };
-    thread.play();
-    QVERIFY(waitFor([&] { return thread.packets == 50; }));
-    QVERIFY(thread.getIsSnap()); // a picture after the first is saved over it
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList(QStringLiteral("a.png")));
-    thread.finishesSnaps = true;
-    thread.snapFinsh();
-    QVERIFY(!thread.getIsSnap());
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList(QStringLiteral("a.jpg")));
-    end(&thread);
-}
-
-void TestFFmpegVideoThread::snapshot_withoutAName_isGivenUp()
-{
-    QTemporaryDir dir;
-    const QString before = QDir::currentPath();
-    QVERIFY(QDir::setCurrent(dir.path()));
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.setVideoMode(VideoMode_Painter);
-    thread.setSnapPreview(true);
-    thread.previewRef() = 1;
-    ThreadWatcher watcher(&thread);
-    announceNoAudio();
-    watcher.atEvent = [&](const QString &event) {
-        if (event == QLatin1String("playStart:0"))
-            thread.snap();
-    };
-    thread.play();
-    QVERIFY(waitFor([&] { return !watcher.snaps.isEmpty() && !thread.getIsSnap(); }));
-    end(&thread);
-    QVERIFY(watcher.snaps.first().isNull());
-    QVERIFY(QDir().isEmpty());
-    QDir::setCurrent(before);
-}
-
-void TestFFmpegVideoThread::snapshot_isNotTaken_ofAPictureThatIsNotOnTheCard()
-{
-    for (const auto mode : {VideoMode_D3D9, VideoMode_D3D11}) {
-        QTemporaryDir dir;
-        TcpSource source(clip(50));
-        TestThread thread(source.url());
-        thread.setVideoMode(mode);
-        thread.previewRef() = 1;
-        ThreadWatcher watcher(&thread);
-        announceNoAudio();
-        watcher.atEvent = [&](const QString &event) {
-            if (event == QLatin1String("playStart:0"))
-                thread.snap(dir.filePath(QStringLiteral("a.jpg")));
-        };
-        thread.play();
-        QVERIFY(waitFor([&] { return thread.packets == 50; }));
-        QVERIFY(thread.getIsSnap());
-        QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("a.jpg"))));
-        end(&thread);
-    }
-}
-
 void TestFFmpegVideoThread::withoutViewer_readsAndDecodesNothing_untilTheNextKeyPicture()
 {
     QVector<int> offsets;
@@ -771,197 +396,6 @@ void TestFFmpegVideoThread::deviceCodec_isKept_onlyIfTheDeviceAnswers()
     QCOMPARE(thread.curVideoPara.codecId, 0);
     QCOMPARE(thread.curAudioPara.channels, 1);
     end(&thread);
-}
-
-// --- Failures -----------------------------------------------------------------------------------
-
-void TestFFmpegVideoThread::failure_urlNotFound_hasNoLine()
-{
-    TestThread thread;
-    thread.urlFound = false;
-    ThreadWatcher watcher(&thread);
-    thread.play();
-    QVERIFY(waitFor([&] { return thread.opens >= 3; }));
-    QCOMPARE(log->lines().size(), 0);
-    end(&thread);
-    QCOMPARE(watcher.events, (QStringList{QStringLiteral("started"), QStringLiteral("finished")}));
-    QVERIFY(!thread.isReadTimeout());
-}
-
-void TestFFmpegVideoThread::failure_connect()
-{
-    TcpSource source;
-    source.shutDown();
-    TestThread thread(source.url());
-    thread.play();
-    const QString line = QStringLiteral("(ffvdthr)check connect failed");
-    QVERIFY(waitFor([&] { return log->count(Logger::Debug, line) >= 2; }));
-    QVERIFY(!thread.getIsOk());
-    end(&thread);
-
-    TestThread nowhere;
-    QTest::ignoreMessage(QtCriticalMsg, "url is empty");
-    nowhere.setOpenSleepTime(3600 * 1000);
-    const int before = log->count(Logger::Debug, line);
-    nowhere.play();
-    QVERIFY(waitFor([&] { return log->count(Logger::Debug, line) > before; }));
-    end(&nowhere);
-}
-
-void TestFFmpegVideoThread::failure_openInput()
-{
-    TcpSource source(QByteArray(4000, '\x5a'));
-    source.setClosing(true);
-    TestThread thread(source.url());
-    log->expect(
-        Logger::Error,
-        QStringLiteral("(ffvdthr)open input err(%1:Invalid data found when processing input)")
-            .arg(source.url()));
-    ThreadWatcher watcher(&thread);
-    thread.play();
-    QVERIFY(waitFor([&] {
-        return log->count(Logger::Debug, QStringLiteral("(ffvdthr)init input failed")) >= 2;
-    }));
-    QCOMPARE(log->missing(), QStringList());
-    end(&thread);
-    QCOMPARE(watcher.events, (QStringList{QStringLiteral("started"), QStringLiteral("finished")}));
-}
-
-void TestFFmpegVideoThread::failure_findStreams()
-{
-    // A transport stream of padding alone.
-    QByteArray padding("\x47\x1f\xff\x10", 4);
-    padding.append(184, '\xff');
-    TcpSource source(padding.repeated(3000));
-    source.setClosing(true);
-    TestThread thread(source.url());
-    const QRegularExpression line(QStringLiteral("^\\(ffvdthr\\)find stream err\\(%1:.+\\)$")
-                                      .arg(QRegularExpression::escape(source.url())));
-    log->expectMatching(Logger::Error, line);
-    thread.play();
-    QVERIFY(waitFor([&] { return log->countMatching(Logger::Error, line) > 0; }));
-    end(&thread);
-    QVERIFY(log->count(Logger::Debug, QStringLiteral("(ffvdthr)init input failed")) > 0);
-}
-
-void TestFFmpegVideoThread::failure_findDecoder()
-{
-    StreamOptions options;
-    options.videoCodec = codecWithoutDecoder(avformat_get_riff_video_tags());
-    if (!options.videoCodec)
-        QSKIP("every codec that the container can name has a decoder here");
-    TcpSource source(makeStream(units(50), options));
-    source.setClosing(true);
-    TestThread thread(source.url());
-    const QString line = QStringLiteral("(ffvdthr)find decoder err(%1)").arg(source.url());
-    log->expect(Logger::Error, line);
-    thread.play();
-    QVERIFY(waitFor([&] { return log->count(Logger::Error, line) > 0; }));
-    end(&thread);
-    QVERIFY(log->count(Logger::Debug, QStringLiteral("(ffvdthr)init video failed")) > 0);
-}
-
-void TestFFmpegVideoThread::failure_openDecoder()
-{
-    StreamOptions options;
-    options.videoCodec = AV_CODEC_ID_HUFFYUV; // cannot be opened without its tables
-    TcpSource source(makeStream(units(50), options));
-    source.setClosing(true);
-    TestThread thread(source.url());
-    ThreadWatcher watcher(&thread);
-    const QRegularExpression line(QStringLiteral("^\\(ffvdthr\\)avcodec open err\\(%1:.+\\)$")
-                                      .arg(QRegularExpression::escape(source.url())));
-    log->expectMatching(Logger::Error, line);
-    thread.play();
-    QVERIFY(waitFor([&] { return log->countMatching(Logger::Error, line) > 0; }));
-    end(&thread);
-    QVERIFY(log->count(Logger::Debug, QStringLiteral("(ffvdthr)init video failed")) > 0);
-    // The codec's name is one of two, whatever the codec.
-    QVERIFY(watcher.events.contains(QStringLiteral("codecRender:H264:320x240")));
-    QVERIFY(!watcher.events.contains(QStringLiteral("sizeChanged")));
-}
-
-void TestFFmpegVideoThread::failure_resolution()
-{
-    StreamOptions options;
-    options.format = "mpegts"; // tells no size, nor do pictures without parameter sets
-    TcpSource source(makeStream(withoutParameterSets(units(50)), options));
-    source.setClosing(true);
-    TestThread thread(source.url());
-    const QString line = QStringLiteral("(ffvdthr)resolution err(%1:0*0)").arg(source.url());
-    log->expect(Logger::Error, line);
-    thread.play();
-    QVERIFY(waitFor([&] { return log->count(Logger::Error, line) > 0; }));
-    end(&thread);
-}
-
-void TestFFmpegVideoThread::failure_findAudioDecoder()
-{
-    StreamOptions options;
-    options.format = "flv";
-    options.audioCodec = AV_CODEC_ID_PCM_ALAW;
-    options.audio = QByteArray(16000, 'x');
-    QByteArray bytes = makeStream(units(50), options);
-    makeFlvAudioUnknown(&bytes);
-    TcpSource source(bytes);
-    source.setClosing(true);
-    TestThread thread(source.url());
-    const QString line = QStringLiteral("(ffvdthr)find audio decoder err 0");
-    log->expect(Logger::Error, line);
-    thread.play();
-    QVERIFY(waitFor([&] { return log->count(Logger::Error, line) > 0; }));
-    end(&thread);
-    QVERIFY(log->count(Logger::Debug, QStringLiteral("(ffvdthr)init audio failed")) > 0);
-}
-
-void TestFFmpegVideoThread::failure_openAudioDecoder()
-{
-    StreamOptions options;
-    options.audioCodec = AV_CODEC_ID_SONIC; // an experimental decoder, which is not to be opened
-    options.audio = QByteArray(16000, 'x');
-    TcpSource source(makeStream(units(50), options));
-    source.setClosing(true);
-    TestThread thread(source.url());
-    const QString line = QStringLiteral("(ffvdthr)audio avcodec open err Experimental feature");
-    log->expect(Logger::Error, line);
-    thread.play();
-    QVERIFY(waitFor([&] { return log->count(Logger::Error, line) > 0; }));
-    end(&thread);
-    QVERIFY(log->count(Logger::Debug, QStringLiteral("(ffvdthr)init audio failed")) > 0);
-}
-
-void TestFFmpegVideoThread::failure_hardwareName()
-{
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.setHardware(QStringLiteral("nonsense"));
-    log->expect(Logger::Error, QStringLiteral("(ffvdthr)hw type err 0"));
-    FFmpegHelper::hwPixFmt = AV_PIX_FMT_VAAPI; // as another thread has left it
-    thread.play();
-    QVERIFY(waitFor([&] {
-        return log->count(Logger::Debug, QStringLiteral("(ffvdthr)init video failed")) >= 2;
-    }));
-    QCOMPARE(log->missing(), QStringList());
-    QCOMPARE(FFmpegHelper::hwPixFmt.load(), -1);
-    end(&thread);
-}
-
-void TestFFmpegVideoThread::failure_hardwareDevice()
-{
-    // No such card here; where there is one, the picture would stay on it.
-    TcpSource source(clip(50));
-    TestThread thread(source.url());
-    thread.setHardware(QStringLiteral("vdpau"));
-    const QRegularExpression line(QStringLiteral("^\\(ffvdthr\\)create hw ctx err .+$"));
-    log->expectMatching(Logger::Error, line);
-    thread.play();
-    if (!waitFor([&] { return log->countMatching(Logger::Error, line) > 0; }, 10000)) {
-        end(&thread);
-        QSKIP("a VDPAU device can be opened here");
-    }
-    QCOMPARE(FFmpegHelper::hwPixFmt.load(), static_cast<int>(AV_PIX_FMT_VDPAU));
-    end(&thread);
-    FFmpegHelper::hwPixFmt = -1;
 }
 
 QTEST_GUILESS_MAIN(TestFFmpegVideoThread)

@@ -120,6 +120,18 @@ QByteArray makeStream(const QVector<AccessUnit> &units, const StreamOptions &opt
     return ok ? bytes : QByteArray();
 }
 
+int codecWithoutDecoder()
+{
+    const AVCodecTag *const tags[] = {avformat_get_riff_video_tags(), nullptr};
+    for (int id = 1; id < 0x20000; ++id) {
+        const auto codec = static_cast<AVCodecID>(id);
+        const unsigned tag = av_codec_get_tag(tags, codec);
+        if (tag != 0 && av_codec_get_id(tags, tag) == codec && !avcodec_find_decoder(codec))
+            return id;
+    }
+    return 0;
+}
+
 QVector<AccessUnit> withoutParameterSets(QVector<AccessUnit> units, int codec)
 {
     const auto isParameterSet = [codec](quint8 header) {

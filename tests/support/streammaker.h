@@ -30,6 +30,10 @@ struct StreamOptions
 QByteArray makeStream(const QVector<AccessUnit> &units, const StreamOptions &options,
                       QVector<int> *unitOffsets = nullptr);
 
+/// A video codec that the container of makeStream() can name and nothing here decodes; 0 if there
+/// is none.
+int codecWithoutDecoder();
+
 /// The units without their parameter sets; `codec` is 1 for H.264, 2 for H.265.
 QVector<AccessUnit> withoutParameterSets(QVector<AccessUnit> units, int codec = 1);
 

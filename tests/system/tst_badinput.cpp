@@ -55,19 +55,6 @@ QByteArray tone()
     return encodeALaw(makeTone(32000, 8000, 440));
 }
 
-/// A codec that the container can name, and that nothing here decodes; 0 if there is none.
-int codecWithoutDecoder()
-{
-    const AVCodecTag *const tags[] = {avformat_get_riff_video_tags(), nullptr};
-    for (int id = 1; id < 0x20000; ++id) {
-        const auto codec = static_cast<AVCodecID>(id);
-        const unsigned tag = av_codec_get_tag(tags, codec);
-        if (tag != 0 && av_codec_get_id(tags, tag) == codec && !avcodec_find_decoder(codec))
-            return id;
-    }
-    return 0;
-}
-
 } // namespace
 
 class TestBadInput : public LoggedTest
