@@ -1,74 +1,28 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "core_videobase/bannerwidget.h"
+
+/// What a banner is made of and how it is laid out. What its buttons show is tested beside this.
+
+#include "bannertools.h"
 
 #include "support/pixels.h"
-#include "uitoolkit/quihelper.h"
 
 #include <QBoxLayout>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QTest>
 
 #include <limits>
 #include <memory>
 
+using namespace vantratest;
+
 namespace {
-
-const QString kMicIcon = QStringLiteral(":/primary/mic.svg");
-const QString kMicClosedIcon = QStringLiteral(":/primary/mic-close.svg");
-const QString kSoundIcon = QStringLiteral(":/primary/volume.svg");
-const QString kMutedIcon = QStringLiteral(":/primary/close_volume.svg");
-
-BannerPara paraWith(const QStringList &names, int position = 0)
-{
-    BannerPara para;
-    para.names = names;
-    for (int i = 0; i < names.size(); ++i) {
-        para.icons << QStringLiteral(":/primary/snap.svg");
-        para.tips << QStringLiteral("tip of %1").arg(names.at(i));
-    }
-    para.position = position;
-    return para;
-}
-
-void rebuild(BannerWidget &banner, const BannerPara &para)
-{
-    banner.setBannerPara(para);
-    banner.initButton();
-}
-
-QStringList buttonNames(const BannerWidget &banner)
-{
-    QStringList names;
-    for (const QPushButton *button : banner.findChildren<QPushButton *>())
-        names << button->objectName();
-    return names;
-}
-
-QPushButton *buttonAt(const BannerWidget &banner, int index)
-{
-    return banner.findChildren<QPushButton *>().value(index);
-}
 
 QLabel *labelOf(const BannerWidget &banner)
 {
     return banner.findChild<QLabel *>();
-}
-
-QImage iconOf(const QAbstractButton *button)
-{
-    return button->icon().pixmap(16, 16).toImage();
-}
-
-// What a button shows that was given this picture and nothing else.
-QImage iconFrom(const QString &path)
-{
-    QPushButton button;
-    QUIHelper::setSvgIcon(&button, path);
-    return iconOf(&button);
 }
 
 // Lays the banner out as on a screen, without one.
@@ -77,17 +31,6 @@ void showLaidOut(BannerWidget &banner, const QSize &size)
     banner.setAttribute(Qt::WA_DontShowOnScreen);
     banner.resize(size);
     banner.show();
-}
-
-bool call(BannerWidget &banner, const char *slot)
-{
-    return QMetaObject::invokeMethod(&banner, slot, Qt::DirectConnection);
-}
-
-bool callMuted(BannerWidget &banner, bool muted)
-{
-    return QMetaObject::invokeMethod(&banner, "receiveMuted", Qt::DirectConnection,
-                                     Q_ARG(bool, muted));
 }
 
 bool callRecorderStateChanged(BannerWidget &banner)
@@ -110,7 +53,6 @@ class TestBannerWidget : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void initially_hasDefaultsAndOnlyTheLabel();
     void interface_keepsOrderAndSignatures();
     void setBannerPara_storesAllFields_andTouchesNothing();
@@ -132,30 +74,7 @@ private slots:
     void initStyle_takesEffect_beforeTheFirstShowing();
     void showInfo_isNotSeen_inVerticalBanner();
     void showInfo_marksRecording_onlyInSubclass();
-    void click_togglesNameAndIcon_data();
-    void click_togglesNameAndIcon();
-    void secondClick_togglesBack();
-    void click_replacesTextWhereverItStands();
-    void changeStatus_changesOnlyFirstMatch();
-    void changeStatus_changesNothing_withoutMatch();
-    void receiveMuted_followsSound();
-    void receiveMuted_changesNothing_withoutSoundButton();
-    void receiveMuted_goesByTheEndOfTheName();
-    void receivePlayFinsh_unmutes();
-    void button_doesNotTakeFocus();
 };
-
-void TestBannerWidget::initTestCase()
-{
-    // The tests below tell these pictures apart.
-    const QList<QImage> icons{iconFrom(kMicIcon), iconFrom(kMicClosedIcon), iconFrom(kSoundIcon),
-                              iconFrom(kMutedIcon), iconFrom(QStringLiteral(":/primary/snap.svg"))};
-    for (int i = 0; i < icons.size(); ++i) {
-        QVERIFY(!icons.at(i).isNull());
-        for (int j = 0; j < i; ++j)
-            QVERIFY(icons.at(i) != icons.at(j));
-    }
-}
 
 void TestBannerWidget::initially_hasDefaultsAndOnlyTheLabel()
 {
@@ -580,171 +499,6 @@ void TestBannerWidget::showInfo_marksRecording_onlyInSubclass()
     banner.setRecording(false);
     QVERIFY(callRecorderStateChanged(banner));
     QCOMPARE(labelOf(banner)->text(), QStringLiteral("yard"));
-}
-
-void TestBannerWidget::click_togglesNameAndIcon_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<QString>("icon");
-
-    const QString same = QStringLiteral(":/primary/snap.svg");
-    QTest::newRow("talk") << "btnTalk"
-                          << "btnTalkMuted" << kMicClosedIcon;
-    QTest::newRow("talk muted") << "btnTalkMuted"
-                                << "btnTalk" << kMicIcon;
-    QTest::newRow("sound") << "btnSound"
-                           << "btnMuted" << kMutedIcon;
-    QTest::newRow("muted") << "btnMuted"
-                           << "btnSound" << kSoundIcon;
-    QTest::newRow("prefix") << "live_3_btnSound"
-                            << "live_3_btnMuted" << kMutedIcon;
-    QTest::newRow("any name that ends with TalkMuted") << "xTalkMuted"
-                                                       << "xTalk" << kMicIcon;
-    QTest::newRow("no btn before Talk") << "xTalk"
-                                        << "xTalk" << same;
-    QTest::newRow("no btn before Sound") << "xSound"
-                                         << "xSound" << same;
-    QTest::newRow("something behind") << "btnSound2"
-                                      << "btnSound2" << same;
-    QTest::newRow("another button") << "btnSnap"
-                                    << "btnSnap" << same;
-    QTest::newRow("no name") << ""
-                             << "" << same;
-}
-
-void TestBannerWidget::click_togglesNameAndIcon()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, expected);
-    QFETCH(QString, icon);
-    BannerWidget banner;
-    rebuild(banner, paraWith({name, QStringLiteral("other")}));
-    QStringList received;
-    QString nameAtSignal;
-    connect(&banner, QOverload<const QString &>::of(&BannerWidget::btnClicked), &banner,
-            [&](const QString &text) {
-                received << text;
-                nameAtSignal = buttonAt(banner, 0)->objectName();
-            });
-    buttonAt(banner, 0)->click();
-    QCOMPARE(received, QStringList(expected));
-    QCOMPARE(nameAtSignal, expected); // changed before the signal
-    QCOMPARE(buttonNames(banner), QStringList({expected, QStringLiteral("other")}));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(icon));
-}
-
-void TestBannerWidget::secondClick_togglesBack()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnSound")}));
-    QSignalSpy spy(&banner, SIGNAL(btnClicked(QString)));
-    buttonAt(banner, 0)->click();
-    buttonAt(banner, 0)->click();
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnSound")));
-    QCOMPARE(spy.count(), 2);
-    QCOMPARE(spy.at(0).at(0).toString(), QStringLiteral("btnMuted"));
-    QCOMPARE(spy.at(1).at(0).toString(), QStringLiteral("btnSound"));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(kSoundIcon));
-}
-
-void TestBannerWidget::click_replacesTextWhereverItStands()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("SoundRoom_btnSound")}));
-    buttonAt(banner, 0)->click();
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("MutedRoom_btnMuted")));
-    buttonAt(banner, 0)->click();
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("SoundRoom_btnSound")));
-}
-
-void TestBannerWidget::changeStatus_changesOnlyFirstMatch()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnSnap"), QStringLiteral("a_btnSound"),
-                              QStringLiteral("b_btnSound")}));
-    banner.changeStatus(QStringLiteral("Sound"), QStringLiteral("Off"), kMutedIcon);
-    QCOMPARE(buttonNames(banner),
-             QStringList({QStringLiteral("btnSnap"), QStringLiteral("a_btnOff"),
-                          QStringLiteral("b_btnSound")}));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(QStringLiteral(":/primary/snap.svg")));
-    QCOMPARE(iconOf(buttonAt(banner, 1)), iconFrom(kMutedIcon));
-    QCOMPARE(iconOf(buttonAt(banner, 2)), iconFrom(QStringLiteral(":/primary/snap.svg")));
-}
-
-void TestBannerWidget::changeStatus_changesNothing_withoutMatch()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnSound2")})); // the end counts
-    banner.changeStatus(QStringLiteral("Sound"), QStringLiteral("Muted"), kMutedIcon);
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnSound2")));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(QStringLiteral(":/primary/snap.svg")));
-}
-
-void TestBannerWidget::receiveMuted_followsSound()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnSound")}));
-    QSignalSpy spy(&banner, SIGNAL(btnClicked(QString)));
-    QVERIFY(callMuted(banner, true));
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnMuted")));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(kMutedIcon));
-    QVERIFY(callMuted(banner, true)); // again: no button ends with "Sound" any more
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnMuted")));
-    QVERIFY(callMuted(banner, false));
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnSound")));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(kSoundIcon));
-    QCOMPARE(spy.count(), 0);
-}
-
-void TestBannerWidget::receiveMuted_changesNothing_withoutSoundButton()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnSnap"), QStringLiteral("btnTalk")}));
-    QVERIFY(callMuted(banner, true));
-    QVERIFY(callMuted(banner, false));
-    QCOMPARE(buttonNames(banner),
-             QStringList({QStringLiteral("btnSnap"), QStringLiteral("btnTalk")}));
-    for (int i : {0, 1})
-        QCOMPARE(iconOf(buttonAt(banner, i)), iconFrom(QStringLiteral(":/primary/snap.svg")));
-}
-
-void TestBannerWidget::receiveMuted_goesByTheEndOfTheName()
-{
-    BannerWidget banner;
-    const QStringList off{QStringLiteral("roomMuted"), QStringLiteral("btnMuted")};
-    rebuild(banner, paraWith({QStringLiteral("roomSound"), QStringLiteral("btnMuted")}));
-    QVERIFY(callMuted(banner, true)); // "btn" need not stand before it, as for a click
-    QCOMPARE(buttonNames(banner), off);
-    QVERIFY(callMuted(banner, false));
-    QCOMPARE(buttonNames(banner).first(), QStringLiteral("roomSound"));
-    QVERIFY(callMuted(banner, true));
-    QVERIFY(call(banner, "receivePlayFinsh"));
-    QCOMPARE(buttonNames(banner).first(), QStringLiteral("roomSound"));
-
-    // Intended: a muted talk button ends with "Muted" too, and the first match is taken.
-    rebuild(banner, paraWith({QStringLiteral("btnTalkMuted"), QStringLiteral("btnMuted")}));
-    QVERIFY(callMuted(banner, false));
-    QCOMPARE(buttonNames(banner),
-             QStringList({QStringLiteral("btnTalkSound"), QStringLiteral("btnMuted")}));
-}
-
-void TestBannerWidget::receivePlayFinsh_unmutes()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnMuted")}));
-    QVERIFY(call(banner, "receivePlayFinsh"));
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnSound")));
-    QCOMPARE(iconOf(buttonAt(banner, 0)), iconFrom(kSoundIcon));
-    QVERIFY(call(banner, "receivePlayFinsh"));
-    QCOMPARE(buttonNames(banner), QStringList(QStringLiteral("btnSound")));
-}
-
-void TestBannerWidget::button_doesNotTakeFocus()
-{
-    BannerWidget banner;
-    rebuild(banner, paraWith({QStringLiteral("btnSnap")}));
-    QCOMPARE(buttonAt(banner, 0)->focusPolicy(), Qt::NoFocus);
 }
 
 QTEST_MAIN(TestBannerWidget)
