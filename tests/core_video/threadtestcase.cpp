@@ -50,6 +50,24 @@ void ThreadTestCase::announceReadErrors()
                                            "^\\(ffvdthr\\)read frame err\\(\\d:[^)]+\\)$")));
 }
 
+void ThreadTestCase::announceReadTimeout()
+{
+    log->expectMatching(Logger::Warning, QRegularExpression(QStringLiteral(
+                                             "^\\(ffvdthr\\)read timeout \\(\\d+:\\d+\\)$")));
+    announceReadErrors();
+}
+
+int ThreadTestCase::infos(const char *text) const
+{
+    return log->count(Logger::Info, QStringLiteral("(ffvdthr)") + QLatin1String(text));
+}
+
+QRegularExpression ThreadTestCase::escaped(const QString &before, const QString &text,
+                                           const QString &after)
+{
+    return QRegularExpression(before + QRegularExpression::escape(text) + after);
+}
+
 void ThreadTestCase::end(TestThread *thread)
 {
     // A stop cuts the current call short, whichever it is.

@@ -35,6 +35,12 @@ protected:
 
     void announceNoAudio();
     void announceReadErrors();
+    void announceReadTimeout();
+    /// Lines so far of level info with this text, which the tag stands before.
+    int infos(const char *text) const;
+    /// A pattern around a text that may hold anything.
+    static QRegularExpression escaped(const QString &before, const QString &text,
+                                      const QString &after);
     /// Stops the thread, which may make it log an interrupted call, and waits for its end.
     void end(TestThread *thread);
     /// Called before and after each test, for what a test case changes in the process.

@@ -156,4 +156,23 @@ private:
     void note(const QString &event, bool blocking);
 };
 
+/// Holds a thread just before the read error that ends its loop, so that the test can leave the
+/// event loop before anything is queued there.
+struct ReadErrorGate
+{
+    std::atomic<bool> reached{false};
+    std::atomic<bool> open{false};
+
+    void holdBeforeLastError(TestThread *thread)
+    {
+        thread->atCodecAsk = [this](TestThread *self) {
+            if (self->errorCount != 2)
+                return;
+            reached = true;
+            while (!open && !self->stopped)
+                QThread::msleep(1);
+        };
+    }
+};
+
 } // namespace vantratest
