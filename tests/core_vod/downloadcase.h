@@ -139,6 +139,14 @@ protected:
     {
         return readRecording(thread->saveDir + QLatin1Char('/') + file);
     }
+    /// Pictures of all files, in the order of their names.
+    QVector<int> allPictures() const
+    {
+        QVector<int> pictures;
+        for (const QString &file : files())
+            pictures += read(file).pictures;
+        return pictures;
+    }
     bool ok() const { return recorder->calls("finsh").value(0).arguments.value(0).toBool(); }
     QVector<qint64> progress() const
     {
