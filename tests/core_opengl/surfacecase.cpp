@@ -4,12 +4,12 @@
 
 #include "support/graphicsdriver.h"
 #include "support/processload.h"
+#include "support/rounds.h"
 
 #include <QScreen>
 #include <QWindow>
 
 #include <cmath>
-#include <limits>
 
 using namespace vantratest;
 
@@ -88,12 +88,6 @@ void SurfaceTest::setFrameSize(const RawPicture &picture)
                                       Q_ARG(int, picture.width), Q_ARG(int, picture.height)));
 }
 
-void SurfaceTest::play(const QString &file, int frameRate)
-{
-    QVERIFY(QMetaObject::invokeMethod(surface, "play", Qt::DirectConnection, Q_ARG(QString, file),
-                                      Q_ARG(int, frameRate)));
-}
-
 QImage SurfaceTest::screen(const QWidget *widget)
 {
     const QPoint corner = widget->mapTo(widget->window(), QPoint());
@@ -134,31 +128,14 @@ bool SurfaceTest::repaints()
     return QGLContext::currentContext() != nullptr;
 }
 
-QString SurfaceTest::fileOf(const QList<RawPicture> &pictures, int cutBytes)
-{
-    QByteArray bytes;
-    for (const RawPicture &picture : pictures)
-        bytes += raw(picture);
-    bytes.chop(cutBytes);
-    static int count = 0;
-    QFile file(folder.filePath(QString::number(++count)));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        return QString();
-    return file.fileName();
-}
-
 // ---- Pictures -------------------------------------------------------------------------------
 
-namespace {
-
-RawPicture sample(const QSize &size = {32, 24})
+SurfaceTest::RawPicture SurfaceTest::sample(const QSize &size)
 {
     return RawPicture(size, 0, [](int x, int y) {
         return Yuv{40 + x * 5 % 200, 60 + (x / 8) * 30 % 140, 60 + (y / 8) * 50 % 140};
     });
 }
-
-} // namespace
 
 void SurfaceTest::class_isAnOpenglWidget()
 {
@@ -475,221 +452,13 @@ void SurfaceTest::pixmap_isRendered_andTheWindowGoesOn()
     }
 }
 
-// ---- Files ----------------------------------------------------------------------------------
-
-void SurfaceTest::play_showsEachPicture_andTellsItsEndOnce()
-{
-    const QList<RawPicture> pictures{RawPicture({32, 24}, {60, 128, 128}),
-                                     RawPicture({32, 24}, {120, 90, 160}), sample()};
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(pictures[0]);
-    play(fileOf(pictures), 2);
-    for (const RawPicture &picture : pictures)
-        QVERIFY2(shows(picture), qPrintable(fault));
-    QVERIFY(waitFor([&] { return ended.count() > 0; }));
-    const auto *timer = surface->findChild<QTimer *>();
-    QVERIFY(!timer || !timer->isActive());
-    QVERIFY2(shows(pictures.last()), qPrintable(fault)); // stays
-    QCOMPARE(ended.count(), 1);
-}
-
-void SurfaceTest::play_showsACutOffPicture()
-{
-    const RawPicture first({32, 24}, {60, 128, 128});
-    const RawPicture last({32, 24}, {160, 90, 170});
-    const int missing = raw(last).size() - 32 * 10; // all but ten lines of luma
-    RawPicture mixed = first;
-    for (int y = 0; y < 10; ++y)
-        for (int x = 0; x < 32; ++x)
-            mixed.y.at(x, y) = 160;
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(first);
-    play(fileOf({first, last}, missing), 1000);
-    QVERIFY2(shows(mixed), qPrintable(fault));
-    QVERIFY(waitFor([&] { return ended.count() == 1; }));
-    QVERIFY2(shows(mixed), qPrintable(fault));
-}
-
-void SurfaceTest::play_ofAnotherFile_endsTheFirst()
-{
-    const RawPicture first({32, 24}, {60, 128, 128});
-    const RawPicture other({32, 24}, {160, 90, 170});
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(first);
-    play(fileOf({first, first, first}), 1);
-    play(fileOf({other}), 1000);
-    QVERIFY2(shows(other), qPrintable(fault));
-    QVERIFY(waitFor([&] { return ended.count() == 1; }));
-    QVERIFY2(shows(other), qPrintable(fault));
-}
-
-void SurfaceTest::play_ofNoFile_endsTheFirst_withoutAWord()
-{
-    const RawPicture picture({32, 24}, {60, 128, 128});
-    const QList<RawPicture> many{picture, picture, picture};
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(picture);
-    play(fileOf(many), 1);
-    play(folder.filePath("none"), 1000);
-    // The timer of the first would have run in the second after this.
-    play(folder.path(), 1000);
-    QTimer twoSeconds;
-    twoSeconds.setSingleShot(true);
-    twoSeconds.start(2000);
-    QVERIFY(waitFor([&] { return !twoSeconds.isActive(); }));
-    QCOMPARE(ended.count(), 0);
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-}
-
-void SurfaceTest::play_withoutASize_endsAtOnce()
-{
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    play(fileOf({sample()}), 1000);
-    QVERIFY(waitFor([&] { return ended.count() == 1; }));
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-}
-
-void SurfaceTest::play_withAnAbsurdSize_endsAtOnce_data()
-{
-    const int most = std::numeric_limits<int>::max();
-    QTest::addColumn<int>("width");
-    QTest::addColumn<int>("height");
-    QTest::newRow("largest") << most << most;
-    QTest::newRow("product wraps to 0") << 65536 << 65536;
-    QTest::newRow("product wraps to 16") << 65540 << 65532;
-    QTest::newRow("negative") << -32 << 24;
-    QTest::newRow("negative twice") << -32 << -24;
-    QTest::newRow("least") << std::numeric_limits<int>::min() << 1;
-}
-
-void SurfaceTest::play_withAnAbsurdSize_endsAtOnce()
-{
-    QFETCH(int, width);
-    QFETCH(int, height);
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    QVERIFY(QMetaObject::invokeMethod(surface, "setFrameSize", Qt::DirectConnection,
-                                      Q_ARG(int, width), Q_ARG(int, height)));
-    play(fileOf({sample()}), 1000);
-    QVERIFY(waitFor([&] { return ended.count() == 1; }));
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-}
-
-void SurfaceTest::play_withoutARate_showsNothing()
-{
-    for (const int rate : {0, -1, std::numeric_limits<int>::min()}) {
-        QVERIFY2(open({32, 24}), qPrintable(fault));
-        QSignalSpy ended(surface, SIGNAL(playFinsh()));
-        setFrameSize(sample());
-        play(fileOf({sample()}), rate);
-        QCoreApplication::processEvents();
-        QVERIFY2(showsWindowColour(), qPrintable(fault));
-        QCOMPARE(ended.count(), 0);
-        call("stop");
-        QCOMPARE(ended.count(), 1);
-    }
-}
-
-void SurfaceTest::play_bearsAnotherSizeMeanwhile()
-{
-    const RawPicture small({4, 4}, {60, 128, 128});
-    const RawPicture large({64, 48}, {160, 90, 170});
-    QVERIFY2(open({64, 48}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(small);
-    play(fileOf({small, large, small, large}), 1);
-    QVERIFY2(shows(small), qPrintable(fault));
-    setFrameSize(large); // for which the memory of the start would not do
-    QVERIFY2(shows(large), qPrintable(fault));
-    setFrameSize(small);
-    QVERIFY2(shows(small), qPrintable(fault));
-    setFrameSize(large);
-    QVERIFY2(shows(large), qPrintable(fault));
-    QVERIFY(waitFor([&] { return ended.count() == 1; }));
-}
-
-void SurfaceTest::play_endsAfterClear()
-{
-    const RawPicture picture({32, 24}, {60, 128, 128});
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(picture);
-    play(fileOf({picture, picture, picture}), 2);
-    QVERIFY2(shows(picture), qPrintable(fault));
-    call("clear");
-    QVERIFY(waitFor([&] { return ended.count() == 1; }));
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-}
-
-void SurfaceTest::play_takesLinesWithoutPadding_afterFramesWithIt()
-{
-    const RawPicture padded({32, 24}, 40, [](int x, int y) { return Yuv{x * 4, y * 4, 128}; });
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    send(padded);
-    QVERIFY2(shows(padded), qPrintable(fault));
-    play(fileOf({sample()}), 1000);
-    QVERIFY2(shows(sample()), qPrintable(fault));
-}
-
-void SurfaceTest::stop_tellsTheEnd_andForgetsThePicture()
-{
-    const RawPicture picture({32, 24}, {60, 128, 128});
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(picture);
-    play(fileOf({picture, picture, picture}), 2);
-    QVERIFY2(shows(picture), qPrintable(fault));
-    call("stop");
-    QCOMPARE(ended.count(), 1);
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-    // Also of the size: the next play needs it again.
-    play(fileOf({picture}), 1000);
-    QVERIFY(waitFor([&] { return ended.count() == 2; }));
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-}
-
-void SurfaceTest::stop_tellsTheEnd_withoutAPlay()
-{
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    send(sample());
-    call("stop");
-    QCOMPARE(ended.count(), 1);
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-}
-
-void SurfaceTest::read_thatFails_isNoEnd()
-{
-    QVERIFY2(open({32, 24}), qPrintable(fault));
-    QSignalSpy ended(surface, SIGNAL(playFinsh()));
-    setFrameSize(sample());
-    call("read"); // nothing is open
-    QCOMPARE(ended.count(), 0);
-    QVERIFY2(showsWindowColour(), qPrintable(fault));
-
-    send(sample());
-    QVERIFY2(shows(sample()), qPrintable(fault));
-    play("/proc/self/mem", 1); // opens, and has nothing to read at its start
-    call("read");
-    QCOMPARE(ended.count(), 0);
-    QVERIFY2(shows(sample()), qPrintable(fault));
-    call("stop");
-    QCOMPARE(ended.count(), 1);
-}
-
 // ---- Life -----------------------------------------------------------------------------------
 
 void SurfaceTest::rounds_leaveNothingBehind()
 {
     constexpr int kWarmUp = 10;
     constexpr int kGrowthKiB = 6 * 1024; ///< a picture of 1280x720 in textures is 1.4 MB
-    const bool all = qEnvironmentVariableIntValue("VANTRA_TEST_ALL_ROUNDS") == 1;
-    const int rounds = all ? 200 : 15;
+    const int rounds = roundsOf(200, 15);
     const RawPicture picture({1280, 720}, {60, 100, 150});
     QWidget host(nullptr, Qt::FramelessWindowHint);
     host.resize(64, 48);
@@ -716,6 +485,5 @@ void SurfaceTest::rounds_leaveNothingBehind()
     const ProcessLoad after = ProcessLoad::now();
     QVERIFY2(after.residentKiB - before.residentKiB < kGrowthKiB,
              qPrintable(QString::number(after.residentKiB - before.residentKiB)));
-    QVERIFY(after.handles <= before.handles + 2);
-    QVERIFY(after.threads <= before.threads + 2);
+    QCOMPARE(loadLeftBehind(before, 2, 2), QString());
 }

@@ -67,6 +67,8 @@ protected:
     bool showsWindowColour();
     /// Paints again, and waits until that is on the screen.
     bool repaints();
+    /// One of many colours.
+    static RawPicture sample(const QSize &size = {32, 24});
     /// Writes pictures into a file of the temporary folder.
     QString fileOf(const QList<RawPicture> &pictures, int cutBytes = 0);
 
