@@ -1,15 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "download.h"
-#include "downloadqueue.h"
+#include "downloaddesk.h"
 #include "downloadrow.h"
 #include "downloadthread.h"
-#include "recorderhost.h"
 #include "support/loggedtest.h"
 #include "support/players.h"
-#include "support/waitfor.h"
 
-#include <QApplication>
 #include <QDirIterator>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -19,54 +15,7 @@ using namespace vantratest;
 using namespace vantrasim;
 using recordingtime::minuteMs;
 using recordingtime::secondMs;
-
-namespace {
-
 using State = DownloadState;
-
-/// A queue on a folder of its own.
-struct Desk
-{
-    Desk() : queue(folder.path()) {}
-
-    bool becomes(Download *download, State state)
-    {
-        return waitFor([=] { return download->state() == state; });
-    }
-    bool ends(Download *download)
-    {
-        return waitFor(
-            [=] { return !download->isActive() && download->state() != State::Waiting; });
-    }
-    /// Names of all films that are there.
-    QStringList films() const
-    {
-        QStringList names;
-        QDirIterator walk(folder.path(), {"*.mp4"}, QDir::Files, QDirIterator::Subdirectories);
-        while (walk.hasNext()) {
-            walk.next();
-            names.append(walk.fileName());
-        }
-        names.sort();
-        return names;
-    }
-
-    QTemporaryDir folder;
-    DownloadQueue queue;
-};
-
-TimeSpan from(int hour, int minute, qint64 length)
-{
-    return {recordedAt(hour, minute), recordedAt(hour, minute) + length};
-}
-
-/// Downloads go at the speed of recording, so that they last.
-void slowly(DeviceConfig *config)
-{
-    config->downloadSpeed = 1;
-}
-
-} // namespace
 
 /// The queue of downloads and what each of them tells.
 class TestDownloadQueue : public LoggedTest
@@ -87,17 +36,6 @@ private slots:
     void cancel_doesNotWait_whileTheDeviceIsSilent();
     void cancelledWhileWaiting_neverStarts();
     void retry_usesAThreadOfItsOwn_andCompletes();
-    void refusals_areToldInPlainWords_data();
-    void refusals_areToldInPlainWords();
-    void refusedForTooMany_goesOnAgain_whenAnotherHasEnded();
-    void goneDevice_silentDevice_andReadErrors_areTold_data();
-    void goneDevice_silentDevice_andReadErrors_areTold();
-    void formThatCannotBeStored_isTold();
-    void cameraByAddress_hasNoRecordings();
-    void nothingRecorded_isTold();
-    void changeOfForm_givesTwoResults();
-    void sameSpanAgain_isToldItsFileAgain();
-    void folderThatCannotBeWritten_isTold_andNothingIsAsked();
     void ended_canBeTakenOut_runningCannot();
     void stopAll_endsAllFiles_andStartsNoOther();
     void queue_isDeletedWhileDownloading();
@@ -151,7 +89,7 @@ void TestDownloadQueue::meter_withNothingDone_knowsNothing()
 void TestDownloadQueue::download_writesAFileNamedByItsSpan()
 {
     const Recorder recorder(1, 2);
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(1), from(9, 10, 30 * secondMs), true);
     QVERIFY(desk.becomes(download, State::Done));
     QCOMPARE(download->results().size(), 1);
@@ -178,7 +116,7 @@ void TestDownloadQueue::download_writesAFileNamedByItsSpan()
 void TestDownloadQueue::download_withoutSound_hasNone()
 {
     const Recorder recorder;
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(), from(9, 10, 10 * secondMs), false);
     QVERIFY(desk.becomes(download, State::Done));
     const ProbedFile film = probeFile(download->results().first());
@@ -197,7 +135,7 @@ void TestDownloadQueue::progress_countsWhatIsRecorded_andOnlyGrows()
         Recorder::record(&config->channels[0], recordedAt(9), recordedAt(9, 0, 10));
         Recorder::record(&config->channels[0], recordedAt(9, 50), recordedAt(9, 50, 10));
     });
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(), from(9, 0, 60 * minuteMs), true);
     QVector<double> parts;
     QStringList texts;
@@ -224,7 +162,7 @@ void TestDownloadQueue::progress_countsWhatIsRecorded_andOnlyGrows()
 void TestDownloadQueue::twoRunAtOnce_othersWaitInTheirOrder()
 {
     const Recorder recorder(1, 4);
-    Desk desk;
+    DownloadDesk desk;
     QVector<Download *> downloads;
     QVector<int> started;
     int most = 0;
@@ -254,7 +192,7 @@ void TestDownloadQueue::twoRunAtOnce_othersWaitInTheirOrder()
 void TestDownloadQueue::oneRunsForEachChannel()
 {
     const Recorder recorder(1, 2);
-    Desk desk;
+    DownloadDesk desk;
     Download *first = desk.queue.add(recorder.camera(0), from(9, 0, 20 * secondMs), true);
     Download *second = desk.queue.add(recorder.camera(0), from(9, 5, 20 * secondMs), true);
     Download *other = desk.queue.add(recorder.camera(1), from(9, 0, 20 * secondMs), true);
@@ -275,7 +213,7 @@ void TestDownloadQueue::camerasOfOneFolder_doNotRunTogether()
     Recorder one(1), two(2);
     one.device.name = "A:B";
     two.device.name = "A_B";
-    Desk desk;
+    DownloadDesk desk;
     Download *first = desk.queue.add(one.camera(), from(9, 0, 10 * secondMs), true);
     Download *second = desk.queue.add(two.camera(), from(9, 0, 10 * secondMs), true);
     QCOMPARE(first->files().folder(), second->files().folder());
@@ -287,7 +225,7 @@ void TestDownloadQueue::camerasOfOneFolder_doNotRunTogether()
 void TestDownloadQueue::cancelled_keepsAFileThatPlays_withItsName()
 {
     const Recorder recorder(1, 1, slowly);
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(), from(9, 0, 50 * minuteMs), true);
     QVERIFY(waitFor([&] { return download->part() > 0; }));
     download->cancel();
@@ -311,7 +249,7 @@ void TestDownloadQueue::cancelled_keepsAFileThatPlays_withItsName()
 void TestDownloadQueue::cancel_doesNotWait_whileTheDeviceIsSilent()
 {
     const Recorder recorder(1, 1, slowly);
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(), from(9, 0, 50 * minuteMs), true);
     QVERIFY(waitFor([&] { return download->part() > 0; }));
     recorder.control->loseConnection(); // reads last as long as they may
@@ -326,7 +264,7 @@ void TestDownloadQueue::cancel_doesNotWait_whileTheDeviceIsSilent()
 void TestDownloadQueue::cancelledWhileWaiting_neverStarts()
 {
     const Recorder recorder(1, 3);
-    Desk desk;
+    DownloadDesk desk;
     desk.queue.add(recorder.camera(0), from(9, 0, 20 * secondMs), true);
     Download *last = desk.queue.add(recorder.camera(1), from(9, 0, 20 * secondMs), true);
     Download *waiting = desk.queue.add(recorder.camera(2), from(9, 0, 20 * secondMs), true);
@@ -346,7 +284,7 @@ void TestDownloadQueue::retry_usesAThreadOfItsOwn_andCompletes()
     log->expect(Logger::Error, "(atvdlthr)before download thr err");
     const Recorder recorder;
     recorder.control->faults().refuse(DeviceOp::vodDownloadStart, HRetRefused, 1);
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(), from(9, 0, 20 * secondMs), true);
     const QPointer<QThread> first = download->findChild<DownloadThread *>();
     QVERIFY(first);
@@ -363,185 +301,12 @@ void TestDownloadQueue::retry_usesAThreadOfItsOwn_andCompletes()
     QVERIFY(waitFor([&] { return download->findChildren<DownloadThread *>().isEmpty(); }));
 }
 
-// ---- What goes wrong ----------------------------------------------------------------------------
-
-void TestDownloadQueue::refusals_areToldInPlainWords_data()
-{
-    QTest::addColumn<int>("answer");
-    QTest::addColumn<QString>("words");
-    QTest::newRow("exceed max") << int(HRetExceedMax)
-                                << "The device refuses: it gives out as many downloads as it can.";
-    QTest::newRow("already") << int(HRetAlready) << "The device refuses this download.";
-    QTest::newRow("other") << int(HRetRefused) << "The device refuses this download.";
-}
-
-void TestDownloadQueue::refusals_areToldInPlainWords()
-{
-    QFETCH(int, answer);
-    QFETCH(QString, words);
-    log->expect(Logger::Error, QString("(orvdlthr)vod dl start err %1").arg(answer));
-    log->expect(Logger::Error, "(atvdlthr)before download thr err");
-    const Recorder recorder;
-    recorder.control->faults().refuse(DeviceOp::vodDownloadStart, HRetError(answer), -1);
-    Desk desk;
-    Download *download = desk.queue.add(recorder.camera(), from(9, 0, 20 * secondMs), true);
-    QVERIFY(desk.becomes(download, State::Failed));
-    QCOMPARE(download->problem(), words);
-    QCOMPARE(downloadText(*download), words);
-    QVERIFY(download->results().isEmpty());
-}
-
-void TestDownloadQueue::refusedForTooMany_goesOnAgain_whenAnotherHasEnded()
-{
-    log->expect(Logger::Error, "(orvdlthr)vod dl start err 17");
-    log->expect(Logger::Error, "(atvdlthr)before download thr err");
-    const Recorder recorder(1, 2, [](DeviceConfig *config) {
-        config->mostDownloads = 1;
-        config->downloadSpeed = 1;
-    });
-    Desk desk;
-    Download *first = desk.queue.add(recorder.camera(0), from(9, 0, 50 * minuteMs), true);
-    QVERIFY(waitFor([&] { return recorder.control->openDownloads() == 1; }));
-    Download *second = desk.queue.add(recorder.camera(1), from(9, 0, secondMs), true);
-    QVERIFY(desk.becomes(second, State::Failed));
-    QVERIFY(second->problem().contains("as many downloads as it can"));
-    first->cancel();
-    QVERIFY(desk.becomes(first, State::Cancelled));
-    desk.queue.retry(second);
-    QVERIFY(desk.becomes(second, State::Done));
-}
-
-void TestDownloadQueue::goneDevice_silentDevice_andReadErrors_areTold_data()
-{
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QString>("words");
-    QTest::newRow("gone") << "gone"
-                          << "The device is gone.";
-    QTest::newRow("silent") << "silent"
-                            << "The device has sent nothing for 5 seconds.";
-    QTest::newRow("error") << "error"
-                           << "The device has broken off the download.";
-}
-
-void TestDownloadQueue::goneDevice_silentDevice_andReadErrors_areTold()
-{
-    QFETCH(QString, fault);
-    QFETCH(QString, words);
-    const Recorder recorder(1, 1, slowly);
-    Desk desk;
-    Download *download = desk.queue.add(recorder.camera(), from(9, 0, 50 * minuteMs), true);
-    QVERIFY(waitFor([&] { return download->part() > 0; }));
-    if (fault == "gone")
-        recorder.control->loseConnection();
-    else if (fault == "silent")
-        recorder.control->faults().refuse(DeviceOp::vodReadDLFrame, HRetTimeout, -1);
-    else
-        recorder.control->faults().refuse(DeviceOp::vodReadDLFrame, HRetError(99), 1);
-    QVERIFY(desk.becomes(download, State::Failed));
-    QCOMPARE(download->problem(), words);
-    // What had come is kept, under its name.
-    QCOMPARE(download->results().size(), 1);
-    QVERIFY(QFileInfo(download->results().first()).fileName().count('_') == 2);
-    QVERIFY(probeFile(download->results().first()).duration > 0);
-    QVERIFY(downloadText(*download).endsWith("Kept so far:"));
-    recorder.control->restoreConnection();
-    recorder.control->faults().clear();
-    desk.queue.retry(download);
-    QVERIFY(waitFor([&] { return download->part() > 0; }));
-    download->cancel();
-    QVERIFY(desk.becomes(download, State::Cancelled));
-}
-
-void TestDownloadQueue::formThatCannotBeStored_isTold()
-{
-    log->expect(Logger::Error, "(orvdlthr)vod get dl sdp err");
-    const Recorder recorder;
-    recorder.control->faults().refuse(DeviceOp::vodGetDownloadSdp, HRetRefused, -1);
-    Desk desk;
-    Download *download = desk.queue.add(recorder.camera(), from(9, 0, 20 * secondMs), true);
-    QVERIFY(desk.becomes(download, State::Failed));
-    QCOMPARE(download->problem(),
-             QString("The device does not describe a video that could be stored."));
-}
-
-void TestDownloadQueue::cameraByAddress_hasNoRecordings()
-{
-    log->expect(Logger::Error, "(orvdlthr)vod dl start err 1");
-    log->expect(Logger::Error, "(atvdlthr)before download thr err");
-    QString problem;
-    const Device device =
-        cameraDevice(CameraAddress::parse("rtsp://127.0.0.1:1/x", &problem), CameraAddress());
-    Desk desk;
-    Download *download = desk.queue.add(device.cameras().first(), from(9, 0, 20 * secondMs), true);
-    QVERIFY(desk.ends(download));
-    QCOMPARE(download->problem(),
-             QString("A camera that is known by its address alone has no recordings."));
-}
-
-void TestDownloadQueue::nothingRecorded_isTold()
-{
-    const Recorder recorder;
-    Desk desk;
-    Download *download = desk.queue.add(recorder.camera(), from(10, 10, minuteMs), true);
-    QVERIFY(desk.becomes(download, State::Failed));
-    QCOMPARE(download->problem(), QString("Nothing is recorded in this span."));
-    QVERIFY(desk.films().isEmpty());
-}
-
-void TestDownloadQueue::changeOfForm_givesTwoResults()
-{
-    const Recorder recorder(1, 1, [](DeviceConfig *config) {
-        ChannelConfig &channel = config->channels[0];
-        channel.archive.clear();
-        Recorder::record(&channel, recordedAt(9), recordedAt(9, 0, 10));
-        StreamConfig other = channel.streams[0];
-        other.video.width = 320;
-        other.video.height = 180;
-        channel.archive.append({recordingtime::forDevice(recordedAt(9, 0, 10)),
-                                recordingtime::forDevice(recordedAt(9, 0, 20)), other});
-    });
-    Desk desk;
-    Download *download = desk.queue.add(recorder.camera(), from(9, 0, 20 * secondMs), true);
-    QVERIFY(desk.becomes(download, State::Done));
-    QCOMPARE(download->results().size(), 2);
-    QCOMPARE(probeFile(download->results()[0]).video.size, QSize(640, 360));
-    QCOMPARE(probeFile(download->results()[1]).video.size, QSize(320, 180));
-}
-
-void TestDownloadQueue::sameSpanAgain_isToldItsFileAgain()
-{
-    const Recorder recorder;
-    Desk desk;
-    Download *first = desk.queue.add(recorder.camera(), from(9, 0, 10 * secondMs), true);
-    QVERIFY(desk.becomes(first, State::Done));
-    Download *second = desk.queue.add(recorder.camera(), from(9, 0, 10 * secondMs), true);
-    QVERIFY(desk.becomes(second, State::Done));
-    QCOMPARE(second->results(), first->results());
-    QCOMPARE(desk.films().size(), 1);
-    // And what another has written is none of its results.
-    Download *third = desk.queue.add(recorder.camera(), from(9, 30, 10 * secondMs), true);
-    QVERIFY(desk.becomes(third, State::Done));
-    QCOMPARE(third->results().size(), 1);
-    QVERIFY(third->results() != first->results());
-}
-
-void TestDownloadQueue::folderThatCannotBeWritten_isTold_andNothingIsAsked()
-{
-    const Recorder recorder;
-    DownloadQueue queue("/proc/films");
-    Download *download = queue.add(recorder.camera(), from(9, 0, 20 * secondMs), true);
-    QCOMPARE(download->state(), State::Failed);
-    QVERIFY2(download->problem().contains("cannot be made"), qPrintable(download->problem()));
-    QVERIFY(!download->isActive());
-    QCOMPARE(recorder.count(DeviceOp::vodDownloadStart), qint64(0));
-}
-
 // ---- The end ------------------------------------------------------------------------------------
 
 void TestDownloadQueue::ended_canBeTakenOut_runningCannot()
 {
     const Recorder recorder(1, 2, slowly);
-    Desk desk;
+    DownloadDesk desk;
     Download *running = desk.queue.add(recorder.camera(0), from(9, 0, 50 * minuteMs), true);
     Download *ended = desk.queue.add(recorder.camera(1), from(9, 0, secondMs), true);
     QVERIFY(desk.becomes(ended, State::Done));
@@ -560,7 +325,7 @@ void TestDownloadQueue::ended_canBeTakenOut_runningCannot()
 void TestDownloadQueue::stopAll_endsAllFiles_andStartsNoOther()
 {
     const Recorder recorder(1, 3, slowly);
-    Desk desk;
+    DownloadDesk desk;
     QVector<Download *> downloads;
     for (int channel = 0; channel < 3; ++channel)
         downloads.append(desk.queue.add(recorder.camera(channel), from(9, 0, 50 * minuteMs), true));
@@ -600,7 +365,7 @@ void TestDownloadQueue::queue_isDeletedWhileDownloading()
 void TestDownloadQueue::table_hasALineForEach()
 {
     const Recorder recorder;
-    Desk desk;
+    DownloadDesk desk;
     Download *download = desk.queue.add(recorder.camera(), from(9, 0, 10 * secondMs), true);
     QVERIFY(desk.becomes(download, State::Done));
     const QStringList lines = downloadsTable(desk.queue.downloads()).split('\n');
@@ -611,10 +376,5 @@ void TestDownloadQueue::table_hasALineForEach()
     QVERIFY(lines[1].endsWith(".mp4"));
 }
 
-int main(int argc, char *argv[])
-{
-    QApplication application(argc, argv);
-    TestDownloadQueue test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_MAIN(TestDownloadQueue)
 #include "tst_downloadqueue.moc"
