@@ -396,7 +396,7 @@ QString ChaosHost::faultOfRecording(const Channel &channel, qint64 bytesBefore) 
     return {};
 }
 
-QString ChaosHost::faultOfFiles()
+std::set<QString> ChaosHost::openFiles() const
 {
     std::set<QString> open;
     for (const auto &simulation : m_devices) {
@@ -411,18 +411,39 @@ QString ChaosHost::faultOfFiles()
         for (const QString &file : filesBelow(download.folder))
             open.insert(file);
     }
+    return open;
+}
+
+QString ChaosHost::faultOfFile(const QString &file) const
+{
+    static const QRegularExpression finalName(
+        QStringLiteral("/\\d{8}T\\d{6}_\\d{8}T\\d{6}_\\d\\.mp4$"));
+    const bool isDownload = file.startsWith(m_folder + QStringLiteral("/downloads/"));
+    if (isDownload && !finalName.match(file).hasMatch())
+        return QStringLiteral("has not got its final name");
+    return containerFault(file);
+}
+
+QString ChaosHost::faultOfFiles()
+{
     for (const QString &file : filesBelow(m_folder)) {
-        if (!file.endsWith(QStringLiteral(".mp4")) || open.count(file) || m_checked.count(file))
+        if (!file.endsWith(QStringLiteral(".mp4")) || m_checked.count(file))
             continue;
-        static const QRegularExpression finalName(
-            QStringLiteral("/\\d{8}T\\d{6}_\\d{8}T\\d{6}_\\d\\.mp4$"));
-        const bool isDownload = file.startsWith(m_folder + QStringLiteral("/downloads/"));
-        if (isDownload && !finalName.match(file).hasMatch())
-            return file + QStringLiteral(" has not got its final name");
-        const QString fault = containerFault(file);
-        if (!fault.isEmpty())
+        // One that is open, or was a moment ago and ends on a thread that its set still waits for,
+        // need not play yet. At its end it has another name.
+        QString fault;
+        const auto isOver = [&] {
+            if (openFiles().count(file))
+                return true;
+            fault = faultOfFile(file);
+            if (!QFileInfo::exists(file))
+                fault.clear();
+            else if (fault.isEmpty())
+                m_checked.insert(file);
+            return fault.isEmpty();
+        };
+        if (!waitFor(isOver, kSettleMs))
             return file + QStringLiteral(": ") + fault;
-        m_checked.insert(file);
     }
     return {};
 }

@@ -110,6 +110,8 @@ private:
     QString faultOfPlayback(const Playback &playback, int picturesBefore) const;
     QString faultOfRecording(const Channel &channel, qint64 bytesBefore) const;
     qint64 recordedBytes(const Channel &channel) const;
+    std::set<QString> openFiles() const;
+    QString faultOfFile(const QString &file) const;
     QString faultOfFiles();
     QString faultOfDevices() const;
 
