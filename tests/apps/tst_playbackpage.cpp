@@ -1,28 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 #include "daybar.h"
-#include "devicetree.h"
 #include "download.h"
 #include "downloadpage.h"
 #include "downloadqueue.h"
 #include "liveview.h"
-#include "mainwindow.h"
 #include "playbackbar.h"
-#include "playbackpage.h"
-#include "playbackthread.h"
-#include "playbackview.h"
-#include "recorderhost.h"
-#include "statusoverlay.h"
-#include "streamthreads.h"
-#include "support/counterblocks.h"
+#include "playbackdesk.h"
 #include "support/loggedtest.h"
 #include "support/players.h"
 #include "support/waitfor.h"
 #include "theme.h"
-#include "timeline.h"
 #include "vantra.h"
 #include "viewgrid.h"
-#include "viewlabels.h"
 
 #include <QApplication>
 #include <QDateEdit>
@@ -39,73 +29,6 @@ using recordingtime::none;
 using recordingtime::secondMs;
 
 namespace {
-
-/// The window on its page of playbacks.
-struct Desk
-{
-    explicit Desk(const QList<const Recorder *> &recorders, int views = 1)
-        : window(std::make_unique<MainWindow>("tcp", folder.path()))
-    {
-        window->show();
-        for (const Recorder *recorder : recorders)
-            window->addDevice(recorder->device);
-        page = window->playback();
-        window->showPage(PageTabs::Playback);
-        page->setDay(recordedDay());
-        page->setViewCount(views);
-        const QVector<Camera> cameras = recorders.first()->device.cameras();
-        for (int i = 0; i < qMin(views, cameras.size()); ++i)
-            page->put(page->views()[i], cameras[i]);
-        page->select(page->views().first());
-    }
-    ~Desk()
-    {
-        window.reset();
-        waitFor([] { return !streamthreads::anyLeftRuns() && !PlaybackThread::anyRuns(); });
-    }
-
-    bool becomesActive() { return QTest::qWaitForWindowActive(window.get()); }
-    PlaybackView *view(int index) const { return page->views()[index]; }
-    StatusOverlay *sign(int index) const { return view(index)->findChild<StatusOverlay *>(); }
-    TimeLine *line() const { return page->timeLine(); }
-    DeviceTree *tree() const { return window->findChild<DeviceTree *>(); }
-    void key(int key, Qt::KeyboardModifiers modifiers = {})
-    {
-        QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : window.get(),
-                        Qt::Key(key), modifiers);
-    }
-    QPoint pointOn(qint64 time, int row) const
-    {
-        return QPoint(line()->scale().xOf(time), line()->placeOf(row).center().y());
-    }
-    bool passes(int index, qint64 time) const
-    {
-        return waitFor([=] {
-            return view(index)->state() == PlaybackState::Playing && view(index)->position() > time;
-        });
-    }
-    bool allPass(qint64 time) const
-    {
-        for (int i = 0; i < page->views().size(); ++i)
-            if (!passes(i, time))
-                return false;
-        return true;
-    }
-    /// Who took the picture that is seen in a view.
-    SceneId scene(int index) const
-    {
-        PlaybackView *view = this->view(index);
-        view->findChild<ViewLabels *>()->reset();
-        view->clearOsd();
-        const QRect place(view->mapTo(window.get(), QPoint()), view->size());
-        return readSceneId(window->grab().toImage().copy(place.adjusted(3, 3, -3, -3)))
-            .value_or(SceneId());
-    }
-
-    QTemporaryDir folder;
-    std::unique_ptr<MainWindow> window;
-    PlaybackPage *page = nullptr;
-};
 
 /// Of a day on a line a thousand pixels wide a pixel is worth a minute and a half.
 bool isAbout(qint64 time, qint64 expected)
@@ -159,7 +82,7 @@ void TestPlaybackPage::setUp()
 void TestPlaybackPage::tabsAndKeys_changePages_andLiveGoesOn()
 {
     const Recorder recorder(1, 2);
-    Desk desk({&recorder});
+    PlaybackDesk desk({&recorder});
     QVERIFY(desk.becomesActive());
     auto *tabs = desk.window->findChild<PageTabs *>();
     auto *grid = desk.window->findChild<ViewGrid *>();
@@ -209,7 +132,7 @@ void TestPlaybackPage::firstVisit_showsTheChosenChannel()
 void TestPlaybackPage::fourSideBySide_showTheirOwnChannels_atTheSameTime()
 {
     const Recorder recorder(1, 4);
-    Desk desk({&recorder}, 4);
+    PlaybackDesk desk({&recorder}, 4);
     for (int i = 0; i < 4; ++i)
         desk.view(i)->nextScaleMode(); // fill
     desk.page->playFrom(recordedAt(9, 20));
@@ -248,7 +171,7 @@ void TestPlaybackPage::fourSideBySide_showTheirOwnChannels_atTheSameTime()
 void TestPlaybackPage::togetherOff_eachGoesByItself()
 {
     const Recorder recorder(1, 2);
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     QVERIFY(desk.becomesActive());
     desk.key(Qt::Key_T);
     QVERIFY(!desk.page->isTogether());
@@ -274,7 +197,7 @@ void TestPlaybackPage::gapOfOne_isWaitedOutWhileTheOthersPlay()
         Recorder::record(&config->channels[1], recordedAt(9, 0), recordedAt(9, 0, 10));
         Recorder::record(&config->channels[1], recordedAt(9, 0, 18), recordedAt(9, 30));
     });
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     desk.page->playFrom(recordedAt(9, 0, 7));
     QVERIFY(waitFor([&] { return desk.view(1)->state() == PlaybackState::Gap; }));
     QCOMPARE(desk.sign(1)->title(), QString("Nothing recorded"));
@@ -291,7 +214,7 @@ void TestPlaybackPage::gapOfOne_isWaitedOutWhileTheOthersPlay()
 void TestPlaybackPage::clickOnTheLine_playsFromThere()
 {
     const Recorder recorder(1, 2);
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     QTest::mouseClick(desk.line(), Qt::LeftButton, {}, desk.pointOn(recordedAt(9, 30), 1));
     QCOMPARE(desk.page->selected(), desk.view(1)); // whose row it was
     for (int i = 0; i < 2; ++i) {
@@ -315,7 +238,7 @@ void TestPlaybackPage::clickOnTheLine_playsFromThere()
 void TestPlaybackPage::keys_playHoldStepAndChangeSpeed()
 {
     const Recorder recorder;
-    Desk desk({&recorder});
+    PlaybackDesk desk({&recorder});
     QVERIFY(desk.becomesActive());
     desk.key(Qt::Key_Space);
     QVERIFY(desk.passes(0, recordedAt(9)));
@@ -357,7 +280,7 @@ void TestPlaybackPage::keys_playHoldStepAndChangeSpeed()
 void TestPlaybackPage::day_isChosen_byButtonsFieldAndKeys()
 {
     const Recorder recorder;
-    Desk desk({&recorder});
+    PlaybackDesk desk({&recorder});
     QVERIFY(desk.becomesActive());
     QCOMPARE(desk.line()->rows()[0].recorded.size(), 2);
     desk.page->playFrom(recordedAt(9, 5));
@@ -381,7 +304,7 @@ void TestPlaybackPage::day_isChosen_byButtonsFieldAndKeys()
 void TestPlaybackPage::viewCount_keepsTheFirstPlaybacks()
 {
     const Recorder recorder(1, 4);
-    Desk desk({&recorder}, 4);
+    PlaybackDesk desk({&recorder}, 4);
     QVERIFY(desk.becomesActive());
     desk.page->playFrom(recordedAt(9, 5));
     QVERIFY(desk.allPass(recordedAt(9, 5)));
@@ -401,7 +324,7 @@ void TestPlaybackPage::viewCount_keepsTheFirstPlaybacks()
 void TestPlaybackPage::doubleClick_showsOneAlone()
 {
     const Recorder recorder(1, 4);
-    Desk desk({&recorder}, 4);
+    PlaybackDesk desk({&recorder}, 4);
     QVERIFY(desk.becomesActive());
     QTest::mouseDClick(desk.view(2), Qt::LeftButton);
     QVERIFY(desk.view(2)->isVisible() && !desk.view(0)->isVisible());
@@ -419,7 +342,7 @@ void TestPlaybackPage::doubleClick_showsOneAlone()
 void TestPlaybackPage::listAndEnter_putAChannelIntoTheSelectedPlayback()
 {
     const Recorder recorder(1, 4);
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     QVERIFY(desk.becomesActive());
     desk.key(Qt::Key_2);
     desk.key(Qt::Key_L);
@@ -437,7 +360,7 @@ void TestPlaybackPage::listAndEnter_putAChannelIntoTheSelectedPlayback()
 void TestPlaybackPage::channelThatIsShownAlready_changesPlaces()
 {
     const Recorder recorder(1, 2);
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     desk.page->playFrom(recordedAt(9, 5));
     QVERIFY(desk.allPass(recordedAt(9, 5)));
     emit desk.view(0)->cameraDropped(recorder.camera(1).key);
@@ -460,7 +383,7 @@ void TestPlaybackPage::channelThatIsShownAlready_changesPlaces()
 void TestPlaybackPage::channelThatComesLater_joinsTheOthers()
 {
     const Recorder recorder(1, 3);
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     desk.page->put(desk.view(1), Camera());
     desk.page->playFrom(recordedAt(9, 30));
     QVERIFY(desk.passes(0, recordedAt(9, 30)));
@@ -473,7 +396,7 @@ void TestPlaybackPage::limitOfTheDevice_isToldWhereItMeets()
 {
     log->expect(Logger::Warning, "(orvodthr)vod start err 17");
     const Recorder recorder(1, 4, [](DeviceConfig *config) { config->mostPlaybacks = 2; });
-    Desk desk({&recorder}, 4);
+    PlaybackDesk desk({&recorder}, 4);
     desk.page->playFrom(recordedAt(9, 5));
     const auto inState = [&](PlaybackState state) {
         int count = 0;
@@ -501,7 +424,7 @@ void TestPlaybackPage::limitOfTheDevice_isToldWhereItMeets()
 void TestPlaybackPage::marks_becomeDownloads()
 {
     const Recorder recorder(1, 2);
-    Desk desk({&recorder}, 2);
+    PlaybackDesk desk({&recorder}, 2);
     QVERIFY(desk.becomesActive());
     desk.line()->setMark({recordedAt(9, 10), recordedAt(9, 10, 20)});
     desk.key(Qt::Key_D);
@@ -529,7 +452,7 @@ void TestPlaybackPage::marks_becomeDownloads()
 void TestPlaybackPage::markKeys_setItsEdges()
 {
     const Recorder recorder;
-    Desk desk({&recorder});
+    PlaybackDesk desk({&recorder});
     QVERIFY(desk.becomesActive());
     const auto goTo = [&](qint64 time) {
         desk.page->playFrom(time);
@@ -558,7 +481,7 @@ void TestPlaybackPage::markKeys_setItsEdges()
 void TestPlaybackPage::emptiedView_isHarmless()
 {
     const Recorder recorder;
-    Desk desk({&recorder});
+    PlaybackDesk desk({&recorder});
     QVERIFY(desk.becomesActive());
     desk.key(Qt::Key_Delete);
     QCOMPARE(desk.view(0)->state(), PlaybackState::Empty);
@@ -576,7 +499,7 @@ void TestPlaybackPage::emptiedView_isHarmless()
 void TestPlaybackPage::fullScreen_leavesPicturesAndLine()
 {
     const Recorder recorder;
-    Desk desk({&recorder});
+    PlaybackDesk desk({&recorder});
     QVERIFY(desk.becomesActive());
     desk.key(Qt::Key_F);
     QVERIFY(desk.window->isFullScreen());
@@ -590,7 +513,7 @@ void TestPlaybackPage::fullScreen_leavesPicturesAndLine()
 void TestPlaybackPage::window_closesWhilePlayingAndDownloading()
 {
     const Recorder recorder(1, 4, [](DeviceConfig *config) { config->downloadSpeed = 1; });
-    Desk desk({&recorder}, 4);
+    PlaybackDesk desk({&recorder}, 4);
     desk.page->playFrom(recordedAt(9, 5));
     QVERIFY(desk.allPass(recordedAt(9, 5)));
     DownloadQueue *queue = desk.window->downloads();
@@ -620,7 +543,7 @@ void TestPlaybackPage::manyRounds_leaveNoThreads()
 {
     const Recorder recorder(1, 4);
     for (int round = 0; round < 10; ++round) {
-        Desk desk({&recorder}, 4);
+        PlaybackDesk desk({&recorder}, 4);
         desk.page->playFrom(recordedAt(9, 5));
         if (round % 2 == 1)
             QVERIFY(desk.passes(0, recordedAt(9, 5)));
