@@ -1,38 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "recordcase.h"
 #include "recordedfile.h"
 #include "recordingtools.h"
 
-#include "support/logcapture.h"
 #include "support/tone.h"
 
 #include "core_videosave/mp4file_p.h"
 
 #include <QMetaMethod>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <memory>
 
 using namespace vantratest;
 
-class TestSaveMp4FFmpeg : public QObject
+class TestSaveMp4FFmpeg : public RecordCase
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_log = std::make_unique<LogCapture>();
-    }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QCOMPARE(m_log->missing(), QStringList());
-        m_log.reset();
-    }
-
     void slots_standInTheirOrder();
     void codecs_areMapped();
     void adtsFrames_areFound();
@@ -60,15 +45,6 @@ private slots:
     void init_fails_withoutStreams();
     void init_fails_withoutFolder();
     void init_fails_whereTheTranscoderRefuses();
-
-private:
-    QString path(const QString &name = QStringLiteral("a.mp4")) const
-    {
-        return m_dir->filePath(name);
-    }
-
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestSaveMp4FFmpeg::slots_standInTheirOrder()
@@ -225,7 +201,7 @@ void TestSaveMp4FFmpeg::sound_betweenSlowPictures_isWhole()
 
 void TestSaveMp4FFmpeg::soundAlone_isRecorded()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)find av stream (-1:0) err"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)find av stream (-1:0) err"));
     SaveMp4FFmpeg writer;
     HVideoEncPara noWidth = videoPara();
     noWidth.width = 0;
@@ -263,7 +239,7 @@ void TestSaveMp4FFmpeg::clockOfTheDevice_isNotInTheFile()
 
 void TestSaveMp4FFmpeg::soundAlone_takesTheTimeOfPictures_thatAreNotRecorded()
 {
-    m_log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:0] err"));
+    log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:0] err"));
     SaveMp4FFmpeg writer;
     writer.setPara(HVideoEncPara(), audioPara(HCodecG711A), kHour);
     writer.setTimebase({1, 90000});
@@ -284,7 +260,7 @@ void TestSaveMp4FFmpeg::soundAlone_takesTheTimeOfPictures_thatAreNotRecorded()
 
 void TestSaveMp4FFmpeg::soundWithoutProgress_failsThatFrameOnly()
 {
-    m_log->expect(
+    log->expect(
         Logger::Error,
         QStringLiteral("(svmp4ff)write audio （320:%1)  err (-22:Invalid argument)").arg(path()));
     SaveMp4FFmpeg writer;
@@ -318,7 +294,7 @@ void TestSaveMp4FFmpeg::join_shortensGaps()
 {
     QFETCH(bool, join);
     QFETCH(QVector<qint64>, times);
-    m_log->expect(Logger::Warning, QStringLiteral("(svmp4ff)%1 pts (61040:1040)").arg(path()));
+    log->expect(Logger::Warning, QStringLiteral("(svmp4ff)%1 pts (61040:1040)").arg(path()));
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.setTimebase({1, 1000});
@@ -336,7 +312,7 @@ void TestSaveMp4FFmpeg::join_shortensGaps()
 
 void TestSaveMp4FFmpeg::frame_ofNoKind_isRefused()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)find av stream (0:-1) err"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)find av stream (0:-1) err"));
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.open(path());
@@ -346,7 +322,7 @@ void TestSaveMp4FFmpeg::frame_ofNoKind_isRefused()
     feed.frame(4, 40, clip(1).at(1).data); // sound, of which there is none
     feed.picture(clip(1).at(1), 40);
     writer.stop();
-    QCOMPARE(m_log->lines().size(), 2);
+    QCOMPARE(log->lines().size(), 2);
     QCOMPARE(readRecording(path()).times, (QVector<qint64>{0, 40}));
 }
 
@@ -384,10 +360,10 @@ void TestSaveMp4FFmpeg::picture_thatTheMuxerWouldNotEndWith_isRefused()
     QFETCH(QString, name);
     QFETCH(QByteArray, picture);
     if (!name.endsWith(QLatin1String(".mp4")))
-        m_log->expectMatching(Logger::Warning, QRegularExpression("using MPEG\\.$"));
+        log->expectMatching(Logger::Warning, QRegularExpression("using MPEG\\.$"));
     const QRegularExpression refused(
         QStringLiteral("^\\(svmp4ff\\)write video （.*\\)  err \\(%1:").arg(AVERROR_INVALIDDATA));
-    m_log->expectMatching(Logger::Error, refused);
+    log->expectMatching(Logger::Error, refused);
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(codec), HAudioEncPara(), kHour);
     writer.open(path(name));
@@ -396,7 +372,7 @@ void TestSaveMp4FFmpeg::picture_thatTheMuxerWouldNotEndWith_isRefused()
     for (int i = 0; i < 3; ++i)
         feed.picture(clip(codec).at(i), 40 * i);
     writer.stop();
-    QCOMPARE(m_log->countMatching(Logger::Error, refused), 1);
+    QCOMPARE(log->countMatching(Logger::Error, refused), 1);
     const RecordedFile file = readRecording(path(name));
     QCOMPARE(file.error, QString());
     QCOMPARE(file.pictures.size(), 3);
@@ -404,9 +380,9 @@ void TestSaveMp4FFmpeg::picture_thatTheMuxerWouldNotEndWith_isRefused()
 
 void TestSaveMp4FFmpeg::packets_withoutStream_areRefused()
 {
-    m_log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:-1] err"));
-    m_log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [0:-1] err"));
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)find av stream (-1:-1) err"));
+    log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:-1] err"));
+    log->expect(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [0:-1] err"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)find av stream (-1:-1) err"));
     SaveMp4FFmpeg writer;
     Feeder feed(writer);
     feed.packet(true, 0, "x");
@@ -416,8 +392,7 @@ void TestSaveMp4FFmpeg::packets_withoutStream_areRefused()
     feed.packet(false, 0, "x");
     writer.stop();
     feed.packet(true, 0, "x");
-    QCOMPARE(m_log->count(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:-1] err")),
-             2);
+    QCOMPARE(log->count(Logger::Warning, QStringLiteral("(svmp4ff)find av stream [-1:-1] err")), 2);
 }
 
 void TestSaveMp4FFmpeg::nothing_isIgnored()
@@ -425,7 +400,7 @@ void TestSaveMp4FFmpeg::nothing_isIgnored()
     SaveMp4FFmpeg writer;
     writer.writeData(static_cast<HFrameHeader *>(nullptr));
     writer.writeData(nullptr, true);
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestSaveMp4FFmpeg::packet_withoutFirstStamp_isRecorded()
@@ -447,7 +422,7 @@ void TestSaveMp4FFmpeg::packet_withoutFirstStamp_isRecorded()
 
 void TestSaveMp4FFmpeg::repeatedStamp_failsThatPacketOnly()
 {
-    m_log->expect(
+    log->expect(
         Logger::Error,
         QStringLiteral("(svmp4ff)write video （3600:%1)  err (-22:Invalid argument)").arg(path()));
     SaveMp4FFmpeg writer;
@@ -464,9 +439,9 @@ void TestSaveMp4FFmpeg::repeatedStamp_failsThatPacketOnly()
 
 void TestSaveMp4FFmpeg::unknownExtension_makesAProgramStream()
 {
-    m_log->expect(Logger::Warning,
-                  QStringLiteral("(svmp4ff)Could not deduce output format from file extension: "
-                                 "using MPEG."));
+    log->expect(Logger::Warning,
+                QStringLiteral("(svmp4ff)Could not deduce output format from file extension: "
+                               "using MPEG."));
     const QString name = path(QStringLiteral("a.nosuchformat"));
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
@@ -484,12 +459,12 @@ void TestSaveMp4FFmpeg::unknownExtension_makesAProgramStream()
 void TestSaveMp4FFmpeg::unknownExtension_bearsNoSound()
 {
     // A program stream has no place for AAC.
-    m_log->expect(Logger::Warning,
-                  QStringLiteral("(svmp4ff)Could not deduce output format from file extension: "
-                                 "using MPEG."));
-    m_log->expectMatching(Logger::Error,
-                          QRegularExpression("^\\(svmp4ff\\)write header err \\(-\\d+:.+\\)$"));
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
+    log->expect(Logger::Warning,
+                QStringLiteral("(svmp4ff)Could not deduce output format from file extension: "
+                               "using MPEG."));
+    log->expectMatching(Logger::Error,
+                        QRegularExpression("^\\(svmp4ff\\)write header err \\(-\\d+:.+\\)$"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), audioPara(HCodecG711A), kHour);
     writer.open(path(QStringLiteral("a.nosuchformat")));
@@ -505,14 +480,13 @@ void TestSaveMp4FFmpeg::init_fails_withoutFileName()
     writer.setPara(videoPara(), HAudioEncPara());
     writer.open(QString());
     QVERIFY(!writer.getOpened());
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestSaveMp4FFmpeg::init_fails_withoutStreams()
 {
-    m_log->expect(Logger::Error,
-                  QStringLiteral("(svmp4ff)write header err (-22:Invalid argument)"));
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)write header err (-22:Invalid argument)"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
     SaveMp4FFmpeg writer;
     writer.open(path());
     QVERIFY(!writer.getOpened());
@@ -522,9 +496,9 @@ void TestSaveMp4FFmpeg::init_fails_withoutStreams()
 void TestSaveMp4FFmpeg::init_fails_withoutFolder()
 {
     const QString name = path(QStringLiteral("none/50%1.mp4"));
-    m_log->expect(Logger::Error,
-                  QStringLiteral("(svmp4ff)avio open ") + name + QStringLiteral(" err -2"));
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
+    log->expect(Logger::Error,
+                QStringLiteral("(svmp4ff)avio open ") + name + QStringLiteral(" err -2"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), audioPara(HCodecG711A));
     writer.open(name);
@@ -533,7 +507,7 @@ void TestSaveMp4FFmpeg::init_fails_withoutFolder()
 
 void TestSaveMp4FFmpeg::init_fails_whereTheTranscoderRefuses()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
     SaveMp4FFmpeg writer;
     HAudioEncPara audio = audioPara(HCodecG711A);
     audio.channels = 256; // cut to one byte

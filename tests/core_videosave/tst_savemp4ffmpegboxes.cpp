@@ -5,35 +5,21 @@
 /// the system while the recording goes on.
 
 #include "mp4boxes.h"
+#include "recordcase.h"
 #include "recordedfile.h"
 #include "recordingtools.h"
 
-#include "support/logcapture.h"
 #include "support/tone.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <memory>
 
 using namespace vantratest;
 
-class TestSaveMp4FFmpegBoxes : public QObject
+class TestSaveMp4FFmpegBoxes : public RecordCase
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_log = std::make_unique<LogCapture>();
-    }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        m_log.reset();
-    }
-
     void fragments_beginAtKeyPictures_data();
     void fragments_beginAtKeyPictures();
     void header_waitsForTheFirstFragment();
@@ -42,12 +28,6 @@ private slots:
     void announcedSound_thatIsLate_holdsNothingBack();
     void picturesWithoutKey_areNotHeldWithoutEnd();
     void longGops_areOneFragment();
-
-private:
-    QString path() const { return m_dir->filePath(QStringLiteral("a.mp4")); }
-
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestSaveMp4FFmpegBoxes::fragments_beginAtKeyPictures_data()
@@ -195,7 +175,7 @@ void TestSaveMp4FFmpegBoxes::picturesWithoutKey_areNotHeldWithoutEnd()
     }
     QVERIFY(waitFor([&] { return !readBoxes(path()).fragments.isEmpty(); }));
     QVERIFY(readBoxes(path()).fragments.first().first().samples >= 700);
-    m_log->expectMatching(Logger::Error, QRegularExpression("write video .*err \\(-1094995529:"));
+    log->expectMatching(Logger::Error, QRegularExpression("write video .*err \\(-1094995529:"));
     writer.stop();
 }
 

@@ -4,16 +4,13 @@
 /// Frames, packets and parameters that no sound device sends: each costs at most itself and a line
 /// in the log.
 
+#include "recordcase.h"
 #include "recordedfile.h"
 #include "recordingtools.h"
 
-#include "support/logcapture.h"
-
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <limits>
-#include <memory>
 
 using namespace vantratest;
 
@@ -25,23 +22,11 @@ constexpr qint64 kStart = 1700000000000;
 
 } // namespace
 
-class TestSaveMp4FFmpegHostile : public QObject
+class TestSaveMp4FFmpegHostile : public RecordCase
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_log = std::make_unique<LogCapture>();
-    }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QCOMPARE(m_log->missing(), QStringList());
-        m_log.reset();
-    }
-
     void badPayload_costsItself_data();
     void badPayload_costsItself();
     void badPayload_atTheBeginning_isLeftOut_data();
@@ -62,11 +47,10 @@ private slots:
     void sound_ofAnySize_isBorne();
 
 private:
-    QString path() const { return m_dir->filePath(QStringLiteral("a.mp4")); }
     /// A picture may be refused, with a line of that error.
     void expectRefusal(int code)
     {
-        m_log->expectMatching(
+        log->expectMatching(
             Logger::Error,
             QRegularExpression(
                 QStringLiteral("^\\(svmp4ff\\)write video （-?\\d+:.*a\\.mp4\\)  err \\(%1:.*\\)$")
@@ -75,17 +59,14 @@ private:
     /// The device tells steps that are long or backwards.
     void expectSteps()
     {
-        m_log->expectMatching(
+        log->expectMatching(
             Logger::Warning,
             QRegularExpression(QStringLiteral("^\\(svmp4ff\\).*a\\.mp4 pts \\(-?\\d+:-?\\d+\\)$")));
     }
     int refusals() const
     {
-        return m_log->countMatching(Logger::Error, QRegularExpression("write video"));
+        return log->countMatching(Logger::Error, QRegularExpression("write video"));
     }
-
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<LogCapture> m_log;
 };
 
 namespace {
@@ -320,7 +301,7 @@ void TestSaveMp4FFmpegHostile::clock_thatIsSet_doesNotEndTheRecording()
 
 void TestSaveMp4FFmpegHostile::packet_thatLies_isRefused()
 {
-    m_log->expect(Logger::Warning, QStringLiteral("(svmp4ff)clone pkt err"));
+    log->expect(Logger::Warning, QStringLiteral("(svmp4ff)clone pkt err"));
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.setTimebase({1, 1000});
@@ -341,7 +322,7 @@ void TestSaveMp4FFmpegHostile::packet_thatLies_isRefused()
     packet->data = data;
     feed.packet(true, kFrameMs, clip(1).at(1).data);
     writer.stop();
-    QCOMPARE(m_log->count(Logger::Warning, QStringLiteral("(svmp4ff)clone pkt err")), 3);
+    QCOMPARE(log->count(Logger::Warning, QStringLiteral("(svmp4ff)clone pkt err")), 3);
     const RecordedFile file = readRecording(path());
     QCOMPARE(file.error, QString());
     QCOMPARE(file.times, regularTimes(2));
@@ -389,9 +370,9 @@ void TestSaveMp4FFmpegHostile::size_thatLies_isBorne()
     QFETCH(int, height);
     QFETCH(bool, opens);
     if (!opens) {
-        m_log->expectMatching(Logger::Error,
-                              QRegularExpression("^\\(svmp4ff\\)write header err \\(-\\d+:.+\\)$"));
-        m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
+        log->expectMatching(Logger::Error,
+                            QRegularExpression("^\\(svmp4ff\\)write header err \\(-\\d+:.+\\)$"));
+        log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat mp4 err"));
     }
     HVideoEncPara para = videoPara();
     para.width = width;
@@ -414,7 +395,7 @@ void TestSaveMp4FFmpegHostile::size_thatLies_isBorne()
 
 void TestSaveMp4FFmpegHostile::soundParameters_thatLie_areRefused()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
     constexpr int kGreatest = std::numeric_limits<int>::max();
     SaveMp4FFmpeg writer;
     HAudioEncPara para = audioPara(HCodecG711A);

@@ -4,15 +4,14 @@
 /// The life of a writer: stops, disks that are slow or full, what is in the file before the end.
 
 #include "mp4boxes.h"
+#include "recordcase.h"
 #include "recordedfile.h"
 #include "recordingtools.h"
 
 #include "support/diskfault.h"
-#include "support/logcapture.h"
 #include "support/players.h"
 #include "support/processload.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <fcntl.h>
@@ -75,23 +74,11 @@ private:
 
 } // namespace
 
-class TestSaveMp4FFmpegLife : public QObject
+class TestSaveMp4FFmpegLife : public RecordCase
 {
     Q_OBJECT
 
 private slots:
-    void init()
-    {
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_log = std::make_unique<LogCapture>();
-    }
-    void cleanup()
-    {
-        QCOMPARE(m_log->unexpected(), QStringList());
-        QCOMPARE(m_log->missing(), QStringList());
-        m_log.reset();
-    }
-
     void open_worksAgain_afterStopAndFailure();
     void timeout_isTold_after500ByDefault();
     void fullQueue_dropsAndNeverWaits();
@@ -110,20 +97,11 @@ private slots:
     void stop_wakesTheWriter_andWritesWhatWaits();
     void destruction_completesTheFile();
     void rounds_leaveNothingBehind();
-
-private:
-    QString path(const QString &name = QStringLiteral("a.mp4")) const
-    {
-        return m_dir->filePath(name);
-    }
-
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<LogCapture> m_log;
 };
 
 void TestSaveMp4FFmpegLife::open_worksAgain_afterStopAndFailure()
 {
-    m_log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
+    log->expect(Logger::Error, QStringLiteral("(svmp4ff)creat easy aac null"));
     SaveMp4FFmpeg writer;
     Feeder feed(writer);
     for (int round = 0; round < 3; ++round) {
@@ -149,8 +127,8 @@ void TestSaveMp4FFmpegLife::timeout_isTold_after500ByDefault()
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.setPara(videoPara(), HAudioEncPara());
     writer.open(path());
-    QVERIFY(waitFor([&] { return m_log->count(Logger::Info, kTimeout) >= 2; }));
-    const QVector<LogCapture::Line> lines = m_log->lines();
+    QVERIFY(waitFor([&] { return log->count(Logger::Info, kTimeout) >= 2; }));
+    const QVector<LogCapture::Line> lines = log->lines();
     writer.stop();
     QCOMPARE(lines.first().category, QStringLiteral("vantra"));
 }
@@ -158,7 +136,7 @@ void TestSaveMp4FFmpegLife::timeout_isTold_after500ByDefault()
 void TestSaveMp4FFmpegLife::fullQueue_dropsAndNeverWaits()
 {
     SilentDisk disk(path());
-    m_log->expect(Logger::Warning, kFull);
+    log->expect(Logger::Warning, kFull);
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.open(path());
@@ -169,7 +147,7 @@ void TestSaveMp4FFmpegLife::fullQueue_dropsAndNeverWaits()
     for (int i = 4; i < 300; ++i)
         writer.writeData(Frame(1, i * kFrameMs, clip(1).at(1).data).header());
     QVERIFY(writer.isQueueFull());
-    QVERIFY(m_log->count(Logger::Warning, kFull) > 0);
+    QVERIFY(log->count(Logger::Warning, kFull) > 0);
     disk.answer(); // and stop() comes to an end
     writer.stop();
     QVERIFY(writer.isQueueEmpty());
@@ -179,7 +157,7 @@ void TestSaveMp4FFmpegLife::fullQueue_dropsAndNeverWaits()
 void TestSaveMp4FFmpegLife::slowDisk_takesNoMoreMemoryThanTheQueue()
 {
     SilentDisk disk(path());
-    m_log->expect(Logger::Warning, kFull);
+    log->expect(Logger::Warning, kFull);
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.open(path());
@@ -192,12 +170,12 @@ void TestSaveMp4FFmpegLife::slowDisk_takesNoMoreMemoryThanTheQueue()
         }
     };
     produceUntilFull(0);
-    const int dropped = m_log->count(Logger::Warning, kFull);
+    const int dropped = log->count(Logger::Warning, kFull);
     const ProcessLoad before = ProcessLoad::now();
     produceUntilFull(1000); // 300 MB
     const ProcessLoad after = ProcessLoad::now();
     // The writer had begun with a few, and each of the others has a line of its own.
-    QVERIFY(m_log->count(Logger::Warning, kFull) - dropped >= 900);
+    QVERIFY(log->count(Logger::Warning, kFull) - dropped >= 900);
     QVERIFY2(after.residentKiB - before.residentKiB < 40 * 1024,
              qPrintable(QString::number(after.residentKiB - before.residentKiB)));
     disk.answer();
@@ -207,10 +185,10 @@ void TestSaveMp4FFmpegLife::slowDisk_takesNoMoreMemoryThanTheQueue()
 void TestSaveMp4FFmpegLife::fullDisk_endsNoRecording()
 {
     QVERIFY(QFile::link(QStringLiteral("/dev/full"), path()));
-    m_log->expectMatching(Logger::Error,
-                          QRegularExpression(QStringLiteral(
-                              "^\\(svmp4ff\\)write video （\\d+:.*\\)  err \\(-28:.*\\)$")));
-    m_log->expectMatching(
+    log->expectMatching(Logger::Error,
+                        QRegularExpression(QStringLiteral(
+                            "^\\(svmp4ff\\)write video （\\d+:.*\\)  err \\(-28:.*\\)$")));
+    log->expectMatching(
         Logger::Error,
         QRegularExpression(QStringLiteral("^\\(svmp4ff\\)(write trailer|avio close) err \\(-28:")));
     SaveMp4FFmpeg writer;
@@ -237,15 +215,15 @@ void TestSaveMp4FFmpegLife::refusedBytes_loseTheFile_whenTheDiskIsWellAgainToo()
 {
     QFETCH(int, error);
     QFETCH(bool, full);
-    m_log->expectMatching(Logger::Error,
-                          QRegularExpression(QStringLiteral("^\\(svmp4ff\\)write video .* err "
-                                                            "\\(-%1:.*\\)$")
-                                                 .arg(error)));
-    m_log->expectMatching(
+    log->expectMatching(Logger::Error,
+                        QRegularExpression(QStringLiteral("^\\(svmp4ff\\)write video .* err "
+                                                          "\\(-%1:.*\\)$")
+                                               .arg(error)));
+    log->expectMatching(
         Logger::Error,
         QRegularExpression(
             QStringLiteral("^\\(svmp4ff\\)(write trailer|avio close) err \\(-%1:").arg(error)));
-    DiskFault disk(m_dir->path());
+    DiskFault disk(folder->path());
     SaveMp4FFmpeg writer;
     writer.setPara(videoPara(), HAudioEncPara(), kHour);
     writer.open(path());
@@ -401,7 +379,7 @@ void TestSaveMp4FFmpegLife::stop_returnsAtOnce_whenNotOpened()
     SaveMp4FFmpeg writer;
     writer.stop();
     QVERIFY(!writer.getOpened());
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestSaveMp4FFmpegLife::stop_twice()
@@ -426,7 +404,7 @@ void TestSaveMp4FFmpegLife::stop_wakesTheWriter_andWritesWhatWaits()
             Frame(clip(1).at(i).key ? 0 : 1, i * kFrameMs, clip(1).at(i).data).header());
     writer.stop();
     QCOMPARE(readRecording(path()).pictures.size(), kPictures);
-    QVERIFY(m_log->lines().isEmpty());
+    QVERIFY(log->lines().isEmpty());
 }
 
 void TestSaveMp4FFmpegLife::destruction_completesTheFile()
