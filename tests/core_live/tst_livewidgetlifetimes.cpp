@@ -18,6 +18,7 @@ using namespace livefakes;
 using namespace vantratest;
 using videowidgetfakes::colouredImage;
 using videowidgetfakes::each;
+using videowidgetfakes::emitRound;
 using videowidgetfakes::receiversOf;
 
 namespace {
@@ -26,19 +27,8 @@ namespace {
 void emitEverything(LiveThread *thread)
 {
     QByteArray memory(64, '\7');
-    auto *pixel = reinterpret_cast<quint8 *>(memory.data());
     while (!thread->isStopAsked()) {
-        emit thread->sig_updateCodecRender(QStringLiteral("H265"), 4, 4);
-        emit thread->receivePlayStart(0);
-        emit thread->receiveRenderStart();
-        emit thread->receiveFrame(4, 4, pixel, pixel, pixel, 4u, 2u, 2u);
-        emit thread->receiveFrame(4, 4, pixel, pixel, 4u, 4u);
-        emit thread->receiveFrame(4, 4, pixel, false);
-        emit thread->receiveFrame(4, 4, pixel, 0, false);
-        emit thread->receiveImage(QImage(4, 4, QImage::Format_RGB32), 0);
-        emit thread->snapImage(QImage(), QString());
-        emit thread->receiveSizeChanged();
-        emit thread->receiveAudio(memory);
+        emitRound(thread, &memory);
         emit thread->sig_connExceedMax();
         emit thread->sig_decoderDestroyed();
         emit thread->receivePlayFinsh(thread);

@@ -15,23 +15,12 @@ using vantratest::waitFor;
 
 namespace {
 
-// Emits whatever a stream may emit, over and over, until it is told to stop.
+/// Emits whatever a stream may emit, over and over, until it is told to stop.
 void emitEverything(FakeThread *thread)
 {
     QByteArray memory(64, '\7');
-    auto *pixel = reinterpret_cast<quint8 *>(memory.data());
     while (!thread->isStopAsked()) {
-        emit thread->sig_updateCodecRender(QStringLiteral("H265"), 4, 4);
-        emit thread->receivePlayStart(0);
-        emit thread->receiveRenderStart();
-        emit thread->receiveFrame(4, 4, pixel, pixel, pixel, 4u, 2u, 2u);
-        emit thread->receiveFrame(4, 4, pixel, pixel, 4u, 4u);
-        emit thread->receiveFrame(4, 4, pixel, false);
-        emit thread->receiveFrame(4, 4, pixel, 0, false);
-        emit thread->receiveImage(QImage(4, 4, QImage::Format_RGB32), 0);
-        emit thread->snapImage(QImage(), QString());
-        emit thread->receiveSizeChanged();
-        emit thread->receiveAudio(memory);
+        emitRound(thread, &memory);
         emit thread->receivePosition(1);
         emit thread->sig_otherError();
         emit thread->sig_decoderDestroyed();

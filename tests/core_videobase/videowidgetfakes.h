@@ -276,6 +276,25 @@ QColor pixel(QWidget *widget, int x, int y);
 
 QImage colouredImage(int width, int height, const QColor &color);
 
+/// Emits once each signal by which any stream tells its form and hands over pictures and sound.
+/// `memory`: of the planes, 64 bytes.
+template<typename Thread>
+void emitRound(Thread *thread, QByteArray *memory)
+{
+    auto *pixel = reinterpret_cast<quint8 *>(memory->data());
+    emit thread->sig_updateCodecRender(QStringLiteral("H265"), 4, 4);
+    emit thread->receivePlayStart(0);
+    emit thread->receiveRenderStart();
+    emit thread->receiveFrame(4, 4, pixel, pixel, pixel, 4u, 2u, 2u);
+    emit thread->receiveFrame(4, 4, pixel, pixel, 4u, 4u);
+    emit thread->receiveFrame(4, 4, pixel, false);
+    emit thread->receiveFrame(4, 4, pixel, 0, false);
+    emit thread->receiveImage(QImage(4, 4, QImage::Format_RGB32), 0);
+    emit thread->snapImage(QImage(), QString());
+    emit thread->receiveSizeChanged();
+    emit thread->receiveAudio(*memory);
+}
+
 /// What the tests of AbstractVideoWidget share: it writes no line of its own.
 class AbstractWidgetTest : public vantratest::LoggedTest
 {
