@@ -32,6 +32,7 @@
 
 using vantrafuzz::Input;
 using vantrafuzz::Place;
+using vantrafuzz::Process;
 using vantrafuzz::Receiver;
 
 namespace {
@@ -418,26 +419,20 @@ void checkFiles(const Place &place)
         vantrafuzz::checkBoxes(files.next());
 }
 
-/// What a process needs once: the plug-ins that save pictures, silence, and a calendar.
-struct Process
+/// With a calendar of its own.
+struct FramesProcess : Process<QCoreApplication>
 {
-    Process() : application(count, arguments)
+    FramesProcess()
     {
         pvProtoToday = [] { return g_today; };
     }
-
-    int count = 1;
-    char name[5] = "fuzz";
-    char *arguments[2] = {name, nullptr};
-    QCoreApplication application;
-    Place place;
 };
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const Process *const process = new Process; // is there until the end
+    static const auto *const process = new FramesProcess; // is there until the end
     const Place &place = process->place;
     Feed feed(data, size);
     const auto head = feed.input.take<Head>();

@@ -18,7 +18,7 @@
 #include <memory>
 
 using vantrafuzz::Input;
-using vantrafuzz::Place;
+using vantrafuzz::Process;
 
 namespace {
 
@@ -264,22 +264,11 @@ void Widget::click(const Step &step, const QString &text)
         QMetaObject::invokeMethod(bannerWidget, "receivePlayFinsh");
 }
 
-struct Process
-{
-    Process() : application(count, arguments) {}
-
-    int count = 1;
-    char name[5] = "fuzz";
-    char *arguments[2] = {name, nullptr};
-    QApplication application;
-    Place place;
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const Process *const process = new Process; // is there until the end
+    static const auto *const process = new Process<QApplication>; // is there until the end
     Q_UNUSED(process)
     Input input(data, size);
     Widget widget;

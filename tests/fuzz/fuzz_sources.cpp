@@ -23,6 +23,7 @@
 
 using vantrafuzz::Input;
 using vantrafuzz::Place;
+using vantrafuzz::Process;
 using vantrafuzz::Receiver;
 using vantrafuzz::require;
 
@@ -92,9 +93,9 @@ bool leadsElsewhere(const std::uint8_t *data, std::size_t size)
     return false;
 }
 
-struct Process
+struct SourcesProcess : Process<QCoreApplication>
 {
-    Process() : application(count, arguments)
+    SourcesProcess()
     {
         // Before each open the thread looks whether somebody listens there.
         require(server.listen(QHostAddress::LocalHost), "there is a port");
@@ -103,11 +104,6 @@ struct Process
         name = QStringLiteral("127.0.0.1/source:%1").arg(server.serverPort());
     }
 
-    int count = 1;
-    char program[5] = "fuzz";
-    char *arguments[2] = {program, nullptr};
-    QCoreApplication application;
-    Place place;
     QTcpServer server;
     QString folder;
     QString name; ///< a host and a port for one, a relative path for the other
@@ -117,7 +113,7 @@ struct Process
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static Process *const process = new Process; // is there until the end
+    static auto *const process = new SourcesProcess; // is there until the end
     Input input(data, size);
     const unsigned flags = input.take<std::uint8_t>();
     std::size_t left = 0;

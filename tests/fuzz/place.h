@@ -65,6 +65,20 @@ private:
     QTemporaryDir dir;
 };
 
+/// What a process needs once, and keeps to its end: a place, and an application, without which the
+/// plug-ins that save pictures are not found.
+template<typename Application>
+struct Process
+{
+    Process() : application(count, arguments) {}
+
+    int count = 1;
+    char program[5] = "fuzz";
+    char *arguments[2] = {program, nullptr};
+    Application application;
+    Place place;
+};
+
 /// Whether a file is whole boxes from end to end. ISO/IEC 14496-12, 4.2: size and type, then a size
 /// of 64 bits if the first one is 1.
 inline void checkBoxes(const QString &path)
