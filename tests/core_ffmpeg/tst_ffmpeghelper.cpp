@@ -6,6 +6,7 @@
 #include "core_ffmpeg/ffmpegptr.h"
 #include "core_videobase/abstractvideothread.h"
 #include "support/clipmaker.h"
+#include "support/packets.h"
 #include "support/rtspserver.h"
 
 extern "C" {
@@ -18,21 +19,6 @@ extern "C" {
 using namespace vantratest;
 
 namespace {
-
-AVPacketPtr packetOf(const QByteArray &data)
-{
-    AVPacketPtr packet(av_packet_alloc());
-    av_new_packet(packet.get(), data.size());
-    memcpy(packet->data, data.constData(), static_cast<size_t>(data.size()));
-    return packet;
-}
-
-AVCodecContextPtr openDecoder(AVCodecID id)
-{
-    const AVCodec *codec = avcodec_find_decoder(id);
-    AVCodecContextPtr ctx(avcodec_alloc_context3(codec));
-    return avcodec_open2(ctx.get(), codec, nullptr) < 0 ? AVCodecContextPtr() : std::move(ctx);
-}
 
 /// A format context with one stream of the time base given.
 AVFormatInputPtr contextWithStream(AVRational timeBase)

@@ -9,6 +9,7 @@
 #include "core_videobase/abstractvideothread.h"
 #include "ffmpegfaults.h"
 #include "support/clipmaker.h"
+#include "support/packets.h"
 #include "support/rtspserver.h"
 
 extern "C" {
@@ -51,25 +52,6 @@ int __wrap_av_usleep(unsigned microseconds)
 }
 
 } // extern "C"
-
-namespace {
-
-AVPacketPtr packetOf(const QByteArray &data)
-{
-    AVPacketPtr packet(av_packet_alloc());
-    av_new_packet(packet.get(), data.size());
-    memcpy(packet->data, data.constData(), static_cast<size_t>(data.size()));
-    return packet;
-}
-
-AVCodecContextPtr openDecoder(AVCodecID id)
-{
-    const AVCodec *codec = avcodec_find_decoder(id);
-    AVCodecContextPtr ctx(avcodec_alloc_context3(codec));
-    return avcodec_open2(ctx.get(), codec, nullptr) < 0 ? AVCodecContextPtr() : std::move(ctx);
-}
-
-} // namespace
 
 class TestFFmpegHelperCalls : public QObject
 {
