@@ -15,6 +15,12 @@
 
 namespace vantratest {
 
+namespace {
+
+const QString kBallast = QStringLiteral("ballast");
+
+} // namespace
+
 QString enterPrivateMounts()
 {
     const QString reason = enterPrivateSpace(CLONE_NEWNS);
@@ -26,7 +32,7 @@ QString enterPrivateMounts()
     return probe.isValid() ? QString() : QStringLiteral("tmpfs cannot be mounted");
 }
 
-SmallDisk::SmallDisk(qint64 bytes, int mostFiles)
+SmallDisk::SmallDisk(qint64 bytes, int mostFiles) : size(bytes)
 {
     const QByteArray options =
         "size=" + QByteArray::number(bytes) + ",nr_inodes=" + QByteArray::number(mostFiles);
@@ -43,6 +49,19 @@ SmallDisk::~SmallDisk()
 qint64 SmallDisk::freeBytes() const
 {
     return QStorageInfo(folder.path()).bytesAvailable();
+}
+
+bool SmallDisk::fill(qint64 leaveBytes)
+{
+    QFile ballast(path(kBallast));
+    // Perhaps less than all of it fits: the disk is full then, as wanted.
+    return ballast.open(QIODevice::WriteOnly) &&
+           ballast.write(QByteArray(static_cast<int>(size - leaveBytes), '.')) > 0;
+}
+
+bool SmallDisk::clear()
+{
+    return QFile::remove(path(kBallast));
 }
 
 bool SmallDisk::setReadOnly(bool readOnly)

@@ -26,11 +26,15 @@ public:
     bool isValid() const { return mounted; }
     QString path(const QString &name = QString()) const { return folder.filePath(name); }
     qint64 freeBytes() const;
+    /// Leaves so many bytes free, none if it is negative: a file takes the others until clear().
+    bool fill(qint64 leaveBytes);
+    bool clear();
     /// False while a file on it is open for writing.
     bool setReadOnly(bool readOnly);
 
 private:
     QTemporaryDir folder;
+    qint64 size;
     bool mounted = false;
 };
 

@@ -409,10 +409,7 @@ void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays()
         QSKIP(qPrintable(noMounts));
     SmallDisk disk(kDiskBytes);
     QVERIFY(disk.isValid());
-    QFile ballast(disk.path(QStringLiteral("ballast")));
-    QVERIFY(ballast.open(QIODevice::WriteOnly));
-    QVERIFY(ballast.write(QByteArray(int(kDiskBytes - room), '.')) > 0);
-    ballast.close();
+    QVERIFY(disk.fill(room));
     log->expectMatching(Logger::Error,
                         QRegularExpression("^\\(svmp4ff\\)(write (video|audio|trailer"
                                            "|header)|avio (open|close)|creat mp4) "));
@@ -445,7 +442,7 @@ void TestDownload::fullDisk_isTold_andWhatWasWrittenPlays()
     QCOMPARE(counters, countersOf(begin, end).mid(0, counters.size()));
 
     // With room again, it can be fetched.
-    QVERIFY(ballast.remove());
+    QVERIFY(disk.clear());
     Download again(sim.device, 0, begin, at(10, 0, 2), disk.path(QStringLiteral("again")));
     QVERIFY(again.run());
     QVERIFY(again.ok());

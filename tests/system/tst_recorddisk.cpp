@@ -122,10 +122,7 @@ void TestRecordDisk::fullDisk_endsNothingElse_andTheRecordingComesBack()
         QSKIP(qPrintable(noMounts));
     SmallDisk disk(kDiskBytes);
     QVERIFY(disk.isValid());
-    QFile ballast(disk.path(QStringLiteral("ballast")));
-    QVERIFY(ballast.open(QIODevice::WriteOnly));
-    QVERIFY(ballast.write(QByteArray(int(kDiskBytes - kFreeBytes), '.')) > 0);
-    ballast.close();
+    QVERIFY(disk.fill(kFreeBytes));
     thread->setNames(kManual, disk.path());
     thread->setSaveInterval(kManual, interval);
     announce(Logger::Error, "^\\(svmp4ff\\)write (video|audio) （.*\\)  err \\(-28:");
@@ -152,7 +149,7 @@ void TestRecordDisk::fullDisk_endsNothingElse_andTheRecordingComesBack()
     const int cleared = thread->files(kManual).size();
     if (interval < 0)
         QCOMPARE(cleared, 1);
-    QVERIFY(ballast.remove());
+    QVERIFY(disk.clear());
     QVERIFY(waitFor([&] { return thread->files(kManual).size() > cleared; }, kLongMs));
     QVERIFY(goesOn(150));
     thread->recordStop(kManual);
