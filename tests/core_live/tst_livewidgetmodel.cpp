@@ -5,6 +5,7 @@
 // who counts what. VANTRA_TEST_SEED repeats a run, VANTRA_TEST_STEPS makes it longer.
 #include "livewidgetcase.h"
 #include "support/privatepulse.h"
+#include "support/seed.h"
 
 #include <QtTest>
 
@@ -393,11 +394,10 @@ private slots:
     {
         QTest::addColumn<int>("widgets");
         QTest::addColumn<unsigned int>("seed");
-        bool given = false;
-        const auto seed = unsigned(qEnvironmentVariableIntValue("VANTRA_TEST_SEED", &given));
+        const std::optional<quint32> given = givenSeed();
         for (const int widgets : {2, 3}) {
             if (given)
-                QTest::addRow("%d widgets, seed %u", widgets, seed) << widgets << seed;
+                QTest::addRow("%d widgets, seed %u", widgets, *given) << widgets << *given;
             for (unsigned int i = 1; i <= 3 && !given; ++i)
                 QTest::addRow("%d widgets, seed %u", widgets, i) << widgets << i;
         }

@@ -8,6 +8,7 @@
 #include "devicelink/hnetdevice.h"
 #include "support/privatepulse.h"
 #include "support/processload.h"
+#include "support/seed.h"
 #include "support/watchdog.h"
 
 #include <QElapsedTimer>
@@ -162,13 +163,10 @@ private slots:
 
 void TestChaos::everythingFails_andIsWellAgain_whenNothingFails()
 {
-    const unsigned seed = qEnvironmentVariableIsSet("VANTRA_TEST_SEED")
-                              ? unsigned(qEnvironmentVariableIntValue("VANTRA_TEST_SEED"))
-                              : std::random_device()() & 0x7FFFFFFF;
+    const unsigned seed = seedOfThisRun();
     bool isSet = false;
     const int wanted = qEnvironmentVariableIntValue("VANTRA_CHAOS_SECONDS", &isSet);
     const qint64 lastMs = qint64(isSet ? wanted : kDefaultSeconds) * 1000;
-    qInfo("seed %u", seed);
 
     const QTemporaryDir folder;
     std::vector<Simulation> devices;

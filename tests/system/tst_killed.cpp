@@ -8,6 +8,7 @@
 #include "support/players.h"
 #include "support/rounds.h"
 #include "support/rtspserver.h"
+#include "support/seed.h"
 #include "support/waitfor.h"
 
 #include <QCryptographicHash>
@@ -16,7 +17,6 @@
 #include <QFileInfo>
 #include <QMap>
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -233,9 +233,7 @@ private:
 
 void TestKilled::initTestCase()
 {
-    const QByteArray given = qgetenv("VANTRA_TEST_SEED");
-    seed = given.isEmpty() ? QRandomGenerator::global()->generate() : given.toUInt();
-    qInfo("VANTRA_TEST_SEED=%u", seed);
+    seed = seedOfThisRun();
     const QString credentials = QStringLiteral("keeper:") + kSecret;
     QStringList arguments{"--authenticate", credentials};
     for (const QString &camera : cameras())

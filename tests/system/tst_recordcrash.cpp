@@ -6,11 +6,11 @@
 #include "support/loggedtest.h"
 #include "support/players.h"
 #include "support/rounds.h"
+#include "support/seed.h"
 
 #include "../core_videosave/recordedfile.h"
 
 #include <QProcess>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -71,9 +71,7 @@ private:
 
 void TestRecordCrash::initTestCase()
 {
-    const QByteArray given = qgetenv("VANTRA_TEST_SEED");
-    seed = given.isEmpty() ? QRandomGenerator::global()->generate() : given.toUInt();
-    qInfo("VANTRA_TEST_SEED=%u", seed);
+    seed = seedOfThisRun();
 
     ClipOptions options;
     options.width = kPictureSize.width();
