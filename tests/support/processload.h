@@ -8,6 +8,10 @@
 #include <QFile>
 #include <QString>
 
+#include <limits>
+
+#include <malloc.h>
+
 namespace vantratest {
 
 /// What this process holds of the system, to see that rounds of work leave nothing behind.
@@ -53,22 +57,28 @@ private:
     }
 };
 
-/// Waits until the process holds about the threads and handles that it held `before`: at most so
-/// many more. Empty, or both numbers of each where it does not come back to them.
-inline QString loadLeftBehind(const ProcessLoad &before, int moreThreads, int moreHandles)
+/// Waits until the process holds about the threads, handles and memory that it held `before`: at
+/// most so many more, of memory as resident and after what is free has gone back to the system.
+/// Empty, or both numbers of each where it does not come back to them.
+inline QString loadLeftBehind(const ProcessLoad &before, int moreThreads, int moreHandles,
+                              qint64 moreKiB = std::numeric_limits<qint64>::max())
 {
     ProcessLoad now;
     const bool isBack = waitFor([&] {
+        malloc_trim(0);
         now = ProcessLoad::now();
         return now.threads <= before.threads + moreThreads &&
-               now.handles <= before.handles + moreHandles;
+               now.handles <= before.handles + moreHandles &&
+               now.residentKiB - before.residentKiB <= moreKiB;
     });
     return isBack ? QString()
-                  : QStringLiteral("threads %1 %2, handles %3 %4")
+                  : QStringLiteral("threads %1 %2, handles %3 %4, memory %5 %6")
                         .arg(before.threads)
                         .arg(now.threads)
                         .arg(before.handles)
-                        .arg(now.handles);
+                        .arg(now.handles)
+                        .arg(before.residentKiB)
+                        .arg(now.residentKiB);
 }
 
 } // namespace vantratest

@@ -5,14 +5,13 @@
 #include "support/heartbeat.h"
 #include "support/processload.h"
 #include "support/rounds.h"
+#include "support/seed.h"
 #include "support/waitfor.h"
 #include "support/watchdog.h"
 
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QtTest>
-
-#include <malloc.h>
 
 #include <atomic>
 #include <memory>
@@ -72,14 +71,7 @@ class EndRounds
 {
 public:
     /// VANTRA_TEST_SEED repeats a run that has failed.
-    EndRounds()
-    {
-        const unsigned seed = qEnvironmentVariableIsSet("VANTRA_TEST_SEED")
-                                  ? qEnvironmentVariableIntValue("VANTRA_TEST_SEED")
-                                  : std::random_device()();
-        qInfo("seed %u", seed);
-        random.seed(seed);
-    }
+    EndRounds() { random.seed(seedOfThisRun()); }
 
     int draw(int below) { return int(random() % unsigned(below)); }
 
@@ -109,7 +101,8 @@ public:
         heart.reset();
         dog.reset();
         QVERIFY2(gap < kFrozenMs, qPrintable(QString::number(gap)));
-        leavesNothing(before, kNoiseKiB + kTalkEncoderKiB * (viewsMade - madeBefore));
+        const qint64 allowedKiB = kNoiseKiB + kTalkEncoderKiB * (viewsMade - madeBefore);
+        QCOMPARE(loadLeftBehind(before, kFewThreads, kFewHandles, allowedKiB), QString());
     }
 
     std::mt19937 random;
@@ -126,25 +119,6 @@ private:
     static constexpr qint64 kNoiseKiB = 24 * 1024; ///< of the allocator
     /// What each sound worker leaves in the registry of encoders when it ends, as is intended.
     static constexpr qint64 kTalkEncoderKiB = 90;
-
-    static void leavesNothing(const ProcessLoad &before, qint64 allowedKiB)
-    {
-        ProcessLoad now;
-        const bool flat = waitFor([&] {
-            malloc_trim(0);
-            now = ProcessLoad::now();
-            return now.threads <= before.threads + kFewThreads &&
-                   now.handles <= before.handles + kFewHandles &&
-                   now.residentKiB - before.residentKiB < allowedKiB;
-        });
-        QVERIFY2(flat, qPrintable(QStringLiteral("threads %1 %2, handles %3 %4, memory %5 %6")
-                                      .arg(before.threads)
-                                      .arg(now.threads)
-                                      .arg(before.handles)
-                                      .arg(now.handles)
-                                      .arg(before.residentKiB)
-                                      .arg(now.residentKiB)));
-    }
 };
 
 } // namespace vantratest

@@ -36,8 +36,6 @@ private slots:
     void rounds_ofThreads_leaveThreadsHandlesAndMemoryFlat();
 
 private:
-    bool settles(const ProcessLoad &before, QByteArray *what);
-
     RtspServer server;
 };
 
@@ -45,27 +43,6 @@ void TestRecordLife::initTestCase()
 {
     quietConsole();
     QVERIFY2(server.start({"--camera", kCamera}), qPrintable(server.log()));
-}
-
-/// Whether the process holds no more than before, but for noise.
-bool TestRecordLife::settles(const ProcessLoad &before, QByteArray *what)
-{
-    ProcessLoad now;
-    const bool flat = waitFor([&] {
-        now = ProcessLoad::now();
-        return now.threads <= before.threads + kFewThreads &&
-               now.handles <= before.handles + kFewHandles &&
-               now.residentKiB - before.residentKiB < kNoiseKiB;
-    });
-    *what = QStringLiteral("threads %1 %2, handles %3 %4, memory %5 %6")
-                .arg(before.threads)
-                .arg(now.threads)
-                .arg(before.handles)
-                .arg(now.handles)
-                .arg(before.residentKiB)
-                .arg(now.residentKiB)
-                .toUtf8();
-    return flat;
 }
 
 /// One thread, whose recordings begin and end at other moments in each round.
@@ -97,8 +74,7 @@ void TestRecordLife::rounds_ofRecordings_leaveThreadsHandlesAndMemoryFlat()
     const ProcessLoad before = ProcessLoad::now();
     for (int i = 0; i < kRounds; ++i)
         QVERIFY(round(i));
-    QByteArray what;
-    QVERIFY2(settles(before, &what), what);
+    QCOMPARE(loadLeftBehind(before, kFewThreads, kFewHandles, kNoiseKiB), QString());
     end(&thread);
 
     const QStringList files = thread.files(kManual);
@@ -137,8 +113,7 @@ void TestRecordLife::rounds_ofThreads_leaveThreadsHandlesAndMemoryFlat()
     const ProcessLoad before = ProcessLoad::now();
     for (int i = 0; i < kThreadRounds; ++i)
         QVERIFY(round(3 + i));
-    QByteArray what;
-    QVERIFY2(settles(before, &what), what);
+    QCOMPARE(loadLeftBehind(before, kFewThreads, kFewHandles, kNoiseKiB), QString());
     for (int i = 0; i < kThreadRounds + 3; ++i)
         QCOMPARE(readRecording(dir.filePath(QStringLiteral("%1/0-0.mp4").arg(i))).error, QString());
 }
