@@ -26,15 +26,29 @@ protected:
     using RawPicture = vantratest::RawPicture;
 
     virtual QGLWidget *make(QWidget *parent) = 0;
-    /// updateFrame() and updateTextures(), with the planes of a picture and other figures where
-    /// these are not negative.
+    /// What is told of a picture in place of its own figures, where these are not negative.
     struct Figures
     {
         int width = -1;
         int height = -1;
         qint64 linesize = -1; ///< of all planes
         bool isGone = false;  ///< the planes are null
+
+        int widthOf(const RawPicture &picture) const { return width < 0 ? picture.width : width; }
+        int heightOf(const RawPicture &picture) const
+        {
+            return height < 0 ? picture.height : height;
+        }
+        quint32 lineOf(const vantratest::RawPlane &plane) const
+        {
+            return quint32(linesize < 0 ? plane.linesize : linesize);
+        }
+        quint8 *dataOf(vantratest::RawPlane &plane) const
+        {
+            return isGone ? nullptr : plane.data();
+        }
     };
+    /// updateFrame() and updateTextures(), with the planes of a picture.
     virtual void sendFrame(QGLWidget *to, RawPicture &picture, const Figures &figures) = 0;
     virtual void sendTextures(QGLWidget *to, RawPicture &picture) = 0;
     /// What a surface of that size shows.

@@ -43,14 +43,9 @@ protected:
 
     void sendFrame(QGLWidget *to, RawPicture &picture, const Figures &figures) override
     {
-        const auto line = [&](const RawPlane &plane) {
-            return quint32(figures.linesize < 0 ? plane.linesize : figures.linesize);
-        };
-        const auto data = [&](RawPlane &plane) { return figures.isGone ? nullptr : plane.data(); };
         static_cast<Nv12Widget *>(to)->updateFrame(
-            figures.width < 0 ? picture.width : figures.width,
-            figures.height < 0 ? picture.height : figures.height, data(picture.y), data(picture.uv),
-            line(picture.y), line(picture.uv));
+            figures.widthOf(picture), figures.heightOf(picture), figures.dataOf(picture.y),
+            figures.dataOf(picture.uv), figures.lineOf(picture.y), figures.lineOf(picture.uv));
     }
 
     void sendTextures(QGLWidget *to, RawPicture &picture) override

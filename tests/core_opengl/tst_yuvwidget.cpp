@@ -16,14 +16,10 @@ protected:
 
     void sendFrame(QGLWidget *to, RawPicture &picture, const Figures &figures) override
     {
-        const auto line = [&](const RawPlane &plane) {
-            return quint32(figures.linesize < 0 ? plane.linesize : figures.linesize);
-        };
-        const auto data = [&](RawPlane &plane) { return figures.isGone ? nullptr : plane.data(); };
         static_cast<YuvWidget *>(to)->updateFrame(
-            figures.width < 0 ? picture.width : figures.width,
-            figures.height < 0 ? picture.height : figures.height, data(picture.y), data(picture.u),
-            data(picture.v), line(picture.y), line(picture.u), line(picture.v));
+            figures.widthOf(picture), figures.heightOf(picture), figures.dataOf(picture.y),
+            figures.dataOf(picture.u), figures.dataOf(picture.v), figures.lineOf(picture.y),
+            figures.lineOf(picture.u), figures.lineOf(picture.v));
     }
 
     void sendTextures(QGLWidget *to, RawPicture &picture) override
