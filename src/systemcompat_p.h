@@ -5,6 +5,11 @@
 #include <QtGlobal>
 
 #include <cerrno>
+#include <cstddef>
+
+#ifdef Q_OS_LINUX
+#include <sys/mman.h>
+#endif
 
 /// What differs between the systems that the library is built for. Other sources ask here instead
 /// of the preprocessor, but for core_d3d and core_codec/hwdecodesolution.
@@ -28,3 +33,14 @@ constexpr bool kThreadsOutliveExit = true;
 #ifndef EDQUOT
 #define EDQUOT ENOSPC
 #endif
+
+constexpr std::size_t kLargePageBytes = 2 << 20; ///< of the processors that are common
+
+/// Asks the system to hold memory in large pages, where it has them and those lie in it whole. To
+/// be called before the memory is touched, with a begin of a large page.
+inline void preferLargePages([[maybe_unused]] void *begin, [[maybe_unused]] std::size_t bytes)
+{
+#ifdef MADV_HUGEPAGE
+    ::madvise(begin, bytes - bytes % kLargePageBytes, MADV_HUGEPAGE); // else: as it was
+#endif
+}

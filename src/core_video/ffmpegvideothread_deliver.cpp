@@ -6,6 +6,7 @@
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/ffmpegvideothread_p.h"
+#include "core_video/picturememory_p.h"
 #include "core_video/yuvtobgra_p.h"
 #include "core_videobase/snapfile_p.h"
 
@@ -145,10 +146,8 @@ QImage FFmpegVideoThread::toRgb(const AVFrame *frame, int width, int height)
                                                 AV_PIX_FMT_BGRA, form.scalerFlag, nullptr, nullptr,
                                                 nullptr));
     }
-    if (!session->rgbBuffer || !sameSize) {
-        session->rgbBuffer.reset(static_cast<std::uint8_t *>(av_mallocz(size + kRgbPaddingBytes)),
-                                 [](std::uint8_t *bytes) { av_free(bytes); });
-    }
+    if (!session->rgbBuffer || !sameSize)
+        session->rgbBuffer = newPictureMemory(static_cast<std::size_t>(size) + kRgbPaddingBytes);
     if (!session->rgbScaler || !session->rgbBuffer)
         return QImage();
 
