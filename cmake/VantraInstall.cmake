@@ -32,6 +32,10 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/VantraConfig.cmake"
               "${CMAKE_CURRENT_BINARY_DIR}/VantraConfigVersion.cmake"
         DESTINATION "${package_dir}")
 
+# Found from where the file lies, so that an installed tree can be put anywhere.
+file(RELATIVE_PATH up "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" up "${up}")
+set(VANTRA_PC_PREFIX "\${pcfiledir}/${up}")
 configure_file(cmake/vantra.pc.in vantra.pc @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/vantra.pc"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
