@@ -168,8 +168,13 @@ QString Download::problemOf(const DownloadThread &thread) const
     }
     if (m_hasFailed) {
         const QStorageInfo disk(m_files.folder());
-        return disk.isValid() && disk.bytesAvailable() < kFullBelowBytes
-                   ? tr("The disk is full.")
+        if (disk.isValid() && disk.bytesAvailable() < kFullBelowBytes)
+            return tr("The disk is full.");
+        const QString folderProblem = m_files.problem();
+        if (!folderProblem.isEmpty())
+            return folderProblem;
+        return m_meter.part() > 0 // so a file has been written
+                   ? tr("The file could not be written, or has been removed.")
                    : tr("The device does not describe a video that could be stored.");
     }
     if (thread.lastRead() == DeviceReadTimeout)

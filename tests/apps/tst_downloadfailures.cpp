@@ -28,6 +28,7 @@ private slots:
     void goneDevice_silentDevice_andReadErrors_areTold_data();
     void goneDevice_silentDevice_andReadErrors_areTold();
     void formThatCannotBeStored_isTold();
+    void fileThatIsRemoved_isTold();
     void cameraByAddress_hasNoRecordings();
     void nothingRecorded_isTold();
     void changeOfForm_givesTwoResults();
@@ -134,6 +135,20 @@ void TestDownloadFailures::formThatCannotBeStored_isTold()
     QVERIFY(desk.becomes(download, State::Failed));
     QCOMPARE(download->problem(),
              QString("The device does not describe a video that could be stored."));
+}
+
+void TestDownloadFailures::fileThatIsRemoved_isTold()
+{
+    const Recorder recorder(1, 1, slowly);
+    DownloadDesk desk;
+    Download *download = desk.queue.add(recorder.camera(), from(9, 0, 50 * minuteMs), true);
+    QVERIFY(waitFor([&] { return download->part() > 0; }));
+    const QStringList there = download->files().recordingsSince(QDateTime::fromSecsSinceEpoch(0));
+    QCOMPARE(there.size(), 1);
+    QVERIFY(QFile::remove(there.first()));
+    QVERIFY(desk.becomes(download, State::Failed));
+    QCOMPARE(download->problem(), QString("The file could not be written, or has been removed."));
+    QVERIFY(download->results().isEmpty());
 }
 
 void TestDownloadFailures::cameraByAddress_hasNoRecordings()
