@@ -76,11 +76,6 @@ void DayBar::showPosition(qint64 time)
     m_position->setText(time < 0 ? QString() : recordingtime::text(time, true));
 }
 
-QString DayBar::positionText() const
-{
-    return m_position->text();
-}
-
 void DayBar::showMark(const TimeSpan &mark, bool canDownload)
 {
     m_clearMark->setEnabled(mark.isValid());

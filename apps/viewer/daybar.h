@@ -22,7 +22,6 @@ public:
     QDate day() const;
     /// The time of the picture that is seen; none: nothing is shown.
     void showPosition(qint64 time);
-    QString positionText() const;
     /// Enables what can be done with a mark, and tells it.
     void showMark(const TimeSpan &mark, bool canDownload);
 

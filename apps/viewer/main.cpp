@@ -149,10 +149,10 @@ int main(int argc, char *argv[])
             window.toggleAllRecordings();
         window.showPage(options.page);
         window.show();
-        if (options.isTimed())
+        if (options.isTimed()) {
             window.demonstrate();
-        if (options.isTimed())
             endByItself(&window, options, &status);
+        }
         QApplication::exec();
         // The files are whole once the stream threads have ended.
         if (options.record && options.isTimed() && !tellRecordings(window.summaries(), start))

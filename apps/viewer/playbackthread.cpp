@@ -54,7 +54,6 @@ int PlaybackThread::readFrame(HFrameHeader *frame, int timeoutMs)
     const int seeksBefore = m_seeks;
     const int result = OrvoVodThread::readFrame(frame, timeoutMs);
     m_isAtEnd = result == DeviceReadEnd;
-    m_hasFailed = result == DeviceReadError;
     if (result == DeviceReadFrame && frame->isVideo()) {
         // A read that a seek has met may have brought a frame of before, or the first of then.
         const int seeks = m_seeks;

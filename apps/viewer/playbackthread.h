@@ -28,8 +28,6 @@ public:
     int noteSeek(qint64 time);
     /// Whether play has come to the end of the recording.
     bool isAtEnd() const { return m_isAtEnd; }
-    /// Whether the device has failed to give the last frame.
-    bool hasFailed() const { return m_hasFailed; }
 
 signals:
     /// Comes right before receiveImage(): stamp of that picture, milliseconds of the recording, and
@@ -44,6 +42,5 @@ private:
     std::atomic<int> m_seeks{0};
     std::atomic<qint64> m_sought{0};
     std::atomic<bool> m_isAtEnd{false};
-    std::atomic<bool> m_hasFailed{false};
     int m_pictureSeek = 0; ///< of the newest picture; of this thread alone
 };

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <QString>
-#include <QStringList>
 #include <QVector>
 
 /// A file of a recording that has ended, for the table at the end.

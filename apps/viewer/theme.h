@@ -3,7 +3,6 @@
 #pragma once
 
 #include <QColor>
-#include <QFont>
 #include <QIcon>
 #include <QImage>
 #include <QString>
