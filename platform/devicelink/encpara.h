@@ -38,7 +38,7 @@ struct VANTRA_DEVICELINK_EXPORT HAudioEncPara
 {
     qint32 codecId = 0;       ///< HAVCodecID; 0 until it is filled
     qint32 sampleRate = 0;    ///< Hz
-    qint32 bitsPerSample = 0; ///< of PCM; 8 for G.711
+    qint32 bitsPerSample = 0; ///< as the device says: of G.711 8, or 16, as it decodes to
     qint32 channels = 1;      ///< 1 or 2
 
     /// A codec that can be recorded, with a complete sample format.

@@ -130,8 +130,8 @@ VANTRA_LOGGER_EXPORT Logger *cuteLoggerInstance();
 
 /// Starts one line of the log.
 ///
-///     CuteMessageLogger(logger, Logger::Info, __FILE__, __LINE__, Q_FUNC_INFO, "app").write() <<
-///     "x";
+///     CuteMessageLogger(logger, Logger::Info, __FILE__, __LINE__, Q_FUNC_INFO, "app").write()
+///         << "x";
 class VANTRA_LOGGER_EXPORT CuteMessageLogger
 {
     Q_DISABLE_COPY(CuteMessageLogger)

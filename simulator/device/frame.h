@@ -31,14 +31,15 @@ class FrameMangler
 public:
     FrameMangler(DeviceFaults *faults, FaultRoad road, int channel, int stream);
 
-    /// Whether the next frame, made with makeSets, is to be made without parameter sets, or the
-    /// read is to fail: what has to be known before a frame is made. HRetOk if it is not to fail.
-    /// Called once for each frame that is due.
+    /// Decides what happens to the next frame. HRetOk, or what the read is to fail with: the frame
+    /// is then announced again by the next one. Called once for each frame that is due, before it
+    /// is made.
     HRetError begin(bool key, bool audio);
+    /// Whether the frame is to be made with its parameter sets.
     bool wantsSets() const { return m_sets; }
     /// Takes the frame that begin() announced; what comes of it is in next(): none, one or two.
     void put(Frame frame);
-    /// The failed read is over; the frame that was due then is asked for again.
+    /// Hands out what is ready for the reader; false if nothing is.
     bool next(Frame *frame);
     bool isEmpty() const { return m_ready.empty(); }
     /// Frames under way are forgotten, and stamps are true again.

@@ -6,7 +6,6 @@
 #include "simulator/scene/sceneid.h"
 
 #include <algorithm>
-#include <limits>
 #include <utility>
 
 namespace vantrasim {

@@ -9,7 +9,6 @@
 #include "simulator/device/sound.h"
 
 #include <condition_variable>
-#include <deque>
 #include <memory>
 #include <mutex>
 

@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulator/coding/bits.h"
 #include "simulator/device/deviceconfig.h"
 
 #include <QByteArray>

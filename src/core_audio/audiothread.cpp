@@ -9,8 +9,6 @@
 #include <QMutexLocker>
 #include <QThread>
 
-#include <utility>
-
 namespace {
 
 constexpr int kG711ALaw = 33; ///< HAVCodecID of the device link

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Channel layouts of audio: a count and a mask before FFmpeg 5.1, one record since.
+/// Channel layouts of audio: a count and a mask before FFmpeg 5.1, one record since. All that the
+/// codec layer meets of differences between FFmpeg releases.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -15,7 +15,6 @@ extern "C" {
 #include <libyuv.h>
 
 #include <cstdlib>
-#include <cstring>
 
 namespace {
 

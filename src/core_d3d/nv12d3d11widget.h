@@ -42,6 +42,6 @@ public slots:
     HWND getWinId();
 
 private:
-    const std::unique_ptr<D3D11Presenter>
-        presenter; ///< has the picture's fields and all of Direct3D
+    /// Has the picture's fields and all of Direct3D.
+    const std::unique_ptr<D3D11Presenter> presenter;
 };

@@ -3,8 +3,9 @@
 #pragma once
 
 /// Every difference between the FFmpeg releases from 4.4 to 6.1 that the library meets, under
-/// positive names. Depends on nothing but FFmpeg. A codec pointer that is only read is written
-/// `const AVCodec *`, and a format pointer `auto *`, which fit all of them.
+/// positive names; those of the codec layer, which leans on nothing, are in
+/// core_codec/codeccompat_p.h. Depends on nothing but FFmpeg. A codec pointer that is only read is
+/// written `const AVCodec *`, and a format pointer `auto *`, which fit all of them.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -97,7 +97,8 @@ public:
     static QString errorText(int code); ///< as av_strerror has it
     /// Name of an AVPixelFormat constant, or its number.
     static QString pixelFormatName(int format);
-    static QString versionString(); ///< of the FFmpeg in use
+    /// "4.4.2", the release that the interface is written to; not the one in use.
+    static QString versionString();
 
     // --- Set-up, for hosts; the library calls none of it ---
 

@@ -82,7 +82,8 @@ public:
     void talkStart() override;
     void talkStop() override;
 
-    /// Whether the last attempts to open the shown stream failed; false while none is shown.
+    /// Whether the last attempts to open the shown stream failed; false while none is shown, and
+    /// always for HTransportRtsp, whose threads do not count them.
     bool isOpenStreamTimeout() const;
     /// Whether the shown stream has timed out. True while none is shown: other than above, and
     /// meant so, as nothing is read then.

@@ -18,8 +18,7 @@ class RawPicturePlayer;
 ///
 /// - The picture is scaled smoothly.
 /// - Chroma is always half as wide and half as high as luma, rounded down.
-/// - The first picture painted takes luma from the plane of chroma; this is intended. The next
-/// paint
+/// - The first picture painted takes luma from the plane of chroma; this is intended. The next one
 ///   is right.
 ///
 /// GUI thread.

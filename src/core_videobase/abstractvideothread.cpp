@@ -111,10 +111,12 @@ void AbstractVideoThread::setPcm(const char *data, int len)
 }
 
 void AbstractVideoThread::readMediaInfo() {}
+
 qint64 AbstractVideoThread::getDuration()
 {
     return duration;
 }
+
 qint64 AbstractVideoThread::getPosition()
 {
     return position;
@@ -130,6 +132,7 @@ double AbstractVideoThread::getSpeed()
 {
     return 1.0;
 }
+
 void AbstractVideoThread::setSpeed(double) {}
 
 void AbstractVideoThread::stop2()

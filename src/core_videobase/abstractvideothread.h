@@ -116,9 +116,10 @@ public:
     std::atomic<bool> &isOwned();
     /// Widgets plus wanted recordings; the owner of a shared thread stops it only at 0.
     int referenceCount() const;
-    /// Whether the last attempts to open have failed. For hosts to poll.
+    /// Whether the last attempts to open have failed. For hosts to poll. Only threads that are fed
+    /// frame by frame count them: false with FFmpegVideoThread.
     bool isOpenTimeout() const;
-    /// Whether the last open or read has timed out. For hosts to poll.
+    /// Whether the last open or read has timed out; a refusal is no time-out. For hosts to poll.
     bool isReadTimeout() const;
     /// Notes a sign of life now.
     void updateTime();
@@ -151,8 +152,7 @@ public:
     /// Path of the current file; makes its folder.
     void setFileName(RecordType type, const QString &fileName);
     QString getFileName(RecordType type) const;
-    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and
-    /// every
+    /// Makes the folder of a file. A folder that starts with "./" lies beside the program, and each
     /// "." in it is removed.
     void checkPath(const QString &path);
 

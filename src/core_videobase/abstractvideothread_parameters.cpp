@@ -22,118 +22,147 @@ VideoMode AbstractVideoThread::getVideoMode() const
 {
     return videoMode;
 }
+
 void AbstractVideoThread::setVideoMode(const VideoMode &mode)
 {
     videoMode = mode;
 }
+
 VideoCore AbstractVideoThread::getVideoCore() const
 {
     return videoCore;
 }
+
 void AbstractVideoThread::setVideoCore(const VideoCore &core)
 {
     videoCore = core;
 }
+
 DecodeType AbstractVideoThread::getDecodeType() const
 {
     return decodeType;
 }
+
 void AbstractVideoThread::setDecodeType(const DecodeType &type)
 {
     decodeType = type;
 }
+
 QString AbstractVideoThread::getHardware() const
 {
     return locked(hardware);
 }
+
 void AbstractVideoThread::setHardware(const QString &name)
 {
     setLocked(hardware, name);
 }
+
 QString AbstractVideoThread::getTransport() const
 {
     return locked(transport);
 }
+
 void AbstractVideoThread::setTransport(const QString &name)
 {
     setLocked(transport, name);
 }
+
 QString AbstractVideoThread::getBufferSize() const
 {
     return locked(bufferSize);
 }
+
 void AbstractVideoThread::setBufferSize(const QString &size)
 {
     setLocked(bufferSize, size);
 }
+
 QString AbstractVideoThread::getVideoUrl() const
 {
     return locked(videoUrl);
 }
+
 void AbstractVideoThread::setVideoUrl(const QString &url)
 {
     setLocked(videoUrl, url);
 }
+
 QString AbstractVideoThread::getSnapName() const
 {
     return locked(snapName);
 }
+
 void AbstractVideoThread::setSnapName(const QString &name)
 {
     setLocked(snapName, name);
 }
+
 int AbstractVideoThread::getFrameRate() const
 {
     return frameRate;
 }
+
 void AbstractVideoThread::setFrameRate(int rate)
 {
     frameRate = rate;
 }
+
 int AbstractVideoThread::getRotate() const
 {
     return rotate;
 }
+
 void AbstractVideoThread::setRotate(int degrees)
 {
     rotate = degrees;
 }
+
 int AbstractVideoThread::getCaching() const
 {
     return caching;
 }
+
 void AbstractVideoThread::setCaching(int milliseconds)
 {
     caching = milliseconds;
 }
+
 bool AbstractVideoThread::getPlayRepeat() const
 {
     return playRepeat;
 }
+
 void AbstractVideoThread::setPlayRepeat(bool repeat)
 {
     playRepeat = repeat;
 }
+
 int AbstractVideoThread::getOpenSleepTime() const
 {
     return openSleepTime;
 }
+
 void AbstractVideoThread::setOpenSleepTime(int milliseconds)
 {
     openSleepTime = milliseconds;
 }
+
 int AbstractVideoThread::getReadTimeout() const
 {
     return readTimeout;
 }
+
 void AbstractVideoThread::setReadTimeout(int milliseconds)
 {
     readTimeout = milliseconds;
 }
+
 int AbstractVideoThread::getConnectTimeout() const
 {
     return connectTimeout;
 }
+
 void AbstractVideoThread::setConnectTimeout(int milliseconds)
 {
     connectTimeout = milliseconds;
@@ -143,22 +172,27 @@ int AbstractVideoThread::getVideoWidth() const
 {
     return videoWidth;
 }
+
 int AbstractVideoThread::getVideoHeight() const
 {
     return videoHeight;
 }
+
 bool AbstractVideoThread::getOnlyAudio() const
 {
     return onlyAudio;
 }
+
 bool AbstractVideoThread::getIsOk() const
 {
     return isOk;
 }
+
 bool AbstractVideoThread::getIsPause() const
 {
     return isPause;
 }
+
 bool AbstractVideoThread::getIsSnap() const
 {
     return isSnap;
@@ -168,18 +202,22 @@ void AbstractVideoThread::setFlag(const QString &name)
 {
     setLocked(flag, name);
 }
+
 void AbstractVideoThread::setSnapPreview(bool preview)
 {
     snapPreview = preview;
 }
+
 QElapsedTimer *AbstractVideoThread::getTimer()
 {
     return &timer;
 }
+
 std::atomic<int> &AbstractVideoThread::previewRef()
 {
     return previewCount;
 }
+
 std::atomic<bool> &AbstractVideoThread::isOwned()
 {
     return owned;
@@ -194,6 +232,7 @@ bool AbstractVideoThread::isOpenTimeout() const
 {
     return openFailCount > 0;
 }
+
 bool AbstractVideoThread::isReadTimeout() const
 {
     return readTimedOut;

@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "core_videobase/digitalzoom.h"
 
-#include <QtMath>
-
 namespace {
 
 constexpr double kLargestFactor = 4.0;

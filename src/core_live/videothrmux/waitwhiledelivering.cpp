@@ -13,13 +13,13 @@ namespace {
 
 constexpr qint64 kDeliverEveryMs = 10;
 
-/// Lets go of the threads that stand in a blocking signal to an object of this thread.
+/// Lets go of the threads that stand in a blocking signal to an object of this thread. A call that
+/// is thrown away does so as well, where it is too late for slots: what they use may be gone.
 void deliver()
 {
     if (QCoreApplication::instance() && !processend::hasBegun())
         QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
-    else // too late for slots, what they use may be gone; a call that is thrown away lets go as
-         // well
+    else
         QCoreApplication::removePostedEvents(nullptr, QEvent::MetaCall);
 }
 
