@@ -59,7 +59,7 @@ struct aenc_handle_s
     int32_t sampleRate;   ///< Hz
     int32_t bytesPerSample;
     AVCodecContext *ctx; ///< owned; key in the registry
-    SwrContext *swr;     ///< owned
+    SwrContext *swr;     ///< owned; null once the handle is made
     AVFrame *frame;      ///< owned; takes the input
     uint8_t *buffer;     ///< owned; output, made on first need, once
     UT_hash_handle hh;

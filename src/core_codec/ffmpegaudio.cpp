@@ -309,6 +309,10 @@ void *ffmpeg_create_audio_encoder(const _tag_aenc_param_s *param)
         freeAudio(encoder);
         return nullptr;
     }
+    // Nothing is resampled on the way to the codec. That a resampler can be made is asked of an
+    // encoder all the same; to keep it would cost 86 KB in each of those that AudioThread leaves in
+    // the registry, one for each start of a widget.
+    swr_free(&encoder->swr);
     {
         const QWriteLocker locker(&audio_encoders_lock);
         add_audio_encoder(encoder); // a duplicate is told there, and works all the same

@@ -101,7 +101,7 @@ void TestFfmpegAudio::createEncoder_fillsItsRecord()
     QCOMPARE(handle->bytesPerSample, 2);
     QCOMPARE(handle->frame->format, int(AV_SAMPLE_FMT_S16));
     QCOMPARE(handle->frame->nb_samples, 320);
-    QVERIFY(handle->swr);
+    QVERIFY(!handle->swr); // the largest part by far, and nothing encodes through it
     QVERIFY(!handle->buffer);
     QCOMPARE(audio_encoders, handle.record());
     QCOMPARE(log->count(Logger::Debug,

@@ -22,6 +22,7 @@ struct ProcessLoad
     qint64 residentKiB = 0; ///< 0 under a sanitizer, which keeps what is freed
     /// As resident, but of what is shared with other processes this one's share; 0 likewise.
     qint64 proportionalKiB = 0;
+    qint64 heapKiB = 0; ///< what is allocated, without what is free between; 0 likewise
 
     static ProcessLoad now()
     {
@@ -37,6 +38,8 @@ struct ProcessLoad
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
         load.residentKiB = figure("/proc/self/status", "VmRSS:");
         load.proportionalKiB = figure("/proc/self/smaps_rollup", "Pss:");
+        const struct mallinfo2 heap = mallinfo2();
+        load.heapKiB = qint64((heap.uordblks + heap.hblkhd) / 1024);
 #endif
         return load;
     }
