@@ -77,6 +77,20 @@ void SurfaceTest::send(const RawPicture &picture, const Figures &figures)
     sendFrame(surface, sent, figures);
 }
 
+void SurfaceTest::sendImpossible()
+{
+    QFETCH(int, width);
+    QFETCH(int, height);
+    QFETCH(qint64, linesize);
+    // Negative means "as the picture" to Figures: what is sent goes by the fields of the picture.
+    RawPicture other({32, 24}, {200, 128, 128});
+    other.width = width;
+    other.height = height;
+    Figures figures;
+    figures.linesize = linesize;
+    sendFrame(surface, other, figures);
+}
+
 void SurfaceTest::call(const char *slot)
 {
     QVERIFY(QMetaObject::invokeMethod(surface, slot, Qt::DirectConnection));
@@ -361,24 +375,24 @@ void SurfaceTest::impossibleFrame_leavesTheLastPicture_data()
 
 void SurfaceTest::impossibleFrame_leavesTheLastPicture()
 {
-    QFETCH(int, width);
-    QFETCH(int, height);
-    QFETCH(qint64, linesize);
     QVERIFY2(open({32, 24}), qPrintable(fault));
     send(sample());
     QVERIFY2(shows(sample()), qPrintable(fault));
-    // Negative means "as the picture" to Figures: what is sent goes by the fields of the picture.
-    RawPicture other({32, 24}, {200, 128, 128});
-    other.width = width;
-    other.height = height;
-    Figures figures;
-    figures.linesize = linesize;
-    sendFrame(surface, other, figures);
+    sendImpossible();
     QVERIFY(repaints());
     QVERIFY2(shows(sample()), qPrintable(fault));
     const RawPicture next({32, 24}, {90, 90, 160});
     send(next);
     QVERIFY2(shows(next), qPrintable(fault));
+}
+
+/// Nor does it bring back the one that was forgotten before it.
+void SurfaceTest::impossibleFrame_isNoPicture()
+{
+    QVERIFY2(open({32, 24}), qPrintable(fault));
+    sendImpossible();
+    QVERIFY(repaints());
+    QVERIFY2(showsWindowColour(), qPrintable(fault));
 }
 
 void SurfaceTest::lineSizeOfZero_meansNoPadding()

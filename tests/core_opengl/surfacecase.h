@@ -64,6 +64,8 @@ protected:
     bool open(const QSize &size);
     void send(RawPicture picture) { sendFrame(surface, picture, Figures()); }
     void send(const RawPicture &picture, const Figures &figures);
+    /// Hands over a picture that cannot be, as the row of the test tells.
+    void sendImpossible();
     void call(const char *slot);
     void setFrameSize(const RawPicture &picture);
     void play(const QString &file, int frameRate);
@@ -112,6 +114,8 @@ private slots:
     void emptyFrame_showsTheColourOfWindows();
     void impossibleFrame_leavesTheLastPicture_data();
     void impossibleFrame_leavesTheLastPicture();
+    void impossibleFrame_isNoPicture_data() { impossibleFrame_leavesTheLastPicture_data(); }
+    void impossibleFrame_isNoPicture();
     void lineSizeOfZero_meansNoPadding();
     void frameSize_repaintsNothing_andHoldsForTextures();
     void newContext_showsTheNextPicture();
