@@ -447,6 +447,23 @@ void SurfaceTest::newContext_showsTheNextPicture()
     QVERIFY2(shows(next), qPrintable(fault));
 }
 
+void SurfaceTest::newContext_thatSharesNothing_hasNoPicture()
+{
+    QVERIFY2(open({32, 24}), qPrintable(fault));
+    send(sample());
+    QVERIFY2(shows(sample()), qPrintable(fault));
+    auto *stranger = new QGLContext(QGLFormat::defaultFormat(), surface);
+    QVERIFY(stranger->create()); // before anybody could tell what it is to share
+    surface->setContext(stranger);
+    QVERIFY(!stranger->isSharing());
+    QVERIFY(repaints());
+    QVERIFY2(showsWindowColour(), qPrintable(fault));
+    send(sample());
+    QVERIFY(repaints());
+    QVERIFY(repaints());
+    QVERIFY2(shows(sample()), qPrintable(fault));
+}
+
 void SurfaceTest::pixmap_isRendered_andTheWindowGoesOn()
 {
     QVERIFY2(open({32, 24}), qPrintable(fault));

@@ -85,6 +85,8 @@ protected:
     bool repaints();
     /// One of many colours.
     static RawPicture sample(const QSize &size = {32, 24});
+    /// Runs the event loop for so long, in which what must not come could.
+    static bool pass(int milliseconds);
     /// Writes pictures into a file of the temporary folder.
     QString fileOf(const QList<RawPicture> &pictures, int cutBytes = 0);
 
@@ -119,6 +121,7 @@ private slots:
     void lineSizeOfZero_meansNoPadding();
     void frameSize_repaintsNothing_andHoldsForTextures();
     void newContext_showsTheNextPicture();
+    void newContext_thatSharesNothing_hasNoPicture();
     void pixmap_isRendered_andTheWindowGoesOn();
 
     void play_showsEachPicture_andTellsItsEndOnce();
