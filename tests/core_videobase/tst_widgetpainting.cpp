@@ -177,6 +177,7 @@ void TestWidgetPainting::picture_thatCovers_isPaintedAlone()
     // At twice the pixels too; between whole ones the edges are blended with what lies behind.
     const bool whole = widget.devicePixelRatioF() == int(widget.devicePixelRatioF());
     QCOMPARE(window.paints > behind, !whole);
+    QCOMPARE(widget.layer()->testAttribute(Qt::WA_NoSystemBackground), whole);
     QVERIFY(Shot(widget).isAll(kBlue));
 }
 
@@ -228,6 +229,8 @@ void TestWidgetPainting::picture_thatCoversNoMore_showsWhatLiesBehind()
     Window window;
     Widget &widget = window.widget;
     QVERIFY(window.showUp());
+    if (change != QLatin1String("layer"))
+        widget.holder()->hide(); // black as well, and would make up for a layer that is not
     widget.setImage(solid(QSize(100, 60), kRed));
     settle();
     QVERIFY(Shot(widget).isAll(kRed));
