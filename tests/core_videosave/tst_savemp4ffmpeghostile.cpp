@@ -31,6 +31,8 @@ private slots:
     void badPayload_costsItself();
     void badPayload_atTheBeginning_isLeftOut_data();
     void badPayload_atTheBeginning_isLeftOut();
+    void bytesBeforeTheFirstStartCode_spoilNoFile_data();
+    void bytesBeforeTheFirstStartCode_spoilNoFile();
     void longestPayload_isTaken();
     void otherCodec_isLeftOut_untilTheFilesOwnComesBack();
     void stamp_atTheEnds_costsItself_data();
@@ -150,6 +152,43 @@ void TestSaveMp4FFmpegHostile::badPayload_atTheBeginning_isLeftOut()
     QCOMPARE(file.error, QString());
     QCOMPARE(file.pictures.size(), kPictures);
     QCOMPARE(file.times, regularTimes(kPictures));
+}
+
+void TestSaveMp4FFmpegHostile::bytesBeforeTheFirstStartCode_spoilNoFile_data()
+{
+    QTest::addColumn<int>("codec");
+    QTest::addColumn<QByteArray>("before");
+    for (const int codec : {1, 2}) {
+        const char *const name = codec == 1 ? "H.264" : "H.265";
+        // Annex B of both allows any number of them.
+        QTest::addRow("%s, a zero", name) << codec << QByteArray(1, '\0');
+        QTest::addRow("%s, zeros", name) << codec << QByteArray(64, '\0');
+        QTest::addRow("%s, the version of another form", name) << codec << QByteArray(1, '\1');
+        QTest::addRow("%s, anything", name) << codec << QByteArray(100, 'x');
+    }
+}
+
+void TestSaveMp4FFmpegHostile::bytesBeforeTheFirstStartCode_spoilNoFile()
+{
+    QFETCH(int, codec);
+    QFETCH(QByteArray, before);
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(codec == 2 ? HCodecH265 : HCodecH264), HAudioEncPara(), kHour);
+    writer.setTimebase({1, 1000});
+    writer.open(path());
+    Feeder feed(writer);
+    for (int i = 0; i < kPictures; ++i) {
+        AccessUnit unit = clip(codec).at(i);
+        if (i == 0)
+            unit.data.prepend(before);
+        feed.picture(unit, kStart + i * kFrameMs);
+    }
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.error, QString());
+    QCOMPARE(file.pictures.size(), kPictures);
+    for (int i = 0; i < kPictures; ++i)
+        QCOMPARE(file.pictures.at(i), i);
 }
 
 void TestSaveMp4FFmpegHostile::longestPayload_isTaken()
