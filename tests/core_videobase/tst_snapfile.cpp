@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_videobase/snapfile_p.h"
 #include "support/diskfault.h"
+#include "support/pixels.h"
 
 #include <QDir>
 #include <QImage>
@@ -96,7 +97,9 @@ void TestSnapFile::picture_isNotWaitedForUntilItIsOnTheDisk()
 
 void TestSnapFile::nameless_isNotSaved()
 {
+    const vantratest::QtWarnings warnings;
     QVERIFY(!saveSnapFile(picture(Qt::blue), QString()));
+    QCOMPARE(warnings.lines(), QStringList()); // nothing was tried
 }
 
 void TestSnapFile::folderThatIsNotThere_isNotMade()
