@@ -1,17 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 //
-// peer-record FOLDER ADDRESS...: live streams of this library that are only recorded, without a
-// widget. Commands: start, stop, quit.
+// peer-record FOLDER ADDRESS...: live streams of this library that are only recorded, by a host
+// that has neither a window nor views, as the other recorders have none. Commands: start, stop,
+// quit.
 #include "window/commands.h"
 
-#include "core_live/livevideowidget.h"
+#include "core_live/ffrtsplivethread.h"
 #include "devicelink/hnetdevice.h"
 #include "devicelink/rtspcamerabackend.h"
 #include "logger/logger.h"
 #include "vantra.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 
 #include <memory>
 #include <vector>
@@ -19,49 +20,46 @@
 namespace {
 
 constexpr int kTimeoutMs = 3000;
+constexpr auto kManual = AbstractVideoThread::MANUAL_RECORD;
 
-/// A view of a channel that shows nothing, but is there to steer the recording.
-std::unique_ptr<LiveVideoWidget> record(const QSharedPointer<HNetDevice> &device, int channel,
-                                        const QString &folder)
+std::unique_ptr<FFRtspLiveThread> record(const QSharedPointer<HNetDevice> &device, int channel,
+                                         const QString &folder)
 {
-    auto widget = std::make_unique<LiveVideoWidget>(HTransportRtsp);
-    VideoPara video = widget->getVideoPara();
-    video.connectTimeout = video.readTimeout = kTimeoutMs;
-    widget->setVideoPara(video);
-    widget->init(device, channel, -1);
-    widget->start();
-    widget->recordStart(folder);
-    return widget;
+    auto thread = std::make_unique<FFRtspLiveThread>();
+    thread->bindDevice(device);
+    thread->setStreamChannel(channel, 0);
+    thread->setConnectTimeout(kTimeoutMs);
+    thread->setReadTimeout(kTimeoutMs);
+    thread->setSavePath(kManual, folder);
+    thread->recordStart(kManual);
+    thread->play();
+    return thread;
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
     cuteLoggerInstance()->setMinimumLevel(Logger::Fatal);
-    QApplication application(argc, argv);
+    QCoreApplication application(argc, argv);
     Vantra::init();
     QVector<RtspCamera> cameras;
     for (int i = 2; i < argc; ++i)
         cameras.append({QString::fromLocal8Bit(argv[i]), QString()});
     const auto device =
         QSharedPointer<HNetDevice>::create(std::make_unique<RtspCameraBackend>(cameras));
-    std::vector<std::unique_ptr<LiveVideoWidget>> widgets;
+    std::vector<std::unique_ptr<FFRtspLiveThread>> threads;
     const int result = runCommands([&](const QByteArray &command) {
         if (command == "start") {
             for (int i = 0; i < cameras.size(); ++i)
-                widgets.push_back(record(device, i, QString::fromLocal8Bit(argv[1])));
+                threads.push_back(record(device, i, QString::fromLocal8Bit(argv[1])));
         } else if (command == "stop") {
-            for (const auto &widget : widgets) {
-                widget->recordStop();
-                widget->stop(false);
-            }
-            widgets.clear();
+            for (const auto &thread : threads)
+                thread->stop(); // at once; the file ends with the thread
         }
         return command;
     });
-    widgets.clear();
+    threads.clear();
     Vantra::release();
     return result;
 }
