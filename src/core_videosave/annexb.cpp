@@ -77,8 +77,10 @@ AnnexBContent lookIntoAnnexB(AVCodecID codec, const quint8 *data, int size)
         vps = vps || unit == Unit::Vps;
         sps = sps || unit == Unit::Sps;
         pps = pps || unit == Unit::Pps;
-        if (unit == Unit::Slice)
+        if (unit == Unit::Slice) {
+            content.isBareSlice = !sps && !pps && !(isH265 && vps);
             break;
+        }
     }
     content.hasParameterSets = vps && sps && pps;
     return content;

@@ -14,6 +14,7 @@ struct AnnexBContent
     bool isVideo = false;          ///< has a start code, and nothing of the other codec
     bool hasParameterSets = false; ///< all that a decoder needs to begin
     bool isOfOtherCodec = false;   ///< H.265 where H.264 was meant, or the other way round
+    bool isBareSlice = false;      ///< video with a slice, and no parameter set before it
     int begin = 0; ///< of the first start code, 3 bytes or 4; what stands before belongs to no unit
 };
 

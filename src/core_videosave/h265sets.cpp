@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kVps = 32;
 constexpr int kSps = 33;
+constexpr int kCodeBytes = 3; ///< of a start code
 
 /// The next 00 00 01 from `at` on, or the end. Every picture is looked through, hence memchr().
 const quint8 *startCode(const quint8 *at, const quint8 *end)
@@ -30,19 +31,29 @@ const quint8 *startCode(const quint8 *at, const quint8 *end)
     return end;
 }
 
+/// Of the unit whose start code begins at `unit`; -1 if there is nothing before `end`.
+int typeOf(const quint8 *unit, const quint8 *end)
+{
+    return end - unit > kCodeBytes ? unit[kCodeBytes] >> 1 & 0x3f : -1;
+}
+
+bool isReadByMuxer(int type)
+{
+    return type == kVps || type == kSps;
+}
+
 /// All video and sequence parameter sets of a packet, with start codes. Their heads are made those
 /// of the base layer: others the decoder leaves aside, and the muxer reads.
 QByteArray setsOf(const quint8 *data, int size)
 {
-    constexpr int kCodeBytes = 3;
     constexpr int kHeadBytes = 2;
     QByteArray sets;
     const quint8 *const end = data + size;
     for (const quint8 *unit = startCode(data, end); unit != end;) {
         const quint8 *const next = startCode(unit + kCodeBytes, end);
         const auto bytes = static_cast<int>(next - unit);
-        const int type = bytes > kCodeBytes ? unit[kCodeBytes] >> 1 & 0x3f : -1;
-        if (type == kVps || type == kSps) {
+        const int type = typeOf(unit, next);
+        if (isReadByMuxer(type)) {
             const int before = sets.size();
             sets.append(reinterpret_cast<const char *>(unit), bytes);
             sets[before + kCodeBytes] = static_cast<char>(type << 1);
@@ -72,6 +83,17 @@ bool isReadByDecoder(const QByteArray &sets)
 }
 
 } // namespace
+
+bool H265Sets::areIn(const quint8 *data, int size)
+{
+    const quint8 *const end = data + size;
+    for (const quint8 *unit = startCode(data, end); unit != end;
+         unit = startCode(unit + kCodeBytes, end)) {
+        if (isReadByMuxer(typeOf(unit, end)))
+            return true;
+    }
+    return false;
+}
 
 bool H265Sets::areReadable(const quint8 *data, int size)
 {

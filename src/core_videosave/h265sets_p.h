@@ -14,6 +14,9 @@ public:
     /// Annex B). So it is without any parameter set.
     bool areReadable(const quint8 *data, int size);
 
+    /// Whether a packet has video or sequence parameter sets, which are all that the muxer reads.
+    static bool areIn(const quint8 *data, int size);
+
 private:
     QByteArray readable; ///< the sets that passed last; they come again with each key picture
 };

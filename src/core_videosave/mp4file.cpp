@@ -18,6 +18,7 @@ constexpr char kLogTag[] = "(svmp4ff)";
 /// Fragments begin at key pictures, and the header waits for the first one, which tells it what the
 /// streams hold.
 constexpr char kMovFlags[] = "frag_keyframe+delay_moov";
+constexpr char kHoldingFormat[] = "mp4"; ///< others do not know these flags, or have their own
 constexpr int kAudioFrameSize = 320;
 constexpr int kPcmBits = 16; ///< between decoder and encoder of the transcoder
 constexpr int kSamplesPerAacFrame = 1024;
@@ -95,6 +96,7 @@ int Mp4File::createMp4(const QByteArray &fileName, const HVideoEncPara &video,
         return fail();
     }
     headerWritten = true;
+    holdsFragments = qstrcmp(ctx->oformat->name, kHoldingFormat) == 0;
     return 0;
 }
 
@@ -263,6 +265,8 @@ void Mp4File::closeFile()
     audioIndex = -1;
     headerWritten = false;
     awaitsParameterSets = true;
+    holdsFragments = false;
+    lastPicture.reset();
     aacWritten = 0;
     firstPicture.reset();
     timeline = FileTimeline();
@@ -273,5 +277,6 @@ Mp4Stream Mp4File::streamAt(int index) const
 {
     if (!fmtCtx || index < 0 || static_cast<unsigned>(index) >= fmtCtx->nb_streams)
         return {};
-    return {index, fmtCtx->streams[index]->time_base};
+    const AVStream *stream = fmtCtx->streams[index];
+    return {index, stream->time_base, stream->codecpar->codec_id};
 }

@@ -5,6 +5,7 @@
 #include "core_ffmpeg/ffmpegptr.h"
 #include "core_videosave/h265sets_p.h"
 #include "core_videosave/mp4timestamps_p.h"
+#include "core_videosave/packetqueue_p.h"
 #include "devicelink/encpara.h"
 
 #include <QByteArray>
@@ -19,6 +20,7 @@ struct Mp4Stream
 {
     int index = -1; ///< -1: the file has none
     AVRational timebase = {0, 1};
+    AVCodecID codec = AV_CODEC_ID_NONE; ///< of the file
 };
 
 /// The file of one recording, from createMp4() to closeMp4(): muxer, sound transcoder, filter. Used
@@ -61,6 +63,10 @@ public:
     /// of a picture, perhaps the same again and again: its frames then follow each other. The
     /// packet is used up.
     void write(AVPacket *packet, bool followsPictures);
+
+    /// Which pictures change nothing that can be seen from outside, after what has been written;
+    /// nothing if each may. Holds until the next packet that is none of them.
+    std::optional<PlainPictures> plainPictures() const;
 
 private:
     struct EncoderDeleter
@@ -112,7 +118,9 @@ private:
     bool lost = false;   ///< the same, or it has gone
     QString place;       ///< where the file is to be found; empty if not in a folder
     H265Sets h265Sets;
-    bool awaitsParameterSets = true; ///< of the video
+    bool awaitsParameterSets = true;   ///< of the video
+    bool holdsFragments = false;       ///< nothing goes to the system before a key picture
+    std::optional<qint64> lastPicture; ///< stamp it came with; nothing if it was refused
     HAudioEncPara soundPara;
     int aacWritten = 0;                 ///< frames of sound
     qint64 soundPts = 0;                ///< of the last frame of sound
@@ -122,6 +130,8 @@ private:
     Held held;
 };
 
+/// Whether a packet is, by itself, one of PlainPictures.
+bool isPlainPicture(AVCodecID codec, const AVPacket *packet);
 /// Whether an FFmpeg result says that the disk, or the share of it, is full.
 bool meansNoRoom(int result);
 /// AVCodecID of a HAVCodecID, 0 for one that cannot be recorded.

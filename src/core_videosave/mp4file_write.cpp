@@ -33,6 +33,8 @@ constexpr int kMaxHeldSound = 16;
 
 /// How long the header waits for the sound that was announced, in microseconds of the recording.
 constexpr qint64 kSoundAwaited = 2000000;
+/// Seconds. A longer step of pictures is perhaps not plain.
+constexpr qint64 kLongestPlainStep = 10;
 constexpr int kSilentBytes = 160;
 constexpr int kSilentBlocks = 200; ///< far more than the transcoder needs to begin
 /// The first frame of AAC holds no sound yet, and there are players that refuse a file which has no
@@ -93,10 +95,32 @@ void Mp4File::writeVideo(AVPacket *packet)
         packet->size -= content.begin;
     }
     const int result = isWelcome ? writeToMuxer(packet) : AVERROR_INVALIDDATA;
-    if (result < 0)
+    lastPicture.reset();
+    if (result < 0) {
         tellWriteError("video", pts, fmtCtx.get(), result);
-    else
-        awaitsParameterSets = false;
+        return;
+    }
+    awaitsParameterSets = false;
+    lastPicture = pts;
+}
+
+bool isPlainPicture(AVCodecID codec, const AVPacket *packet)
+{
+    return packet->flags == 0 && lookIntoAnnexB(codec, packet->data, packet->size).isBareSlice &&
+           (codec != AV_CODEC_ID_HEVC || !H265Sets::areIn(packet->data, packet->size));
+}
+
+std::optional<PlainPictures> Mp4File::plainPictures() const
+{
+    constexpr auto kMore = static_cast<int>(PacketQueue::kMostGathered);
+    if (!holdsFragments || !lastPicture || isLost() || held.packets + kMore >= kMaxHeldPackets ||
+        held.bytes + PacketQueue::kMostGatheredBytes >= kMaxHeldBytes)
+        return std::nullopt;
+    const AVRational timebase = fmtCtx->streams[videoIndex]->time_base;
+    if (!timeline.isAmid(*lastPicture, timebase))
+        return std::nullopt;
+    const qint64 step = rescaleTime(kLongestPlainStep, {1, 1}, timebase);
+    return PlainPictures{*lastPicture, static_cast<quint64>(step)};
 }
 
 void Mp4File::writeAudio(const AVPacket *packet, bool followsPictures)

@@ -8,6 +8,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace {
 
@@ -111,6 +112,13 @@ void FileTimeline::written(qint64 stamp, AVRational timebase)
     const qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
     newest = begun ? std::max(newest, time) : time;
     begun = true;
+}
+
+bool FileTimeline::isAmid(qint64 stamp, AVRational timebase) const
+{
+    const qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
+    return begun && time > -kEnd / 2 && time < kEnd / 2 &&
+           std::abs(difference(time, newest)) < kReach / 2;
 }
 
 qint64 rescaleTime(qint64 time, AVRational from, AVRational to)

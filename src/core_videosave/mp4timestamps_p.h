@@ -79,6 +79,8 @@ public:
     std::optional<qint64> fit(qint64 stamp, AVRational timebase);
     /// The file has taken a packet with this stamp.
     void written(qint64 stamp, AVRational timebase);
+    /// Whether this stamp and those of the next hour are well within reach, and no end of time.
+    bool isAmid(qint64 stamp, AVRational timebase) const;
 
 private:
     bool begun = false;

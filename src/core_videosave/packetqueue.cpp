@@ -81,6 +81,7 @@ bool PacketQueue::enqueue(AVPacketPtr &packet)
     {
         const QMutexLocker locker(&queueMutex);
         if (queue.size() < kLimit) {
+            resting.reset();
             queue.push_back(std::move(packet));
             return true;
         }
@@ -92,12 +93,52 @@ bool PacketQueue::enqueue(AVPacketPtr &packet)
 void PacketQueue::clearQueue()
 {
     std::deque<AVPacketPtr> dropped; // freed without the lock
+    std::vector<AVPacketPtr> droppedToo;
     const QMutexLocker locker(&queueMutex);
     queue.swap(dropped);
+    gathered.swap(droppedToo);
+    resting.reset();
 }
 
-void PacketQueue::writePacket(AVPacketPtr packet)
+void PacketQueue::beginRest(const std::optional<PlainPictures> &plain)
 {
+    const QMutexLocker locker(&queueMutex);
+    resting = queue.empty() ? plain : std::nullopt;
+    gathered.reserve(kMostGathered);
+    gatheredBytes = 0;
+}
+
+PacketQueue::Gathered PacketQueue::endRest()
+{
+    Gathered result;
+    const QMutexLocker locker(&queueMutex);
+    resting.reset();
+    result.packets.swap(gathered);
+    if (!result.packets.empty())
+        result.quietMs = sinceGathered.elapsed();
+    return result;
+}
+
+bool PacketQueue::gather(AVPacketPtr &packet)
+{
+    const QMutexLocker locker(&queueMutex);
+    if (!resting || packet->pts <= resting->newest)
+        return false;
+    const quint64 step = static_cast<quint64>(packet->pts) - static_cast<quint64>(resting->newest);
+    if (step > resting->longestStep || gathered.size() >= kMostGathered ||
+        gatheredBytes + packet->size > kMostGatheredBytes)
+        return false;
+    resting->newest = packet->pts;
+    gatheredBytes += packet->size;
+    gathered.push_back(std::move(packet));
+    sinceGathered.start();
+    return true;
+}
+
+void PacketQueue::writePacket(AVPacketPtr packet, bool isPlain)
+{
+    if (isPlain && gather(packet))
+        return;
     if (isQueueFull()) {
         VANTRA_LOG(Logger::Warning) << "queue is full";
         return;

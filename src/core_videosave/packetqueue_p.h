@@ -4,10 +4,13 @@
 
 #include "core_ffmpeg/ffmpegptr.h"
 
+#include <QElapsedTimer>
 #include <QMutex>
 #include <QWaitCondition>
 
 #include <deque>
+#include <optional>
+#include <vector>
 
 /// A counting semaphore that exists from create() to destroy(), which any thread may call at any
 /// time; a wait under way then fails.
@@ -38,13 +41,36 @@ private:
     int count = 0;
 };
 
+/// Pictures that can wait, since the file has nothing to show for them until the next key picture:
+/// the muxer would only keep them, and no line of the log can come of them. Which ones those are
+/// depends on what has been written last.
+struct PlainPictures
+{
+    qint64 newest = 0;       ///< stamp of the last one; the next is later
+    quint64 longestStep = 0; ///< from one to the next
+};
+
 /// The packets between the producer, who never waits, and the writer. Any thread may call anything.
+///
+/// To wake a thread costs more than to write a picture of a sub stream. So while the writer has
+/// nothing to do it rests: plain pictures count as taken, and gather without waking it, until any
+/// other packet comes, or many have gathered, or its wait ends.
 class PacketQueue
 {
     Q_DISABLE_COPY(PacketQueue)
 
 public:
     static constexpr std::size_t kLimit = 100; ///< packets; so many are full
+
+    /// What gathers in one rest, at most.
+    static constexpr std::size_t kMostGathered = 16;
+    static constexpr qint64 kMostGatheredBytes = 1024 * 1024;
+
+    struct Gathered
+    {
+        std::vector<AVPacketPtr> packets; ///< in their order; before all that is in the queue
+        qint64 quietMs = 0;               ///< since the last of them
+    };
 
     PacketQueue() = default;
 
@@ -56,12 +82,23 @@ public:
     bool enqueue(AVPacketPtr &packet);
     void clearQueue();
 
-    /// Puts a packet in and wakes the writer. When full it is dropped, with a warning.
-    void writePacket(AVPacketPtr packet);
+    /// Puts a packet in and wakes the writer, unless that rests and the packet `isPlain`: a picture
+    /// as others, by what is in it. When full it is dropped, with a warning.
+    void writePacket(AVPacketPtr packet, bool isPlain = false);
+
+    /// For the writer, around its wait. No rest begins if nothing is plain, or something waits.
+    void beginRest(const std::optional<PlainPictures> &plain);
+    Gathered endRest();
 
     CountingSemaphore semaphore; ///< counts the packets
 
 private:
+    bool gather(AVPacketPtr &packet);
+
     QMutex queueMutex;
     std::deque<AVPacketPtr> queue;
+    std::optional<PlainPictures> resting; ///< until another packet comes
+    std::vector<AVPacketPtr> gathered;
+    qint64 gatheredBytes = 0;
+    QElapsedTimer sinceGathered; ///< the last one
 };

@@ -32,7 +32,8 @@ struct SaveMp4FFmpeg::Recording
     {
         Mp4Stream video;
         Mp4Stream audio;
-        QString fileName;
+
+        const Mp4Stream &of(bool isVideo) const { return isVideo ? video : audio; }
     };
 
     std::atomic<int> readTimeout{kDefaultReadTimeout};
@@ -49,6 +50,10 @@ struct SaveMp4FFmpeg::Recording
     bool join = false;
     Mp4Timestamps timestamps;
     Streams streams;
+    QString streamsFile; ///< name of the file that they are in
+
+    CountingSemaphore::Result awaitPacket();
+    void write(AVPacket *packet);
 };
 
 SaveMp4FFmpeg::SaveMp4FFmpeg(QObject *parent)
@@ -128,7 +133,8 @@ bool SaveMp4FFmpeg::init()
     if (m->acodecPar.isValid() && !m->file.createEncoder(m->acodecPar))
         return false;
     const QMutexLocker locker(&m->producerMutex);
-    m->streams = {m->file.videoStream(), m->file.audioStream(), fileName};
+    m->streams = {m->file.videoStream(), m->file.audioStream()};
+    m->streamsFile = fileName;
     return true;
 }
 
@@ -136,23 +142,27 @@ void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
 {
     if (!pkt)
         return;
+    const bool hasItsBytes = pkt->size == 0 || (pkt->size > 0 && pkt->data);
+    AVPacketPtr clone(hasItsBytes ? av_packet_clone(pkt) : nullptr);
     Recording::Streams streams;
+    qint64 pts = 0;
     {
         const QMutexLocker locker(&m->producerMutex);
         // Recorded or not, a picture tells the sound its time.
         if (video)
             m->timestamps.newestPicture(pkt->pts);
         streams = m->streams;
+        const Mp4Stream &stream = streams.of(video);
+        if (clone && stream.index >= 0)
+            pts = rescaleTime(m->timestamps.packetTime(), m->vTimebase, stream.timebase);
     }
-    const Mp4Stream stream = video ? streams.video : streams.audio;
+    const Mp4Stream &stream = streams.of(video);
     if (stream.index < 0) {
         VANTRA_LOG(Logger::Warning)
             << QStringLiteral("find av stream [%1:%2] err")
                    .arg(QString::number(streams.video.index), QString::number(streams.audio.index));
         return;
     }
-    const bool hasItsBytes = pkt->size == 0 || (pkt->size > 0 && pkt->data);
-    AVPacketPtr clone(hasItsBytes ? av_packet_clone(pkt) : nullptr);
     if (!clone) {
         VANTRA_LOG(Logger::Warning) << "clone pkt err";
         return;
@@ -160,14 +170,12 @@ void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
     if (!video)
         m->soundFollowsPictures = true;
     clone->stream_index = stream.index;
-    {
-        const QMutexLocker locker(&m->producerMutex);
-        clone->pts = rescaleTime(m->timestamps.packetTime(), m->vTimebase, stream.timebase);
-    }
+    clone->pts = pts;
     clone->dts = clone->pts; // no reordering: pictures are shown as they are decoded
     clone->duration = 0;
     clone->pos = -1;
-    m->queue.writePacket(std::move(clone));
+    const bool isPlain = video && isPlainPicture(stream.codec, clone.get());
+    m->queue.writePacket(std::move(clone), isPlain);
 }
 
 void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
@@ -210,7 +218,7 @@ void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
         time = m->timestamps.frameTime(video, frame->pts, m->join);
         packet->pts = rescaleTime(time.time, m->vTimebase, stream.timebase);
         if (time.tell)
-            name = m->streams.fileName;
+            name = m->streamsFile;
     }
     if (time.tell) {
         VANTRA_LOG(Logger::Warning)
@@ -220,12 +228,13 @@ void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
     packet->dts = packet->pts;
     packet->duration = 0;
     packet->pos = -1;
-    m->queue.writePacket(std::move(packet));
+    const bool isPlain = video && isPlainPicture(stream.codec, packet.get());
+    m->queue.writePacket(std::move(packet), isPlain);
 }
 
 void SaveMp4FFmpeg::save()
 {
-    const CountingSemaphore::Result result = m->queue.semaphore.wait(m->readTimeout);
+    const CountingSemaphore::Result result = m->awaitPacket();
     if (result == CountingSemaphore::TimedOut)
         VANTRA_LOG(Logger::Info) << "wait data timeout";
     else if (result != CountingSemaphore::Signalled)
@@ -237,9 +246,31 @@ void SaveMp4FFmpeg::save()
         VANTRA_LOG(Logger::Warning) << "deque null";
         return;
     }
-    m->file.write(packet.get(), m->soundFollowsPictures);
-    m->diskFull = m->file.isDiskFull();
-    m->fileLost = m->file.isLost();
+    m->write(packet.get());
+}
+
+void SaveMp4FFmpeg::Recording::write(AVPacket *packet)
+{
+    file.write(packet, soundFollowsPictures);
+    diskFull = file.isDiskFull();
+    fileLost = file.isLost();
+}
+
+/// The wait for the next packet. What gathers meanwhile is written at its end, and after each
+/// `readTimeout`; that counts from the last of them, as if each had ended a wait.
+CountingSemaphore::Result SaveMp4FFmpeg::Recording::awaitPacket()
+{
+    const qint64 limit = readTimeout;
+    for (qint64 left = limit;;) {
+        queue.beginRest(file.plainPictures());
+        const CountingSemaphore::Result result = queue.semaphore.wait(static_cast<int>(left));
+        const PacketQueue::Gathered gathered = queue.endRest();
+        for (const AVPacketPtr &packet : gathered.packets)
+            write(packet.get());
+        left = limit - gathered.quietMs;
+        if (result != CountingSemaphore::TimedOut || gathered.packets.empty() || left <= 0)
+            return result;
+    }
 }
 
 void SaveMp4FFmpeg::close()

@@ -38,6 +38,8 @@ private slots:
     void everyCut_isBorne();
     void begin_isTheFirstStartCode_data();
     void begin_isTheFirstStartCode();
+    void bareSlice_hasNothingBeforeIt_thatTheMuxerReads_data();
+    void bareSlice_hasNothingBeforeIt_thatTheMuxerReads();
 };
 
 void TestAnnexB::content_data()
@@ -142,6 +144,33 @@ void TestAnnexB::begin_isTheFirstStartCode()
     if (!before.endsWith('\0')) // which would be the first byte of a long one
         QCOMPARE(look(2, before + shortCode).begin, begin);
     QCOMPARE(look(2, before).begin, 0); // there is none
+}
+
+void TestAnnexB::bareSlice_hasNothingBeforeIt_thatTheMuxerReads_data()
+{
+    QTest::addColumn<int>("codec");
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<bool>("bare");
+    QTest::newRow("nothing") << 1 << QByteArray() << false;
+    QTest::newRow("text") << 1 << QByteArray("no video") << false;
+    QTest::newRow("H.264 slice") << 1 << units({"419a"}) << true;
+    QTest::newRow("H.264 slice, delimiter, SEI") << 1 << units({"09f0", "0605", "419a"}) << true;
+    QTest::newRow("H.264 without a slice") << 1 << units({"09f0", "0605"}) << false;
+    QTest::newRow("H.264 behind an SPS") << 1 << units({"6742", "419a"}) << false;
+    QTest::newRow("H.264 behind a PPS") << 1 << units({"68ce", "419a"}) << false;
+    QTest::newRow("H.265 in H.264") << 1 << units({"4001", "419a"}) << false;
+    QTest::newRow("H.265 slice") << 2 << units({"0201"}) << true;
+    QTest::newRow("H.265 behind a VPS") << 2 << units({"4001", "0201"}) << false;
+    QTest::newRow("H.265 behind an SPS") << 2 << units({"4201", "0201"}) << false;
+    QTest::newRow("H.265 behind a PPS") << 2 << units({"4401", "0201"}) << false;
+    QTest::newRow("H.264 in H.265") << 2 << units({"6588"}) << false;
+}
+
+void TestAnnexB::bareSlice_hasNothingBeforeIt_thatTheMuxerReads()
+{
+    QFETCH(int, codec);
+    QFETCH(QByteArray, data);
+    QTEST(look(codec, data).isBareSlice, "bare");
 }
 
 QTEST_GUILESS_MAIN(TestAnnexB)

@@ -19,6 +19,7 @@ private slots:
     void sequence_needsTheVideoBefore();
     void rubbish_passes_whereItHasNoSets_data();
     void rubbish_passes_whereItHasNoSets();
+    void areIn_findsThemAnywhere();
 };
 
 namespace {
@@ -105,6 +106,22 @@ void TestH265Sets::rubbish_passes_whereItHasNoSets()
     QFETCH(QByteArray, data);
     H265Sets sets;
     QVERIFY(passes(sets, data));
+}
+
+void TestH265Sets::areIn_findsThemAnywhere()
+{
+    const auto areIn = [](const QByteArray &data) {
+        return H265Sets::areIn(reinterpret_cast<const quint8 *>(data.constData()), data.size());
+    };
+    for (const AccessUnit &unit : clip(HCodecH265))
+        QCOMPARE(areIn(unit.data), unit.key);
+    const QByteArray picture = clip(HCodecH265).at(1).data;
+    const QByteArray code = QByteArray::fromHex("000001");
+    for (const char *set : {"4001", "4201", "40", "4221"})
+        QVERIFY(areIn(picture + code + QByteArray::fromHex(set)));
+    for (const char *other : {"4401", "0201", "4e01", ""})
+        QVERIFY(!areIn(picture + code + QByteArray::fromHex(other)));
+    QVERIFY(!areIn(QByteArray()));
 }
 
 QTEST_GUILESS_MAIN(TestH265Sets)

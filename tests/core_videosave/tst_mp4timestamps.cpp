@@ -50,6 +50,7 @@ private slots:
     void fileTimeline_refusesWhatIsNoStamp();
     void fileTimeline_bearsAnyStamp();
     void fileTimeline_keepsStreamsTogether();
+    void fileTimeline_tellsWhatIsWellWithinReach();
     void rescaling_data();
     void rescaling();
 };
@@ -329,6 +330,22 @@ void TestMp4Timestamps::fileTimeline_keepsStreamsTogether()
     QCOMPARE(picture.value_or(-1), qint64(90));
     timeline.written(*picture, {1, 90000});
     QCOMPARE(timeline.fit((kNow + 1) * 8000, {1, 8000}).value_or(-1), qint64(8008));
+}
+
+void TestMp4Timestamps::fileTimeline_tellsWhatIsWellWithinReach()
+{
+    constexpr AVRational kMillis = {1, 1000};
+    constexpr qint64 kHours = 3600 * 1000;
+    FileTimeline timeline;
+    QVERIFY(!timeline.isAmid(0, kMillis)); // nothing is written yet
+    timeline.written(0, kMillis);
+    for (const qint64 stamp : {qint64(0), -2 * kHours, 2 * kHours})
+        QVERIFY(timeline.isAmid(stamp, kMillis));
+    for (const qint64 stamp : {-3 * kHours, 3 * kHours, 7 * kHours, kMin, kMax, kNone})
+        QVERIFY(!timeline.isAmid(stamp, kMillis));
+    constexpr qint64 kLate = (qint64(1) << 60) / 1000 - 1; // milliseconds
+    timeline.written(kLate, kMillis);
+    QVERIFY(!timeline.isAmid(kLate, kMillis)); // what follows is no stamp any more
 }
 
 void TestMp4Timestamps::rescaling_data()

@@ -8,6 +8,8 @@
 #include <QtTest>
 
 #include <atomic>
+#include <limits>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -51,6 +53,13 @@ private slots:
     void queue_keepsNoPacketItRefuses();
     void queue_clear_empties();
     void queue_bearsManyProducers();
+    void rest_takesPlainPictures_withoutWaking();
+    void rest_isEndedByAnyOtherPacket_data();
+    void rest_isEndedByAnyOtherPacket();
+    void rest_isEndedByManyPictures();
+    void rest_isEndedByManyBytes();
+    void rest_needsAWriterWithNothingToDo();
+    void rest_bearsManyProducers();
 
 private:
     std::unique_ptr<LogCapture> m_log;
@@ -210,6 +219,142 @@ void TestPacketQueue::queue_bearsManyProducers()
     // Each packet was either taken or dropped with one warning, or two where it lost the race.
     const int dropped = m_log->count(Logger::Warning, kFull);
     QCOMPARE(taken + dropped, kProducers * kEach);
+}
+
+void TestPacketQueue::rest_takesPlainPictures_withoutWaking()
+{
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    queue.beginRest(PlainPictures{0, 10});
+    for (const qint64 pts : {1, 2, 12})
+        queue.writePacket(numbered(pts), true);
+    QVERIFY(queue.isQueueEmpty()); // as if they had been taken
+    QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::TimedOut);
+    const PacketQueue::Gathered gathered = queue.endRest();
+    QCOMPARE(gathered.packets.size(), std::size_t(3));
+    QCOMPARE(gathered.packets.at(0)->pts, qint64(1));
+    QCOMPARE(gathered.packets.at(2)->pts, qint64(12));
+    QVERIFY(gathered.quietMs >= 0);
+    QVERIFY(queue.endRest().packets.empty());
+    queue.writePacket(numbered(13), true);
+    QVERIFY(!queue.isQueueEmpty()); // nobody rests
+    QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
+}
+
+void TestPacketQueue::rest_isEndedByAnyOtherPacket_data()
+{
+    QTest::addColumn<qint64>("pts");
+    QTest::addColumn<bool>("plain");
+    QTest::newRow("another kind") << qint64(2) << false;
+    QTest::newRow("the same stamp") << qint64(1) << true;
+    QTest::newRow("backward") << qint64(0) << true;
+    QTest::newRow("too far") << qint64(12) << true;
+    QTest::newRow("no stamp") << std::numeric_limits<qint64>::min() << true;
+    QTest::newRow("end of time") << std::numeric_limits<qint64>::max() << true;
+}
+
+void TestPacketQueue::rest_isEndedByAnyOtherPacket()
+{
+    QFETCH(qint64, pts);
+    QFETCH(bool, plain);
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    queue.beginRest(PlainPictures{-5, 10});
+    queue.writePacket(numbered(1), true);
+    queue.writePacket(numbered(pts), plain);
+    queue.writePacket(numbered(3), true); // behind the other, whatever it is
+    QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
+    QCOMPARE(queue.endRest().packets.size(), std::size_t(1));
+    QCOMPARE(queue.dequeue()->pts, pts);
+    QCOMPARE(queue.dequeue()->pts, qint64(3));
+}
+
+void TestPacketQueue::rest_isEndedByManyPictures()
+{
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    queue.beginRest(PlainPictures{-1, 10});
+    qint64 pts = 0;
+    for (; queue.isQueueEmpty(); ++pts)
+        queue.writePacket(numbered(pts), true);
+    QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
+    QCOMPARE(queue.endRest().packets.size(), PacketQueue::kMostGathered);
+    QCOMPARE(queue.dequeue()->pts, pts - 1);
+}
+
+void TestPacketQueue::rest_isEndedByManyBytes()
+{
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    queue.beginRest(PlainPictures{-1, 10});
+    for (int i = 0; i < 3; ++i) {
+        AVPacketPtr packet = numbered(i);
+        QCOMPARE(av_new_packet(packet.get(), int(PacketQueue::kMostGatheredBytes / 2)), 0);
+        packet->pts = i;
+        queue.writePacket(std::move(packet), true);
+    }
+    QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
+    QCOMPARE(queue.endRest().packets.size(), std::size_t(2));
+    QCOMPARE(queue.dequeue()->pts, qint64(2));
+}
+
+void TestPacketQueue::rest_needsAWriterWithNothingToDo()
+{
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    queue.beginRest(std::nullopt);
+    queue.writePacket(numbered(1), true);
+    QVERIFY(!queue.isQueueEmpty());
+    queue.beginRest(PlainPictures{1, 10});
+    queue.writePacket(numbered(2), true);
+    QVERIFY(queue.endRest().packets.empty());
+    QCOMPARE(queue.dequeue()->pts, qint64(1));
+    QCOMPARE(queue.dequeue()->pts, qint64(2));
+    queue.beginRest(PlainPictures{2, 10});
+    queue.writePacket(numbered(3), true);
+    queue.clearQueue();
+    QVERIFY(queue.endRest().packets.empty());
+}
+
+void TestPacketQueue::rest_bearsManyProducers()
+{
+    constexpr int kProducers = 4;
+    constexpr int kEach = 500;
+    m_log->expect(Logger::Warning, kFull);
+    m_log->expect(Logger::Warning, kLost);
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    std::vector<std::thread> producers;
+    std::atomic<int> running{kProducers};
+    std::atomic<qint64> next{0};
+    for (int p = 0; p < kProducers; ++p) {
+        producers.emplace_back([&] {
+            for (int i = 0; i < kEach; ++i)
+                queue.writePacket(numbered(next++), i % 7 != 0);
+            --running;
+        });
+    }
+    qint64 newest = -1;
+    int taken = 0;
+    bool inOrder = true;
+    const auto take = [&](const AVPacketPtr &packet, bool isPlain) {
+        inOrder = inOrder && (!isPlain || packet->pts > newest);
+        newest = packet->pts;
+        ++taken;
+    };
+    for (bool last = false; !last;) {
+        last = running == 0;
+        queue.beginRest(PlainPictures{newest, 100});
+        queue.semaphore.wait(1);
+        for (const AVPacketPtr &packet : queue.endRest().packets)
+            take(packet, true);
+        while (const AVPacketPtr packet = queue.dequeue())
+            take(packet, false);
+    }
+    for (std::thread &producer : producers)
+        producer.join();
+    QVERIFY(inOrder);
+    QCOMPARE(taken + m_log->count(Logger::Warning, kFull), kProducers * kEach);
 }
 
 QTEST_GUILESS_MAIN(TestPacketQueue)
