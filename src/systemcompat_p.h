@@ -5,7 +5,9 @@
 #include <QtGlobal>
 
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
+#include <ctime>
 
 #ifdef Q_OS_LINUX
 #include <sys/mman.h>
@@ -42,5 +44,18 @@ inline void preferLargePages([[maybe_unused]] void *begin, [[maybe_unused]] std:
 {
 #ifdef MADV_HUGEPAGE
     ::madvise(begin, bytes - bytes % kLargePageBytes, MADV_HUGEPAGE); // else: as it was
+#endif
+}
+
+/// Milliseconds of a steady clock that costs little to read; it may stand still for some of them.
+inline qint64 coarseTimeMs()
+{
+#ifdef CLOCK_MONOTONIC_COARSE
+    timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return static_cast<qint64>(time.tv_sec) * 1000 + time.tv_nsec / 1000000;
+#else
+    const auto time = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time).count();
 #endif
 }

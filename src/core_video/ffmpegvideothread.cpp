@@ -6,6 +6,7 @@
 #include "core_video/ffmpegvideothread_p.h"
 #include "log.h"
 #include "processend_p.h"
+#include "systemcompat_p.h"
 
 extern "C" {
 #include <libavutil/time.h>
@@ -47,9 +48,17 @@ int FFmpegVideoThread::getLatestRecordCodec(HVideoEncPara &, HAudioEncPara &)
 int avinterruptCallBackFun(void *context)
 {
     auto *thread = static_cast<FFmpegVideoThread *>(context);
+    // FFmpeg asks some twenty times for each picture. Within a read, once in each moment of a clock
+    // that costs little will do.
+    const bool isInRead = thread->isReadUnderWay && !thread->stopped && !thread->isOpening;
+    const qint64 now = isInRead ? coarseTimeMs() : 0;
+    if (isInRead && thread->notDueAt == now)
+        return 0;
+    thread->notDueAt = now;
     if (!thread->interruptIsDue())
         return 0;
     thread->isCutShort = true;
+    thread->notDueAt = 0;
     return 1;
 }
 
@@ -139,7 +148,10 @@ FFmpegVideoThread::Read FFmpegVideoThread::readPacket()
 {
     isReading = true;
     isCutShort = false;
+    notDueAt = 0;
+    isReadUnderWay = true;
     const int result = av_read_frame(session->formatCtx.get(), session->packet.get());
+    isReadUnderWay = false;
     isReading = false;
 
     HVideoEncPara video;

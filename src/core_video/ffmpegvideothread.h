@@ -97,6 +97,8 @@ private:
     QImage toRgb(const AVFrame *frame, int width, int height);
     void saveSnap(const QImage &image);
 
+    bool isReadUnderWay = false; ///< this side of isReading, which subclasses may set
+    qint64 notDueAt = 0;         ///< coarseTimeMs() at which that was found not to be due; 0: never
     std::unique_ptr<Session> session; ///< what one open has built; empty while closed
     /// The last session met pictures of another shape than its open had found. Then the next open
     /// looks at several, in case the source describes itself wrongly.

@@ -31,13 +31,12 @@ void FFmpegVideoThread::saveMP4(AVPacket *packet, bool isKeyVideo)
     }
     const bool isVideo = packet->stream_index == videoIndex;
     for (const RecordType type : {MANUAL_RECORD, AUTO_RECORD}) {
-        if (saver.at(type)->isRunning()) {
-            // Without sound a recording is ended at a picture only: that is intended.
-            if (!isVideo && !saveAudio.at(type))
-                continue;
-            saver.at(type)->writeData(isFirst[type] && completed ? completed.get() : packet,
-                                      isVideo);
-        }
+        if (!saver.at(type)->isRunning())
+            continue;
+        // Without sound a recording is ended at a picture only: that is intended.
+        if (!isVideo && !saveAudio.at(type))
+            continue;
+        saver.at(type)->writeData(isFirst[type] && completed ? completed.get() : packet, isVideo);
         if (!isRecording(type))
             closeMP4(type);
     }
