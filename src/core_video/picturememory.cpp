@@ -10,19 +10,27 @@ extern "C" {
 
 #include <cstring>
 
+namespace {
+
+std::shared_ptr<std::uint8_t> owned(void *memory)
+{
+    return {static_cast<std::uint8_t *>(memory), [](std::uint8_t *begin) { av_free(begin); }};
+}
+
+} // namespace
+
 std::shared_ptr<std::uint8_t> newPictureMemory(std::size_t bytes)
 {
-    // The room before the first large page is never touched, and so takes no memory.
-    const std::size_t room = bytes < kLargePageBytes ? 0 : kLargePageBytes;
-    const std::shared_ptr<std::uint8_t> memory(static_cast<std::uint8_t *>(av_malloc(bytes + room)),
-                                               [](std::uint8_t *begin) { av_free(begin); });
+    if (bytes < kLargePageBytes)
+        return owned(av_mallocz(bytes));
+    // What lies before the first large page is never touched, and so takes no memory.
+    const std::shared_ptr<std::uint8_t> memory = owned(av_malloc(bytes + kLargePageBytes));
     if (!memory)
         return nullptr;
-    std::uint8_t *begin = memory.get();
-    if (room != 0) {
-        begin += room - reinterpret_cast<std::uintptr_t>(begin) % kLargePageBytes;
-        preferLargePages(begin, bytes);
-    }
-    std::memset(begin, 0, bytes);
+    const std::size_t before =
+        kLargePageBytes - reinterpret_cast<std::uintptr_t>(memory.get()) % kLargePageBytes;
+    std::uint8_t *const begin = memory.get() + before;
+    preferLargePages(begin, bytes);
+    std::memset(begin, 0, bytes); // only now, which is when the pages are chosen
     return {memory, begin};
 }
