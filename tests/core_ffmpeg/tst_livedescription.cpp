@@ -222,6 +222,7 @@ private slots:
     void h264_asAnEncoderWritesIt();
     void h264_ofSeveralSets_allMustTell();
     void h264_cutShort_tellsNothing();
+    void h264_cutBehindItsRate_tellsNothing();
     void h264_ofNoise_isBorne();
     void h265_tellsWithItsTiming();
     void nothing_tellsNothing();
@@ -326,6 +327,23 @@ void TestLiveDescription::h264_cutShort_tellsNothing()
     while (!stream.empty()) {
         QVERIFY2(!tells(stream), qPrintable(QString::number(stream.size())));
         stream.pop_back();
+    }
+}
+
+/// The rate alone would do for pictures that come as decoded, if it were whole.
+void TestLiveDescription::h264_cutBehindItsRate_tellsNothing()
+{
+    Sequence sequence;
+    sequence.orderType = 2;
+    sequence.cropped = true; // so that the rate ends with a byte, and its last bit is in the next
+    constexpr std::size_t kBytesWithRate = 18;
+    for (const std::size_t more : {1, 0}) {
+        Bytes unit = unitOf(sequence);
+        QVERIFY(unit.size() > kBytesWithRate + more);
+        unit.resize(kBytesWithRate + more);
+        Bytes stream;
+        vantrasim::appendUnit(unit, &stream);
+        QCOMPARE(tells(stream), more == 1);
     }
 }
 
