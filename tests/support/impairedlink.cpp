@@ -19,6 +19,7 @@
 #include <fcntl.h>
 #include <linux/if_tun.h>
 #include <net/if.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sched.h>
 #include <sys/eventfd.h>
@@ -170,6 +171,13 @@ struct ImpairedLink::Worker
         }
     }
 
+    /// By the header of IPv4 (RFC 791).
+    static bool isUdp(const QByteArray &packet)
+    {
+        constexpr int kProtocolAt = 9;
+        return packet.size() > kProtocolAt && packet.at(kProtocolAt) == IPPROTO_UDP;
+    }
+
     /// A packet that `from` has sent.
     void take(Side from, const char *packet, int size)
     {
@@ -196,6 +204,7 @@ struct ImpairedLink::Worker
                 const Side to = from == Host ? Camera : Host;
                 const bool ok = ::write(tun[to], packet.constData(), size_t(packet.size())) > 0;
                 ++(ok ? carried : lost);
+                carriedUdp += ok && isUdp(packet);
             }
             if (!packets.empty()) {
                 const qint64 left = packets.begin()->first - now;
@@ -210,6 +219,7 @@ struct ImpairedLink::Worker
     int event = -1;
     std::atomic<bool> stop{false};
     std::atomic<qint64> carried{0};
+    std::atomic<qint64> carriedUdp{0};
     std::atomic<qint64> lost{0};
 
     std::mutex mutex; // guards what follows
@@ -279,6 +289,11 @@ bool ImpairedLink::setHostUp(bool up)
 qint64 ImpairedLink::carried() const
 {
     return m_worker->carried;
+}
+
+qint64 ImpairedLink::carriedUdp() const
+{
+    return m_worker->carriedUdp;
 }
 
 qint64 ImpairedLink::lost() const

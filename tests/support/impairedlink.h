@@ -48,8 +48,9 @@ public:
     /// The host's own network card is plugged in or out.
     bool setHostUp(bool up);
 
-    qint64 carried() const; ///< packets that have come out, of both directions
-    qint64 lost() const;    ///< packets that have not
+    qint64 carried() const;    ///< packets that have come out, of both directions
+    qint64 carriedUdp() const; ///< those of UDP among them
+    qint64 lost() const;       ///< packets that have not
 
 private:
     struct Worker;

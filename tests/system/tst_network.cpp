@@ -198,8 +198,10 @@ void TestNetwork::badLink_isWatchedAndRecorded()
 
     const auto device = cameraAt(server.url("cam"));
     CameraView view;
+    const qint64 udpBefore = theLink->carriedUdp();
     QVERIFY(view.watch(device));
     QVERIFY(view.showsMore(3, kHealMs));
+    QCOMPARE(theLink->carriedUdp() > udpBefore, !isTcp());
     view.recordStart(folder->path());
     view.forget();
     const qint64 lostBefore = theLink->lost();
