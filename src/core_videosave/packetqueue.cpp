@@ -104,7 +104,8 @@ void PacketQueue::beginRest(const std::optional<PlainPictures> &plain)
 {
     const QMutexLocker locker(&queueMutex);
     resting = queue.empty() ? plain : std::nullopt;
-    gathered.reserve(kMostGathered);
+    if (resting)
+        gathered.reserve(kMostGathered);
     gatheredBytes = 0;
 }
 
@@ -113,20 +114,33 @@ PacketQueue::Gathered PacketQueue::endRest()
     Gathered result;
     const QMutexLocker locker(&queueMutex);
     resting.reset();
-    result.packets.swap(gathered);
-    if (!result.packets.empty())
+    if (!gathered.empty()) {
+        result.packets.swap(gathered);
         result.quietMs = sinceGathered.elapsed();
+    }
     return result;
+}
+
+/// Under the lock of the queue.
+bool PacketQueue::hasPlaceToGather(const AVPacket &packet) const
+{
+    if (!resting || packet.pts <= resting->newest)
+        return false;
+    const quint64 step = static_cast<quint64>(packet.pts) - static_cast<quint64>(resting->newest);
+    return step <= resting->longestStep && gathered.size() < kMostGathered &&
+           gatheredBytes + packet.size <= kMostGatheredBytes;
+}
+
+bool PacketQueue::mayGather(const AVPacket &packet)
+{
+    const QMutexLocker locker(&queueMutex);
+    return hasPlaceToGather(packet);
 }
 
 bool PacketQueue::gather(AVPacketPtr &packet)
 {
     const QMutexLocker locker(&queueMutex);
-    if (!resting || packet->pts <= resting->newest)
-        return false;
-    const quint64 step = static_cast<quint64>(packet->pts) - static_cast<quint64>(resting->newest);
-    if (step > resting->longestStep || gathered.size() >= kMostGathered ||
-        gatheredBytes + packet->size > kMostGatheredBytes)
+    if (!hasPlaceToGather(*packet))
         return false;
     resting->newest = packet->pts;
     gatheredBytes += packet->size;

@@ -82,6 +82,8 @@ public:
     bool enqueue(AVPacketPtr &packet);
     void clearQueue();
 
+    /// Whether the writer rests now, and a plain picture like this one would not wake it.
+    bool mayGather(const AVPacket &packet);
     /// Puts a packet in and wakes the writer, unless that rests and the packet `isPlain`: a picture
     /// as others, by what is in it. When full it is dropped, with a warning.
     void writePacket(AVPacketPtr packet, bool isPlain = false);
@@ -93,6 +95,7 @@ public:
     CountingSemaphore semaphore; ///< counts the packets
 
 private:
+    bool hasPlaceToGather(const AVPacket &packet) const;
     bool gather(AVPacketPtr &packet);
 
     QMutex queueMutex;

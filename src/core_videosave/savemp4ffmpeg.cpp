@@ -52,7 +52,8 @@ struct SaveMp4FFmpeg::Recording
     Streams streams;
     QString streamsFile; ///< name of the file that they are in
 
-    CountingSemaphore::Result awaitPacket();
+    void post(AVPacketPtr packet, bool isVideo, AVCodecID codec);
+    CountingSemaphore::Result awaitPacket(const std::atomic<bool> &stopped);
     void write(AVPacket *packet);
 };
 
@@ -174,8 +175,7 @@ void SaveMp4FFmpeg::writeData(AVPacket *pkt, bool video)
     clone->dts = clone->pts; // no reordering: pictures are shown as they are decoded
     clone->duration = 0;
     clone->pos = -1;
-    const bool isPlain = video && isPlainPicture(stream.codec, clone.get());
-    m->queue.writePacket(std::move(clone), isPlain);
+    m->post(std::move(clone), video, stream.codec);
 }
 
 void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
@@ -228,13 +228,19 @@ void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
     packet->dts = packet->pts;
     packet->duration = 0;
     packet->pos = -1;
-    const bool isPlain = video && isPlainPicture(stream.codec, packet.get());
-    m->queue.writePacket(std::move(packet), isPlain);
+    m->post(std::move(packet), video, stream.codec);
+}
+
+/// What is in a picture is looked at only where it may gather: that takes as long as it is large.
+void SaveMp4FFmpeg::Recording::post(AVPacketPtr packet, bool isVideo, AVCodecID codec)
+{
+    const bool isPlain = isVideo && queue.mayGather(*packet) && isPlainPicture(codec, packet.get());
+    queue.writePacket(std::move(packet), isPlain);
 }
 
 void SaveMp4FFmpeg::save()
 {
-    const CountingSemaphore::Result result = m->awaitPacket();
+    const CountingSemaphore::Result result = m->awaitPacket(stopped);
     if (result == CountingSemaphore::TimedOut)
         VANTRA_LOG(Logger::Info) << "wait data timeout";
     else if (result != CountingSemaphore::Signalled)
@@ -257,18 +263,22 @@ void SaveMp4FFmpeg::Recording::write(AVPacket *packet)
 }
 
 /// The wait for the next packet. What gathers meanwhile is written at its end, and after each
-/// `readTimeout`; that counts from the last of them, as if each had ended a wait.
-CountingSemaphore::Result SaveMp4FFmpeg::Recording::awaitPacket()
+/// `readTimeout`; that counts from the last of them, as if each had ended a wait. Nor does it go on
+/// behind them when the loop is to end.
+CountingSemaphore::Result SaveMp4FFmpeg::Recording::awaitPacket(const std::atomic<bool> &stopped)
 {
-    const qint64 limit = readTimeout;
-    for (qint64 left = limit;;) {
+    for (qint64 left = readTimeout;;) {
         queue.beginRest(file.plainPictures());
         const CountingSemaphore::Result result = queue.semaphore.wait(static_cast<int>(left));
         const PacketQueue::Gathered gathered = queue.endRest();
         for (const AVPacketPtr &packet : gathered.packets)
             write(packet.get());
-        left = limit - gathered.quietMs;
-        if (result != CountingSemaphore::TimedOut || gathered.packets.empty() || left <= 0)
+        if (result != CountingSemaphore::TimedOut || gathered.packets.empty())
+            return result;
+        if (stopped)
+            return CountingSemaphore::Signalled;
+        left = readTimeout - gathered.quietMs;
+        if (left <= 0)
             return result;
     }
 }

@@ -42,7 +42,8 @@ public:
     /// Ends a recording that still runs, as stop() does.
     ~SaveMp4FFmpeg() override;
 
-    /// Of the packets that wait for the writer. Usable on any thread.
+    /// Of the packets that wait for the writer; pictures that it lets gather before it looks at
+    /// them count as taken. Usable on any thread.
     bool isQueueEmpty() const;
     bool isQueueFull() const;
     /// Whether the disk was full when the file should have been made, or grown; holds until the

@@ -7,6 +7,7 @@
 #include "recordedfile.h"
 #include "recordingtools.h"
 
+#include "support/filecontent.h"
 #include "support/logcapture.h"
 
 #include "core_videosave/mp4file_p.h"
@@ -14,8 +15,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
 #include <memory>
 #include <random>
+#include <thread>
 
 using namespace vantratest;
 
@@ -139,6 +142,8 @@ private slots:
     void gatheredPictures_areInTheFile_afterStop_data();
     void gatheredPictures_areInTheFile_afterStop();
     void silence_isToldOnce_behindGatheredPictures();
+    void stopOfTheBase_endsSoon_whilePicturesGather();
+    void gatheredPictures_makeTheSameFile();
 
 private:
     QString path(const char *name = "a.mp4") const { return m_dir->filePath(QString(name)); }
@@ -319,6 +324,64 @@ void TestPlainPictures::silence_isToldOnce_behindGatheredPictures()
     writer.stop();
     QCOMPARE(readRecording(path()).pictures.size(), kGop + 1);
     QCOMPARE(log.unexpected(), QStringList());
+}
+
+/// It wakes nobody: the writer sees it at the end of its wait.
+void TestPlainPictures::stopOfTheBase_endsSoon_whilePicturesGather()
+{
+    const LogCapture log;
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), 200);
+    writer.open(path());
+    std::atomic<bool> isOver{false};
+    std::atomic<int> fed{0};
+    std::thread producer([&] {
+        Feeder feed(writer);
+        feed.picture(clip(1).at(0), 0);
+        for (int i = 1; !isOver; ++i) { // no key picture any more
+            feed.picture(clip(1).at(1 + i % (kGop - 1)), i * kFrameMs);
+            fed = i;
+            QThread::msleep(30); // fewer than a rest can hold, in one wait
+        }
+    });
+    const bool isFed = waitFor([&] { return fed > kGop; });
+    std::thread owner([&] { writer.AbstractSaveThread::stop(); });
+    const bool hasEnded = waitFor([&] { return writer.isFinished(); });
+    isOver = true;
+    producer.join();
+    writer.stop(); // wakes it, if it has not ended
+    owner.join();
+    QVERIFY(isFed);
+    QVERIFY(hasEnded);
+    QVERIFY(!readRecording(path()).pictures.isEmpty());
+    QCOMPARE(log.count(Logger::Info, QStringLiteral("(svmp4ff)wait data timeout")), 0);
+}
+
+void TestPlainPictures::gatheredPictures_makeTheSameFile()
+{
+    constexpr int kCount = 3 * kGop;
+    {
+        Mp4File file;
+        QCOMPARE(file.createMp4(path("direct.mp4").toUtf8(), videoPara(), HAudioEncPara()), 0);
+        for (int i = 0; i < kCount; ++i) {
+            const AccessUnit &unit = clip(1).at(i);
+            file.write(packetOf(file.videoStream(), i * kFrameMs, unit.data, unit.key).get(),
+                       false);
+        }
+        file.closeMp4();
+    }
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path("gathered.mp4"));
+    Feeder feed(writer);
+    for (int i = 0; i < kCount; ++i) {
+        feed.picture(clip(1).at(i), i * kFrameMs);
+        // It rests before the next one comes.
+        QVERIFY(waitFor([&] { return writer.isQueueEmpty(); }));
+    }
+    writer.stop();
+    QVERIFY(!contentOf(path("direct.mp4")).isEmpty());
+    QCOMPARE(contentOf(path("gathered.mp4")), contentOf(path("direct.mp4")));
 }
 
 QTEST_GUILESS_MAIN(TestPlainPictures)

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "support/filecontent.h"
 #include "support/logcapture.h"
 #include "support/waitfor.h"
 
@@ -58,12 +59,6 @@ public:
 bool call(QObject &object, const char *slot)
 {
     return QMetaObject::invokeMethod(&object, slot, Qt::DirectConnection);
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(not there)");
 }
 
 bool makeFile(const QString &path, const QByteArray &content)

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "support/filecontent.h"
 #include "support/logcapture.h"
 #include "support/waitfor.h"
 
@@ -59,12 +60,6 @@ public:
 bool call(QObject &object, const char *slot)
 {
     return QMetaObject::invokeMethod(&object, slot, Qt::DirectConnection);
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(not there)");
 }
 
 } // namespace
