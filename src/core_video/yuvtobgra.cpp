@@ -18,9 +18,6 @@ namespace {
 constexpr int kColumns = 32; ///< of one step
 constexpr int kSampleShift = 3;
 constexpr int kChromaZero = 128 << kSampleShift;
-constexpr std::ptrdiff_t kVectorBytes = sizeof(__m256i);
-/// What the largest caches of a single core hold.
-constexpr std::ptrdiff_t kCacheBytes = 2 << 20;
 
 using Factors = YuvToBgra::Factors;
 
@@ -90,21 +87,7 @@ VANTRA_AVX2 inline __m256i colour(__m256i even, __m256i odd, __m256i part)
     return _mm256_packus_epi16(_mm256_adds_epi16(even, part), _mm256_adds_epi16(odd, part));
 }
 
-/// How bytes are written: into the cache, or past it to the memory, which spares the cache what the
-/// next picture of the decoder needs, and the memory a look at bytes that are to be overwritten.
-enum class Store { IntoCache, PastCache };
-
-template<Store store>
-VANTRA_AVX2 inline void put(__m256i *to, __m256i bytes)
-{
-    if constexpr (store == Store::PastCache)
-        _mm256_stream_si256(to, bytes); // which has to lie on a whole vector
-    else
-        _mm256_storeu_si256(to, bytes);
-}
-
 /// Converts kColumns columns; the first is an even one.
-template<Store store>
 VANTRA_AVX2 inline void convertColumns(const Line &line, const Factors &factors)
 {
     const __m256i u = chroma(line.u);
@@ -134,10 +117,10 @@ VANTRA_AVX2 inline void convertColumns(const Line &line, const Factors &factors)
     const __m256i columns12 = _mm256_unpackhi_epi32(even4, odd4);
 
     auto *out = reinterpret_cast<__m256i *>(line.bgra);
-    put<store>(out, _mm256_permute2x128_si256(columns0, columns4, 0x20));
-    put<store>(out + 1, _mm256_permute2x128_si256(columns8, columns12, 0x20));
-    put<store>(out + 2, _mm256_permute2x128_si256(columns0, columns4, 0x31));
-    put<store>(out + 3, _mm256_permute2x128_si256(columns8, columns12, 0x31));
+    _mm256_storeu_si256(out, _mm256_permute2x128_si256(columns0, columns4, 0x20));
+    _mm256_storeu_si256(out + 1, _mm256_permute2x128_si256(columns8, columns12, 0x20));
+    _mm256_storeu_si256(out + 2, _mm256_permute2x128_si256(columns0, columns4, 0x31));
+    _mm256_storeu_si256(out + 3, _mm256_permute2x128_si256(columns8, columns12, 0x31));
 }
 
 Line from(const Line &line, int column)
@@ -145,37 +128,17 @@ Line from(const Line &line, int column)
     return {line.y + column, line.u + column / 2, line.v + column / 2, line.bgra + 4 * column};
 }
 
-template<Store store>
 VANTRA_AVX2 void convertLine(const Line &line, int width, const Factors &factors)
 {
     int column = 0;
     for (; column + kColumns <= width; column += kColumns)
-        convertColumns<store>(from(line, column), factors);
+        convertColumns(from(line, column), factors);
     if (column == width)
         return;
     // What is left is done with columns before it once more, which are a step in all.
-    convertColumns<Store::IntoCache>(from(line, (width - kColumns) / 2 * 2), factors);
+    convertColumns(from(line, (width - kColumns) / 2 * 2), factors);
     if (width % 2 != 0)
         convertPixel(from(line, width - 1), factors);
-}
-
-template<Store store>
-void convertLines(const AVFrame *frame, std::uint8_t *bgra, int lineBytes, const Factors &factors)
-{
-    for (std::ptrdiff_t row = 0; row < frame->height; ++row) {
-        const Line line{frame->data[0] + row * frame->linesize[0],
-                        frame->data[1] + row / 2 * frame->linesize[1],
-                        frame->data[2] + row / 2 * frame->linesize[2], bgra + row * lineBytes};
-        convertLine<store>(line, frame->width, factors);
-    }
-}
-
-/// Whether lines begin on whole vectors, and are more than stays in the cache until they are
-/// painted anyway.
-bool passesCache(const std::uint8_t *bgra, std::ptrdiff_t lineBytes, std::ptrdiff_t lines)
-{
-    return reinterpret_cast<std::uintptr_t>(bgra) % kVectorBytes == 0 &&
-           lineBytes % kVectorBytes == 0 && lineBytes * lines > kCacheBytes;
 }
 
 } // namespace
@@ -215,12 +178,12 @@ std::optional<YuvToBgra> YuvToBgra::like(SwsContext *scaler, AVPixelFormat forma
 
 void YuvToBgra::convert(const AVFrame *frame, std::uint8_t *bgra, int lineBytes) const
 {
-    if (!passesCache(bgra, lineBytes, frame->height)) {
-        convertLines<Store::IntoCache>(frame, bgra, lineBytes, factors);
-        return;
+    for (std::ptrdiff_t row = 0; row < frame->height; ++row) {
+        const Line line{frame->data[0] + row * frame->linesize[0],
+                        frame->data[1] + row / 2 * frame->linesize[1],
+                        frame->data[2] + row / 2 * frame->linesize[2], bgra + row * lineBytes};
+        convertLine(line, frame->width, factors);
     }
-    convertLines<Store::PastCache>(frame, bgra, lineBytes, factors);
-    _mm_sfence(); // before another thread hears of the picture
 }
 
 #else // no other processor is known here

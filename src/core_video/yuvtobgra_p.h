@@ -13,9 +13,8 @@ struct AVFrame;
 struct SwsContext;
 
 /// Does what a scaler of pictures of one size does from three planes to BGRA, byte for byte, in two
-/// thirds of its time. The scaler says which colours: matrix and range. A picture of more than 2
-/// MiB is written past the caches, in half of the time, where its lines begin on multiples of 32
-/// bytes. Used by the stream thread; holds nothing.
+/// thirds of its time. The scaler says which colours: matrix and range. Used by the stream thread;
+/// holds nothing.
 class YuvToBgra
 {
 public:
