@@ -13,7 +13,10 @@
 #include <QTemporaryDir>
 #include <QUrl>
 
+#include <csignal>
 #include <cstdio>
+
+#include <unistd.h>
 
 namespace vantratest {
 
@@ -243,6 +246,27 @@ int browserExitCode()
     return 77;
 }
 
+namespace {
+
+/// A program and all that it starts. The browser's is a script, whose end would leave it behind.
+class ProcessGroup : public QProcess
+{
+public:
+    ~ProcessGroup() override { killAll(); }
+
+    void killAll()
+    {
+        if (state() != NotRunning)
+            ::kill(-static_cast<pid_t>(processId()), SIGKILL);
+        waitForFinished();
+    }
+
+protected:
+    void setupChildProcess() override { ::setpgid(0, 0); }
+};
+
+} // namespace
+
 QVector<Shown> playInBrowser(const QStringList &files, QString *failure)
 {
     const QTemporaryDir dir;
@@ -252,7 +276,7 @@ QVector<Shown> playInBrowser(const QStringList &files, QString *failure)
         return {};
     }
     html.close();
-    QProcess browser;
+    ProcessGroup browser;
     browser.setProcessChannelMode(QProcess::MergedChannels);
     browser.setStandardInputFile(QProcess::nullDevice());
     // No sandbox: it shows nothing but the page above, and root may have none.
@@ -277,8 +301,7 @@ QVector<Shown> playInBrowser(const QStringList &files, QString *failure)
             told += readShown(line, &shown) ? 1 : 0;
         }
     }
-    browser.kill();
-    browser.waitForFinished();
+    browser.killAll();
     if (told >= files.size())
         return shown;
     *failure = QString::fromUtf8(log + browser.readAll());
