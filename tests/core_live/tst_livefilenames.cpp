@@ -4,6 +4,7 @@
 /// How the files of live streams are named.
 
 #include "core_live/livefilenames_p.h"
+#include "support/filecontent.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,12 +25,6 @@ void write(const QString &name, const QByteArray &bytes)
     QFile file(name);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(bytes);
-}
-
-QByteArray read(const QString &name)
-{
-    QFile file(name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 /// The time in a name, or an invalid one.
@@ -174,7 +169,7 @@ void TestLiveFileNames::rename_keepsTheContent()
     const QDateTime after = QDateTime::currentDateTime();
     const QFileInfoList files = QFileInfo(name).dir().entryInfoList(QDir::Files);
     QCOMPARE(files.size(), 1);
-    QCOMPARE(read(files.first().filePath()), QByteArray("recording"));
+    QCOMPARE(vantratest::contentOf(files.first().filePath()), QByteArray("recording"));
     const QStringList parts = files.first().completeBaseName().split(QLatin1Char('_'));
     QCOMPARE(parts.size(), 3);
     QCOMPARE(parts.at(0), QStringLiteral("20260309T070501"));
@@ -200,9 +195,9 @@ void TestLiveFileNames::rename_leavesTheFile_whoseLastNameIsTaken()
     for (int i = 0; i < 120; ++i)
         write(liveRecordLastName(name, now.addSecs(i), 0), "old");
     QVERIFY(renameLiveRecord(name, 0));
-    QCOMPARE(read(name), QByteArray("new"));
+    QCOMPARE(vantratest::contentOf(name), QByteArray("new"));
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files).size(), 121);
-    QCOMPARE(read(liveRecordLastName(name, now, 0)), QByteArray("old"));
+    QCOMPARE(vantratest::contentOf(liveRecordLastName(name, now, 0)), QByteArray("old"));
 }
 
 void TestLiveFileNames::snapName_tellsDayTimeAndChannel()

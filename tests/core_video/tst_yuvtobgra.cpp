@@ -202,7 +202,7 @@ void TestYuvToBgra::bytes_areThoseOfTheScaler()
     QVERIFY(converted(*converter, picture.frame()) == expected);
 }
 
-// They are written past the cache, where their lines begin on whole vectors.
+// Wherever their lines begin.
 void TestYuvToBgra::bytesOfLargePictures_areThoseOfTheScaler_data()
 {
     QTest::addColumn<QSize>("size");
@@ -319,7 +319,7 @@ void TestYuvToBgra::lines_areLeftAloneBesideThePicture()
 {
     QFETCH(QSize, size);
     const int pictureBytes = 4 * size.width();
-    const int lineBytes = pictureBytes + 20; // of the large one, whole vectors
+    const int lineBytes = pictureBytes + 20;
     Picture picture(AV_PIX_FMT_YUV420P, size.width(), size.height());
     std::mt19937 random(3);
     picture.fillAtRandom(random);

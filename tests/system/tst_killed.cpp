@@ -5,6 +5,7 @@
 // every file plays up to its last finished fragment, and nobody who starts anew breaks a file that
 // is there.
 #include "../core_videosave/mp4boxes.h"
+#include "support/filecontent.h"
 #include "support/players.h"
 #include "support/rounds.h"
 #include "support/rtspserver.h"
@@ -42,12 +43,6 @@ QStringList cameras()
             "c:h265:320x180:gop=10", "d:h265:pcmu:320x180:gop=10",
             "e:h264:320x180:gop=5",  "f:h264:pcma:320x180:gop=25",
             "g:h264:320x180:gop=50", "h:h264:pcmu:320x180:gop=10:kbps=4000"};
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 /// What can be told of a file without reading it.

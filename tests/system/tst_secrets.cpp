@@ -5,6 +5,7 @@
 #include "options.h"
 #include "statistics.h"
 #include "streamthreads.h"
+#include "support/filecontent.h"
 #include "support/loggedtest.h"
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
@@ -55,12 +56,6 @@ bool tells(const QByteArray &text)
             return true;
     }
     return false;
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 /// Processes of this user whose arguments or environment tell a password.
