@@ -6,7 +6,6 @@
 #include "core_videobase/abstractvideowidget.h"
 #include "recordingmark.h"
 
-#include <QFileInfo>
 #include <QHash>
 
 namespace {
@@ -66,9 +65,7 @@ void ViewRecorder::tick(const AbstractVideoThread *thread, bool cameraIsLive)
         threadChanged();
     const QString name =
         thread ? thread->getFileName(AbstractVideoThread::MANUAL_RECORD) : QString();
-    const QFileInfo file(name);
-    m_watch.look(m_clock.elapsed(), name, !name.isEmpty() && file.exists() ? file.size() : -1,
-                 cameraIsLive);
+    m_watch.look(m_clock.elapsed(), name, m_size.look(name), cameraIsLive);
     m_mark->showState(state(), writtenMs());
 }
 

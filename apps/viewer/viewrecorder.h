@@ -3,6 +3,7 @@
 #pragma once
 
 #include "camerafiles.h"
+#include "filesize.h"
 #include "recordingwatch.h"
 
 #include <QElapsedTimer>
@@ -44,5 +45,6 @@ private:
     const CameraFiles m_files;
     RecordingMark *const m_mark;
     RecordingWatch m_watch;
+    FileSize m_size; ///< of the present file
     QElapsedTimer m_clock;
 };

@@ -5,17 +5,16 @@
 // single step: the recommendations tell the decoders bit by bit, so that all conformant ones agree.
 #include "aac_transcoder/g711topcm_p.h"
 #include "aac_transcoder/g726topcm_p.h"
+#include "support/filecontent.h"
 #include "support/media.h"
 
-#include <QFile>
 #include <QtTest>
 
 namespace {
 
-QByteArray contents(const QString &name)
+QByteArray clip(const QString &name)
 {
-    QFile file(vantratest::mediaDir() + QLatin1Char('/') + name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return vantratest::contentOf(vantratest::mediaDir() + QLatin1Char('/') + name);
 }
 
 /// Decodes frame by frame of 160 bytes, as the transcoder does.
@@ -64,14 +63,14 @@ void tst_G7Vectors::g711_isBitExact_data()
 void tst_G7Vectors::g711_isBitExact()
 {
     QFETCH(QString, file);
-    const QByteArray expected = contents(file + QStringLiteral(".pcm"));
+    const QByteArray expected = clip(file + QStringLiteral(".pcm"));
     QVERIFY(!expected.isEmpty());
     G711AToPcm aLaw;
     G711UToPcm muLaw;
     IDecodeToPcm &decoder = file.endsWith(QLatin1String(".al"))
                                 ? static_cast<IDecodeToPcm &>(aLaw)
                                 : static_cast<IDecodeToPcm &>(muLaw);
-    QCOMPARE(decode(decoder, 0, contents(file)), expected);
+    QCOMPARE(decode(decoder, 0, clip(file)), expected);
 }
 
 void tst_G7Vectors::g726_isBitExact_data()
@@ -97,10 +96,10 @@ void tst_G7Vectors::g726_isBitExact()
     QFETCH(QString, file);
     QFETCH(QString, reference);
     QFETCH(int, rate);
-    const QByteArray expected = contents(reference);
+    const QByteArray expected = clip(reference);
     QVERIFY(!expected.isEmpty());
     G726ToPcm decoder;
-    const QByteArray decoded = decode(decoder, rate, contents(file));
+    const QByteArray decoded = decode(decoder, rate, clip(file));
     QCOMPARE(decoded.size(), expected.size());
     for (int i = 0; i < expected.size(); i += 2)
         QVERIFY2(decoded.mid(i, 2) == expected.mid(i, 2),

@@ -1,6 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
 #include "camerafiles.h"
+#include "filesize.h"
 #include "openfolder.h"
 #include "recordedfiles.h"
 #include "recordingmark.h"
@@ -38,6 +39,7 @@ private slots:
     void files_neverOverwriteOneAnother();
     void files_areFoundFromATimeOn();
     void folder_isMade_andProblemsAreTold();
+    void size_isThatOfTheFile_asSoonAsItIsKnown();
     void watch_waitsForAFile_andCountsWhatIsWritten();
     void watch_waits_whileTheCameraIsAway();
     void watch_fails_whenNoFileGrows();
@@ -110,6 +112,30 @@ void TestRecordingParts::folder_isMade_andProblemsAreTold()
     // A folder of the system in which nobody makes files.
     const QString readOnly = CameraFiles("/proc", "self").problem();
     QVERIFY2(readOnly.contains("No file can be written"), qPrintable(readOnly));
+}
+
+void TestRecordingParts::size_isThatOfTheFile_asSoonAsItIsKnown()
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath("grows");
+    FileSize size;
+    QCOMPARE(size.look(QString()), qint64(-1));
+    QCOMPARE(size.look(path), qint64(-1));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    QTRY_COMPARE(size.look(path), qint64(0));
+    QCOMPARE(file.write("abc"), qint64(3));
+    QTRY_COMPARE(size.look(path), qint64(3));
+    // What is known of one file says nothing of another.
+    const QString other = dir.filePath("other");
+    QVERIFY(touch(other));
+    QCOMPARE(size.look(other), qint64(-1));
+    QTRY_COMPARE(size.look(other), qint64(0));
+    QTRY_COMPARE(size.look(path), qint64(3));
+    QVERIFY(file.remove());
+    QTRY_COMPARE(size.look(path), qint64(-1));
+    // A look that nobody awaits any more.
+    FileSize().look(path);
 }
 
 void TestRecordingParts::watch_waitsForAFile_andCountsWhatIsWritten()

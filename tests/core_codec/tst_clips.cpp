@@ -5,6 +5,7 @@
 
 #include "support/accessunits.h"
 #include "support/clipmaker.h"
+#include "support/filecontent.h"
 #include "support/framemd5.h"
 
 #include <QCryptographicHash>
@@ -111,7 +112,7 @@ void TestClips::rawFile_isKnownByItsSuffix()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(stream);
     file.close();
-    QCOMPARE(readAll(file.fileName()), stream);
+    QCOMPARE(contentOf(file.fileName()), stream);
     const VideoUnits video = readVideoUnits(file.fileName());
     QCOMPARE(video.codec, 2);
     QCOMPARE(video.units.size(), 3);

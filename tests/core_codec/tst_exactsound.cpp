@@ -5,6 +5,7 @@
 
 #include "codectest.h"
 #include "support/clipmaker.h"
+#include "support/filecontent.h"
 #include "support/media.h"
 
 #include <QtEndian>
@@ -42,8 +43,8 @@ void TestExactSound::vectors_decodeBitForBit_data()
 void TestExactSound::vectors_decodeBitForBit()
 {
     QFETCH(int, codec);
-    const QByteArray codes = readAll(path(QTest::currentDataTag()));
-    const QByteArray expected = readAll(path(QTest::currentDataTag()) + QStringLiteral(".pcm"));
+    const QByteArray codes = contentOf(path(QTest::currentDataTag()));
+    const QByteArray expected = contentOf(path(QTest::currentDataTag()) + QStringLiteral(".pcm"));
     QVERIFY(!codes.isEmpty());
     for (const int piece : {160, 320, 1000}) {
         const _tag_adec_param_s param = {codec, 8000, 16, 1};
@@ -72,7 +73,7 @@ void TestExactSound::everyInput_isEncodedWithinOneStep_data()
 /// All 65536 inputs, in native order.
 static QVector<qint16> sweep(const QString &file)
 {
-    const QByteArray bytes = readAll(file);
+    const QByteArray bytes = contentOf(file);
     QVector<qint16> samples(bytes.size() / 2);
     for (int i = 0; i < samples.size(); ++i)
         samples[i] = qFromLittleEndian<qint16>(bytes.constData() + i * 2);
@@ -84,7 +85,7 @@ void TestExactSound::everyInput_isEncodedWithinOneStep()
     QFETCH(int, codec);
     QFETCH(QString, codes);
     const QVector<qint16> samples = sweep(path(QStringLiteral("sweep.src")));
-    const QByteArray expected = readAll(path(codes));
+    const QByteArray expected = contentOf(path(codes));
     const _tag_aenc_param_s param = {codec, 8000, 16, 1};
     const AudioEncoderHandle handle(ffmpeg_create_audio_encoder(&param));
     QCOMPARE(samples.size(), 65536);
@@ -114,7 +115,7 @@ void TestExactSound::toneMaker_followsTheTables()
     QFETCH(int, codec);
     QFETCH(QString, codes);
     const QVector<qint16> samples = sweep(path(QStringLiteral("sweep.src")));
-    QVERIFY((codec == 33 ? encodeALaw(samples) : encodeMuLaw(samples)) == readAll(path(codes)));
+    QVERIFY((codec == 33 ? encodeALaw(samples) : encodeMuLaw(samples)) == contentOf(path(codes)));
 }
 
 int main(int argc, char **argv)

@@ -4,6 +4,7 @@
 /// Recordings by the URL thread, from scripted sources.
 
 #include "recordtestcase.h"
+#include "support/filecontent.h"
 #include "support/streammaker.h"
 #include "support/tcpsource.h"
 #include "threadwatcher.h"
@@ -112,7 +113,7 @@ void TestFFmpegVideoThreadRecord::aacSource_isRecordedWithoutItsSound()
                      << made);
     QVERIFY(ffmpeg.waitForFinished(60000));
     QVERIFY2(ffmpeg.exitCode() == 0, ffmpeg.readAllStandardError().constData());
-    TcpSource source(readAll(made));
+    TcpSource source(contentOf(made));
     source.setClosing(true);
     RecordThread thread(dir.path(), source.url());
     slowDown(&thread);

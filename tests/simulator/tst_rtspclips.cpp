@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "rtspclient.h"
 
+#include "support/filecontent.h"
+#include "support/framemd5.h"
 #include "support/media.h"
 #include "support/rtspserver.h"
 #include "support/waitfor.h"
@@ -25,33 +27,26 @@ QString mediaFile(const QString &name)
     return QDir(vantratest::mediaDir()).filePath(name);
 }
 
-QByteArray contentOf(const QString &name)
+QByteArray clip(const QString &name)
 {
-    QFile file(mediaFile(name));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return vantratest::contentOf(mediaFile(name));
 }
 
-/// Frame checksums as ffmpeg's framemd5 wrote them beside the clip.
-QList<QByteArray> referenceOf(const QString &name)
+QVector<QByteArray> referenceOf(const QString &name)
 {
-    QList<QByteArray> sums;
-    for (const QByteArray &line : contentOf(name + ".framemd5").split('\n')) {
-        if (!line.isEmpty() && !line.startsWith('#'))
-            sums.append(line.split(',').last().trimmed());
-    }
-    return sums;
+    return vantratest::readFrameMd5(mediaFile(name));
 }
 
-QList<QByteArray> sumsOf(const QList<Picture> &pictures)
+QVector<QByteArray> sumsOf(const QList<Picture> &pictures)
 {
-    QList<QByteArray> sums;
+    QVector<QByteArray> sums;
     for (const Picture &picture : pictures)
         sums.append(picture.md5);
     return sums;
 }
 
 /// Empty if both are the same, else where they part.
-QString difference(const QList<QByteArray> &got, const QList<QByteArray> &wanted)
+QString difference(const QVector<QByteArray> &got, const QVector<QByteArray> &wanted)
 {
     for (int i = 0; i < std::min(got.size(), wanted.size()); ++i) {
         if (got[i] != wanted[i])
@@ -78,9 +73,9 @@ struct Viewing
             failure = QStringLiteral("cannot be opened");
             return;
         }
-        const QList<QByteArray> pass = referenceOf(file);
+        const QVector<QByteArray> pass = referenceOf(file);
         QList<Picture> pictures;
-        QList<QByteArray> wanted = pass;
+        QVector<QByteArray> wanted = pass;
         if (frames > 0) {
             pictures = client.pictures(frames);
             while (wanted.size() < frames)
@@ -189,7 +184,7 @@ void tst_RtspClips::endless_passesJoinWithoutALostFrame()
 void tst_RtspClips::endless_openKeyPictureAtTheStartIsTakenAlikeInEachPass()
 {
     // The clip from its second key picture on, which is an open one with pictures that lead it.
-    const QByteArray whole = contentOf("derived/car_768x432_slices4_opengop.265");
+    const QByteArray whole = clip("derived/car_768x432_slices4_opengop.265");
     const QByteArray kVps("\0\0\0\1\x40\1", 6);
     const int at = whole.indexOf(kVps, kVps.size());
     QVERIFY(at > 0);
@@ -210,7 +205,7 @@ void tst_RtspClips::endless_openKeyPictureAtTheStartIsTakenAlikeInEachPass()
     const int length = pass.size();
     QVERIFY(length > 5);
     QVERIFY(client.open(server.url("ever")));
-    const QList<QByteArray> got = sumsOf(client.pictures(2 * length + 3));
+    const QVector<QByteArray> got = sumsOf(client.pictures(2 * length + 3));
     QCOMPARE(difference(got, sumsOf(pass + pass + pass.mid(0, 3))), QString());
 }
 
@@ -225,8 +220,7 @@ void tst_RtspClips::sound_arrivesByteForByte()
         RtspClient client;
         QVERIFY(client.open(server.url(name)));
         QCOMPARE(client.audioCodec(), QString(alaw ? "pcm_alaw" : "pcm_mulaw"));
-        const QByteArray wanted =
-            contentOf(alaw ? "g711/allison_congrats.al" : "g711/itu_voice.ul");
+        const QByteArray wanted = clip(alaw ? "g711/allison_congrats.al" : "g711/itu_voice.ul");
         // The second clip is heard across the joint: 6 s of pictures make a pass.
         constexpr int kPassBytes = 48000;
         const int bytes = alaw ? 24000 : kPassBytes + 4000;
@@ -275,7 +269,7 @@ void tst_RtspClips::stall_holdsAClip_andEndEndsIt()
     QList<Picture> rest;
     QVERIFY(client.readToEnd(&rest));
     pictures += rest;
-    QList<QByteArray> wanted = referenceOf(file);
+    QVector<QByteArray> wanted = referenceOf(file);
     while (wanted.size() < pictures.size())
         wanted += referenceOf(file);
     QVERIFY(pictures.size() >= 60);

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/accessunits.h"
 
+#include "support/filecontent.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -104,12 +106,6 @@ VideoUnits readContainer(const QString &file)
 
 } // namespace
 
-QByteArray readAll(const QString &file)
-{
-    QFile opened(file);
-    return opened.open(QIODevice::ReadOnly) ? opened.readAll() : QByteArray();
-}
-
 QVector<AccessUnit> cutAccessUnits(const QByteArray &stream, int codec)
 {
     QVector<AccessUnit> units;
@@ -141,7 +137,7 @@ QVector<AccessUnit> cutAccessUnits(const QByteArray &stream, int codec)
 VideoUnits readVideoUnits(const QString &file)
 {
     const int codec = rawCodec(file);
-    return codec ? VideoUnits{codec, cutAccessUnits(readAll(file), codec)} : readContainer(file);
+    return codec ? VideoUnits{codec, cutAccessUnits(contentOf(file), codec)} : readContainer(file);
 }
 
 } // namespace vantratest

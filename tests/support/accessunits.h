@@ -30,7 +30,4 @@ QVector<AccessUnit> cutAccessUnits(const QByteArray &stream, int codec);
 /// MKV, whose parameter sets then stand before each key frame. Damaged parts are left out.
 VideoUnits readVideoUnits(const QString &file);
 
-/// The whole file; empty if it cannot be read.
-QByteArray readAll(const QString &file);
-
 } // namespace vantratest

@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/players.h"
 
+#include "support/filecontent.h"
+
 #include <QCryptographicHash>
 #include <QElapsedTimer>
 #include <QFile>
@@ -27,12 +29,6 @@ constexpr int kBrowserMs = 90000; ///< safeguard
 double number(const QJsonObject &object, const char *key)
 {
     return object.value(QLatin1String(key)).toString().toDouble();
-}
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QString complaints(const ProgramResult &result)
@@ -171,11 +167,11 @@ Playback decodeWithFFmpeg(const QString &file, bool sound)
     const ProgramResult result = runProgram(QStringLiteral("ffmpeg"), arguments);
     Playback playback;
     playback.error = complaints(result);
-    for (const QByteArray &line : contents(sums).split('\n')) {
+    for (const QByteArray &line : contentOf(sums).split('\n')) {
         if (!line.isEmpty() && !line.startsWith('#'))
             playback.pictures.append(line.mid(line.lastIndexOf(',') + 1).trimmed());
     }
-    playback.sound = contents(samples);
+    playback.sound = contentOf(samples);
     return playback;
 }
 
@@ -214,13 +210,13 @@ Playback decodeWithGStreamer(const QString &file, QSize pictures, bool sound)
     const ProgramResult result = runProgram(QStringLiteral("gst-launch-1.0"), arguments);
     Playback playback;
     playback.error = complaints(result);
-    const QByteArray raw = contents(planes);
+    const QByteArray raw = contentOf(planes);
     const int size = pictures.width() * pictures.height() * 3 / 2;
     for (int at = 0; size > 0 && at < raw.size(); at += size) {
         playback.pictures.append(
             QCryptographicHash::hash(raw.mid(at, size), QCryptographicHash::Md5).toHex());
     }
-    playback.sound = contents(samples);
+    playback.sound = contentOf(samples);
     return playback;
 }
 

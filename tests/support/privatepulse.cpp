@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/privatepulse.h"
 
+#include "support/filecontent.h"
 #include "support/waitfor.h"
 
 #include <QFile>
@@ -136,8 +137,7 @@ void PrivatePulse::thaw()
 
 QString PrivatePulse::log() const
 {
-    QFile file(folder.filePath("pulse.log"));
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    return QString::fromUtf8(contentOf(folder.filePath("pulse.log")));
 }
 
 QString PrivatePulse::address() const

@@ -4,6 +4,7 @@
 // Clips of real cameras, served by a real RTSP server: what leaves the stream thread is what the
 // reference decoder made of the same file, and what a widget shows is that picture.
 #include "support/accessunits.h"
+#include "support/filecontent.h"
 #include "support/framemd5.h"
 #include "support/media.h"
 #include "support/privatepulse.h"
@@ -259,7 +260,7 @@ QString differenceOfSound(const Clip &clip, const Play &played)
     const QVector<qint16> left = channelOf(played.sound, 0, 2);
     if (channelOf(played.sound, 1, 2) != left)
         return QStringLiteral("the channels differ");
-    const int begin = findAtHalfPower(left, channelOf(readAll(mediaFile(clip.sound)), 0, 1));
+    const int begin = findAtHalfPower(left, channelOf(contentOf(mediaFile(clip.sound)), 0, 1));
     if (begin < 0 || begin > kRate / 2)
         return QStringLiteral("begins at %1").arg(begin);
     const int pictureSamples = played.sums.size() * kRate * 2 / 25; // 12.5 pictures per second

@@ -3,6 +3,7 @@
 //
 // People who speak, as cameras code them, are understood in a recording.
 #include "recordingmatrix.h"
+#include "support/filecontent.h"
 #include "support/loggedtest.h"
 #include "support/media.h"
 #include "support/players.h"
@@ -44,8 +45,8 @@ void TestRecordSpeech::speech_isUnderstood()
     QFETCH(int, sound);
     QFETCH(bool, packets);
     const QString path = mediaDir() + '/' + clip;
-    const QByteArray coded = readAll(path);
-    const QVector<qint16> said = pcmSamples(readAll(path + QStringLiteral(".pcm")));
+    const QByteArray coded = contentOf(path);
+    const QVector<qint16> said = pcmSamples(contentOf(path + QStringLiteral(".pcm")));
     const int samples = kRecordingMs * kSoundRate / 1000;
     QVERIFY(coded.size() >= samples && said.size() == coded.size());
 
