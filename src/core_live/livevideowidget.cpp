@@ -453,7 +453,8 @@ void LiveVideoWidget::finished()
     const auto isUp = [this](const auto &stream) {
         return stream && stream->isRunning() && streamStates.at(indexOf(stream.data())).used;
     };
-    if (isFormerThread(thread) && isStart &&
+    // The object of a former thread may be gone by now, with which its report has no sender.
+    if ((!thread || isFormerThread(thread)) && isStart &&
         std::any_of(streamThreads.begin(), streamThreads.end(), isUp))
         return; // the present play goes on
     handleThrFinished(thread);

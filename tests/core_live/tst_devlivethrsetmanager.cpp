@@ -8,9 +8,11 @@
 #include "support/waitfor.h"
 #include "vantra.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QtTest>
 
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -85,6 +87,7 @@ private slots:
     void release_endsAThreadThatIsStartedMeanwhile();
     void release_letsSharedThreadsLive();
     void threads_areDeletedOnTheGuiThread();
+    void threads_areThere_whileTheirEndIsTold();
     void stop_tellsAllBeforeItWaitsForAny();
     void stop_endsSetsInUseAndReleasedOnes();
     void stop_letsGoOfThreadsThatWaitForIt();
@@ -375,6 +378,35 @@ void TestDevLiveThrSetManager::threads_areDeletedOnTheGuiThread()
         QVERIFY(waitFor([&] { return where != nullptr; }));
         QCOMPARE(where.load(), QThread::currentThread());
     }
+}
+
+void TestDevLiveThrSetManager::threads_areThere_whileTheirEndIsTold()
+{
+    manager().start();
+    const auto first = device();
+    const auto second = device();
+    const QVector<PtrDevLiveThrSet> sets{manager().newVideoThreadSet(first, HTransportOrvo),
+                                         manager().newVideoThreadSet(second, HTransportOrvo)};
+    int told = 0;
+    int gone = 0;
+    for (const QPointer<LiveThread> &thread : maker->made()) {
+        connect(thread, &QThread::finished, this, [&told, &gone, thread] {
+            ++told;
+            gone += !thread;
+        });
+        thread->play();
+        QVERIFY(thread->waitUntilUp());
+    }
+    manager().releaseVideoThreadSet(first);
+    manager().releaseVideoThreadSet(second);
+    // Both have ended before this thread comes to hear of it.
+    const QDeadlineTimer deadline(10000);
+    const auto isBound = [](const PtrDevLiveThrSet &set) { return bool(set->getDevPtr()); };
+    while (std::any_of(sets.begin(), sets.end(), isBound) && !deadline.hasExpired())
+        QThread::msleep(1);
+    QVERIFY(std::none_of(sets.begin(), sets.end(), isBound));
+    QVERIFY(waitFor([&] { return told == 2; }));
+    QCOMPARE(gone, 0);
 }
 
 void TestDevLiveThrSetManager::stop_tellsAllBeforeItWaitsForAny()

@@ -263,6 +263,15 @@ private slots:
         QVERIFY(!view.getIsRunning());
     }
 
+    void endOfAFormerThread_thatIsGone_leavesThePlay()
+    {
+        LiveView view;
+        QVERIFY(startAndRun(view));
+        view.finished(); // without a sender, which went with its thread
+        QVERIFY(view.getIsRunning());
+        view.stop(false);
+    }
+
     void connExceedMax_isPassedOn()
     {
         LiveView view;

@@ -100,7 +100,7 @@ void DevLiveThrSetManager::awaitEnd()
     waitWhileDelivering(thread);
     isWaiting = isEnding = false;
     disconnect(endReport);
-    bury();
+    buryAll();
     if (std::exchange(startWanted, false))
         start();
 }
@@ -110,7 +110,7 @@ void DevLiveThrSetManager::endAll()
     stop();
     // What came after a stop, or without a start.
     slot_quitAllVideoThreadSets();
-    bury();
+    buryAll();
 }
 
 void DevLiveThrSetManager::stopWithApplication()
@@ -207,21 +207,33 @@ void DevLiveThrSetManager::slot_quitAllVideoThreadSets()
 
 void DevLiveThrSetManager::unbind(const PtrDevLiveThrSet &set)
 {
+    // The GUI thread may be calling a slot of a thread object at this moment, so it deletes them:
+    // once they are handed over, nothing here has a share in them.
+    auto threads = set->getChannelThreads();
+    set->unbindDevice();
+    int number = 0;
     {
         QMutexLocker locker(&mutex);
-        endedThreads += set->getChannelThreads();
+        number = ++endedSets;
+        endedThreads.insert(number, threads);
+        threads.clear();
     }
-    set->unbindDevice();
-    // The GUI thread may be calling a slot of a thread object at this moment, so it deletes them.
     if (QCoreApplication *application = QCoreApplication::instance()) {
         QMetaObject::invokeMethod(
-            application, [] { Instance()->bury(); }, Qt::QueuedConnection);
+            application, [number] { Instance()->bury(number); }, Qt::QueuedConnection);
     }
 }
 
-void DevLiveThrSetManager::bury()
+void DevLiveThrSetManager::bury(int set)
 {
-    QVector<QSharedPointer<AbstractVideoThread>> ended;
+    QMutexLocker locker(&mutex);
+    const auto ended = endedThreads.take(set); // deleted without the lock
+    locker.unlock();
+}
+
+void DevLiveThrSetManager::buryAll()
+{
+    decltype(endedThreads) ended;
     QMutexLocker locker(&mutex);
     endedThreads.swap(ended);
     locker.unlock();

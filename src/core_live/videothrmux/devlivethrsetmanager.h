@@ -73,8 +73,10 @@ private:
     DevLiveThrSetManager();
     /// Unbinds a set that has ended; its threads are deleted by bury().
     void unbind(const PtrDevLiveThrSet &set);
-    /// Deletes the threads of ended sets, on the GUI thread.
-    void bury();
+    /// Deletes the threads of one ended set, on the GUI thread. Those of others may not have told
+    /// their end there yet.
+    void bury(int set);
+    void buryAll();
     /// The second half of stop(), as soon as it may wait.
     void awaitEnd();
     /// Ends what there is, whether the manager's thread runs or not.
@@ -87,7 +89,9 @@ private:
     QMutex mutex; ///< guards the containers
     QHash<HNetDevice *, PtrDevLiveThrSet> deviceSets;
     QSet<PtrDevLiveThrSet> allSets; ///< made and not yet ended, in use or not
-    QVector<QSharedPointer<AbstractVideoThread>> endedThreads; ///< for bury()
+    /// For bury(): the threads of ended sets, by their order.
+    QHash<int, QVector<QSharedPointer<AbstractVideoThread>>> endedThreads;
+    int endedSets = 0; ///< so many, ever
     QThread thread;
 
     // On the GUI thread.
