@@ -3,9 +3,11 @@
 #include "core_videobase/snapfile_p.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QFile>
 #include <QImage>
 
+#include <atomic>
 #include <cstdio>
 
 namespace {
@@ -25,8 +27,19 @@ bool moveTo(const QString &from, const QString &name)
 {
     if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(name).constData()) == 0)
         return true;
+    if (!QFile::exists(from))
+        return false;
     QFile::remove(name); // where that does not replace
     return QFile::rename(from, name);
+}
+
+/// A name for a picture that is being written, and for no other: several threads may save under the
+/// same name at the same time.
+QString partName(const QString &name)
+{
+    static std::atomic<unsigned> number{0};
+    return name +
+           QStringLiteral(".%1-%2.part").arg(QCoreApplication::applicationPid()).arg(++number);
 }
 
 } // namespace
@@ -37,7 +50,7 @@ bool saveSnapFile(const QImage &image, const QString &name)
     QBuffer buffer(&jpeg);
     if (name.isEmpty() || !buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "jpg", -1))
         return false;
-    const QString part = name + QStringLiteral(".part");
+    const QString part = partName(name);
     if (writeWhole(part, jpeg) && moveTo(part, name))
         return true;
     QFile::remove(part);

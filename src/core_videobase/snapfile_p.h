@@ -10,5 +10,6 @@ class QString;
 /// be written in full, as on a full disk, there is none. False in that case, and without a name.
 ///
 /// The disk gets the bytes when it likes: streams stand while their pictures are saved, and must
-/// not wait for all that others write. Any thread.
+/// not wait for all that others write. Any thread; of several that save under one name at the same
+/// time the last one stays.
 bool saveSnapFile(const QImage &image, const QString &name);

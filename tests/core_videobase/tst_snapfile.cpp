@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_videobase/snapfile_p.h"
 #include "support/diskfault.h"
+#include "support/filecontent.h"
 #include "support/pixels.h"
 
 #include <QDir>
@@ -10,7 +11,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
 #include <cerrno>
+#include <thread>
+#include <vector>
 
 using namespace vantratest;
 
@@ -21,6 +25,7 @@ class TestSnapFile : public QObject
 private slots:
     void picture_isSavedAsJpeg_whateverTheName();
     void picture_replacesTheOneBefore();
+    void threads_maySaveUnderOneName();
     void refusedPicture_leavesTheOneBefore_andNothingElse_data();
     void refusedPicture_leavesTheOneBefore_andNothingElse();
     void picture_isNotWaitedForUntilItIsOnTheDisk();
@@ -55,6 +60,35 @@ void TestSnapFile::picture_replacesTheOneBefore()
     QVERIFY(saveSnapFile(picture(Qt::blue), name));
     QVERIFY(saveSnapFile(picture(Qt::red, 160), name));
     QCOMPARE(QImage(name).size(), QSize(160, 240));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{"a.jpg"});
+}
+
+void TestSnapFile::threads_maySaveUnderOneName()
+{
+    const QTemporaryDir dir;
+    const QString name = dir.filePath("a.jpg");
+    std::atomic<int> failed{0};
+    std::atomic<int> running{0};
+    std::vector<std::thread> threads;
+    for (const int width : {64, 160, 320, 640}) {
+        ++running;
+        threads.emplace_back([&, width] {
+            for (int i = 0; i < 100; ++i)
+                failed += !saveSnapFile(picture(Qt::red, width), name);
+            --running;
+        });
+    }
+    int torn = 0;
+    while (running > 0) {
+        // Whoever was the last: a whole picture, from the first on.
+        const QByteArray bytes = contentOf(name);
+        torn += !bytes.isEmpty() && !bytes.endsWith("\xff\xd9");
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    QCOMPARE(failed.load(), 0);
+    QCOMPARE(torn, 0);
+    QVERIFY(!QImage(name).isNull());
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{"a.jpg"});
 }
 
