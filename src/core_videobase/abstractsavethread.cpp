@@ -95,6 +95,10 @@ void AbstractSaveThread::open(QString fileName)
         return;
     opened = true;
     start(QThread::InheritPriority);
+    if (isRunning() || isFinished())
+        return;
+    opened = false; // the system had no thread to give, as Qt has said; the next file may get one
+    close();
 }
 
 void AbstractSaveThread::pause()

@@ -68,6 +68,7 @@ private slots:
 
 public slots:
     /// Starts to write `fileName`. While a recording runs this does nothing, and it keeps its file.
+    /// Where the system has no thread to give it does not run, and close() is called here.
     virtual void open(QString fileName);
     /// Turns pausing on or off while a recording runs; what it means is up to the writer.
     virtual void pause();

@@ -128,6 +128,7 @@ private slots:
     void open_isIgnored_whileOpened();
     void open_worksAgain_afterStop();
     void open_waits_forACloseUnderWay();
+    void open_mayBeTriedAgain_whenTheSystemHadNoThread();
     void run_looksAtStopped_beforeTheFirstStep();
     void run_tellsStartAndStop_throughQt();
     void flags_areClear_whenCloseBegins();
@@ -241,6 +242,25 @@ void TestAbstractSaveThread::open_worksAgain_afterStop()
     QCOMPARE(writer.getFileName(), QStringLiteral("/second.mp4"));
     QVERIFY(waitFor([&] { return writer.saves > before; }));
     writer.stop();
+    QCOMPARE(writer.closes.load(), 2);
+}
+
+void TestAbstractSaveThread::open_mayBeTriedAgain_whenTheSystemHadNoThread()
+{
+    NotingWriter writer;
+    writer.setStackSize(1); // which no thread can run with
+    writer.open(kFile);
+    QVERIFY(!writer.getOpened());
+    QVERIFY(!writer.isRunning());
+    QCOMPARE(writer.inits, 1);
+    QCOMPARE(writer.closes.load(), 1);
+    writer.stop(); // has nothing to do
+    QCOMPARE(writer.closes.load(), 1);
+    writer.setStackSize(0);
+    writer.open(kFile);
+    QVERIFY(writer.getOpened());
+    writer.stop();
+    QCOMPARE(writer.inits, 2);
     QCOMPARE(writer.closes.load(), 2);
 }
 
