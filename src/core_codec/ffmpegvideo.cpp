@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "core_codec/ffmpeg_p.h"
 
+#include "largestpicture_p.h"
 #include "log.h"
 
 #include <QWriteLocker>
@@ -84,6 +85,7 @@ AVCodecContext *openVideo(const AVCodec *decoder, const QByteArray &device,
     // Size, parameter sets and the like come with the stream.
     ctx->flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_LOW_DELAY;
     ctx->flags2 |= AV_CODEC_FLAG2_FAST;
+    ctx->max_pixels = kLargestPicture;
 
     const int result = avcodec_open2(ctx, decoder, nullptr);
     if (result < 0) {

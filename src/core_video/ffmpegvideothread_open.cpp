@@ -7,6 +7,7 @@
 #include "core_ffmpeg/livedescription_p.h"
 #include "core_video/ffmpegvideothread.h"
 #include "core_video/ffmpegvideothread_p.h"
+#include "largestpicture_p.h"
 #include "log.h"
 
 extern "C" {
@@ -15,6 +16,7 @@ extern "C" {
 }
 
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -62,6 +64,19 @@ AVPixelFormat pickHwFormat(AVCodecContext *ctx, const AVPixelFormat *formats)
     static_assert(sizeof(AVPixelFormat) == sizeof(int), "a list of formats is read as one of ints");
     return static_cast<AVPixelFormat>(
         FFmpegHelper::getHwFormat(ctx, reinterpret_cast<const int *>(formats)));
+}
+
+/// As avformat_find_stream_info() does by itself, which decodes as well, but for the size of
+/// pictures.
+int findStreams(AVFormatContext *input)
+{
+    std::vector<AVDictionary *> options(input->nb_streams);
+    for (AVDictionary *&option : options)
+        av_dict_set_int(&option, "max_pixels", kLargestPicture, 0);
+    const int result = avformat_find_stream_info(input, options.data());
+    for (AVDictionary *&option : options)
+        av_dict_free(&option);
+    return result;
 }
 
 } // namespace
@@ -129,7 +144,7 @@ bool FFmpegVideoThread::initInput()
     if (qstrcmp(input->iformat->name, kRtspFormat) == 0)
         limitProbing(input, std::exchange(isShapeDoubtful, false));
     // Not watched as an open any more: only the socket time-out and a stop end this.
-    result = avformat_find_stream_info(input, nullptr);
+    result = findStreams(input);
     if (result < 0) {
         VANTRA_LOG(Logger::Error)
             << QStringLiteral("find stream err(%1:%2)").arg(url, FFmpegHelper::errorText(result));
@@ -175,6 +190,7 @@ bool FFmpegVideoThread::initVideo()
         return false;
     ctx->flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_LOW_DELAY;
     ctx->flags2 |= AV_CODEC_FLAG2_FAST;
+    ctx->max_pixels = kLargestPicture;
     const int result = avcodec_open2(ctx, codec, nullptr);
     if (result < 0) {
         VANTRA_LOG(Logger::Error)

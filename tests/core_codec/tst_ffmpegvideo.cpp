@@ -35,6 +35,7 @@ private slots:
     void decode_refusesInputThatIsNone_andStaysUsable_data();
     void decode_refusesInputThatIsNone_andStaysUsable();
     void decode_survivesGarbage_andStaysUsable();
+    void decode_makesNoPicture_largerThanAnyLevelHas();
     void decode_needsNoPadding();
     void decode_followsChangeOfSize();
     void decode_tellsFailedReceive_andStaysUsable();
@@ -299,6 +300,23 @@ void TestFfmpegVideo::decode_survivesGarbage_andStaysUsable()
             QCOMPARE(decode(handle, good[i], &yuv), 0);
             QCOMPARE(readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height), i);
         }
+    }
+}
+
+void TestFfmpegVideo::decode_makesNoPicture_largerThanAnyLevelHas()
+{
+    log->expectMatching(Logger::Error,
+                        QRegularExpression(QStringLiteral("^\\(ffpg\\)avcodec_(send|receive)_")));
+    AccessUnit unit;
+    unit.data = giantPicture();
+    unit.key = true;
+    const VideoHandle handle = makeVideo(1);
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(decode(handle, unit), -1);
+    for (int i = 0; i < m_h264.size(); ++i) {
+        _tag_yuv_frame_s yuv;
+        QCOMPARE(decode(handle, m_h264[i], &yuv), 0);
+        QCOMPARE(readNumber(yuv.y, yuv.linesize_y, yuv.width, yuv.height), i);
     }
 }
 

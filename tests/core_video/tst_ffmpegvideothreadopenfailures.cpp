@@ -55,6 +55,7 @@ private slots:
     void failure_findDecoder();
     void failure_openDecoder();
     void failure_resolution();
+    void failure_pictureLargerThanAnyLevelHas();
     void failure_findAudioDecoder();
     void failure_openAudioDecoder();
     void failure_hardwareName();
@@ -181,6 +182,24 @@ void TestFFmpegVideoThreadOpenFailures::failure_resolution()
     thread.play();
     QVERIFY(waitFor([&] { return log->count(Logger::Error, line) > 0; }));
     end(&thread);
+}
+
+void TestFFmpegVideoThreadOpenFailures::failure_pictureLargerThanAnyLevelHas()
+{
+    QVector<AccessUnit> giants = units(10);
+    for (AccessUnit &unit : giants)
+        unit.data = giantPicture();
+    TcpSource source(makeStream(giants, StreamOptions()));
+    source.setClosing(true);
+    TestThread thread(source.url());
+    log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral(".")));
+    ThreadWatcher watcher(&thread);
+    thread.play();
+    QVERIFY(waitFor([&] { return thread.opens >= 3; }));
+    end(&thread);
+    for (const QString &event : qAsConst(watcher.events))
+        QVERIFY2(event != QLatin1String("frame") && !event.startsWith(QLatin1String("image")),
+                 qPrintable(event));
 }
 
 void TestFFmpegVideoThreadOpenFailures::failure_findAudioDecoder()

@@ -106,6 +106,13 @@ VideoUnits readContainer(const QString &file)
 
 } // namespace
 
+QByteArray giantPicture()
+{
+    return QByteArray::fromHex("0000000167420033d84400fdc01fbe40" // baseline, 16 to refer to
+                               "0000000168ce3880"
+                               "00000001658884d55540");
+}
+
 QVector<AccessUnit> cutAccessUnits(const QByteArray &stream, int codec)
 {
     QVector<AccessUnit> units;

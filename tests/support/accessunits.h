@@ -26,6 +26,10 @@ struct VideoUnits
 /// Cuts a raw H.264 (codec 1) or H.265 (codec 2) stream into its access units.
 QVector<AccessUnit> cutAccessUnits(const QByteArray &stream, int codec);
 
+/// A key picture of H.264 that claims to be 16240 x 16240 and has one slice, which is damaged: a
+/// decoder without a limit makes it, all 260 million pixels.
+QByteArray giantPicture();
+
 /// Reads the first video of a file: by its suffix a raw stream, else a container such as MP4 or
 /// MKV, whose parameter sets then stand before each key frame. Damaged parts are left out.
 VideoUnits readVideoUnits(const QString &file);
