@@ -20,6 +20,9 @@ extern "C" {
 
 namespace {
 
+/// The rate of sound may fall so far below what the source announced; cameras have 8 to 48 kHz.
+constexpr int kMostFall = 16;
+
 constexpr int kRgbAlignment = 1;
 /// swscale writes whole vectors, and so a little beyond the last line.
 constexpr int kRgbPaddingBytes = 256;
@@ -222,6 +225,9 @@ void FFmpegVideoThread::decodeAudio()
                form.channels == built.channels && form.sampleRate == built.sampleRate;
     };
     if (!fits()) {
+        // The filter of a resampler is as long as the rate falls, and takes its time to build.
+        if (form.sampleRate / kMostFall > sampleRate)
+            return;
         initResampler();
         if (!fits())
             return;
@@ -231,8 +237,12 @@ void FFmpegVideoThread::decodeAudio()
     constexpr int kRoom = Session::kAudioBufferBytes / kBytesPerSample;
     const int size = av_samples_get_buffer_size(nullptr, Session::kOutputChannels,
                                                 frame->nb_samples, AV_SAMPLE_FMT_S16, 1);
-    if (size < 0 || swr_get_out_samples(session->resampler.get(), frame->nb_samples) > kRoom)
+    if (size < 0)
         return;
+    if (swr_get_out_samples(session->resampler.get(), frame->nb_samples) > kRoom) {
+        session->resampler.reset(); // what waits in it would never have room
+        return;
+    }
     std::uint8_t *out = session->audioBuffer.get();
     const int converted =
         swr_convert(session->resampler.get(), &out, qMin(size, kRoom),

@@ -15,6 +15,9 @@ namespace {
 constexpr int kVps = 32;
 constexpr int kSps = 33;
 constexpr int kCodeBytes = 3; ///< of a start code
+/// Bytes. Cameras send a hundred; what is kept and given to a decoder twice is not to be of any
+/// size.
+constexpr int kLargestSets = 65536;
 
 /// The next 00 00 01 from `at` on, or the end. Every picture is looked through, hence memchr().
 const quint8 *startCode(const quint8 *at, const quint8 *end)
@@ -100,6 +103,8 @@ bool H265Sets::areReadable(const quint8 *data, int size)
     const QByteArray sets = setsOf(data, size);
     if (sets.isEmpty() || sets == readable)
         return true;
+    if (sets.size() > kLargestSets)
+        return false;
     // Some devices send each set by itself: a sequence needs the set of the video before it.
     if (!isReadByDecoder(sets) && !isReadByDecoder(readable + sets))
         return false;

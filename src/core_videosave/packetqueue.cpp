@@ -63,7 +63,13 @@ bool PacketQueue::isQueueEmpty()
 bool PacketQueue::isQueueFull()
 {
     const QMutexLocker locker(&queueMutex);
-    return queue.size() >= kLimit;
+    return !hasRoom(PacketKind::Sound);
+}
+
+/// Under the lock of the queue.
+bool PacketQueue::hasRoom(PacketKind kind) const
+{
+    return queue.size() < kLimit && (kind != PacketKind::Sound || soundBytes < kSoundLimit);
 }
 
 AVPacketPtr PacketQueue::dequeue()
@@ -71,18 +77,21 @@ AVPacketPtr PacketQueue::dequeue()
     const QMutexLocker locker(&queueMutex);
     if (queue.empty())
         return nullptr;
-    AVPacketPtr packet = std::move(queue.front());
+    AVPacketPtr packet = std::move(queue.front().packet);
+    soundBytes -= queue.front().soundBytes;
     queue.pop_front();
     return packet;
 }
 
-bool PacketQueue::enqueue(AVPacketPtr &packet)
+bool PacketQueue::enqueue(AVPacketPtr &packet, PacketKind kind)
 {
     {
         const QMutexLocker locker(&queueMutex);
-        if (queue.size() < kLimit) {
+        if (hasRoom(kind)) {
             resting.reset();
-            queue.push_back(std::move(packet));
+            const qint64 bytes = kind == PacketKind::Sound ? packet->size : 0;
+            soundBytes += bytes;
+            queue.push_back({std::move(packet), bytes});
             return true;
         }
     }
@@ -92,10 +101,11 @@ bool PacketQueue::enqueue(AVPacketPtr &packet)
 
 void PacketQueue::clearQueue()
 {
-    std::deque<AVPacketPtr> dropped; // freed without the lock
+    std::deque<Waiting> dropped; // freed without the lock
     std::vector<AVPacketPtr> droppedToo;
     const QMutexLocker locker(&queueMutex);
     queue.swap(dropped);
+    soundBytes = 0;
     gathered.swap(droppedToo);
     resting.reset();
 }
@@ -149,15 +159,19 @@ bool PacketQueue::gather(AVPacketPtr &packet)
     return true;
 }
 
-void PacketQueue::writePacket(AVPacketPtr packet, bool isPlain)
+void PacketQueue::writePacket(AVPacketPtr packet, PacketKind kind)
 {
-    if (isPlain && gather(packet))
+    if (kind == PacketKind::PlainPicture && gather(packet))
         return;
-    if (isQueueFull()) {
-        VANTRA_LOG(Logger::Warning) << "queue is full";
-        return;
+    {
+        QMutexLocker locker(&queueMutex);
+        if (!hasRoom(kind)) {
+            locker.unlock();
+            VANTRA_LOG(Logger::Warning) << "queue is full";
+            return;
+        }
     }
-    if (!enqueue(packet)) { // another producer was faster
+    if (!enqueue(packet, kind)) { // another producer was faster
         VANTRA_LOG(Logger::Warning) << "enqueue fail";
         return;
     }

@@ -50,6 +50,13 @@ struct PlainPictures
     quint64 longestStep = 0; ///< from one to the next
 };
 
+/// What a packet is, as far as the queue cares.
+enum class PacketKind {
+    Sound,
+    Picture,
+    PlainPicture, ///< as others, by what is in it
+};
+
 /// The packets between the producer, who never waits, and the writer. Any thread may call anything.
 ///
 /// To wake a thread costs more than to write a picture of a sub stream. So while the writer has
@@ -61,6 +68,10 @@ class PacketQueue
 
 public:
     static constexpr std::size_t kLimit = 100; ///< packets; so many are full
+    /// Bytes of sound that make it full, too: some two minutes of G.711. Devices send a kilobyte at
+    /// a time, but may claim any size, and what waits at the end of a file is encoded before it
+    /// ends.
+    static constexpr qint64 kSoundLimit = 1024 * 1024;
 
     /// What gathers in one rest, at most.
     static constexpr std::size_t kMostGathered = 16;
@@ -78,15 +89,16 @@ public:
     bool isQueueFull();
     /// Null when empty.
     AVPacketPtr dequeue();
-    /// False, with a warning, when full: the packet stays the caller's.
-    bool enqueue(AVPacketPtr &packet);
+    /// False, with a warning, when full: the packet stays the caller's. Sound in plenty leaves room
+    /// for pictures.
+    bool enqueue(AVPacketPtr &packet, PacketKind kind = PacketKind::Picture);
     void clearQueue();
 
     /// Whether the writer rests now, and a plain picture like this one would not wake it.
     bool mayGather(const AVPacket &packet);
-    /// Puts a packet in and wakes the writer, unless that rests and the packet `isPlain`: a picture
-    /// as others, by what is in it. When full it is dropped, with a warning.
-    void writePacket(AVPacketPtr packet, bool isPlain = false);
+    /// Puts a packet in and wakes the writer, unless that rests and the packet is a plain picture.
+    /// When full it is dropped, with a warning.
+    void writePacket(AVPacketPtr packet, PacketKind kind = PacketKind::Picture);
 
     /// For the writer, around its wait. No rest begins if nothing is plain, or something waits.
     void beginRest(const std::optional<PlainPictures> &plain);
@@ -95,11 +107,19 @@ public:
     CountingSemaphore semaphore; ///< counts the packets
 
 private:
+    struct Waiting
+    {
+        AVPacketPtr packet;
+        qint64 soundBytes = 0;
+    };
+
+    bool hasRoom(PacketKind kind) const;
     bool hasPlaceToGather(const AVPacket &packet) const;
     bool gather(AVPacketPtr &packet);
 
     QMutex queueMutex;
-    std::deque<AVPacketPtr> queue;
+    std::deque<Waiting> queue;
+    qint64 soundBytes = 0;                ///< of the packets in it
     std::optional<PlainPictures> resting; ///< until another packet comes
     std::vector<AVPacketPtr> gathered;
     qint64 gatheredBytes = 0;

@@ -234,8 +234,10 @@ void SaveMp4FFmpeg::writeData(HFrameHeader *frame)
 /// What is in a picture is looked at only where it may gather: that takes as long as it is large.
 void SaveMp4FFmpeg::Recording::post(AVPacketPtr packet, bool isVideo, AVCodecID codec)
 {
-    const bool isPlain = isVideo && queue.mayGather(*packet) && isPlainPicture(codec, packet.get());
-    queue.writePacket(std::move(packet), isPlain);
+    PacketKind kind = isVideo ? PacketKind::Picture : PacketKind::Sound;
+    if (isVideo && queue.mayGather(*packet) && isPlainPicture(codec, packet.get()))
+        kind = PacketKind::PlainPicture;
+    queue.writePacket(std::move(packet), kind);
 }
 
 void SaveMp4FFmpeg::save()

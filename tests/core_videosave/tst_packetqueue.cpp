@@ -28,6 +28,18 @@ AVPacketPtr numbered(qint64 number)
     return packet;
 }
 
+PacketKind kindOf(bool isPlain)
+{
+    return isPlain ? PacketKind::PlainPicture : PacketKind::Picture;
+}
+
+AVPacketPtr sized(int bytes)
+{
+    AVPacketPtr packet(av_packet_alloc());
+    av_new_packet(packet.get(), bytes);
+    return packet;
+}
+
 } // namespace
 
 class TestPacketQueue : public QObject
@@ -50,6 +62,7 @@ private slots:
     void semaphore_destroy_endsAWait();
     void queue_givesPacketsInOrder();
     void queue_isFull_atAHundred();
+    void queue_isFull_withMinutesOfSound();
     void queue_keepsNoPacketItRefuses();
     void queue_clear_empties();
     void queue_bearsManyProducers();
@@ -159,6 +172,32 @@ void TestPacketQueue::queue_isFull_atAHundred()
     QCOMPARE(count, 100);
 }
 
+void TestPacketQueue::queue_isFull_withMinutesOfSound()
+{
+    constexpr int kHalf = 512 * 1024;
+    m_log->expect(Logger::Warning, kFull);
+    PacketQueue queue;
+    QVERIFY(queue.semaphore.create());
+    queue.writePacket(sized(2 * kHalf)); // a picture
+    queue.writePacket(sized(kHalf), PacketKind::Sound);
+    QVERIFY(!queue.isQueueFull());
+    queue.writePacket(sized(kHalf), PacketKind::Sound);
+    QVERIFY(queue.isQueueFull());
+    queue.writePacket(sized(1), PacketKind::Sound);
+    QCOMPARE(m_log->count(Logger::Warning, kFull), 1);
+    queue.writePacket(sized(1)); // pictures still have room
+    QCOMPARE(m_log->count(Logger::Warning, kFull), 1);
+    QVERIFY(queue.dequeue());
+    QVERIFY(queue.isQueueFull());
+    QCOMPARE(queue.dequeue()->size, kHalf);
+    QVERIFY(!queue.isQueueFull());
+    queue.writePacket(sized(kHalf), PacketKind::Sound);
+    QVERIFY(queue.isQueueFull());
+    queue.clearQueue();
+    QVERIFY(!queue.isQueueFull());
+    QCOMPARE(m_log->count(Logger::Warning, kFull), 1);
+}
+
 void TestPacketQueue::queue_keepsNoPacketItRefuses()
 {
     m_log->expect(Logger::Warning, kFull);
@@ -227,7 +266,7 @@ void TestPacketQueue::rest_takesPlainPictures_withoutWaking()
     QVERIFY(queue.semaphore.create());
     queue.beginRest(PlainPictures{0, 10});
     for (const qint64 pts : {1, 2, 12})
-        queue.writePacket(numbered(pts), true);
+        queue.writePacket(numbered(pts), PacketKind::PlainPicture);
     QVERIFY(queue.isQueueEmpty()); // as if they had been taken
     QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::TimedOut);
     const PacketQueue::Gathered gathered = queue.endRest();
@@ -236,7 +275,7 @@ void TestPacketQueue::rest_takesPlainPictures_withoutWaking()
     QCOMPARE(gathered.packets.at(2)->pts, qint64(12));
     QVERIFY(gathered.quietMs >= 0);
     QVERIFY(queue.endRest().packets.empty());
-    queue.writePacket(numbered(13), true);
+    queue.writePacket(numbered(13), PacketKind::PlainPicture);
     QVERIFY(!queue.isQueueEmpty()); // nobody rests
     QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
 }
@@ -260,9 +299,9 @@ void TestPacketQueue::rest_isEndedByAnyOtherPacket()
     PacketQueue queue;
     QVERIFY(queue.semaphore.create());
     queue.beginRest(PlainPictures{-5, 10});
-    queue.writePacket(numbered(1), true);
-    queue.writePacket(numbered(pts), plain);
-    queue.writePacket(numbered(3), true); // behind the other, whatever it is
+    queue.writePacket(numbered(1), PacketKind::PlainPicture);
+    queue.writePacket(numbered(pts), kindOf(plain));
+    queue.writePacket(numbered(3), PacketKind::PlainPicture); // behind the other, whatever it is
     QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
     QCOMPARE(queue.endRest().packets.size(), std::size_t(1));
     QCOMPARE(queue.dequeue()->pts, pts);
@@ -276,7 +315,7 @@ void TestPacketQueue::rest_isEndedByManyPictures()
     queue.beginRest(PlainPictures{-1, 10});
     qint64 pts = 0;
     for (; queue.isQueueEmpty(); ++pts)
-        queue.writePacket(numbered(pts), true);
+        queue.writePacket(numbered(pts), PacketKind::PlainPicture);
     QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
     QCOMPARE(queue.endRest().packets.size(), PacketQueue::kMostGathered);
     QCOMPARE(queue.dequeue()->pts, pts - 1);
@@ -291,7 +330,7 @@ void TestPacketQueue::rest_isEndedByManyBytes()
         AVPacketPtr packet = numbered(i);
         QCOMPARE(av_new_packet(packet.get(), int(PacketQueue::kMostGatheredBytes / 2)), 0);
         packet->pts = i;
-        queue.writePacket(std::move(packet), true);
+        queue.writePacket(std::move(packet), PacketKind::PlainPicture);
     }
     QCOMPARE(queue.semaphore.wait(0), CountingSemaphore::Signalled);
     QCOMPARE(queue.endRest().packets.size(), std::size_t(2));
@@ -303,15 +342,15 @@ void TestPacketQueue::rest_needsAWriterWithNothingToDo()
     PacketQueue queue;
     QVERIFY(queue.semaphore.create());
     queue.beginRest(std::nullopt);
-    queue.writePacket(numbered(1), true);
+    queue.writePacket(numbered(1), PacketKind::PlainPicture);
     QVERIFY(!queue.isQueueEmpty());
     queue.beginRest(PlainPictures{1, 10});
-    queue.writePacket(numbered(2), true);
+    queue.writePacket(numbered(2), PacketKind::PlainPicture);
     QVERIFY(queue.endRest().packets.empty());
     QCOMPARE(queue.dequeue()->pts, qint64(1));
     QCOMPARE(queue.dequeue()->pts, qint64(2));
     queue.beginRest(PlainPictures{2, 10});
-    queue.writePacket(numbered(3), true);
+    queue.writePacket(numbered(3), PacketKind::PlainPicture);
     queue.clearQueue();
     QVERIFY(queue.endRest().packets.empty());
 }
@@ -330,7 +369,7 @@ void TestPacketQueue::rest_bearsManyProducers()
     for (int p = 0; p < kProducers; ++p) {
         producers.emplace_back([&] {
             for (int i = 0; i < kEach; ++i)
-                queue.writePacket(numbered(next++), i % 7 != 0);
+                queue.writePacket(numbered(next++), kindOf(i % 7 != 0));
             --running;
         });
     }
@@ -347,7 +386,7 @@ void TestPacketQueue::rest_bearsManyProducers()
         queue.beginRest(PlainPictures{newest, 100});
         queue.semaphore.wait(1);
         for (const AVPacketPtr &packet : queue.endRest().packets)
-            take(packet, true);
+            take(packet, PacketKind::PlainPicture);
         while (const AVPacketPtr packet = queue.dequeue())
             take(packet, false);
     }

@@ -62,7 +62,8 @@ public:
         queue.beginRest(m_file.plainPictures());
         const bool isPlain = packet->stream_index == videoStream().index &&
                              isPlainPicture(videoStream().codec, packet.get());
-        queue.writePacket(std::move(packet), isPlain);
+        queue.writePacket(std::move(packet),
+                          isPlain ? PacketKind::PlainPicture : PacketKind::Picture);
         const PacketQueue::Gathered gathered = queue.endRest();
         const bool isGathered = !gathered.packets.empty();
         packet = queue.dequeue();
