@@ -17,6 +17,15 @@ bool isAddress(const QString &text)
            !url.host().isEmpty();
 }
 
+/// Of an address. What reads it takes all before the last "@" for user information, which may hold
+/// any character and is nobody's business.
+QString hostOf(const QString &address)
+{
+    const int scheme = address.indexOf(QLatin1String("://"));
+    const int begin = qMax(scheme + 3, address.lastIndexOf(QLatin1Char('@')) + 1);
+    return QUrl(QStringLiteral("rtsp://") + address.mid(begin)).host();
+}
+
 int streamsOf(const QVector<RtspCamera> &cameras)
 {
     const bool hasSub = std::any_of(cameras.begin(), cameras.end(),
@@ -41,7 +50,7 @@ std::optional<RtspCamera> RtspCamera::fromText(const QString &text)
 
 RtspCameraBackend::RtspCameraBackend(const QVector<RtspCamera> &cameras, const QString &serial)
     : m_channels(cameras.size()), m_perChannel(streamsOf(cameras)),
-      m_host(cameras.isEmpty() ? QString() : QUrl(cameras[0].main).host()),
+      m_host(cameras.isEmpty() ? QString() : hostOf(cameras[0].main)),
       m_serial(serial.isEmpty() ? m_host : serial), m_cameras(cameras)
 {
 }
