@@ -88,15 +88,6 @@ QString CameraAddress::name() const
     return (m_port == usualPort(m_scheme) ? m_host : endpoint()) + maskUrlCredentials(path);
 }
 
-QString CameraAddress::fileName() const
-{
-    QString name = this->name();
-    for (QChar &c : name)
-        if (!c.isLetterOrNumber() && c != QLatin1Char('.') && c != QLatin1Char('-'))
-            c = QLatin1Char('_');
-    return name;
-}
-
 QString CameraAddress::plain() const
 {
     return isValid() ? m_scheme + QLatin1String("://") + endpoint() + m_path : QString();

@@ -28,8 +28,6 @@ public:
     /// and no query, in which some cameras carry the password; where they carry it in the path, it
     /// is masked.
     QString name() const;
-    /// The name for use within a file name.
-    QString fileName() const;
     /// The address without user information, for the camera: the query may hold a password.
     QString plain() const;
 

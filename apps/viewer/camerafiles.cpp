@@ -19,6 +19,15 @@ QString tr(const char *text)
 
 } // namespace
 
+QString CameraFiles::nameFor(const QString &name)
+{
+    QString file = name;
+    for (QChar &c : file)
+        if (!c.isLetterOrNumber() && c != QLatin1Char('.') && c != QLatin1Char('-'))
+            c = QLatin1Char('_');
+    return file;
+}
+
 CameraFiles::CameraFiles(const QString &root, const QString &camera)
     // Absolute, since the library gives relative folders a meaning of its own.
     : m_folder(QDir(QDir(root).absoluteFilePath(camera)).absolutePath())

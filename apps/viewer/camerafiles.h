@@ -12,6 +12,8 @@ class CameraFiles
 {
 public:
     CameraFiles() = default;
+    /// A name for people as a name of a file.
+    static QString nameFor(const QString &name);
     /// `root`: folder of all cameras. `camera`: fit for the name of a file.
     CameraFiles(const QString &root, const QString &camera);
 

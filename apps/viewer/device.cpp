@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "device.h"
 
+#include "camerafiles.h"
 #include "devicelink/hnetdevice.h"
 #include "devicelink/rtspcamerabackend.h"
 #include "simulator/devicecontrol.h"
@@ -87,11 +88,7 @@ Device simulatedDevice(const QString &name, int number, HTransportProtocol proto
 
 QString Camera::fileName() const
 {
-    QString file = name;
-    for (QChar &c : file)
-        if (!c.isLetterOrNumber() && c != QLatin1Char('.') && c != QLatin1Char('-'))
-            c = QLatin1Char('_');
-    return file;
+    return CameraFiles::nameFor(name);
 }
 
 QVector<Camera> Device::cameras() const

@@ -44,7 +44,6 @@ void Download::start()
         return;
     m_problem = m_files.problem();
     m_results.clear();
-    m_hasBegun = m_isWhole = m_isRefused = m_hasFailed = false;
     if (!m_problem.isEmpty()) {
         setState(DownloadState::Failed);
         emit ended();
@@ -53,11 +52,18 @@ void Download::start()
     m_recorded = m_camera.recorded ? m_camera.recorded(m_span) : QVector<TimeSpan>();
     m_filesBefore = filesThere();
     m_meter.begin(m_clock.elapsed(), recordedUntil(m_span.end));
+    m_days = days();
+    startDay();
+    setState(DownloadState::Running);
+}
 
+void Download::startDay()
+{
+    m_hasBegun = m_isWhole = m_isRefused = m_hasFailed = false;
     m_thread = new DownloadThread(this);
     m_thread->bindDevice(m_camera.link, uint(m_camera.channel));
-    m_thread->setDateTime(recordingtime::forDevice(m_span.begin),
-                          recordingtime::forDevice(m_span.end));
+    m_thread->setDateTime(recordingtime::forDevice(m_days.first().begin),
+                          recordingtime::forDevice(m_days.first().end));
     m_thread->setSavePath(m_files.folder());
     m_thread->setSaveAudio(m_withSound);
     m_thread->setReadTimeout(kReadTimeoutMs);
@@ -71,9 +77,19 @@ void Download::start()
     connect(m_thread, &DownloadThread::sig_downloadError, this, [this] { m_hasFailed = true; });
     connect(m_thread, &DownloadThread::sig_downloadFinsh, this,
             [this](bool whole) { m_isWhole = whole; });
-    connect(m_thread, &QThread::finished, this, &Download::conclude);
-    setState(DownloadState::Running);
+    connect(m_thread, &QThread::finished, this, &Download::endDay);
     m_thread->startDL();
+}
+
+void Download::endDay()
+{
+    if (!m_isWhole || m_days.size() == 1 || m_state != DownloadState::Running) {
+        conclude();
+        return;
+    }
+    m_thread->deleteLater();
+    m_days.removeFirst();
+    startDay();
 }
 
 void Download::cancel()
@@ -106,6 +122,22 @@ void Download::setState(DownloadState state)
 {
     m_state = state;
     emit changed();
+}
+
+/// The span in parts that each lie within one day, at least one; without those in which nothing is
+/// recorded, as far as that is known.
+QVector<TimeSpan> Download::days() const
+{
+    QVector<TimeSpan> days;
+    for (qint64 begin = m_span.begin; begin < m_span.end;) {
+        const qint64 midnight =
+            recordingtime::of(recordingtime::dayOf(begin)) + recordingtime::dayMs;
+        const TimeSpan day{begin, qMin(midnight, m_span.end)};
+        if (m_recorded.isEmpty() || covered(m_recorded, day) > 0)
+            days.append(day);
+        begin = day.end;
+    }
+    return days.isEmpty() ? QVector<TimeSpan>{m_span} : days;
 }
 
 /// How much of the span is recorded up to a time; where that is not known, all of it.

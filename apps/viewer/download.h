@@ -22,7 +22,10 @@ enum class DownloadState {
 };
 
 /// A span of what a channel has recorded, to be copied into files. It can be started again and
-/// again; each time a thread of its own does the work. GUI thread; nothing here waits.
+/// again; a thread of its own does the work of each day. GUI thread; nothing here waits.
+///
+/// Day by day, since the library names files by the day that was asked for and the time of day in
+/// the recording: of a longer span the file of one day would take the place of that of another.
 class Download final : public QObject
 {
     Q_OBJECT
@@ -66,6 +69,9 @@ signals:
     void ended();
 
 private:
+    QVector<TimeSpan> days() const;
+    void startDay();
+    void endDay();
     QHash<QString, QDateTime> filesThere() const;
     qint64 recordedUntil(qint64 time) const;
     void setState(DownloadState state);
@@ -79,11 +85,13 @@ private:
     DownloadState m_state = DownloadState::Waiting;
     DownloadThread *m_thread = nullptr;
     QVector<TimeSpan> m_recorded; ///< within the span; empty: not known
+    QVector<TimeSpan> m_days;     ///< still to be copied; the first is under way
     QHash<QString, QDateTime> m_filesBefore;
     QStringList m_results;
     QString m_problem;
     ProgressMeter m_meter;
     QElapsedTimer m_clock;
+    // Of the day that is under way.
     bool m_hasBegun = false;  ///< the device gives it
     bool m_isWhole = false;   ///< it came to its end
     bool m_isRefused = false; ///< the device takes no further download

@@ -109,6 +109,7 @@ void LiveView::play()
     m_wasLive = false;
     m_reason.clear();
     m_sincePicture.start();
+    m_sinceSign.start();
     begin();
     emit changed();
 }
@@ -197,6 +198,10 @@ void LiveView::finished()
 void LiveView::receivePlayStart(int time)
 {
     LiveVideoWidget::receivePlayStart(time);
+    if (sender() == videoThread) {
+        m_sinceSign.start();
+        m_reason.clear(); // it can be reached after all
+    }
     setVolume(m_volume);
     m_labels->show();
 }
@@ -246,6 +251,7 @@ void LiveView::notePicture(const QSize &size, bool isShown)
     else if (m_returning > 0)
         --m_returning;
     m_sincePicture.start();
+    m_sinceSign.start();
     m_lastPictureAt = QDateTime::currentDateTime();
     m_pictureSize = size;
     m_hasPicture = true;
@@ -258,7 +264,10 @@ void LiveView::notePicture(const QSize &size, bool isShown)
 
 void LiveView::playAudio(const QByteArray &data)
 {
-    m_hasSound |= sender() == videoThread;
+    if (sender() == videoThread) {
+        m_hasSound = true;
+        m_sinceSign.start();
+    }
     LiveVideoWidget::playAudio(data);
 }
 
@@ -275,6 +284,10 @@ void LiveView::tick()
     else
         setState(age < kStaleAfterMs && m_returning == 0 ? ViewState::Live : ViewState::NoSignal);
     keepThreadsRunning();
+    if (m_talking && m_camera.link->getConnectStatus() != HChannelConnected) {
+        talkStop(); // nobody hears it; and who comes back has not been asked for talk
+        setTalking(false);
+    }
     m_recorder.tick(recordThread, m_state == ViewState::Live);
 
     if (m_state == ViewState::Live) {
@@ -314,9 +327,9 @@ void LiveView::setState(ViewState state)
 /// A stream that is open and sends nothing is opened anew, by keepThreadsRunning().
 void LiveView::endDeadStream()
 {
-    if (m_started && videoThread && videoThread->getIsOk() && !m_hasSound &&
-        m_sincePicture.elapsed() > kDeadAfterMs) {
-        m_sincePicture.start();
+    if (m_started && videoThread && videoThread->getIsOk() &&
+        m_sinceSign.elapsed() > kDeadAfterMs) {
+        m_sinceSign.start();
         videoThread->stop();
     }
 }
@@ -405,6 +418,13 @@ void LiveView::focusInEvent(QFocusEvent *event)
 {
     LiveVideoWidget::focusInEvent(event);
     emit selected();
+}
+
+/// What is shown again may be of hours ago by then, and would pass for live until the next picture.
+void LiveView::hideEvent(QHideEvent *event)
+{
+    LiveVideoWidget::hideEvent(event);
+    image = QImage();
 }
 
 void LiveView::mouseDoubleClickEvent(QMouseEvent *event)

@@ -95,6 +95,7 @@ protected:
     void playAudio(const QByteArray &data) override;
     void btnClicked(const QString &name) override;
     void focusInEvent(QFocusEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
@@ -139,6 +140,7 @@ private:
     QSize m_pictureSize;
     QDateTime m_lastPictureAt;
     QElapsedTimer m_sincePicture; ///< or since the stream was opened
+    QElapsedTimer m_sinceSign;    ///< of life: since picture, sound, or the opening of the stream
     QElapsedTimer m_sinceTry;     ///< since joining was tried last
     QElapsedTimer m_sinceCheck;
     bool m_saving = false;     ///< the file of a picture is not there yet

@@ -3,6 +3,7 @@
 #include "mainwindow.h"
 
 #include "addressform.h"
+#include "camerafiles.h"
 #include "devicelink/hnetdevice.h"
 #include "devicetree.h"
 #include "downloadpage.h"
@@ -31,6 +32,7 @@
 namespace {
 
 constexpr int kTickMs = 250;
+constexpr int kTellForMs = 6000; ///< what has happened
 /// A stream thread that hangs in the network, say in a name look-up, holds the window no longer.
 constexpr int kCloseWithinMs = 5000;
 /// The end of a file is worth more patience.
@@ -69,6 +71,10 @@ MainWindow::MainWindow(const QString &transport, const QString &filesFolder, QWi
     connect(m_tree, &DeviceTree::chosen, this, &MainWindow::showCamera);
     connect(m_grid, &ViewGrid::changed, this, &MainWindow::updateToolBar);
     connect(m_grid, &ViewGrid::cameraDropped, this, &MainWindow::put);
+    connect(m_grid, &ViewGrid::recordingEnded, this, [this](const QString &name) {
+        m_told = tr("the recording of %1 has ended").arg(name);
+        m_sinceTold.start();
+    });
     connect(&m_tick, &QTimer::timeout, this, &MainWindow::tick);
     m_clock.start();
     m_tick.start(kTickMs);
@@ -137,9 +143,11 @@ QWidget *MainWindow::makeEmptyPage()
 void MainWindow::addDevice(const Device &device)
 {
     Listed listed{device, LinkWatch()};
+    // Names that differ in no letter or number would share a folder.
     const auto isTaken = [this](const QString &name) {
-        return std::any_of(m_devices.begin(), m_devices.end(),
-                           [&](const Listed &other) { return other.device.name == name; });
+        return std::any_of(m_devices.begin(), m_devices.end(), [&](const Listed &other) {
+            return CameraFiles::nameFor(other.device.name) == CameraFiles::nameFor(name);
+        });
     };
     for (int i = 2; isTaken(listed.device.name); ++i)
         listed.device.name = QStringLiteral("%1 (%2)").arg(device.name).arg(i);
@@ -274,6 +282,8 @@ void MainWindow::showPage(PageTabs::Page page)
     m_page = page;
     if (m_devices.isEmpty())
         return; // once there is one
+    if (page != PageTabs::Live)
+        m_grid->endTalks(); // a microphone is not left open out of sight
     m_tabs->showPage(page);
     m_stack->setCurrentIndex(page);
     m_bars->setCurrentIndex(page);
@@ -451,7 +461,8 @@ void MainWindow::tick()
     m_playback->tick();
     m_downloadPage->tick();
     if (m_closing.isValid()) {
-        const int patience = m_queue->active() > 0 ? kEndFilesWithinMs : kCloseWithinMs;
+        const bool endsFiles = m_endsRecordings || m_queue->active() > 0;
+        const int patience = endsFiles ? kEndFilesWithinMs : kCloseWithinMs;
         if (!hasRunningThreads() || m_closing.hasExpired(patience))
             QApplication::quit();
         return;
@@ -467,19 +478,25 @@ QString MainWindow::statusText() const
     int used = 0;
     int live = 0;
     int recording = 0;
+    QStringList told;
+    if (m_sinceTold.isValid() && !m_sinceTold.hasExpired(kTellForMs))
+        told.append(m_told);
     for (const LiveView *view : m_grid->views()) {
         rate += view->pictureRate();
         used += view->camera().isValid();
         live += view->state() == ViewState::Live;
         recording += view->isRecording();
+        if (view->isTalking())
+            told.append(tr("talking to %1").arg(view->camera().name));
     }
     if (m_devices.isEmpty())
         return QString();
-    const QString recordings = recording == 0 ? QString() : tr("%1 recording    ").arg(recording);
-    return recordings + tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
-                            .arg(QString::number(live), QString::number(used),
-                                 QString::number(rate, 'f', 0),
-                                 QString::number(m_cpu.percent(), 'f', 0));
+    if (recording > 0)
+        told.append(tr("%1 recording").arg(recording));
+    told.append(tr("%1 of %2 live    %3 pictures/s    CPU %4 %")
+                    .arg(QString::number(live), QString::number(used),
+                         QString::number(rate, 'f', 0), QString::number(m_cpu.percent(), 'f', 0)));
+    return told.join(QStringLiteral("    "));
 }
 
 QVector<ViewSummary> MainWindow::summaries() const
@@ -504,6 +521,9 @@ void MainWindow::closeEvent(QCloseEvent *event)
     if (m_closing.isValid())
         return;
     m_closing.start();
+    const QList<LiveView *> &views = m_grid->views();
+    m_endsRecordings = std::any_of(views.begin(), views.end(),
+                                   [](const LiveView *view) { return view->isRecording(); });
     hide();
     m_grid->stopAll();
     m_playback->stopAll();

@@ -120,6 +120,9 @@ private:
     QList<Listed> m_devices;
     CpuMeter m_cpu;
     QTimer m_tick;
+    QString m_told; ///< what has happened
+    QElapsedTimer m_sinceTold;
     QElapsedTimer m_clock;
-    QElapsedTimer m_closing; ///< valid from the wish to close
+    QElapsedTimer m_closing;       ///< valid from the wish to close
+    bool m_endsRecordings = false; ///< then
 };

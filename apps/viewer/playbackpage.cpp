@@ -7,6 +7,7 @@
 #include "playbackview.h"
 #include "timeline.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QShortcut>
 
@@ -76,7 +77,12 @@ void PlaybackPage::connectBars()
     connect(m_bar, &PlaybackBar::helpClicked, this, &PlaybackPage::helpWanted);
 
     connect(m_dayBar, &DayBar::dayChosen, this, &PlaybackPage::setDay);
-    connect(m_dayBar, &DayBar::left, this, [this] { m_selected->setFocus(); });
+    connect(m_dayBar, &DayBar::left, this, [this] {
+        // Unless the person has gone elsewhere, such as to the list.
+        const QWidget *now = QApplication::focusWidget();
+        if (!now || now->window() != window() || m_dayBar->isAncestorOf(now))
+            m_selected->setFocus();
+    });
     connect(m_dayBar, &DayBar::markBeginClicked, this, [this] { markFrom(true); });
     connect(m_dayBar, &DayBar::markEndClicked, this, [this] { markFrom(false); });
     connect(m_dayBar, &DayBar::clearMarkClicked, this, [this] { m_timeLine->setMark(TimeSpan()); });
@@ -163,7 +169,7 @@ void PlaybackPage::retire(PlaybackView *view)
     disconnect(view, nullptr, this, nullptr);
     view->halt();
     view->hide();
-    view->deleteLater();
+    view->deleteOnceEnded();
 }
 
 void PlaybackPage::setViewCount(int count)
@@ -284,15 +290,17 @@ void PlaybackPage::setTogether(bool together)
 void PlaybackPage::keepTogether()
 {
     const auto counts = [](const PlaybackView *view) {
-        return view->isWanted() && view->state() != PlaybackState::Waiting;
+        // A device whose stamps are of another day holds nobody up.
+        const qint64 day = of(view->day());
+        return view->isWanted() && view->state() != PlaybackState::Waiting &&
+               TimeSpan{day, day + dayMs}.contains(view->position());
     };
     qint64 last = std::numeric_limits<qint64>::max();
     for (const PlaybackView *view : qAsConst(m_views))
         if (counts(view))
             last = qMin(last, view->position());
     for (PlaybackView *view : qAsConst(m_views))
-        if (counts(view))
-            view->setAhead(m_together ? view->position() - last : 0);
+        view->setAhead(m_together && counts(view) ? view->position() - last : 0);
 }
 
 void PlaybackPage::togglePlay()

@@ -204,6 +204,18 @@ void PlaybackView::halt()
         emit changed();
 }
 
+void PlaybackView::deleteOnceEnded()
+{
+    const QList<PlaybackThread *> threads = findChildren<PlaybackThread *>();
+    for (const PlaybackThread *thread : threads) {
+        if (thread->isRunning()) {
+            connect(thread, &QThread::finished, this, &PlaybackView::deleteOnceEnded);
+            return;
+        }
+    }
+    deleteLater();
+}
+
 /// Ends what is played; that is no end that would have to be explained.
 void PlaybackView::leave()
 {

@@ -46,6 +46,8 @@ public:
     /// Ends play, which frees the device for others. Returns at once; the thread ends in its own
     /// time.
     void halt();
+    /// Deletes this as soon as no thread of it runs; the destructor would wait for those.
+    void deleteOnceEnded();
     /// Whether it is played, held or not, or will be as soon as it can.
     bool isWanted() const { return m_wanted; }
     bool isHeld() const { return m_held; }

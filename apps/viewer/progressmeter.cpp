@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "progressmeter.h"
 
-#include <QtMath>
+#include <cmath>
 
 void ProgressMeter::begin(qint64 now, qint64 total)
 {
@@ -33,5 +33,5 @@ double ProgressMeter::rate() const
 
 qint64 ProgressMeter::left() const
 {
-    return rate() > 0 ? qCeil((m_total - m_samples.last().second) / rate()) : -1;
+    return rate() > 0 ? qint64(std::ceil((m_total - m_samples.last().second) / rate())) : -1;
 }

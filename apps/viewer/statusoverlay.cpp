@@ -24,8 +24,7 @@ StatusOverlay::StatusOverlay(QWidget *parent) : QWidget(parent)
 
 void StatusOverlay::showMessage(const Message &message)
 {
-    if (isVisible() && message.icon == m_message.icon && message.title == m_message.title &&
-        message.detail == m_message.detail && message.veil == m_message.veil)
+    if (isVisible() && message == m_message)
         return;
     if (message.icon != m_message.icon)
         m_icon = theme::icon(message.icon);

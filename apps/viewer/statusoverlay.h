@@ -20,6 +20,12 @@ public:
         QString detail;    ///< may have several lines; wrapped to the width
         QString name;      ///< of the camera, in the corner
         bool veil = false; ///< lets the old picture shine through darkly
+
+        bool operator==(const Message &other) const
+        {
+            return icon == other.icon && title == other.title && detail == other.detail &&
+                   name == other.name && veil == other.veil;
+        }
     };
 
     explicit StatusOverlay(QWidget *parent = nullptr);

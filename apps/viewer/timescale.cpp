@@ -20,6 +20,8 @@ constexpr Step kSteps[] = {
     {10 * minuteMs, 5}, {30 * minuteMs, 3}, {hourMs, 4},       {2 * hourMs, 4},
     {3 * hourMs, 3},    {6 * hourMs, 6},    {12 * hourMs, 4},  {24 * hourMs, 4}};
 
+constexpr double kFarOutside = 1e6; ///< pixels; what lies further out is nowhere near a widget
+
 Step stepFor(double pixelsPerMs, int labelRoom)
 {
     for (const Step &step : kSteps)
@@ -49,7 +51,8 @@ int TimeScale::xOf(qint64 time) const
 {
     if (!m_visible.isValid())
         return m_left;
-    return m_left + qRound(double(time - m_visible.begin) * m_width / m_visible.length());
+    const double x = double(time - m_visible.begin) * m_width / m_visible.length();
+    return m_left + qRound(qBound(-kFarOutside, x, kFarOutside));
 }
 
 qint64 TimeScale::timeAt(int x) const

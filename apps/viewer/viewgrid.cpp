@@ -68,9 +68,22 @@ bool ViewGrid::setOpengl(bool on)
 void ViewGrid::retire(LiveView *view)
 {
     disconnect(view, nullptr, this, nullptr);
+    // Views of one camera share its recording.
+    const bool isShared = std::any_of(m_views.begin(), m_views.end(), [=](const LiveView *other) {
+        return other->isRecording() && other->camera().key == view->camera().key;
+    });
+    if (view->isRecording() && !isShared)
+        emit recordingEnded(view->camera().name);
     view->halt();
     view->hide();
     view->deleteLater();
+}
+
+void ViewGrid::endTalks()
+{
+    for (LiveView *view : qAsConst(m_views))
+        if (view->isTalking())
+            view->toggleTalk();
 }
 
 void ViewGrid::resizeTo(int count)
@@ -94,6 +107,10 @@ LiveView *ViewGrid::put(LiveView *view, const Camera &camera)
     const int index = m_views.indexOf(view);
     if (index < 0)
         return nullptr;
+    if (camera.isValid() && camera.key == view->camera().key) {
+        view->play(); // and what it records goes on
+        return view;
+    }
     const bool hadFocus = view->hasFocus();
     const bool wasSelected = m_selected == view;
     LiveView *shown = makeView(camera);

@@ -36,6 +36,7 @@ public:
     /// The first view without a camera; null if there is none.
     LiveView *emptyView() const;
     void stopAll();
+    void endTalks();
     /// As LiveView, for all views, later ones too.
     bool setOpengl(bool on);
     bool isOpengl() const { return m_isOpengl; }
@@ -54,6 +55,8 @@ signals:
     void changed();
     /// A camera was dragged onto a view; the key of Camera.
     void cameraDropped(LiveView *view, const QString &key);
+    /// The last view that recorded a camera shows it no more; its name.
+    void recordingEnded(const QString &name);
 
 private:
     LiveView *makeView(const Camera &camera);

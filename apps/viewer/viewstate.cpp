@@ -14,7 +14,9 @@ QString tr(const char *text)
 
 QString lastPicture(const ViewFacts &facts)
 {
-    return tr("Last picture at %1.").arg(facts.lastPictureAt.toString("HH:mm:ss"));
+    const bool isOfToday = facts.lastPictureAt.date() == QDate::currentDate();
+    return tr("Last picture at %1.")
+        .arg(facts.lastPictureAt.toString(isOfToday ? "HH:mm:ss" : "yyyy-MM-dd HH:mm:ss"));
 }
 
 StatusOverlay::Message describeConnecting(const ViewFacts &facts)

@@ -27,6 +27,7 @@ private slots:
     void meter_rateIsThatOfTheLastSeconds();
     void meter_withNothingDone_knowsNothing();
     void download_writesAFileNamedByItsSpan();
+    void download_ofDays_makesFilesOfEach();
     void download_withoutSound_hasNone();
     void progress_countsWhatIsRecorded_andOnlyGrows();
     void twoRunAtOnce_othersWaitInTheirOrder();
@@ -110,6 +111,35 @@ void TestDownloadQueue::download_writesAFileNamedByItsSpan()
     // The device was asked for that span of that channel.
     const QVariantList asked = recorder.calls().calls(DeviceOp::vodDownloadStart).last().arguments;
     QCOMPARE(asked.first().toInt(), 1);
+    QVERIFY(waitFor([&] { return recorder.control->openDownloads() == 0; }));
+}
+
+void TestDownloadQueue::download_ofDays_makesFilesOfEach()
+{
+    using recordingtime::dayMs;
+    // At the same time of each day, but for one without any.
+    const Recorder recorder(1, 1, [](DeviceConfig *config) {
+        config->channels[0].archive.clear();
+        for (const int day : {0, 1, 3})
+            Recorder::record(&config->channels[0], recordedAt(9) + day * dayMs,
+                             recordedAt(9, 0, 5) + day * dayMs);
+    });
+    DownloadDesk desk;
+    Download *download =
+        desk.queue.add(recorder.camera(), {recordedAt(8), recordedAt(10) + 3 * dayMs}, true);
+    QVector<double> parts;
+    connect(download, &Download::changed, this, [&] { parts.append(download->part()); });
+    QVERIFY(desk.becomes(download, State::Done));
+    QCOMPARE(download->results().size(), 3);
+    for (const char *day : {"20260314", "20260315", "20260317"})
+        QCOMPARE(download->results().filter(QString("/%1T09000").arg(day)).size(), 1);
+    for (const QString &file : download->results()) {
+        const ProbedFile film = probeFile(file);
+        QCOMPARE(film.error, QString());
+        QVERIFY2(qAbs(film.duration - 5) < 1.5, qPrintable(QString::number(film.duration)));
+    }
+    QVERIFY(std::is_sorted(parts.begin(), parts.end()));
+    QCOMPARE(recorder.count(DeviceOp::vodDownloadStart), qint64(3));
     QVERIFY(waitFor([&] { return recorder.control->openDownloads() == 0; }));
 }
 

@@ -371,6 +371,7 @@ void TestPlaybackView::sound_isOffUntilWanted_andKept()
     host.view.toggleMuted();
     host.view.toggleMuted();
     QCOMPARE(host.notice(), QString("Sound on, at the speed of recording"));
+    QVERIFY(waitFor([&] { return recorder.count(DeviceOp::vodSetSpeed) == 1; }));
     host.view.changeVolume(-30);
     QCOMPARE(host.notice(), QString("Volume 70 %"));
     host.view.halt();

@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
+#include "camerafiles.h"
 #include "options.h"
 #include "playbackstate.h"
 #include "statistics.h"
+#include "statusoverlay.h"
 #include "support/waitfor.h"
 #include "theme.h"
 #include "viewgrid.h"
@@ -33,7 +35,9 @@ private slots:
     void everyIconOfTheViewer_isReadable_data();
     void everyIconOfTheViewer_isReadable();
     void link_isGone_whenLostOrLongAway();
+    void overlay_showsTheNameThatIsTrueNow();
     void cameras_haveNamesAndFoldersOfTheirOwn();
+    void nameOfAFile_holdsNothingThatAPathWouldMean();
     void grid_growsWithTheCameras();
     void disabledIcon_isMuchDarker();
     void label_fitsItsText();
@@ -199,7 +203,8 @@ void TestViewerParts::state_isToldInWords_data()
     QTest::addColumn<QString>("title");
     QTest::addColumn<QString>("detail");
     QTest::addColumn<QString>("line");
-    const QDateTime last(QDate(2026, 5, 1), QTime(12, 34, 56));
+    const QDateTime last(QDate::currentDate(), QTime(12, 34, 56));
+    const QDateTime longAgo(QDate(2026, 5, 1), QTime(12, 34, 56));
     using S = ViewState;
     QTest::newRow("stopped") << ViewFacts{S::Stopped, false, false, true, "", last} << "Stopped"
                              << "Press Space to start."
@@ -224,6 +229,10 @@ void TestViewerParts::state_isToldInWords_data()
     QTest::newRow("lost") << ViewFacts{S::Connecting, false, false, true, "", last} << "No signal"
                           << "Last picture at 12:34:56. Trying again."
                           << "no signal";
+    QTest::newRow("lost days ago")
+        << ViewFacts{S::Connecting, false, false, true, "", longAgo} << "No signal"
+        << "Last picture at 2026-05-01 12:34:56. Trying again."
+        << "no signal";
     QTest::newRow("gone") << ViewFacts{S::Connecting, false, true, true, "It is gone.", last}
                           << "No signal"
                           << "It is gone.\nLast picture at 12:34:56. Trying again."
@@ -323,6 +332,28 @@ void TestViewerParts::link_isGone_whenLostOrLongAway()
     QCOMPARE(watch.look(20001, false), LinkState::Gone);
     QCOMPARE(watch.look(20002, true), LinkState::Connected);
     QCOMPARE(linkText(LinkState::Gone), QString("gone"));
+}
+
+void TestViewerParts::overlay_showsTheNameThatIsTrueNow()
+{
+    QWidget view;
+    view.resize(320, 180);
+    StatusOverlay overlay(&view);
+    overlay.resize(view.size());
+    view.show();
+    StatusOverlay::Message message = describeEmpty();
+    message.name = "Gate";
+    overlay.showMessage(message);
+    const QImage former = overlay.grab().toImage();
+    message.name = "Roof";
+    overlay.showMessage(message);
+    QVERIFY(overlay.grab().toImage() != former);
+}
+
+void TestViewerParts::nameOfAFile_holdsNothingThatAPathWouldMean()
+{
+    const QString name = CameraFiles::nameFor("[::1]:99/a/../b c%2F\\d");
+    QVERIFY2(!name.contains('/') && !name.contains(':') && !name.contains('\\'), qPrintable(name));
 }
 
 void TestViewerParts::cameras_haveNamesAndFoldersOfTheirOwn()
