@@ -25,6 +25,7 @@ namespace {
 
 constexpr qint64 kFirstSpanMs = 10 * minuteMs; ///< what the form proposes
 constexpr qint64 kLongestMs = 31 * dayMs;
+constexpr int kLookEveryMs = 10000; ///< at what is recorded: it grows
 
 QDateTime fieldTime(qint64 time)
 {
@@ -264,6 +265,7 @@ void DownloadPage::updateLine()
     if (camera.recorded)
         row.recorded = camera.recorded({begin, begin + dayMs});
     m_timeLine->setRows({row});
+    m_sinceLook.start();
 }
 
 void DownloadPage::submit()
@@ -325,6 +327,8 @@ void DownloadPage::removeRow(Download *download)
 
 void DownloadPage::tick()
 {
+    if (isVisible() && m_sinceLook.hasExpired(kLookEveryMs))
+        updateLine();
     int running = 0, waiting = 0, ended = 0;
     for (const Download *download : m_queue->downloads()) {
         running += download->isActive();

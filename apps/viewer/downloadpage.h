@@ -5,6 +5,7 @@
 #include "buttonbar.h"
 #include "device.h"
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QWidget>
 
@@ -96,4 +97,5 @@ private:
     QLabel *m_empty = nullptr;
     QVBoxLayout *m_list = nullptr;
     QList<DownloadRow *> m_rows;
+    QElapsedTimer m_sinceLook; ///< at what is recorded
 };

@@ -12,6 +12,7 @@
 
 #include <QtCore>
 
+#include <cmath>
 #include <csignal>
 
 static volatile std::sig_atomic_t interrupted = 0;
@@ -65,9 +66,9 @@ int main(int argc, char *argv[])
         const double done = (pts - first) / 1000.0; // seconds of the recording
         const double rate = qMax(done, 0.001) * 1000 / qMax<qint64>(clock.elapsed(), 1);
         err << QString::asprintf(
-                   "\r\x1b[K%d %%, %d of %d s, %.1f times as fast as recorded, %d s left",
+                   "\r\x1b[K%d %%, %d of %d s, %.1f times as fast as recorded, %.0f s left",
                    int(done * 100 / seconds), int(done), seconds, rate,
-                   qCeil((seconds - done) / rate))
+                   std::ceil((seconds - done) / rate))
             << Qt::flush;
     });
     QObject::connect(&download, &OrvoVodDLThread::sig_downloadErrConnExceedMax, &application,

@@ -9,6 +9,7 @@
 #include "place.h"
 
 #include "cameraaddress.h"
+#include "camerafiles.h"
 #include "core_ffmpeg/ffmpeghelper.h"
 #include "core_live/livefilenames_p.h"
 #include "core_videobase/abstractvideothread.h"
@@ -66,7 +67,7 @@ void checkCamera(const QString &text)
     QString error;
     const CameraAddress address = CameraAddress::parse(text, &error);
     require(address.isValid() == error.isEmpty(), "what is refused is refused with a reason");
-    const QString file = address.fileName();
+    const QString file = CameraFiles::nameFor(address.name());
     require(std::all_of(
                 file.begin(), file.end(),
                 [](QChar c) { return c.isLetterOrNumber() || QStringLiteral("._-").contains(c); }),
@@ -137,8 +138,7 @@ void checkPassword(const QString &text)
     QString error;
     const CameraAddress address = CameraAddress::parse(url, &error);
     require(!error.contains(kSecret), "no refusal shows a password");
-    for (const QString &shown :
-         {address.name(), address.fileName(), address.plain(), address.endpoint()})
+    for (const QString &shown : {address.name(), address.plain(), address.endpoint()})
         require(!shown.contains(kSecret), "no name shows a password");
     checkText(url);
 }
