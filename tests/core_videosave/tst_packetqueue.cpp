@@ -386,7 +386,7 @@ void TestPacketQueue::rest_bearsManyProducers()
         queue.beginRest(PlainPictures{newest, 100});
         queue.semaphore.wait(1);
         for (const AVPacketPtr &packet : queue.endRest().packets)
-            take(packet, PacketKind::PlainPicture);
+            take(packet, true);
         while (const AVPacketPtr packet = queue.dequeue())
             take(packet, false);
     }
