@@ -16,6 +16,7 @@ struct FileSize::Look
     QString file;
     qint64 size = -1;
     bool isUnderWay = false;
+    int forgotten = 0; ///< so many times
 };
 
 namespace {
@@ -64,12 +65,19 @@ qint64 FileSize::look(const QString &file)
     if (file.isEmpty() || m_look->isUnderWay)
         return m_look->size;
     m_look->isUnderWay = true;
-    lookingThread()->start(new Work([look = m_look, file] {
+    lookingThread()->start(new Work([look = m_look, file, forgotten = m_look->forgotten] {
         const qint64 size = sizeNow(file);
         const QMutexLocker ended(&look->mutex);
         look->isUnderWay = false;
-        if (look->file == file)
+        if (look->file == file && look->forgotten == forgotten)
             look->size = size;
     }));
     return m_look->size;
+}
+
+void FileSize::forget()
+{
+    const QMutexLocker lock(&m_look->mutex);
+    m_look->size = -1;
+    ++m_look->forgotten;
 }

@@ -21,6 +21,8 @@ public:
     /// Returns bytes, or -1: the file is not there, or nothing is known of it yet. Waits for
     /// nothing.
     qint64 look(const QString &file);
+    /// What has been found so far, and what the look under way will find, is of no use any more.
+    void forget();
 
 private:
     struct Look;

@@ -38,6 +38,7 @@ QString ViewRecorder::start()
     const QString problem = m_files.problem();
     ++wishes()[m_files.folder()];
     m_watch.begin(problem.isEmpty());
+    m_size.forget(); // until it begins, the file is that of the last recording
     threadChanged();
     m_mark->showState(state(), writtenMs());
     return problem;

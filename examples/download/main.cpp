@@ -12,7 +12,6 @@
 
 #include <QtCore>
 
-#include <cmath>
 #include <csignal>
 
 static volatile std::sig_atomic_t interrupted = 0;
@@ -67,8 +66,7 @@ int main(int argc, char *argv[])
         const double rate = qMax(done, 0.001) * 1000 / qMax<qint64>(clock.elapsed(), 1);
         err << QString::asprintf(
                    "\r\x1b[K%d %%, %d of %d s, %.1f times as fast as recorded, %.0f s left",
-                   int(done * 100 / seconds), int(done), seconds, rate,
-                   std::ceil((seconds - done) / rate))
+                   int(done * 100 / seconds), int(done), seconds, rate, (seconds - done) / rate)
             << Qt::flush;
     });
     QObject::connect(&download, &OrvoVodDLThread::sig_downloadErrConnExceedMax, &application,

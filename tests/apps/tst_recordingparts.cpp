@@ -134,6 +134,11 @@ void TestRecordingParts::size_isThatOfTheFile_asSoonAsItIsKnown()
     QTRY_COMPARE(size.look(path), qint64(3));
     QVERIFY(file.remove());
     QTRY_COMPARE(size.look(path), qint64(-1));
+    QVERIFY(touch(path));
+    QTRY_COMPARE(size.look(path), qint64(0));
+    size.forget();
+    QCOMPARE(size.look(path), qint64(-1));
+    QTRY_COMPARE(size.look(path), qint64(0));
     // A look that nobody awaits any more.
     FileSize().look(path);
 }

@@ -193,6 +193,8 @@ void TestFFmpegVideoThreadOpenFailures::failure_pictureLargerThanAnyLevelHas()
     source.setClosing(true);
     TestThread thread(source.url());
     log->expectMatching(Logger::Error, QRegularExpression(QStringLiteral(".")));
+    log->expect(Logger::Warning,
+                QStringLiteral("(ffvdthr)no audio stream in %1").arg(source.url()));
     ThreadWatcher watcher(&thread);
     thread.play();
     QVERIFY(waitFor([&] { return thread.opens >= 3; }));
