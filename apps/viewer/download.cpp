@@ -60,6 +60,7 @@ void Download::start()
 void Download::startDay()
 {
     m_hasBegun = m_isWhole = m_isRefused = m_hasFailed = false;
+    m_partBefore = m_meter.part();
     m_thread = new DownloadThread(this);
     m_thread->bindDevice(m_camera.link, uint(m_camera.channel));
     m_thread->setDateTime(recordingtime::forDevice(m_days.first().begin),
@@ -172,13 +173,14 @@ void Download::conclude()
     std::sort(m_results.begin(), m_results.end());
 
     const bool wasCancelled = m_state == DownloadState::Stopping;
+    const bool isAll = m_isWhole && m_days.size() == 1;
     if (!m_isWhole)
         m_problem = problemOf(*m_thread);
     else if (m_results.isEmpty())
         m_problem = tr("Nothing is recorded in this span.");
     m_thread->deleteLater();
     m_thread = nullptr;
-    if (wasCancelled && !m_isWhole) {
+    if (wasCancelled && !isAll) {
         m_problem.clear();
         setState(DownloadState::Cancelled);
     } else {
@@ -205,7 +207,7 @@ QString Download::problemOf(const DownloadThread &thread) const
         const QString folderProblem = m_files.problem();
         if (!folderProblem.isEmpty())
             return folderProblem;
-        return m_meter.part() > 0 // so a file has been written
+        return m_meter.part() > m_partBefore // so a file has been written
                    ? tr("The file could not be written, or has been removed.")
                    : tr("The device does not describe a video that could be stored.");
     }

@@ -92,6 +92,7 @@ private:
     ProgressMeter m_meter;
     QElapsedTimer m_clock;
     // Of the day that is under way.
+    double m_partBefore = 0;  ///< of the whole
     bool m_hasBegun = false;  ///< the device gives it
     bool m_isWhole = false;   ///< it came to its end
     bool m_isRefused = false; ///< the device takes no further download

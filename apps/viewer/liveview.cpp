@@ -200,6 +200,7 @@ void LiveView::receivePlayStart(int time)
     LiveVideoWidget::receivePlayStart(time);
     if (sender() == videoThread) {
         m_sinceSign.start();
+        m_check.cancel();
         m_reason.clear(); // it can be reached after all
     }
     setVolume(m_volume);
@@ -276,6 +277,7 @@ void LiveView::playAudio(const QByteArray &data)
 void LiveView::tick()
 {
     m_meter.sample();
+    dropUnseenPicture();
     const qint64 age = m_sincePicture.isValid() ? m_sincePicture.elapsed() : 0;
     if (!m_wanted)
         setState(ViewState::Stopped);
@@ -327,8 +329,9 @@ void LiveView::setState(ViewState state)
 /// A stream that is open and sends nothing is opened anew, by keepThreadsRunning().
 void LiveView::endDeadStream()
 {
-    if (m_started && videoThread && videoThread->getIsOk() &&
-        m_sinceSign.elapsed() > kDeadAfterMs) {
+    if (!m_started || !videoThread || !videoThread->getIsOk()) {
+        m_sinceSign.start(); // the time counts from the opening
+    } else if (m_sinceSign.elapsed() > kDeadAfterMs) {
         m_sinceSign.start();
         videoThread->stop();
     }
@@ -420,11 +423,17 @@ void LiveView::focusInEvent(QFocusEvent *event)
     emit selected();
 }
 
-/// What is shown again may be of hours ago by then, and would pass for live until the next picture.
 void LiveView::hideEvent(QHideEvent *event)
 {
     LiveVideoWidget::hideEvent(event);
-    image = QImage();
+    dropUnseenPicture();
+}
+
+/// What is shown again may be of hours ago by then, and would pass for live until the next picture.
+void LiveView::dropUnseenPicture()
+{
+    if (!isVisible() || getIsMinimized())
+        image = QImage();
 }
 
 void LiveView::mouseDoubleClickEvent(QMouseEvent *event)

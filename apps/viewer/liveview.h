@@ -108,6 +108,7 @@ private:
     void keepThreadsRunning();
     void notePicture(const QSize &size, bool isShown);
     void endDeadStream();
+    void dropUnseenPicture();
     void showState();
     ViewFacts facts() const;
     QString linkReason() const;

@@ -20,8 +20,8 @@ extern "C" {
 
 namespace {
 
-/// The rate of sound may fall so far below what the source announced; cameras have 8 to 48 kHz.
-constexpr int kMostFall = 16;
+/// Sound may have so many times the rate that the source announced; cameras have 8 to 48 kHz.
+constexpr int kMostTimes = 16;
 
 constexpr int kRgbAlignment = 1;
 /// swscale writes whole vectors, and so a little beyond the last line.
@@ -225,8 +225,8 @@ void FFmpegVideoThread::decodeAudio()
                form.channels == built.channels && form.sampleRate == built.sampleRate;
     };
     if (!fits()) {
-        // The filter of a resampler is as long as the rate falls, and takes its time to build.
-        if (form.sampleRate / kMostFall > sampleRate)
+        // The filter of a resampler is as long as the rate is to fall, and takes its time to build.
+        if (form.sampleRate / kMostTimes > sampleRate)
             return;
         initResampler();
         if (!fits())

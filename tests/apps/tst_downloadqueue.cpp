@@ -6,6 +6,7 @@
 #include "support/loggedtest.h"
 #include "support/players.h"
 
+#include <QDeadlineTimer>
 #include <QDirIterator>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -28,6 +29,8 @@ private slots:
     void meter_withNothingDone_knowsNothing();
     void download_writesAFileNamedByItsSpan();
     void download_ofDays_makesFilesOfEach();
+    void download_overMidnight_isNamedByBothDays();
+    void cancelBetweenDays_isNoEnd();
     void download_withoutSound_hasNone();
     void progress_countsWhatIsRecorded_andOnlyGrows();
     void twoRunAtOnce_othersWaitInTheirOrder();
@@ -141,6 +144,46 @@ void TestDownloadQueue::download_ofDays_makesFilesOfEach()
     QVERIFY(std::is_sorted(parts.begin(), parts.end()));
     QCOMPARE(recorder.count(DeviceOp::vodDownloadStart), qint64(3));
     QVERIFY(waitFor([&] { return recorder.control->openDownloads() == 0; }));
+}
+
+void TestDownloadQueue::download_overMidnight_isNamedByBothDays()
+{
+    const Recorder recorder(1, 1, [](DeviceConfig *config) {
+        Recorder::record(&config->channels[0], recordedAt(23, 59, 50), recordedAt(24, 0, 10));
+    });
+    DownloadDesk desk;
+    Download *download =
+        desk.queue.add(recorder.camera(), {recordedAt(23, 59), recordedAt(24, 1)}, true);
+    QVERIFY(desk.becomes(download, State::Done));
+    QCOMPARE(download->results().size(), 2);
+    const QRegularExpression before("/20260314T2359[45]\\d_20260314T2359\\d\\d_0\\.mp4$");
+    const QRegularExpression after("/20260315T0000\\d\\d_20260315T0000\\d\\d_0\\.mp4$");
+    QVERIFY2(before.match(download->results()[0]).hasMatch(), qPrintable(download->results()[0]));
+    QVERIFY2(after.match(download->results()[1]).hasMatch(), qPrintable(download->results()[1]));
+}
+
+/// What comes of a day that has ended by itself meanwhile does not make the rest done.
+void TestDownloadQueue::cancelBetweenDays_isNoEnd()
+{
+    using recordingtime::dayMs;
+    const Recorder recorder(1, 1, [](DeviceConfig *config) {
+        config->channels[0].archive.clear();
+        for (const int day : {0, 1})
+            Recorder::record(&config->channels[0], recordedAt(9) + day * dayMs,
+                             recordedAt(9, 0, 5) + day * dayMs);
+    });
+    DownloadDesk desk;
+    Download *download =
+        desk.queue.add(recorder.camera(), {recordedAt(8), recordedAt(10) + dayMs}, true);
+    // The first day comes to its end without this thread, which cancels before it hears of that.
+    const QDeadlineTimer deadline(20000);
+    while (recorder.count(DeviceOp::vodDownloadStop) == 0 && !deadline.hasExpired())
+        QThread::msleep(1);
+    QCOMPARE(recorder.count(DeviceOp::vodDownloadStop), qint64(1));
+    download->cancel();
+    QVERIFY(desk.ends(download));
+    QCOMPARE(download->state(), State::Cancelled);
+    QCOMPARE(recorder.count(DeviceOp::vodDownloadStart), qint64(1));
 }
 
 void TestDownloadQueue::download_withoutSound_hasNone()

@@ -9,7 +9,7 @@
 namespace vantratest {
 
 /// Under a sanitizer everything takes a few times as long.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) // as GCC says it
 constexpr int kSlowness = 4;
 #else
 constexpr int kSlowness = 1;
