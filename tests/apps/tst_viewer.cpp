@@ -47,6 +47,12 @@ Outcome run(const QStringList &arguments,
     return outcomeOf(process);
 }
 
+/// So many seconds, for what is to be done by the viewer within them.
+QString inTime(int seconds)
+{
+    return QString::number(seconds * kSlowness);
+}
+
 /// Output of xdotool; empty if it fails or hangs.
 QByteArray xdotool(const QStringList &arguments)
 {
@@ -219,12 +225,14 @@ void TestViewer::record_printsTheFilesAndTheirLength()
     QVERIFY(lines[4].startsWith("view"));
     for (int i = 0; i < 2; ++i) {
         const QRegularExpression row(
-            QString("^%1 +[2-7]\\.\\d s +\\d+ kB +(%2/127\\.0\\.0\\.1_\\d+_%3/\\S+\\.mp4)$")
+            QString("^%1 +(\\d+\\.\\d) s +\\d+ kB +(%2/127\\.0\\.0\\.1_\\d+_%3/\\S+\\.mp4)$")
                 .arg(QString::number(i + 1), QRegularExpression::escape(folder),
                      i == 0 ? "one" : "two"));
         const QRegularExpressionMatch match = row.match(lines[5 + i]);
         QVERIFY2(match.hasMatch(), qPrintable(lines[5 + i]));
-        QVERIFY(QFileInfo(match.captured(1)).size() > 0);
+        const double length = match.captured(1).toDouble();
+        QVERIFY2(length >= 2 && length < 8 * kSlowness, qPrintable(lines[5 + i]));
+        QVERIFY(QFileInfo(match.captured(2)).size() > 0);
     }
     QVERIFY2(lines[7].startsWith("recordings 2, "), qPrintable(lines[7]));
 }
@@ -315,8 +323,9 @@ void TestViewer::unwritableScreenshot_isTold()
 void TestViewer::playbackPage_playsAndIsSummarised()
 {
     const QString file = dir.filePath("playback.png");
-    const Outcome outcome = run({"--simulate", "--page", "playback", "--folder",
-                                 dir.filePath("played"), "--after", "12", "--screenshot", file});
+    const Outcome outcome =
+        run({"--simulate", "--page", "playback", "--folder", dir.filePath("played"), "--after",
+             inTime(12), "--screenshot", file});
     QVERIFY2(outcome.code == 0, qPrintable(outcome.output + outcome.errors));
     QCOMPARE(outcome.errors, QString());
     const QStringList lines = outcome.output.trimmed().split('\n');
@@ -331,7 +340,7 @@ void TestViewer::downloadsPage_copiesAndPrintsTheFiles()
 {
     const QString folder = dir.filePath("copied");
     const Outcome outcome =
-        run({"--simulate", "--page", "downloads", "--folder", folder, "--seconds", "25"});
+        run({"--simulate", "--page", "downloads", "--folder", folder, "--seconds", inTime(25)});
     QVERIFY2(outcome.code == 0, qPrintable(outcome.output + outcome.errors));
     const QStringList lines = outcome.output.trimmed().split('\n');
     QCOMPARE(lines.size(), 5); // head, four downloads
