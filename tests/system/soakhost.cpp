@@ -7,6 +7,7 @@
 #include "devicelink/rtspcamerabackend.h"
 #include "simulator/device/mediaclock.h"
 #include "support/counterblocks.h"
+#include "support/waitfor.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -19,7 +20,7 @@ namespace vantratest {
 
 namespace {
 
-constexpr int kTimeoutMs = 10000;
+constexpr int kTimeoutMs = 10000 * kSlowness;
 constexpr int kPatienceMs = 1000;
 constexpr int kChannels = 6; ///< of each device
 constexpr int kCameras = 4;
