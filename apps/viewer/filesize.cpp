@@ -4,10 +4,12 @@
 
 #include <QFileInfo>
 #include <QMutex>
-#include <QRunnable>
-#include <QThreadPool>
 
+#include <condition_variable>
 #include <functional>
+#include <mutex>
+#include <queue>
+#include <thread>
 #include <utility>
 
 struct FileSize::Look
@@ -23,31 +25,44 @@ namespace {
 
 /// One thread for all: their files lie on one disk, as a rule, which either answers or does not.
 /// Its looks are never waited for, also not by the end of the process.
-QThreadPool *lookingThread()
+class Looker
 {
-    static QThreadPool *const pool = [] {
-        auto made = new QThreadPool;
-        made->setMaxThreadCount(1);
-        return made;
-    }();
-    return pool;
-}
+public:
+    static void post(std::function<void()> work)
+    {
+        static Looker *const looker = new Looker;
+        {
+            const std::lock_guard<std::mutex> lock(looker->m_mutex);
+            looker->m_works.push(std::move(work));
+        }
+        looker->m_changed.notify_one();
+    }
+
+private:
+    Looker() { std::thread(&Looker::run, this).detach(); }
+
+    [[noreturn]] void run()
+    {
+        for (;;) {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_changed.wait(lock, [this] { return !m_works.empty(); });
+            const std::function<void()> work = std::move(m_works.front());
+            m_works.pop();
+            lock.unlock();
+            work();
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::queue<std::function<void()>> m_works;
+};
 
 qint64 sizeNow(const QString &file)
 {
     const QFileInfo info(file);
     return info.exists() ? info.size() : -1;
 }
-
-class Work : public QRunnable
-{
-public:
-    explicit Work(std::function<void()> work) : m_work(std::move(work)) {}
-    void run() override { m_work(); }
-
-private:
-    const std::function<void()> m_work;
-};
 
 } // namespace
 
@@ -65,13 +80,13 @@ qint64 FileSize::look(const QString &file)
     if (file.isEmpty() || m_look->isUnderWay)
         return m_look->size;
     m_look->isUnderWay = true;
-    lookingThread()->start(new Work([look = m_look, file, forgotten = m_look->forgotten] {
+    Looker::post([look = m_look, file, forgotten = m_look->forgotten] {
         const qint64 size = sizeNow(file);
         const QMutexLocker ended(&look->mutex);
         look->isUnderWay = false;
         if (look->file == file && look->forgotten == forgotten)
             look->size = size;
-    }));
+    });
     return m_look->size;
 }
 

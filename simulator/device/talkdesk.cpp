@@ -55,13 +55,15 @@ int TalkDesk::talks() const
 QByteArray TalkDesk::received() const
 {
     const QMutexLocker lock(&m_mutex);
-    return m_received;
+    return QByteArray(m_received.constData(), m_received.size()); // shared with nobody
 }
 
 QVector<int> TalkDesk::blocks() const
 {
     const QMutexLocker lock(&m_mutex);
-    return m_blocks;
+    QVector<int> blocks = m_blocks;
+    blocks.detach(); // shared with nobody
+    return blocks;
 }
 
 void TalkDesk::clear()

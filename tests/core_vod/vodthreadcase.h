@@ -162,7 +162,9 @@ protected:
     QVector<int> shown() const
     {
         QMutexLocker lock(&shownMutex);
-        return shownNumbers;
+        QVector<int> numbers = shownNumbers;
+        numbers.detach(); // shared with nobody
+        return numbers;
     }
     QVector<qint64> positions() const
     {

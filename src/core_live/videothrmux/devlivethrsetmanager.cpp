@@ -111,6 +111,9 @@ void DevLiveThrSetManager::endAll()
     // What came after a stop, or without a start.
     slot_quitAllVideoThreadSets();
     buryAll();
+    // The application goes, and with it what was posted to it.
+    QMutexLocker locker(&mutex);
+    endedThreads.clear();
 }
 
 void DevLiveThrSetManager::stopWithApplication()
@@ -211,30 +214,38 @@ void DevLiveThrSetManager::unbind(const PtrDevLiveThrSet &set)
     // once they are handed over, nothing here has a share in them.
     auto threads = set->getChannelThreads();
     set->unbindDevice();
-    int number = 0;
+    QCoreApplication *application = QCoreApplication::instance();
     {
         QMutexLocker locker(&mutex);
-        number = ++endedSets;
-        endedThreads.insert(number, threads);
+        if (application)
+            endedThreads.append(threads);
+        else
+            unburied += threads;
         threads.clear();
     }
-    if (QCoreApplication *application = QCoreApplication::instance()) {
+    if (application) {
         QMetaObject::invokeMethod(
-            application, [number] { Instance()->bury(number); }, Qt::QueuedConnection);
+            application, [] { Instance()->bury(); }, Qt::QueuedConnection);
     }
 }
 
-void DevLiveThrSetManager::bury(int set)
+void DevLiveThrSetManager::bury()
 {
+    Threads ended; // deleted without the lock
     QMutexLocker locker(&mutex);
-    const auto ended = endedThreads.take(set); // deleted without the lock
+    if (!endedThreads.isEmpty())
+        ended = endedThreads.takeFirst();
     locker.unlock();
 }
 
 void DevLiveThrSetManager::buryAll()
 {
-    decltype(endedThreads) ended;
+    Threads ended;
     QMutexLocker locker(&mutex);
-    endedThreads.swap(ended);
+    ended.swap(unburied);
+    for (Threads &threads : endedThreads) {
+        ended += threads;
+        threads.clear();
+    }
     locker.unlock();
 }

@@ -6,6 +6,7 @@
 #include "vantraglobal.h"
 
 #include <QHash>
+#include <QList>
 #include <QMetaType>
 #include <QMutex>
 #include <QObject>
@@ -73,9 +74,10 @@ private:
     DevLiveThrSetManager();
     /// Unbinds a set that has ended; its threads are deleted by bury().
     void unbind(const PtrDevLiveThrSet &set);
-    /// Deletes the threads of one ended set, on the GUI thread. Those of others may not have told
-    /// their end there yet.
-    void bury(int set);
+    /// Deletes the threads of the set that ended first, on the GUI thread. Those of others may not
+    /// have told their end there yet.
+    void bury();
+    /// Those of all sets; a bury() that is still to come finds the place of its set empty.
     void buryAll();
     /// The second half of stop(), as soon as it may wait.
     void awaitEnd();
@@ -89,9 +91,9 @@ private:
     QMutex mutex; ///< guards the containers
     QHash<HNetDevice *, PtrDevLiveThrSet> deviceSets;
     QSet<PtrDevLiveThrSet> allSets; ///< made and not yet ended, in use or not
-    /// For bury(): the threads of ended sets, by their order.
-    QHash<int, QVector<QSharedPointer<AbstractVideoThread>>> endedThreads;
-    int endedSets = 0; ///< so many, ever
+    using Threads = QVector<QSharedPointer<AbstractVideoThread>>;
+    QList<Threads> endedThreads; ///< of each ended set, in their order, one for each bury()
+    Threads unburied;            ///< that ended where there was no application
     QThread thread;
 
     // On the GUI thread.
