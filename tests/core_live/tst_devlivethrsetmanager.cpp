@@ -1,9 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Vantra authors
 // SPDX-License-Identifier: MIT
-#include "core_live/videothrmux/devlivethrsetmanager.h"
+#include "setmanagercase.h"
 
-#include "livefakes.h"
-#include "support/loggedtest.h"
 #include "support/metaobject.h"
 #include "support/waitfor.h"
 #include "vantra.h"
@@ -21,17 +19,6 @@ using namespace vantratest;
 using Op = DeviceScript::Op;
 
 namespace {
-
-DevLiveThrSetManager &manager()
-{
-    return *DevLiveThrSetManager::Instance();
-}
-
-/// A device with one stream, or as many.
-QSharedPointer<HNetDevice> device(int streams = 1, HTransportProtocol protocol = HTransportOrvo)
-{
-    return scriptedDevice(deviceScript(1, streams, protocol));
-}
 
 /// Counts the queued calls that are delivered to an object.
 class CallCounter : public QObject
@@ -55,7 +42,7 @@ int threadsOfProcess()
 
 /// The first test comes before the manager has a thread; each of the others begins and ends without
 /// sets and with the manager's thread stopped.
-class TestDevLiveThrSetManager : public LoggedTest
+class TestDevLiveThrSetManager : public SetManagerCase
 {
     Q_OBJECT
 
@@ -88,28 +75,9 @@ private slots:
     void release_letsSharedThreadsLive();
     void threads_areDeletedOnTheGuiThread();
     void threads_areThere_whileTheirEndIsTold();
-    void stop_tellsAllBeforeItWaitsForAny();
-    void stop_endsSetsInUseAndReleasedOnes();
-    void stop_letsGoOfThreadsThatWaitForIt();
-    void stop_mayBeCalledAgain_inASlotThatItDelivers();
-    void start_inASlotThatStopDelivers_followsIt_data();
-    void start_inASlotThatStopDelivers_followsIt();
     void vantra_startsAndStopsTheManager();
     void rounds_leaveThreadsFlat();
     void manyThreads_mayAskAndRelease();
-
-private:
-    void setUp() override { maker = std::make_unique<ThreadMaker>(); }
-    void tearDown() override
-    {
-        manager().start();
-        manager().stop();
-        for (const auto &thread : ThreadMaker::made())
-            QVERIFY(!thread);
-        maker.reset();
-    }
-
-    std::unique_ptr<ThreadMaker> maker;
 };
 
 void TestDevLiveThrSetManager::instance_isTheSame_forAllThreads()
@@ -407,148 +375,6 @@ void TestDevLiveThrSetManager::threads_areThere_whileTheirEndIsTold()
     QVERIFY(std::none_of(sets.begin(), sets.end(), isBound));
     QVERIFY(waitFor([&] { return told == 2; }));
     QCOMPARE(gone, 0);
-}
-
-void TestDevLiveThrSetManager::stop_tellsAllBeforeItWaitsForAny()
-{
-    manager().start();
-    const auto first = device();
-    const auto second = device();
-    QVERIFY(manager().newVideoThreadSet(first, HTransportOrvo));
-    QVERIFY(manager().newVideoThreadSet(second, HTransportOrvo));
-    const auto made = maker->made();
-    for (const auto &thread : made) {
-        thread->play();
-        QVERIFY(thread->waitUntilUp());
-        thread->stay();
-    }
-    std::thread helper([&] {
-        // Whichever is waited for first: none ends before both have been told.
-        while (made.at(0)->stops == 0 || made.at(1)->stops == 0)
-            std::this_thread::yield();
-        for (const auto &thread : made)
-            thread->leave();
-    });
-    manager().stop();
-    helper.join();
-    QVERIFY(!made.at(0) && !made.at(1));
-}
-
-void TestDevLiveThrSetManager::stop_endsSetsInUseAndReleasedOnes()
-{
-    manager().start();
-    const auto dev = device();
-    const auto other = device();
-    QWeakPointer<DevLiveThrSet> released = manager().newVideoThreadSet(dev, HTransportOrvo);
-    const QWeakPointer<DevLiveThrSet> inUse = manager().newVideoThreadSet(other, HTransportOrvo);
-    for (const auto &thread : maker->made())
-        thread->play();
-    manager().releaseVideoThreadSet(dev);
-    manager().stop();
-    QVERIFY(!inUse);
-    QVERIFY(!manager().getVideoThreadSet(other));
-    QVERIFY(!manager().isRunning());
-    for (const auto &thread : maker->made())
-        QVERIFY(!thread || !thread->isRunning());
-    // What was queued for the manager's thread when it ended is served at the next start.
-    manager().start();
-    QVERIFY(waitFor([&] { return !released; }));
-}
-
-void TestDevLiveThrSetManager::stop_letsGoOfThreadsThatWaitForIt()
-{
-    for (int round = 0; round < 10; ++round) {
-        manager().start();
-        const auto dev = device(4);
-        QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
-        int reports = 0;
-        const auto made = maker->made().mid(4 * round);
-        for (const auto &thread : made) {
-            connect(
-                thread, &AbstractVideoThread::receivePlayStart, this, [&] { ++reports; },
-                Qt::BlockingQueuedConnection);
-            thread->play();
-            thread->post([t = thread.data()] {
-                while (!t->isStopAsked())
-                    emit t->receivePlayStart(0);
-            });
-        }
-        QVERIFY(waitFor([&] { return reports > round; }));
-        manager().stop();
-        for (const auto &thread : made)
-            QVERIFY(!thread);
-    }
-}
-
-void TestDevLiveThrSetManager::stop_mayBeCalledAgain_inASlotThatItDelivers()
-{
-    manager().start();
-    const auto dev = device();
-    QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
-    const QPointer<LiveThread> thread = maker->made().at(0);
-    int nested = 0;
-    connect(
-        thread, &AbstractVideoThread::receivePlayFinsh, this,
-        [&] {
-            ++nested;
-            manager().stop();
-        },
-        Qt::BlockingQueuedConnection);
-    thread->play();
-    std::atomic<bool> entered{false};
-    thread->post([t = thread.data(), &entered] {
-        entered = true;
-        while (!t->isStopAsked())
-            QThread::yieldCurrentThread();
-        emit t->receivePlayFinsh(t);
-    });
-    QVERIFY(waitFor([&] { return entered.load(); }));
-    manager().stop();
-    QCOMPARE(nested, 1);
-    QVERIFY(!thread);
-    QVERIFY(!manager().isRunning());
-}
-
-void TestDevLiveThrSetManager::start_inASlotThatStopDelivers_followsIt_data()
-{
-    QTest::addColumn<bool>("stopsAgain");
-    QTest::newRow("started") << false;
-    QTest::newRow("started, and stopped once more") << true;
-}
-
-void TestDevLiveThrSetManager::start_inASlotThatStopDelivers_followsIt()
-{
-    QFETCH(bool, stopsAgain);
-    manager().start();
-    const auto dev = device();
-    QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
-    const QPointer<LiveThread> thread = maker->made().at(0);
-    connect(
-        thread, &AbstractVideoThread::receivePlayFinsh, this,
-        [&] {
-            QVERIFY(manager().start());
-            if (stopsAgain)
-                manager().stop();
-        },
-        Qt::BlockingQueuedConnection);
-    thread->play();
-    std::atomic<bool> entered{false};
-    thread->post([t = thread.data(), &entered] {
-        entered = true;
-        while (!t->isStopAsked())
-            QThread::yieldCurrentThread();
-        emit t->receivePlayFinsh(t);
-    });
-    QVERIFY(waitFor([&] { return entered.load(); }));
-    manager().stop();
-    QVERIFY(!thread);
-    QVERIFY(!manager().getVideoThreadSet(dev));
-    QCOMPARE(manager().isRunning(), !stopsAgain);
-    // And it serves.
-    manager().start();
-    QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
-    manager().releaseVideoThreadSet(dev);
-    QVERIFY(waitFor([&] { return !maker->made().at(1); }));
 }
 
 void TestDevLiveThrSetManager::vantra_startsAndStopsTheManager()
