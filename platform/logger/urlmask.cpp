@@ -132,12 +132,22 @@ bool isNameAndPort(const QStringRef &text)
            std::all_of(text.begin(), text.begin() + colon, isHostChar);
 }
 
-/// Whether a host with the path or port of a URL stands at `start`, which no mail address has.
+/// Whether an IPv4 address is what ends there, as far as the last of its numbers tells.
+bool endsLikeIpv4(const QStringRef &host)
+{
+    const int dot = host.lastIndexOf(QLatin1Char('.'));
+    return dot >= 0 && isNumber(host.mid(dot + 1));
+}
+
+/// Whether a host stands at `start` that no mail address has: one with the path or port of a URL,
+/// or an IPv4 address.
 bool isHostOfUrl(const QString &text, int start, int end)
 {
     int host = start;
     while (host < end && isHostChar(text.at(host)))
         ++host;
+    if (endsLikeIpv4(text.midRef(start, host - start)))
+        return true;
     if (host == start || host == end)
         return false;
     return text.at(host) == QLatin1Char('/') ||
@@ -197,8 +207,7 @@ bool isHostAlone(const QString &text, int start, int slash, int end)
         return false;
     if (slash < end || (colon >= 0 && isPlainHost(text, start, end)))
         return true;
-    const int dot = authority.lastIndexOf(QLatin1Char('.'));
-    return colon < 0 && dot >= 0 && isNumber(authority.mid(dot + 1)); // an IPv4 address
+    return colon < 0 && endsLikeIpv4(authority);
 }
 
 /// As findUserInfoEnd(), where user name or password may hold blanks. The first word of the URL
@@ -213,9 +222,13 @@ int userInfoEndBehindBlanks(const QString &text, int start, int end, int limit, 
     const int slash = firstSlash(text, qMax(start, at), end);
     if (at >= start) // a host follows, unless what follows is a part of the password too
         return slash < end || isPlainHost(text, at + 1, end) ? at : last;
-    if (isHostAlone(text, start, slash, end))
-        return -1;
     const bool hasColon = text.midRef(start, slash - start).contains(QLatin1Char(':'));
+    if (isHostAlone(text, start, slash, end)) {
+        // A name, a number and a slash may as well begin a user and a password.
+        const bool isDoubtful = hasColon && slash < end && !isPlainHost(text, start, end) &&
+                                text.at(start) != QLatin1Char('[');
+        return isDoubtful && isHostOfUrl(text, last + 1, limit) ? last : -1;
+    }
     const bool isUser = hasColon || holdsPair(text, end, last) ||
                         (!isPlainHost(text, start, end) && isHostOfUrl(text, last + 1, limit));
     return isUser ? last : -1;

@@ -41,6 +41,7 @@ private slots:
     void stamp_farAway_doesNotStopTheNext();
     void clock_thatIsSet_doesNotEndTheRecording_data();
     void clock_thatIsSet_doesNotEndTheRecording();
+    void clock_thatGoesBackBehindZero_losesNoPicture();
     void packet_thatLies_isRefused();
     void packet_withoutOwner_isCopied();
     void size_thatLies_isBorne_data();
@@ -336,6 +337,27 @@ void TestSaveMp4FFmpegHostile::clock_thatIsSet_doesNotEndTheRecording()
     for (int i = 25; i < kPictures; ++i)
         times += times.at(24) + 1 + (i - 25) * kFrameMs;
     QCOMPARE(file.times, times);
+}
+
+/// Of a first picture at zero the muxer does not see that the next one lies before it.
+void TestSaveMp4FFmpegHostile::clock_thatGoesBackBehindZero_losesNoPicture()
+{
+    constexpr qint64 kBack = kHour;
+    expectSteps();
+    SaveMp4FFmpeg writer;
+    writer.setPara(videoPara(), HAudioEncPara(), kHour);
+    writer.open(path());
+    Feeder feed(writer);
+    feed.picture(clip(1).at(0), 0);
+    for (int i = 1; i < kPictures; ++i)
+        feed.picture(clip(1).at(i), (i - 1) * kFrameMs - kBack);
+    writer.stop();
+    const RecordedFile file = readRecording(path());
+    QCOMPARE(file.error, QString());
+    QCOMPARE(file.pictures.size(), kPictures);
+    for (int i = 1; i < kPictures; ++i)
+        QVERIFY(file.times.at(i) >= file.times.at(i - 1)); // ticks are finer than milliseconds
+    QCOMPARE(complaintsAbout(path()), QString());
 }
 
 void TestSaveMp4FFmpegHostile::packet_thatLies_isRefused()
