@@ -2,10 +2,13 @@
 // SPDX-License-Identifier: MIT
 #include "playbackhost.h"
 #include "support/loggedtest.h"
+#include "support/scriptedbackend.h"
 #include "theme.h"
 #include "vantra.h"
 
 #include <QApplication>
+#include <QPointer>
+#include <QSemaphore>
 #include <QtTest>
 
 #include <memory>
@@ -35,6 +38,7 @@ private slots:
     void picture_thatCannotBeWritten_isTold();
     void twoViewsOfAChannel_neverDisturbEachOther();
     void view_isDeletedWhilePlaying();
+    void viewThatIsTakenAway_staysUntilItsDeviceAnswers();
     void manyPlays_leaveNoThread();
     void haltAndPlay_waitsForTheLastPlayToEnd();
 };
@@ -216,6 +220,36 @@ void TestPlaybackFaults::view_isDeletedWhilePlaying()
     bare->playFrom(recordedAt(9, 5));
     QVERIFY(waitFor([&] { return bare->state() == PlaybackState::Playing; }));
     delete bare;
+    QVERIFY(!PlaybackThread::anyRuns());
+}
+
+/// A device that does not answer holds up no person who takes its view away.
+void TestPlaybackFaults::viewThatIsTakenAway_staysUntilItsDeviceAnswers()
+{
+    QSemaphore asked;
+    QSemaphore mayAnswer;
+    DeviceAnswer late(HRetTimeout);
+    late.first = [&] {
+        asked.release();
+        mayAnswer.acquire();
+    };
+    const auto script = std::make_shared<DeviceScript>();
+    script->enqueue(DeviceScript::Op::vodReadFrame, late);
+    Camera camera = Recorder().camera();
+    camera.link = scriptedDevice(script);
+    QTemporaryDir folder;
+    auto *view = new PlaybackView(folder.path());
+    view->setDay(recordedDay());
+    view->setCamera(camera);
+    view->playFrom(recordedAt(9, 5));
+    QVERIFY(waitFor([&] { return asked.available() > 0; }));
+    const QPointer<PlaybackView> watched = view;
+    view->halt();
+    view->deleteOnceEnded();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(watched);
+    mayAnswer.release();
+    QVERIFY(waitFor([&] { return !watched; }));
     QVERIFY(!PlaybackThread::anyRuns());
 }
 

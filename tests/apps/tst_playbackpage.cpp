@@ -54,9 +54,11 @@ private slots:
     void fourSideBySide_showTheirOwnChannels_atTheSameTime();
     void togetherOff_eachGoesByItself();
     void gapOfOne_isWaitedOutWhileTheOthersPlay();
+    void stampsOfAnotherDay_holdNobodyUp();
     void clickOnTheLine_playsFromThere();
     void keys_playHoldStepAndChangeSpeed();
     void day_isChosen_byButtonsFieldAndKeys();
+    void dayField_givesTheFocusBack_unlessThePersonHasGoneElsewhere();
     void viewCount_keepsTheFirstPlaybacks();
     void doubleClick_showsOneAlone();
     void listAndEnter_putAChannelIntoTheSelectedPlayback();
@@ -211,6 +213,22 @@ void TestPlaybackPage::gapOfOne_isWaitedOutWhileTheOthersPlay()
     QVERIFY(qAbs(desk.view(0)->position() - desk.view(1)->position()) < 3 * secondMs);
 }
 
+void TestPlaybackPage::stampsOfAnotherDay_holdNobodyUp()
+{
+    const Recorder recorder(1, 2);
+    ScriptedFault otherClock;
+    otherClock.fault = FrameFault::StampBack;
+    otherClock.place = {1, -1};
+    otherClock.value = recordingtime::dayMs;
+    otherClock.road = FaultRoad::Playback;
+    recorder.control->faults().strike(otherClock);
+    PlaybackDesk desk({&recorder}, 2);
+    desk.page->playFrom(recordedAt(9, 5));
+    QVERIFY(waitFor([&] { return desk.view(1)->position() < recordedAt(0); }));
+    QVERIFY(desk.passes(0, recordedAt(9, 5, 2)));
+    QCOMPARE(desk.view(1)->state(), PlaybackState::Playing);
+}
+
 void TestPlaybackPage::clickOnTheLine_playsFromThere()
 {
     const Recorder recorder(1, 2);
@@ -299,6 +317,22 @@ void TestPlaybackPage::day_isChosen_byButtonsFieldAndKeys()
     QCOMPARE(desk.view(0)->day(), recordedDay().addDays(-3));
     field->setDate(recordedDay());
     QCOMPARE(desk.view(0)->position(), recordedAt(9));
+}
+
+void TestPlaybackPage::dayField_givesTheFocusBack_unlessThePersonHasGoneElsewhere()
+{
+    const Recorder recorder;
+    PlaybackDesk desk({&recorder});
+    QVERIFY(desk.becomesActive());
+    auto *field = desk.page->findChild<QDateEdit *>();
+    QTest::mouseClick(field, Qt::LeftButton);
+    QVERIFY(field->hasFocus());
+    desk.key(Qt::Key_Return);
+    QVERIFY(desk.view(0)->hasFocus());
+    QTest::mouseClick(field, Qt::LeftButton);
+    QVERIFY(field->hasFocus());
+    QTest::mouseClick(desk.tree()->viewport(), Qt::LeftButton);
+    QVERIFY(desk.tree()->hasFocus());
 }
 
 void TestPlaybackPage::viewCount_keepsTheFirstPlaybacks()

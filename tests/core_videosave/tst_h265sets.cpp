@@ -16,6 +16,8 @@ private slots:
     void sets_pass_overAndOver_andAnew();
     void sets_areRefused_whereTheMuxerWouldNotEnd();
     void sets_areRefused_whenCut();
+    void sets_areRefused_whenTheyAreNoSize_data();
+    void sets_areRefused_whenTheyAreNoSize();
     void sequence_needsTheVideoBefore();
     void rubbish_passes_whereItHasNoSets_data();
     void rubbish_passes_whereItHasNoSets();
@@ -77,6 +79,33 @@ void TestH265Sets::sets_areRefused_whenCut()
     const int at = whole.indexOf(start.mid(1));
     QVERIFY(at > 0);
     QVERIFY(!passes(sets, whole.left(at + 20)));
+}
+
+void TestH265Sets::sets_areRefused_whenTheyAreNoSize_data()
+{
+    QTest::addColumn<bool>("repeated");
+    QTest::newRow("one long set") << false;
+    QTest::newRow("the same set again and again") << true;
+}
+
+/// What is kept of a device, and given to a decoder twice, is not of any size.
+void TestH265Sets::sets_areRefused_whenTheyAreNoSize()
+{
+    QFETCH(bool, repeated);
+    const QByteArray whole = clip(HCodecH265).first().data;
+    const int sequence = whole.indexOf(QByteArray("\0\0\1\x42\1", 5));
+    const int next = whole.indexOf(QByteArray("\0\0\1", 3), sequence + 3);
+    QVERIFY(sequence > 0 && next > 0);
+    const QByteArray set = whole.mid(sequence, next - sequence);
+    // A decoder reads both, and leaves aside what follows the end of a set.
+    const auto grown = [&](int bytes) {
+        return whole.left(sequence) + (repeated ? set.repeated(bytes / set.size())
+                                                : set + QByteArray(bytes - set.size(), '\x55'));
+    };
+    H265Sets sets;
+    QVERIFY(passes(sets, grown(60000)));
+    QVERIFY(!passes(sets, grown(70000)));
+    QVERIFY(passes(sets, whole));
 }
 
 void TestH265Sets::sequence_needsTheVideoBefore()
