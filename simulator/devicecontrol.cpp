@@ -127,9 +127,12 @@ void DeviceControl::setForm(int channel, int stream, const StreamConfig &form)
     LiveStream *target = live(channel, stream);
     if (target == nullptr)
         return;
-    if (m_rtsp)
-        m_rtsp->setForm(channel, stream, target->form().video, form.video);
-    target->setForm(form);
+    StreamConfig possible = form;
+    if (m_rtsp) {
+        possible.audio = target->form().audio;
+        m_rtsp->setForm(channel, stream, possible.video);
+    }
+    target->setForm(possible);
 }
 
 StreamCounts DeviceControl::counts(int channel, int stream) const
@@ -142,6 +145,12 @@ QString DeviceControl::problem(int channel, int stream) const
 {
     const LiveStream *source = live(channel, stream);
     return source == nullptr ? QString() : source->problem();
+}
+
+bool DeviceControl::isOpen(int channel, int stream) const
+{
+    const LiveStream *source = live(channel, stream);
+    return source != nullptr && source->isOpen();
 }
 
 int DeviceControl::openStreams() const

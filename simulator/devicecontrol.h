@@ -49,14 +49,16 @@ public:
 
     // Live streams
 
-    /// HRetOk for a stream that the device has.
+    /// Whether the device has that stream.
     bool has(int channel, int stream) const;
     /// Changes codec, size, rate or sound while the stream goes on; the new form begins with a key
-    /// frame.
+    /// frame. With HTransportRtsp the sound stays, and a new codec sends all readers away.
     void setForm(int channel, int stream, const StreamConfig &form);
     StreamCounts counts(int channel, int stream) const;
     /// Why a stream has no pictures; empty if it has.
     QString problem(int channel, int stream) const;
+    /// Whether a stream is being sent.
+    bool isOpen(int channel, int stream) const;
     /// Streams being sent.
     int openStreams() const;
     /// The device tells this number of streams instead of the true one; -1: the true one.

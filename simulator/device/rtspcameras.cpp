@@ -15,6 +15,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 extern char **environ;
@@ -73,23 +74,15 @@ QString RtspCameras::nameOf(int channel, int stream)
 }
 
 RtspCameras::RtspCameras(const DeviceConfig &config)
-    : m_arguments([&] {
-          QStringList arguments{QStringLiteral("--control"), QStringLiteral("stdin")};
-          for (int channel = 0; channel < config.channels.size(); ++channel) {
-              for (int stream = 0; stream < config.streamsPerChannel(); ++stream)
-                  arguments << QStringLiteral("--camera")
-                            << cameraOption(nameOf(channel, stream), config, channel, stream);
-          }
-          return arguments;
-      }()),
-      m_program(serverProgram()), m_names([&] {
+    : m_program(serverProgram()), m_names([&] {
           QStringList names;
           for (int channel = 0; channel < config.channels.size(); ++channel) {
               for (int stream = 0; stream < config.streamsPerChannel(); ++stream)
                   names << nameOf(channel, stream);
           }
           return names;
-      }())
+      }()),
+      m_config(config)
 {
     m_thread = std::thread([this] { run(); });
 }
@@ -102,6 +95,18 @@ RtspCameras::~RtspCameras()
         m_changed.notify_all();
     }
     m_thread.join();
+}
+
+QStringList RtspCameras::arguments()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    QStringList arguments{QStringLiteral("--control"), QStringLiteral("stdin")};
+    for (int channel = 0; channel < m_config.channels.size(); ++channel) {
+        for (int stream = 0; stream < m_config.streamsPerChannel(); ++stream)
+            arguments << QStringLiteral("--camera")
+                      << cameraOption(nameOf(channel, stream), m_config, channel, stream);
+    }
+    return arguments;
 }
 
 QStringList RtspCameras::urls()
@@ -139,9 +144,17 @@ void RtspCameras::setStalled(int channel, int stream, bool stalled)
             .arg(nameOf(channel, stream), stalled ? QStringLiteral("on") : QStringLiteral("off")));
 }
 
-void RtspCameras::setForm(int channel, int stream, const VideoFormat &from, const VideoFormat &to)
+void RtspCameras::setForm(int channel, int stream, const VideoFormat &to)
 {
     const QString name = nameOf(channel, stream);
+    VideoFormat from;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        QVector<StreamConfig> &forms = m_config.channels[channel].streams;
+        while (forms.size() <= stream)
+            forms.append(forms.isEmpty() ? StreamConfig() : forms.last());
+        from = std::exchange(forms[stream].video, to);
+    }
     if (from.width != to.width || from.height != to.height)
         command(QStringLiteral("size %1 %2x%3").arg(name).arg(to.width).arg(to.height));
     if (from.fps != to.fps)
@@ -207,7 +220,7 @@ bool RtspCameras::launch()
     posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     std::vector<std::string> words{QFile::encodeName(m_program).toStdString()};
-    for (const QString &argument : m_arguments)
+    for (const QString &argument : arguments())
         words.push_back(argument.toStdString());
     words.push_back("--port");
     words.push_back(std::to_string(m_port)); // written by this thread alone

@@ -31,19 +31,20 @@ public:
     void vanish(int ms);
     void comeBack();
     void setStalled(int channel, int stream, bool stalled);
-    void setForm(int channel, int stream, const VideoFormat &from, const VideoFormat &to);
+    /// From now on, also after the server has been gone.
+    void setForm(int channel, int stream, const VideoFormat &form);
 
 private:
     enum class State { Starting, Running, Gone, Broken };
 
     static QString nameOf(int channel, int stream);
+    QStringList arguments();
     void run();
     bool launch();
     void end(bool atOnce);
     bool readLine(std::string *line);
     bool command(const QString &line);
 
-    const QStringList m_arguments;
     const QString m_program;
     const QStringList m_names;
 
@@ -55,6 +56,7 @@ private:
 
     std::mutex m_mutex; // guards what follows
     std::condition_variable m_changed;
+    DeviceConfig m_config; // with the forms of now
     State m_state = State::Starting;
     bool m_stop = false;
     bool m_away = false;

@@ -26,6 +26,7 @@ private slots:
     void lostConnection_endsTheServer_whichComesBackOnItsPort();
     void stall_sendsNothing();
     void form_changes_andIsTold();
+    void form_outlivesTheServer_alsoIfItChangedMeanwhile();
     void device_mayBeMadeAndDestroyedOnAnyThread();
 };
 
@@ -139,6 +140,30 @@ void TestSimulatedRtsp::form_changes_andIsTold()
     RtspClient again;
     QVERIFY(again.open(sim.device->getRtspUrls().value(0)));
     QCOMPARE(again.videoCodec(), QStringLiteral("hevc"));
+}
+
+void TestSimulatedRtsp::form_outlivesTheServer_alsoIfItChangedMeanwhile()
+{
+    DeviceConfig config = DeviceConfig::simple(1, 2, HTransportRtsp);
+    const Simulation sim = simulateDevice(config);
+    const QStringList urls = sim.device->getRtspUrls();
+    StreamConfig form = config.channels[0].streams[0];
+    form.video.codec = HCodecH265;
+    form.audio.codec = 0; // its sound does not change
+    sim.control->setForm(0, 0, form);
+    sim.control->loseConnection();
+    sim.control->setForm(0, 1, form);
+    sim.control->restoreConnection();
+    for (int stream = 0; stream < 2; ++stream) {
+        RtspClient client;
+        QVERIFY(vantratest::waitFor([&] { return client.open(urls.value(stream)); }));
+        QCOMPARE(client.videoCodec(), QStringLiteral("hevc"));
+        HVideoEncPara video;
+        HAudioEncPara audio;
+        QCOMPARE(sim.device->getCodecInfo(0, stream, video, audio), HRetOk);
+        QCOMPARE(video.codecId, qint32(HCodecH265));
+        QCOMPARE(audio.codecId, config.channels[0].streams[stream].audio.codec);
+    }
 }
 
 void TestSimulatedRtsp::device_mayBeMadeAndDestroyedOnAnyThread()
