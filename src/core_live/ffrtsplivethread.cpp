@@ -46,7 +46,7 @@ int FFRtspLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &
 void FFRtspLiveThread::setMP4FileName(RecordType type)
 {
     if (isRecordType(type))
-        setFileName(type, newLiveRecordName(getSavePath(type)));
+        setFileName(type, newLiveRecordName(getSavePath(type), saver.at(type)));
 }
 
 void FFRtspLiveThread::renameMP4File(RecordType type)

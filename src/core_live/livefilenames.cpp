@@ -4,12 +4,14 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <QMutex>
-#include <QStringList>
+
+#include <algorithm>
 
 namespace {
 
-/// Then the name is taken as it is. A wall of views may begin to record in the same second.
+/// Then the disk is not asked any more. A wall of views may begin to record in the same second.
 constexpr int kMaxSecondsAhead = 1800;
 
 QString dateText(const QDateTime &time)
@@ -28,28 +30,53 @@ class GivenNames
 {
 public:
     /// False if it has been given already.
-    bool give(const QString &name)
+    bool give(const QString &name, const void *recorder)
     {
         const QMutexLocker locker(&m_mutex);
-        if (m_names.contains(name))
+        if (m_given.contains(name))
             return false;
-        m_names.append(name);
-        // Of recordings that were never opened; what runs is on the disk by then.
-        if (m_names.size() > kMostNames)
-            m_names.removeFirst();
+        m_given.insert(name, {recorder, m_count++});
+        if (m_given.size() > kMostNames)
+            m_given.erase(oldest());
         return true;
     }
     void takeBack(const QString &name)
     {
         const QMutexLocker locker(&m_mutex);
-        m_names.removeOne(name);
+        m_given.remove(name);
+    }
+    /// What a recorder has been given and has not made a recording of; empty if nothing.
+    QString takeBackFrom(const void *recorder)
+    {
+        const QMutexLocker locker(&m_mutex);
+        const auto given = std::find_if(m_given.begin(), m_given.end(), [=](const Given &given) {
+            return given.recorder == recorder;
+        });
+        if (given == m_given.end())
+            return {};
+        const QString name = given.key();
+        m_given.erase(given);
+        return name;
     }
 
 private:
+    struct Given
+    {
+        const void *recorder; ///< to be compared only
+        qint64 number;        ///< in their order
+    };
+    /// More are of recorders that are gone; what runs is on the disk by then.
     static constexpr int kMostNames = 2 * kMaxSecondsAhead;
 
+    QHash<QString, Given>::iterator oldest()
+    {
+        return std::min_element(m_given.begin(), m_given.end(),
+                                [](const Given &a, const Given &b) { return a.number < b.number; });
+    }
+
     QMutex m_mutex;
-    QStringList m_names; ///< oldest first
+    QHash<QString, Given> m_given; ///< by their names
+    qint64 m_count = 0;
 };
 
 GivenNames givenNames;
@@ -63,16 +90,18 @@ QString liveRecordName(const QString &savePath, const QDateTime &begin)
     return QStringLiteral("%1/%2/live/%3.mp4").arg(savePath, dateText(begin), timeText(begin));
 }
 
-QString newLiveRecordName(const QString &savePath)
+QString newLiveRecordName(const QString &savePath, const void *recorder)
 {
+    const QString unused = recorder ? givenNames.takeBackFrom(recorder) : QString();
+    const QFileInfo failed(unused);
+    if (!unused.isEmpty() && failed.isFile() && failed.size() == 0)
+        QFile::remove(unused);
     const QDateTime now = QDateTime::currentDateTime();
-    QString name = liveRecordName(savePath, now);
-    for (int ahead = 1; ahead <= kMaxSecondsAhead; ++ahead) {
-        if (!QFile::exists(name) && givenNames.give(name))
-            break;
-        name = liveRecordName(savePath, now.addSecs(ahead));
+    for (int ahead = 0;; ++ahead) {
+        const QString name = liveRecordName(savePath, now.addSecs(ahead));
+        if ((ahead > kMaxSecondsAhead || !QFile::exists(name)) && givenNames.give(name, recorder))
+            return name;
     }
-    return name;
 }
 
 QString liveRecordLastName(const QString &fileName, const QDateTime &end, int channel)

@@ -91,7 +91,7 @@ int OrvoLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &au
 void OrvoLiveThread::setMP4FileName(RecordType type)
 {
     if (isRecordType(type))
-        setFileName(type, newLiveRecordName(getSavePath(type)));
+        setFileName(type, newLiveRecordName(getSavePath(type), saver.at(type)));
 }
 
 void OrvoLiveThread::renameMP4File(RecordType type)

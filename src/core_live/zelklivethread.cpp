@@ -97,7 +97,7 @@ int ZelkLiveThread::getLatestRecordCodec(HVideoEncPara &video, HAudioEncPara &au
 void ZelkLiveThread::setMP4FileName(RecordType type)
 {
     if (isRecordType(type))
-        setFileName(type, newLiveRecordName(getSavePath(type)));
+        setFileName(type, newLiveRecordName(getSavePath(type), saver.at(type)));
 }
 
 void ZelkLiveThread::renameMP4File(RecordType type)

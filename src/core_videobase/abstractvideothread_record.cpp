@@ -16,8 +16,8 @@
 namespace {
 
 constexpr qint64 kRoomToGoOn = 1024 * 1024; ///< bytes: more than one fragment, mostly
-/// A file that is lost is not replaced before: a disk that takes names and nothing else would be
-/// filled with them.
+/// A file that is lost is not replaced before: a disk that takes names and nothing else, for want
+/// of a quota say, would be filled with them.
 constexpr qint64 kLostFileMs = 5000;
 
 /// Free bytes where a folder is, or would be made.
@@ -107,14 +107,12 @@ bool AbstractVideoThread::isFileExpired(RecordType type) const
 {
     if (!isRecordType(type))
         return false;
-    // What the disk had no room for is lost, and so is all that follows in that file. A new one
-    // goes on as soon as it can.
-    if (saver.at(type)->isDiskFull()) {
-        if (roomIn(QFileInfo(getFileName(type)).path()) >= kRoomToGoOn)
-            return true;
-    } else if (saver.at(type)->isFileLost() && saveTimer.at(type).hasExpired(kLostFileMs)) {
+    // What the disk has not taken is lost, and so is all that follows in that file. A new one goes
+    // on as soon as it can.
+    if (saver.at(type)->isFileLost() && saveTimer.at(type).hasExpired(kLostFileMs) &&
+        (!saver.at(type)->isDiskFull() ||
+         roomIn(QFileInfo(getFileName(type)).path()) >= kRoomToGoOn))
         return true;
-    }
     const int seconds = getSaveInterval(type);
     const qint64 limitMs = seconds > 0 ? static_cast<qint64>(seconds) * 1000 : kNoSaveLimit;
     return saveTimer.at(type).hasExpired(limitMs);

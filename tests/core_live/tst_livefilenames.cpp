@@ -46,6 +46,8 @@ private slots:
     void newRecordName_neverNamesAFileThatIsThere();
     void newRecordName_isGivenOnce_beforeItsFileIsThere();
     void newRecordName_isGivenAgain_whenItsRecordingHasEnded();
+    void newRecordName_isGivenAgain_toARecorderThatCouldNotOpenIt();
+    void newRecordName_isNeverGivenTwice_howeverManyAreOut();
     void newRecordNames_ofManyThreads_differ();
     void lastName_tellsBeginEndAndChannel_data();
     void lastName_tellsBeginEndAndChannel();
@@ -114,6 +116,42 @@ void TestLiveFileNames::newRecordName_isGivenAgain_whenItsRecordingHasEnded()
         QVERIFY2(begin <= QDateTime::currentDateTime(), qPrintable(name));
         QVERIFY(!renameLiveRecord(name, 0)); // it could not be opened
     }
+}
+
+void TestLiveFileNames::newRecordName_isGivenAgain_toARecorderThatCouldNotOpenIt()
+{
+    QTemporaryDir dir;
+    const int recorders[2] = {};
+    const QString other = newLiveRecordName(dir.path(), &recorders[1]);
+    QSet<QString> names;
+    for (int i = 0; i < 4000; ++i) {
+        const QString name = newLiveRecordName(dir.path(), &recorders[0]);
+        QVERIFY(name != other);
+        const QDateTime begin = timeIn(QFileInfo(name).completeBaseName());
+        QVERIFY2(begin <= QDateTime::currentDateTime().addSecs(1), qPrintable(name));
+        names.insert(name);
+        if (i % 100 == 0)
+            write(name, ""); // the muxer could not begin
+    }
+    // Nothing is left of what failed; a file that holds anything stays.
+    for (const QString &name : qAsConst(names))
+        QVERIFY(!QFile::exists(name) || name == newLiveRecordName(dir.path(), &recorders[1]));
+    const QString last = newLiveRecordName(dir.path(), &recorders[0]);
+    write(last, "x");
+    QVERIFY(newLiveRecordName(dir.path(), &recorders[0]) != last);
+    QVERIFY(QFile::exists(last));
+}
+
+void TestLiveFileNames::newRecordName_isNeverGivenTwice_howeverManyAreOut()
+{
+    QTemporaryDir dir;
+    QSet<QString> names;
+    constexpr int kNames = 2000; // more than seconds may be told ahead
+    for (int i = 0; i < kNames; ++i)
+        names.insert(newLiveRecordName(dir.path()));
+    QCOMPARE(names.size(), kNames);
+    for (const QString &name : qAsConst(names))
+        renameLiveRecord(name, 0);
 }
 
 void TestLiveFileNames::newRecordNames_ofManyThreads_differ()
