@@ -8,10 +8,13 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -33,14 +36,70 @@ bool isBelowFolder(int file)
     return size >= 0 && size_t(size) > most && std::strncmp(path, folder, most) == 0;
 }
 
+/// Whether a path, as callers give it, may not be made or written. `errno` says why then.
+bool isNotToBeMade(const char *path)
+{
+    if (!isOn || error != EROFS || std::strncmp(path, folder, std::strlen(folder)) != 0)
+        return false;
+    ++count;
+    errno = EROFS;
+    return true;
+}
+
+bool isForWriting(int flags)
+{
+    return (flags & O_ACCMODE) != O_RDONLY || (flags & O_CREAT);
+}
+
+template<typename Function>
+Function systems(const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
 } // namespace
 
-/// Stands in front of the system's for every library of the process.
+// Each stands in front of the system's for every library of the process.
+
+#define VANTRA_OPEN(name)                                                                          \
+    extern "C" __attribute__((visibility("default"))) int name(const char *path, int flags, ...)   \
+    {                                                                                              \
+        static const auto system = systems<int (*)(const char *, int, mode_t)>(#name);             \
+        if (isForWriting(flags) && isNotToBeMade(path))                                            \
+            return -1;                                                                             \
+        va_list rest;                                                                              \
+        va_start(rest, flags);                                                                     \
+        const auto mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;                              \
+        va_end(rest);                                                                              \
+        return system(path, flags, mode);                                                          \
+    }
+VANTRA_OPEN(open)
+VANTRA_OPEN(open64)
+
+extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mode_t mode)
+{
+    static const auto system = systems<int (*)(const char *, mode_t)>("mkdir");
+    return isNotToBeMade(path) ? -1 : system(path, mode);
+}
+
+extern "C" __attribute__((visibility("default"))) int rename(const char *from, const char *to)
+{
+    static const auto system = systems<int (*)(const char *, const char *)>("rename");
+    return isNotToBeMade(to) ? -1 : system(from, to);
+}
+
+extern "C" __attribute__((visibility("default"))) int
+renameat2(int place, const char *from, int newPlace, const char *to, unsigned flags)
+{
+    static const auto system =
+        systems<int (*)(int, const char *, int, const char *, unsigned)>("renameat2");
+    return isNotToBeMade(to) ? -1 : system(place, from, newPlace, to, flags);
+}
+
 extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const void *data,
                                                                 size_t size)
 {
-    using Write = ssize_t (*)(int, const void *, size_t);
-    static const auto system = reinterpret_cast<Write>(dlsym(RTLD_NEXT, "write"));
+    static const auto system = systems<ssize_t (*)(int, const void *, size_t)>("write");
     if (isOn && (error != 0 || milliseconds > 0) && isBelowFolder(file)) {
         ++count;
         ::usleep(useconds_t(milliseconds) * 1000);
@@ -54,14 +113,14 @@ extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const 
 
 extern "C" __attribute__((visibility("default"))) int fsync(int file)
 {
-    static const auto system = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fsync"));
+    static const auto system = systems<int (*)(int)>("fsync");
     synced += isOn && isBelowFolder(file);
     return system(file);
 }
 
 extern "C" __attribute__((visibility("default"))) int fdatasync(int file)
 {
-    static const auto system = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fdatasync"));
+    static const auto system = systems<int (*)(int)>("fdatasync");
     synced += isOn && isBelowFolder(file);
     return system(file);
 }

@@ -48,6 +48,9 @@ private:
     void end(Trouble trouble);
     QString disk() const { return m_small ? m_small->path() : m_plain->path(); }
     QString faultsOf(const QStringList &files);
+    /// Waits until a recording has been tried again so often that one second would not do.
+    bool isTriedAgain();
+    static bool beginsInTheFuture(const QString &file);
     /// Asks for a picture and waits until its wish is done with. Null if there is none.
     QImage snap(LiveView *view, const QString &name);
 
@@ -131,6 +134,20 @@ QString TestDiskFaults::faultsOf(const QStringList &files)
                 fault += QStringLiteral(" %1 after %2").arg(counters.at(j)).arg(counters.at(j - 1));
     }
     return fault;
+}
+
+bool TestDiskFaults::isTriedAgain()
+{
+    constexpr int kTries = 20;
+    const QRegularExpression refused(QStringLiteral("^\\(svmp4ff\\)avio open"));
+    return waitFor([&] { return log->countMatching(Logger::Error, refused) >= kTries; }, kLongMs);
+}
+
+bool TestDiskFaults::beginsInTheFuture(const QString &file)
+{
+    const QString begin = QFileInfo(file).completeBaseName().section(QLatin1Char('_'), 0, 0);
+    const QDateTime time = QDateTime::fromString(begin, QStringLiteral("yyyyMMddTHHmmss"));
+    return !time.isValid() || time > QDateTime::currentDateTime().addSecs(1);
 }
 
 QImage TestDiskFaults::snap(LiveView *view, const QString &name)
@@ -218,6 +235,10 @@ void TestDiskFaults::trouble_holdsUpNoView_andAllGoesOnBehindIt()
         QCOMPARE(download.told(), isSlow ? QStringList({"start", "finsh"})
                                          : QStringList({"start", "error", "finsh"}));
         QCOMPARE(download.ok(), isSlow);
+        if (isSlow)
+            QVERIFY(m_fault->struck() > 0);
+        if (trouble == Trouble::ReadOnly)
+            QVERIFY(isTriedAgain());
         const QString during = disk() + "/snaps/during.jpg";
         const bool saved = !snap(&view, during).isNull();
         QCOMPARE(saved, isSlow || isGone);      // its folder is made again
@@ -227,6 +248,9 @@ void TestDiskFaults::trouble_holdsUpNoView_andAllGoesOnBehindIt()
         end(trouble);
         // Removed, the first file is none of those that are there.
         QVERIFY(waitFor([&] { return written().size() == (isSlow || isGone ? 1 : 2); }, kLongMs));
+        // Names of files that were never made are no reason to tell a later begin.
+        const QStringList names = written();
+        QVERIFY(std::none_of(names.begin(), names.end(), &TestDiskFaults::beginsInTheFuture));
         QVERIFY(!snap(&view, disk() + "/snaps/after.jpg").isNull());
         Download again(m_recorder.device, 0, at(10, 0), at(10, 0, 5), disk() + "/again");
         again.thread.startDL();
