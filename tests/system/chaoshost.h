@@ -13,6 +13,20 @@
 
 namespace vantratest {
 
+/// How a random deed is done: as many draws as it needs, which all follow from one number.
+class Detail
+{
+public:
+    explicit Detail(quint32 seed) : m_seed(seed), m_random(seed) {}
+
+    quint32 seed() const { return m_seed; }
+    int draw(int below) { return int(m_random() % unsigned(below)); }
+
+private:
+    const quint32 m_seed;
+    std::mt19937 m_random;
+};
+
 /// A playback as a host has it, which counts its pictures. GUI thread only.
 class PlaybackView : public OrvoVodWidget
 {
@@ -88,12 +102,17 @@ private:
         QString folder;
     };
     using Channel = std::pair<int, int>; ///< device and channel
+    static constexpr int kStreams = 2;   ///< of each channel
 
+    static QString nameOf(const Channel &channel)
+    {
+        return QStringLiteral("%1-%2").arg(channel.first).arg(channel.second);
+    }
     int draw(int below) { return int(m_random() % unsigned(below)); }
 
-    void actOnView(View *view, int what);
-    void actOnPlayback(Playback *playback, int what);
-    void actOnDownload(Download *download, int what);
+    void actOnView(View *view, int what, Detail *detail);
+    void actOnPlayback(Playback *playback, int what, Detail *detail);
+    void actOnDownload(Download *download, Detail *detail);
     void endLibrary();
 
     void renew(View *view, int device, int channel);
@@ -114,6 +133,8 @@ private:
     QString faultOfFile(const QString &file) const;
     QString faultOfFiles();
     QString faultOfDevices() const;
+    QString faultOfSet(int device, const DevLiveThrSet &set) const;
+    QString faultOfSending(int device) const;
 
     const std::vector<vantrasim::Simulation> m_devices;
     const QString m_folder;

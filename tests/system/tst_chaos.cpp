@@ -51,33 +51,34 @@ public:
 
     QString act()
     {
+        // All is drawn before anything is looked at, so that a seed means the same faults always.
         const auto index = size_t(draw(int(m_devices.size())));
-        const int what = draw(1000);
-        const quint32 seed = m_random();
+        const int what = draw(9);
+        Detail detail(m_random());
         DeviceControl &control = *m_devices[index].control;
-        switch (what % 9) {
+        switch (what) {
         case 0:
         case 1:
-            control.faults().strikeAtRandom(seed, 0.002 * (what % 40), kFrameFaults);
+            control.faults().strikeAtRandom(detail.seed(), 0.002 * detail.draw(40), kFrameFaults);
             break;
         case 2:
         case 3:
-            refuse(&control, what);
+            refuse(&control, &detail);
             break;
         case 4:
-            control.loseConnection(50 + what * 2);
+            control.loseConnection(50 + detail.draw(2000));
             break;
         case 5:
-            control.setStalled(what % 3 != 0);
+            control.setStalled(detail.draw(3) != 0);
             break;
         case 6:
-            changeForm(&control, what);
+            changeForm(&control, &detail);
             break;
         default:
             control.faults().clear();
             break;
         }
-        return QStringLiteral("device %1: %2").arg(index).arg(what);
+        return QStringLiteral("device %1: %2, %3").arg(index).arg(what).arg(detail.seed());
     }
 
     /// From now on nothing fails.
@@ -93,7 +94,7 @@ public:
 private:
     int draw(int below) { return int(m_random() % unsigned(below)); }
 
-    static void refuse(DeviceControl *control, int what)
+    static void refuse(DeviceControl *control, Detail *detail)
     {
         const QVector<DeviceOp> operations{DeviceOp::enableMediaTransmit,
                                            DeviceOp::requestVideoIFrame,
@@ -105,19 +106,19 @@ private:
                                            DeviceOp::vodGetDownloadSdp,
                                            DeviceOp::startTalk};
         const QVector<HRetError> answers{HRetExceedMax, HRetTimeout, HRetAlready, HRetEndOfFile};
-        control->faults().refuse(operations.at(what % operations.size()),
-                                 answers.at(what % answers.size()), 1 + what % 5);
+        const DeviceOp operation = operations.at(detail->draw(operations.size()));
+        const HRetError answer = answers.at(detail->draw(answers.size()));
+        control->faults().refuse(operation, answer, 1 + detail->draw(5));
     }
 
-    static void changeForm(DeviceControl *control, int what)
+    static void changeForm(DeviceControl *control, Detail *detail)
     {
-        const int channel = what % 2;
-        const int stream = what / 2 % 2;
-        const StreamConfig wanted = control->config().channels.at(channel).streams.at(stream);
-        StreamConfig form = wanted;
-        if (what % 3 != 0) {
-            form.video.codec = what % 5 ? HCodecH264 : HCodecH265;
-            form.audio.codec = what % 7 ? HCodecG711U : 0;
+        const int channel = detail->draw(2);
+        const int stream = detail->draw(2);
+        StreamConfig form = control->config().channels.at(channel).streams.at(stream);
+        if (detail->draw(3) != 0) {
+            form.video.codec = detail->draw(2) ? HCodecH264 : HCodecH265;
+            form.audio.codec = detail->draw(3) ? HCodecG711U : 0;
             form.video.width = 192;
             form.video.height = 108;
         }
