@@ -231,6 +231,25 @@ void droppedQueuedSignal()
     worker.wait();
 }
 
+void queuedSignalThatOutlivesItsReceiver()
+{
+    qRegisterMetaType<Note>("Note");
+    auto receiver = std::make_unique<Receiver>();
+    Worker worker([](Worker *self) {
+        emit self->wrote(Note());
+        self->pass(1);
+        self->await(2);
+    });
+    QObject::connect(
+        &worker, &Worker::wrote, receiver.get(), [](const Note &) { abort(); },
+        Qt::QueuedConnection);
+    worker.start();
+    worker.await(1);
+    receiver.reset();
+    worker.pass(2);
+    worker.wait();
+}
+
 void invokedMethod()
 {
     Receiver receiver;
@@ -331,6 +350,7 @@ const Scenes &qtlockscenes::orderedScenes()
         VANTRA_SCENE(sharedFieldsOfAStreamThread),
         VANTRA_SCENE(droppedBlockingSignal),
         VANTRA_SCENE(droppedQueuedSignal),
+        VANTRA_SCENE(queuedSignalThatOutlivesItsReceiver),
         VANTRA_SCENE(objectDeletedLater),
     };
     return scenes;

@@ -525,6 +525,18 @@ VANTRA_STAND_IN void _ZN16QCoreApplication18removePostedEventsEP7QObjecti(QObjec
     next(cache, "_ZN16QCoreApplication18removePostedEventsEP7QObjecti")(receiver, type);
 }
 
+// QObject::~QObject(), QWidget::~QWidget(): what was emitted to it and never arrived goes with it
+#define VANTRA_DESTROYING(name)                                                                    \
+    VANTRA_STAND_IN void name(void *receiver)                                                      \
+    {                                                                                              \
+        static void (*cache)(void *);                                                              \
+        __tsan_release(&droppedKey);                                                               \
+        __tsan_acquire(&emittedKey);                                                               \
+        next(cache, #name)(receiver);                                                              \
+    }
+VANTRA_DESTROYING(_ZN7QObjectD2Ev)
+VANTRA_DESTROYING(_ZN7QWidgetD2Ev)
+
 // QObject::deleteLater()
 VANTRA_STAND_IN void _ZN7QObject11deleteLaterEv(QObject *receiver)
 {
