@@ -12,13 +12,14 @@ WIDTH, HEIGHT = 1920, 1080
 
 class Display:
     """An Xvfb whose screen is a file. Without GLX, players fall back on plain X11 pictures, which
-    on a machine without a graphics card cost a fraction of what OpenGL does."""
+    on a machine without a graphics card cost a fraction of what OpenGL does. Without a pointer,
+    which would lie in the middle, on the counter of a tile."""
 
     def __init__(self, glx=False):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vantra-bench-"))
         self.process = subprocess.Popen(
             ["Xvfb", "-displayfd", "1", "-screen", "0", f"{WIDTH}x{HEIGHT}x24", "-fbdir",
-             str(self.folder), "-nolisten", "tcp", "-noreset", "-s", "0",
+             str(self.folder), "-nocursor", "-nolisten", "tcp", "-noreset", "-s", "0",
              "+extension" if glx else "-extension", "GLX"],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         number = self.process.stdout.readline().strip()

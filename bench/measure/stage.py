@@ -99,11 +99,14 @@ class Seat(contextlib.ExitStack):
         time.sleep(seconds)
         cpu = meter.percent()
         end = time.monotonic()
-        shown = len(self.watcher.between(begin, end)) if self.watcher else self.count() - counted
+        events = self.watcher.between(begin, end) if self.watcher else []
+        shown = len(events) if self.watcher else self.count() - counted
         sent = self.cameras.sent_between(begin, end)
         self.player.must_live()
         if not shown:
             raise Failed("no picture")
+        if self.watcher and len(seen := {tile for tile, *_ in events}) < views:
+            raise Failed(f"pictures of {len(seen)} of {views} views")
         return {"cpu": cpu / views,
                 "each": cpu * 10 * (end - begin) / shown,  # percent to milliseconds
                 "pss": process.pss_mib(process.tree(self.player.pid)) / views,
