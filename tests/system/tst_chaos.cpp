@@ -11,8 +11,11 @@
 #include "support/seed.h"
 #include "support/watchdog.h"
 
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
+
+#include <limits>
 
 #include <malloc.h>
 
@@ -26,7 +29,7 @@ constexpr int kActsPerRound = 60;
 constexpr int kDeadMs = 120000; ///< longer than a round may take to settle
 constexpr int kLastActs = 30;   ///< told when a run fails, and what was logged last
 constexpr int kLastLines = 200;
-constexpr int kFewThreads = 2;
+constexpr int kFewThreads = 4; ///< of what plays and records sound, which stay
 constexpr int kFewHandles = 6;
 // A round starts some widgets, each of which leaves an encoder in its registry.
 constexpr qint64 kKeptKiB = 96 * 1024;
@@ -158,11 +161,14 @@ protected:
 private slots:
     void initTestCase()
     {
-        useNoSoundServer();
+        QVERIFY2(pulse.start(), qPrintable(pulse.log())); // talk needs a microphone
         quietConsole();
     }
 
     void everythingFails_andIsWellAgain_whenNothingFails();
+
+private:
+    PrivatePulse pulse;
 };
 
 void TestChaos::everythingFails_andIsWellAgain_whenNothingFails()
@@ -238,5 +244,12 @@ void TestChaos::everythingFails_andIsWellAgain_whenNothingFails()
     Vantra::init();
 }
 
-QTEST_MAIN(TestChaos)
+int main(int argc, char *argv[])
+{
+    // The watchdog looks after what hangs; a run may take as long as one likes.
+    qputenv("QTEST_FUNCTION_TIMEOUT", QByteArray::number(std::numeric_limits<int>::max()));
+    QApplication app(argc, argv);
+    TestChaos test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_chaos.moc"

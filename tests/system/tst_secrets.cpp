@@ -319,7 +319,7 @@ void TestSecrets::viewer_tellsNothing_whenCamerasFail()
                     "rtsp://" + wrong + "@" + unreachable("x"),
                     "rtsp://" + unreachable("x?user=a&password=") + kPassword + "&n=1",
                     "rtsp://" + unreachable("user=a&password=") + kWord + "&n=1.sdp",
-                    "http://" + wrong + "@" + unreachable("video")});
+                    "http://" + unreachable("video?user=a&password=") + kPassword});
     QVERIFY(waitFor([&] { return silent.accepted() > 0; }));
     QVERIFY(waitFor([&] { return viewer.telling().isEmpty() && viewer.windows > 0; }));
     QVERIFY(viewer.ends());
@@ -453,6 +453,7 @@ void TestSecrets::examples_tellNothing_data()
     QTest::addColumn<bool>("ends");
     QTest::newRow("play") << VANTRA_PLAY << QStringList() << false;
     QTest::newRow("record") << VANTRA_RECORD << QStringList{"--seconds", "2"} << true;
+    QTest::newRow("grid") << VANTRA_GRID << QStringList() << false;
 }
 
 void TestSecrets::examples_tellNothing()
