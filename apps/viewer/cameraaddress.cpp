@@ -45,6 +45,9 @@ CameraAddress CameraAddress::parse(const QString &text, QString *error)
     const QString rest = trimmed.mid(schemeEnd + 3);
     const int at = qMax(-1, userInfoEnd(trimmed) - schemeEnd - 3);
     address.m_hasUser = at > 0;
+    // The library makes an rtsp address of every one with a user.
+    if (address.m_hasUser && address.m_scheme != QLatin1String("rtsp"))
+        return refuse(tr("A user and a password are for rtsp:// addresses only."));
 
     const QUrl url(address.m_scheme + QLatin1String("://") + rest.mid(at + 1), QUrl::StrictMode);
     if (!url.isValid())
