@@ -9,7 +9,10 @@
 
 // The small rules that everybody follows who talks to a device. Pure functions, any thread.
 
-/// Place of a stream among all streams of a device; `stream` 0 is the main stream of its channel.
+/// The main stream of a channel, which is recorded; the others are smaller pictures of it.
+constexpr int kMainStream = 0;
+
+/// Place of a stream among all streams of a device; `stream` counts within its channel.
 /// Devices list their streams, and their addresses, in this order. -1 where the numbers are beyond
 /// what an index can hold.
 constexpr int flatStreamIndex(int streamsPerChannel, int channel, int stream)

@@ -23,7 +23,6 @@ constexpr char kLogTag[] = "(lvvdwgt)";
 
 constexpr int kAllStreams = -1; // as a mask
 constexpr int kMaskBits = 32;   // streams per channel that a mask can name
-constexpr int kMainStream = 0;
 
 constexpr unsigned int maskBit(int stream)
 {

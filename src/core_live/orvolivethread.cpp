@@ -11,7 +11,6 @@
 namespace {
 
 constexpr char kLogTag[] = "(orlvthr)";
-constexpr int kMainStream = 0;
 constexpr int kBuiltMode = 1; ///< HVideoEncPara::mode of whoever builds a record
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include "core_live/livefilenames_p.h"
 #include "core_video/devicesteps_p.h"
+#include "devicelink/devicerules.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
 
@@ -12,7 +13,6 @@
 namespace {
 
 constexpr char kLogTag[] = "(zklvthr)";
-constexpr int kMainStream = 0;
 
 } // namespace
 

@@ -4,13 +4,13 @@
 
 #include "core_vod/orvovodthread.h"
 #include "core_vod/vodsnapnames_p.h"
+#include "devicelink/devicerules.h"
 #include "devicelink/hnetdevice.h"
 #include "log.h"
 
 namespace {
 
 constexpr char kLogTag[] = "(orvodwgt)";
-constexpr int kMainStream = 0;
 
 } // namespace
 

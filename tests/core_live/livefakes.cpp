@@ -55,11 +55,6 @@ void LiveThread::setTimedOut(bool opening, bool reading)
     readTimedOut = reading;
 }
 
-void LiveThread::setOk(bool ok)
-{
-    isOk = ok;
-}
-
 bool LiveThread::open()
 {
     return call([this] {

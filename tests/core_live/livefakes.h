@@ -27,8 +27,6 @@ public:
     void stop() override;
     /// As the real one, unless `heldBack`.
     void play() override;
-    /// Whether the source counts as open. Not while the thread runs a task.
-    void setOk(bool ok);
     /// The session opens, as a source does on the thread: reports the start of play.
     bool open();
     /// The session closes in the middle, as for a reopen: reports the end of play.

@@ -28,14 +28,11 @@ public:
     {
         m_timer.setTimerType(Qt::PreciseTimer);
         m_since.start();
-        connect(&m_timer, &QTimer::timeout, this, [this] {
-            ++m_beats;
-            m_longest = qMax(m_longest, m_since.restart());
-        });
+        connect(&m_timer, &QTimer::timeout, this,
+                [this] { m_longest = qMax(m_longest, m_since.restart()); });
         m_timer.start(intervalMs);
     }
 
-    int beats() const { return m_beats; }
     /// Milliseconds, the gap that lasts until now included.
     qint64 longestGap() const { return qMax(m_longest, m_since.elapsed()); }
 
@@ -57,7 +54,6 @@ private:
     QTimer m_timer;
     QElapsedTimer m_since;
     qint64 m_longest = 0;
-    int m_beats = 0;
 };
 
 } // namespace vantratest

@@ -5,7 +5,6 @@
 #include "support/privatespace.h"
 
 #include <QFile>
-#include <QStorageInfo>
 
 #include <cerrno>
 #include <cstring>
@@ -44,11 +43,6 @@ SmallDisk::~SmallDisk()
 {
     if (mounted)
         umount2(QFile::encodeName(folder.path()).constData(), MNT_DETACH);
-}
-
-qint64 SmallDisk::freeBytes() const
-{
-    return QStorageInfo(folder.path()).bytesAvailable();
 }
 
 bool SmallDisk::fill(qint64 leaveBytes)

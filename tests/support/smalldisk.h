@@ -25,7 +25,6 @@ public:
 
     bool isValid() const { return mounted; }
     QString path(const QString &name = QString()) const { return folder.filePath(name); }
-    qint64 freeBytes() const;
     /// Leaves so many bytes free, none if it is negative: a file takes the others until clear().
     bool fill(qint64 leaveBytes);
     bool clear();

@@ -96,14 +96,4 @@ double zeroCrossingHertz(const QByteArray &mono, int sampleRate)
     return crossings < 2 ? 0.0 : double(crossings - 1) * sampleRate / (last - first);
 }
 
-QByteArray firstChannel(const QByteArray &pcm, int channels)
-{
-    const int frameBytes = kSampleBytes * channels;
-    QByteArray mono;
-    mono.reserve(pcm.size() / channels);
-    for (int at = 0; at + frameBytes <= pcm.size(); at += frameBytes)
-        mono.append(pcm.constData() + at, kSampleBytes);
-    return mono;
-}
-
 } // namespace vantratest

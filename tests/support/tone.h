@@ -31,7 +31,4 @@ bool hasTone(const QByteArray &mono, int sampleRate, double hertz);
 /// Frequency by rising zero crossings, over the whole block; 0 with fewer than two of them.
 double zeroCrossingHertz(const QByteArray &mono, int sampleRate);
 
-/// The frames of a block, its first channel only.
-QByteArray firstChannel(const QByteArray &pcm, int channels);
-
 } // namespace vantratest
