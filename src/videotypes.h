@@ -15,7 +15,7 @@
 
 /// Enums and plain records that widgets and threads share. Records are values: a copy is complete.
 
-/// Scaler used for conversion to RGB in a stream thread: speed against quality.
+/// Scaler used for conversion to RGB in an FFmpegVideoThread: speed against quality.
 enum DecodeType : qint32 {
     DecodeType_Fast = 0,     ///< fast bilinear
     DecodeType_Quality = 1,  ///< bicubic
@@ -117,11 +117,12 @@ struct BannerPara
     QColor bgColor = QColor(QStringLiteral("#333333"));    ///< behind the buttons
     QColor textColor = QColor(QStringLiteral("#FFFFFF"));  ///< text, icons
     QColor pressColor = QColor(QStringLiteral("#5EC7D9")); ///< a pressed button
-    int position = 0;                                      ///< 0 top, 1 bottom, 2 left, 3 right
-    QStringList icons;                                     ///< one resource path per button
-    QStringList names;                                     ///< one object name per button
-    QStringList tips;                                      ///< one tool tip per button
-    QString text; ///< shown when the pointer enters the widget
+    /// 0 top, 1 bottom, 2 left, 3 right. Within a WidgetPara its bannerPosition counts.
+    int position = 0;
+    QStringList icons; ///< one resource path per button
+    QStringList names; ///< one object name per button
+    QStringList tips;  ///< one tool tip per button
+    QString text;      ///< shown when the pointer enters the widget
 };
 
 /// Look and feel of a video widget.

@@ -14,8 +14,10 @@
 /// The addresses of one camera.
 struct VANTRA_DEVICELINK_EXPORT RtspCamera
 {
-    QString main; ///< "rtsp://..."; user and password as part of it
-    QString sub;  ///< of a smaller picture; empty: there is none
+    /// "rtsp://...", user and password as part of it; "rtsps://..." without them, for the library
+    /// makes an rtsp address of one with a user.
+    QString main;
+    QString sub; ///< of a smaller picture; empty: there is none
 
     /// From "MAIN" or "MAIN,SUB", as written on a command line. A comma parts the two only where
     /// an address with a scheme follows, for addresses may hold commas. Nothing if one of them is
@@ -52,12 +54,13 @@ public:
     QStringList getRtspUrls() const override;
     /// Host of the first camera, without user and password.
     QString getIPAddr() const override;
-    QString serialNumber() const override; ///< as given to the constructor
+    QString serialNumber() const override; ///< as given to the constructor, else the host
 
     /// What setCodecInfo() has stored. Until then HRetOk and records that are not valid: nothing is
     /// known of the stream, which is no failure, and who asks at every packet finds no change.
     HRetError getCodecInfo(int channel, int stream, HVideoEncPara &video,
                            HAudioEncPara &audio) override;
+
     HRetError setCodecInfo(int channel, int stream, HVideoEncPara &video,
                            HAudioEncPara &audio) override;
 

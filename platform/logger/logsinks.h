@@ -54,6 +54,7 @@ class VANTRA_LOGGER_EXPORT MemorySink : public LogSink
 public:
     /// `maximumLines`: further ones push out the oldest.
     explicit MemorySink(size_t maximumLines = 1000, Logger::LogLevel minimumLevel = Logger::Trace);
+
     void write(const LogRecord &record) override;
 
     /// Oldest first.

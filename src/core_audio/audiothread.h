@@ -13,8 +13,8 @@ class AudioPlayer;
 class MediaCodec;
 class QThread;
 
-/// Sound of one widget, on a thread of its own, so that a slow sound server never holds up the user
-/// interface.
+/// Sound of one widget, on a thread of its own, so that a slow sound server does not hold up the
+/// user interface while sound plays. stopThread() waits for the worker, be it inside the server.
 ///
 /// Threads. The owner calls startThread() and stopThread(), which may alternate any number of
 /// times. startThread() moves this object to the worker: from then on its slots are to be reached

@@ -15,7 +15,8 @@ struct AVFrame;
 struct AVPacket;
 struct AVStream;
 
-/// Small FFmpeg tasks that the threads share. Any function may run on any thread, and none throws.
+/// Small FFmpeg tasks that the threads share, and some beside them that hosts may want and the
+/// library does not call. Any function may run on any thread, and none throws.
 /// Codes are those of FFmpeg: 0 or above is success, a negative AVERROR is a failure. A null object
 /// gives AVERROR(EINVAL), 0 or nothing, whatever the function returns.
 class VANTRA_EXPORT FFmpegHelper
@@ -37,8 +38,9 @@ public:
     /// told to thread->debug(). Other types pass.
     static bool checkUrlOfType(AbstractVideoThread *thread, const int &urlType, const QString &url,
                                int timeout);
-    /// Encodes user and password, which stand before the last "@", by percent signs. The result is
-    /// an "rtsp://" address whatever the scheme was, with a ":" even if there is no password, and a
+    /// Encodes user and password, which stand before the last "@", by percent signs. For rtsp://
+    /// addresses: any other scheme is taken for a part of the user, and the result is an "rtsp://"
+    /// address all the same, with a ":" even if there is no password, and a
     /// password ends at a ":" in it. An address without "@", or with "@" first, comes back as it
     /// is.
     static QString encodeUrl(const QString &url);

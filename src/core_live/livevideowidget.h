@@ -28,12 +28,13 @@ class HNetDevice;
 ///     widget.stop(false);
 ///
 /// `stream` counts within the channel; 0 is the main stream, on which recordStart() always records,
-/// whichever is shown. Recordings go on without a widget.
+/// whichever is shown; one that init() leaves out records nothing. Recordings go on without a
+/// widget.
 ///
 /// Reports. sig_receivePlayStart comes when every stream that this widget has started plays, and
 /// for each stream that was playing when the widget joined; sig_receivePlayFinsh when none does any
-/// more, in stop() once for each stream of the device from there on. A stream that the device
-/// refuses for want of connections is sig_connExceedMax.
+/// more, in stop() once for each stream of the device from there on. A stream that a device of
+/// HTransportOrvo refuses for want of connections is sig_connExceedMax.
 ///
 /// References. playStart() counts the widget on the stream that it shows, playStop() takes that
 /// back. stop() alone does not, and neither does the destruction of the widget: a stream that is
@@ -71,7 +72,8 @@ public:
     void playStart(int stream);
     /// Ends showing; with `clear` the picture goes too.
     void playStop(bool clear);
-    /// Shows another stream; the old picture stays until the first new one.
+    /// Shows another stream. The old picture stays until the first new one, unless the main stream,
+    /// no longer shown by anybody, ends its decoder before.
     void replay(int stream);
 
     /// Saves the next picture of the shown stream as PATH/yyyy-MM-dd/live/TIME_CHANNEL.jpg; with
@@ -80,6 +82,7 @@ public:
     /// Two-way talk with the device; refusals come as sig_startTalkDeviceBusy and
     /// sig_startTalkError.
     void talkStart() override;
+    /// Ends it as soon as the sound worker comes to it; a stop() that comes first ends the worker.
     void talkStop() override;
 
     /// Whether the last attempts to open the shown stream failed; false while none is shown, and
@@ -88,7 +91,8 @@ public:
     /// Whether the shown stream has timed out. True while none is shown: other than above, and
     /// meant so, as nothing is read then.
     bool isReadStreamTimeout() const;
-    /// Whether the device refuses the shown stream for want of connections.
+    /// Whether a device of HTransportOrvo refuses the shown stream for want of connections; false
+    /// with the others.
     bool isStreamExceedMax() const;
 
 protected:

@@ -30,8 +30,8 @@ public:
     QSharedPointer<HNetDevice> boundDevice() const;
     /// Which stream of the device it is. The values are not checked.
     void setStreamChannel(int channel, int stream);
-    /// Whether the latest starts were refused because the device takes no further connection. Any
-    /// thread, at any time.
+    /// Whether the latest starts were refused because the device takes no further connection, which
+    /// OrvoLiveThread alone finds out. Any thread, at any time.
     bool isStreamExceedMax() const;
 
     int channel = 0; ///< on the device, from 0

@@ -60,7 +60,7 @@ public:
     VideoCore getVideoCore() const;                   ///< for the host alone
     void setVideoCore(const VideoCore &videoCore);    ///< not read by the library
     DecodeType getDecodeType() const;                 ///< scaler of the conversion to RGB
-    void setDecodeType(const DecodeType &decodeType); ///< from the next open on
+    void setDecodeType(const DecodeType &decodeType); ///< from the next picture on
     /// Name of the hardware decoder as FFmpeg knows it; "none" decodes in software.
     QString getHardware() const;
     void setHardware(const QString &hardware);
@@ -74,10 +74,12 @@ public:
     /// File of the pending snapshot.
     QString getSnapName() const;
     void setSnapName(const QString &snapName);
-    /// Frames per second, known once the source is open.
+    /// Frames per second, known once the source is open; of device frames it is what a host has
+    /// set.
     int getFrameRate() const;
     void setFrameRate(int frameRate);
-    /// Degrees; anything but 0 forces software decoding.
+    /// Degrees; anything but 0 forces FFmpegVideoThread to decode in software. 0 again with a
+    /// close.
     int getRotate() const;
     void setRotate(int rotate);
     int getCaching() const;              ///< for the host alone, milliseconds
@@ -97,7 +99,7 @@ public:
     /// Picture size in pixels; 0 until the source is open.
     int getVideoWidth() const;
     int getVideoHeight() const;
-    bool getOnlyAudio() const; ///< there is no picture
+    bool getOnlyAudio() const; ///< set by subclasses of hosts; the library's threads never do
     /// The source is open and frames may be read.
     bool getIsOk() const;
     bool getIsPause() const; ///< see pause()
@@ -199,10 +201,10 @@ signals:
     void receiveAudioFormat(int sampleRate, int channelCount, int sampleSize);
     /// Decoded PCM, little-endian.
     void receiveAudio(const QByteArray &data);
-    /// The next three are for hosts; the library does not send them.
+    /// The next two are for hosts; the library does not send them.
     void receiveVolume(int volume);
     void receiveMuted(bool muted);
-    void receiveDuration(qint64 duration);
+    void receiveDuration(qint64 duration); ///< 0, when a live widget joins a stream that plays
     void receivePosition(qint64 position); ///< milliseconds; what of depends on the source
     /// Comes just before a decoder whose memory may still be shown is destroyed.
     void sig_decoderDestroyed();

@@ -194,6 +194,9 @@ protected slots:
     /// Decides whether the thread decodes by hardware; the thread waits for the decision.
     void onUpdateCodecRender(const QString &codecFmt, int w, int h);
     void receiveRenderStart(); ///< before the first picture
+
+    /// Bring a picture to the surface of its render path. It is lent until the return, and dropped
+    /// unless it comes from the present thread and can be seen.
     virtual void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataU, quint8 *dataV,
                               quint32 linesizeY, quint32 linesizeU, quint32 linesizeV);
     virtual void receiveFrame(int width, int height, quint8 *dataY, quint8 *dataUV,
@@ -224,6 +227,7 @@ protected:
     void leaveEvent(QEvent *event) override;
     /// Lays out the layers; the event may be null.
     void resizeEvent(QResizeEvent *event) override;
+
     void closeEvent(QCloseEvent *event) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dropEvent(QDropEvent *event) override;
