@@ -7,6 +7,7 @@
 
 #include "core_d3d/nv12d3d9widget.h"
 #include "core_videobase/bannerwidget.h"
+#include "core_videobase/paintableimage_p.h"
 #include "core_videobase/picturegeometry_p.h"
 
 #include <QCursor>
@@ -198,7 +199,7 @@ void AbstractVideoWidget::drawBg(QPainter &painter) const
     } else {
         painter.drawImage(
             getCenterRect(widgetPara.bgImage.size(), rect(), kBgImageBorder, ScaleMode_Auto),
-            widgetPara.bgImage);
+            paintable(widgetPara.bgImage));
     }
     painter.restore();
 }
@@ -209,9 +210,9 @@ void AbstractVideoWidget::drawImage(QPainter &painter)
     painter.save();
     const QRectF part = zoom.visiblePart();
     if (zoom.on)
-        painter.drawImage(QRectF(targetRect), image, part, Qt::AutoColor);
+        painter.drawImage(QRectF(targetRect), paintable(image), part, Qt::AutoColor);
     else
-        painter.drawImage(targetRect, image);
+        painter.drawImage(targetRect, paintable(image));
     painter.restore();
 }
 

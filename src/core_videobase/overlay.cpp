@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 #include "core_videobase/overlay.h"
 
+#include "core_videobase/paintableimage_p.h"
+
 #include <QDateTime>
 #include <QFont>
 #include <QLine>
@@ -97,7 +99,7 @@ void updatePlace(Place &place, const OsdInfo &osd, const QRect &area)
 void drawOsdRecord(QPainter &painter, const OsdInfo &osd, const QRect &area, const Place &place)
 {
     if (osd.format == OsdFormat_Image) {
-        painter.drawImage(QPointF(place.point), osd.image);
+        painter.drawImage(QPointF(place.point), paintable(osd.image));
         return;
     }
     const QString text = osdText(osd);

@@ -26,6 +26,7 @@ private slots:
     void bgText_survivesAnySize();
     void bgImage_isCentredAndShrunk_data();
     void bgImage_isCentredAndShrunk();
+    void imageWithoutColors_isGray_whereverItIsPainted();
     void fillColor_showsBesideThePicture_data();
     void fillColor_showsBesideThePicture();
     void fillColor_isNotUsed_withFillOrTransparent();
@@ -210,6 +211,43 @@ void TestWidgetBackground::bgImage_isCentredAndShrunk()
     const Shot shot(widget);
     QCOMPARE(shot.bounds(kGreen), expected);
     QVERIFY(!shot.contains(Qt::white));
+}
+
+/// QPainter would end the process. Qt's own conversions take indices without colors for grays.
+void TestWidgetBackground::imageWithoutColors_isGray_whereverItIsPainted()
+{
+    const QColor gray(0x80, 0x80, 0x80);
+    QImage image(QSize(100, 60), QImage::Format_Indexed8);
+    image.fill(0x80);
+    Widget widget;
+    WidgetPara look = widget.getWidgetPara();
+    look.bgImage = image;
+    widget.setWidgetPara(look);
+    QVERIFY(show(widget));
+    QVERIFY(Shot(widget).contains(gray));
+
+    look.bgImage = QImage();
+    look.bgText = QString();
+    widget.setWidgetPara(look);
+    OsdInfo osd;
+    osd.name = QStringLiteral("logo");
+    osd.visible = true;
+    osd.format = OsdFormat_Image;
+    osd.position = OsdPosition_LeftTop;
+    osd.image = image;
+    widget.setOsd(osd);
+    settle();
+    QVERIFY(Shot(widget).contains(gray));
+
+    widget.clearOsd();
+    for (const bool zooms : {false, true}) {
+        const int level = zooms ? 0x60 : 0xa0;
+        image.fill(uint(level));
+        widget.setDigitalZoom(zooms);
+        widget.setImage(image);
+        settle();
+        QVERIFY(Shot(widget).contains(QColor(level, level, level)));
+    }
 }
 
 void TestWidgetBackground::fillColor_showsBesideThePicture_data()
