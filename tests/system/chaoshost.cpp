@@ -17,6 +17,8 @@ constexpr int kChannels = 2; ///< of each device
 constexpr int kViewDeeds = 19;
 constexpr int kPlaybackDeeds = 12;
 constexpr int kDeeds = kViewDeeds * kPlaybackDeeds;
+/// Of a view: in a smaller one it cannot be read who took the picture.
+constexpr int kLeastWidth = 80, kLeastHeight = 64;
 constexpr int kTimeoutMs = 1000;
 constexpr int kOpenSleepMs = 100;
 
@@ -129,7 +131,7 @@ void ChaosHost::actOnView(View *view, int what, Detail *detail)
         break;
     case 17:
         window.move(detail->draw(400), detail->draw(300));
-        window.resize(64 + detail->draw(500), 64 + detail->draw(300));
+        window.resize(kLeastWidth + detail->draw(500), kLeastHeight + detail->draw(300));
         break;
     default:
         detail->draw(2) ? window.hide() : window.show();
