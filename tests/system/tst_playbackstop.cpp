@@ -75,7 +75,8 @@ protected:
             log->expectMatching(level, QRegularExpression("^\\(orvodthr\\)"));
         // Where two plays of one channel overlap, each lacks pictures that the other has read, and
         // those of H.265 that refer to them cannot be decoded.
-        log->expectMatching(Logger::Error, QRegularExpression("^\\(ffpg\\)avcodec_receive_frame "));
+        log->expectMatching(Logger::Error,
+                            QRegularExpression("^\\(ffpg\\)avcodec_(receive_frame|send_packet) "));
         log->expectMatching(Logger::Warning, QRegularExpression("^\\(mdcdc\\)video decoder fail "));
         log->expectMatching(Logger::Error,
                             QRegularExpression("^\\(pvptvthr\\)decode video frame err$"));
