@@ -46,17 +46,13 @@ public:
         m_given.remove(name);
     }
     /// What a recorder has been given and has not made a recording of; empty if nothing.
-    QString takeBackFrom(const void *recorder)
+    QString nameOf(const void *recorder)
     {
         const QMutexLocker locker(&m_mutex);
         const auto given = std::find_if(m_given.begin(), m_given.end(), [=](const Given &given) {
             return given.recorder == recorder;
         });
-        if (given == m_given.end())
-            return {};
-        const QString name = given.key();
-        m_given.erase(given);
-        return name;
+        return given == m_given.end() ? QString() : given.key();
     }
 
 private:
@@ -92,15 +88,19 @@ QString liveRecordName(const QString &savePath, const QDateTime &begin)
 
 QString newLiveRecordName(const QString &savePath, const void *recorder)
 {
-    const QString unused = recorder ? givenNames.takeBackFrom(recorder) : QString();
-    const QFileInfo failed(unused);
-    if (!unused.isEmpty() && failed.isFile() && failed.size() == 0)
-        QFile::remove(unused);
+    // It stays the recorder's until it has another: nobody else makes a file of it meanwhile.
+    const QString unused = recorder ? givenNames.nameOf(recorder) : QString();
     const QDateTime now = QDateTime::currentDateTime();
     for (int ahead = 0;; ++ahead) {
         const QString name = liveRecordName(savePath, now.addSecs(ahead));
-        if ((ahead > kMaxSecondsAhead || !QFile::exists(name)) && givenNames.give(name, recorder))
+        if (name == unused) {
+            if (QFileInfo(name).size() == 0) // also where there is none
+                return name;
+        } else if ((ahead > kMaxSecondsAhead || !QFile::exists(name)) &&
+                   givenNames.give(name, recorder)) {
+            givenNames.takeBack(unused);
             return name;
+        }
     }
 }
 

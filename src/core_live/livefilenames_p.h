@@ -14,8 +14,9 @@ QString liveRecordName(const QString &savePath, const QDateTime &begin);
 /// Of a recording that begins now. Looks at the disk: while another file has that name, or will
 /// have it (a second stream with the same path, or a second file within one second), the begin is
 /// told a second later, so that no recording is ever written over another. A name is given once
-/// until renameLiveRecord() is told of it, or the same `recorder` asks for the next one: then no
-/// recording has come of it, and an empty file with that name is removed. Null: nobody will ask.
+/// until renameLiveRecord() is told of it, or the same `recorder` asks for the next one: no
+/// recording has come of it then, and in the same second it gets that name again, be there an empty
+/// file of it or none. Null: nobody will ask.
 QString newLiveRecordName(const QString &savePath, const void *recorder = nullptr);
 
 /// Of a closed recording, beside the file that it was: BEGIN_END_CHANNEL.mp4.

@@ -28,8 +28,8 @@ class HNetDevice;
 ///     widget.stop(false);
 ///
 /// `stream` counts within the channel; 0 is the main stream, on which recordStart() always records,
-/// whichever is shown; one that init() leaves out records nothing. Recordings go on without a
-/// widget.
+/// whichever is shown; nothing is recorded until somebody runs it, which a widget does with those
+/// of its mask. Recordings go on without a widget.
 ///
 /// Reports. sig_receivePlayStart comes when every stream that this widget has started plays, and
 /// for each stream that was playing when the widget joined; sig_receivePlayFinsh when none does any
