@@ -26,6 +26,8 @@ private slots:
     void bgText_survivesAnySize();
     void bgImage_isCentredAndShrunk_data();
     void bgImage_isCentredAndShrunk();
+    void imageWithTooFewColors_isPaintedAllTheSame_data();
+    void imageWithTooFewColors_isPaintedAllTheSame();
     void imageWithoutColors_isGray_whereverItIsPainted();
     void fillColor_showsBesideThePicture_data();
     void fillColor_showsBesideThePicture();
@@ -211,6 +213,35 @@ void TestWidgetBackground::bgImage_isCentredAndShrunk()
     const Shot shot(widget);
     QCOMPARE(shot.bounds(kGreen), expected);
     QVERIFY(!shot.contains(Qt::white));
+}
+
+void TestWidgetBackground::imageWithTooFewColors_isPaintedAllTheSame_data()
+{
+    QTest::addColumn<int>("format");
+    QTest::addColumn<int>("colors");
+    for (const int colors : {0, 1}) {
+        QTest::addRow("bits, %d", colors) << int(QImage::Format_Mono) << colors;
+        QTest::addRow("bits from the right, %d", colors) << int(QImage::Format_MonoLSB) << colors;
+        QTest::addRow("bytes, %d", colors) << int(QImage::Format_Indexed8) << colors;
+    }
+}
+
+/// QPainter would read beyond the table.
+void TestWidgetBackground::imageWithTooFewColors_isPaintedAllTheSame()
+{
+    QFETCH(int, format);
+    QFETCH(int, colors);
+    QImage image(QSize(100, 60), QImage::Format(format));
+    image.fill(1);
+    image.setColorCount(colors);
+    if (colors > 0)
+        image.setColor(0, kGreen.rgb());
+    Widget widget;
+    WidgetPara look = widget.getWidgetPara();
+    look.bgImage = image;
+    widget.setWidgetPara(look);
+    QVERIFY(show(widget));
+    QVERIFY(!Shot(widget).contains(kGreen)); // that is another index
 }
 
 /// QPainter would end the process. Qt's own conversions take indices without colors for grays.
