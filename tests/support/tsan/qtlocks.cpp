@@ -66,6 +66,15 @@ void *readersKey(const void *lock)
 {
     return keyAt(lock, 1);
 }
+/// Looks at what Qt keeps of an object.
+struct Posted : QObject
+{
+    static bool isAnythingTo(QObject *receiver)
+    {
+        return static_cast<Posted *>(receiver)->d_ptr->postedEvents > 0;
+    }
+};
+
 char droppedKey; ///< a blocking call may end because its event was thrown away, wherever that was
 /// What is thrown away has been emitted before, by whichever thread; who throws it away destroys
 /// the arguments.
@@ -527,11 +536,13 @@ VANTRA_STAND_IN void _ZN16QCoreApplication18removePostedEventsEP7QObjecti(QObjec
 
 // QObject::~QObject(), QWidget::~QWidget(): what was emitted to it and never arrived goes with it
 #define VANTRA_DESTROYING(name)                                                                    \
-    VANTRA_STAND_IN void name(void *receiver)                                                      \
+    VANTRA_STAND_IN void name(QObject *receiver)                                                   \
     {                                                                                              \
-        static void (*cache)(void *);                                                              \
-        __tsan_release(&droppedKey);                                                               \
-        __tsan_acquire(&emittedKey);                                                               \
+        static void (*cache)(QObject *);                                                           \
+        if (Posted::isAnythingTo(receiver)) {                                                      \
+            __tsan_release(&droppedKey);                                                           \
+            __tsan_acquire(&emittedKey);                                                           \
+        }                                                                                          \
         next(cache, #name)(receiver);                                                              \
     }
 VANTRA_DESTROYING(_ZN7QObjectD2Ev)

@@ -25,6 +25,23 @@ void plainField()
     worker.wait();
 }
 
+void objectThatGoesBetween()
+{
+    Worker worker([](Worker *self) {
+        ++g_plain;
+        delete new QObject; // has nothing to do with it
+        self->pass(1);
+        self->await(2);
+    });
+    worker.start();
+    worker.await(1);
+    Worker other([](Worker *) {});
+    emit other.told(nullptr);
+    ++g_plain;
+    worker.pass(2);
+    worker.wait();
+}
+
 void lockOnOneSide()
 {
     QMutex lock;
@@ -195,6 +212,7 @@ const Scenes &qtlockscenes::racingScenes()
     static const Scenes scenes = {
         VANTRA_SCENE(plainField),
         VANTRA_SCENE(unsharedFieldOfAStreamThread),
+        VANTRA_SCENE(objectThatGoesBetween),
         VANTRA_SCENE(lockOnOneSide),
         VANTRA_SCENE(twoLocks),
         VANTRA_SCENE(writeUnderReadLock),
