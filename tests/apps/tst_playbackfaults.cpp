@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QSemaphore>
 #include <QtTest>
 
@@ -228,6 +229,7 @@ void TestPlaybackFaults::viewThatIsTakenAway_staysUntilItsDeviceAnswers()
 {
     QSemaphore asked;
     QSemaphore mayAnswer;
+    const auto answersInTheEnd = qScopeGuard([&] { mayAnswer.release(); });
     DeviceAnswer late(HRetTimeout);
     late.first = [&] {
         asked.release();

@@ -151,7 +151,10 @@ void TestSimulatedRtsp::form_outlivesTheServer_alsoIfItChangedMeanwhile()
     form.video.codec = HCodecH265;
     form.audio.codec = 0; // its sound does not change
     sim.control->setForm(0, 0, form);
+    RtspClient watcher;
+    QVERIFY(vantratest::waitFor([&] { return watcher.open(urls.value(1)); }));
     sim.control->loseConnection();
+    watcher.readToEnd(); // the server has gone
     sim.control->setForm(0, 1, form);
     sim.control->restoreConnection();
     for (int stream = 0; stream < 2; ++stream) {

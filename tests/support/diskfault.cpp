@@ -19,7 +19,9 @@
 
 namespace {
 
-char folder[PATH_MAX]; ///< with a slash at its end; before `isOn` is set
+// With a slash at the end; before `isOn` is set.
+char folder[PATH_MAX];
+char folderAsGiven[PATH_MAX]; ///< perhaps by way of a link
 std::atomic<bool> isOn{false};
 std::atomic<int> error{0};
 std::atomic<int> milliseconds{0};
@@ -39,7 +41,9 @@ bool isBelowFolder(int file)
 /// Whether a path, as callers give it, may not be made or written. `errno` says why then.
 bool isNotToBeMade(const char *path)
 {
-    if (!isOn || error != EROFS || std::strncmp(path, folder, std::strlen(folder)) != 0)
+    if (!isOn || error != EROFS ||
+        (std::strncmp(path, folder, std::strlen(folder)) != 0 &&
+         std::strncmp(path, folderAsGiven, std::strlen(folderAsGiven)) != 0))
         return false;
     ++count;
     errno = EROFS;
@@ -69,7 +73,8 @@ Function systems(const char *name)
             return -1;                                                                             \
         va_list rest;                                                                              \
         va_start(rest, flags);                                                                     \
-        const auto mode = flags & O_CREAT ? va_arg(rest, mode_t) : 0;                              \
+        const bool makes = (flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE;                  \
+        const auto mode = makes ? va_arg(rest, mode_t) : 0;                                        \
         va_end(rest);                                                                              \
         return system(path, flags, mode);                                                          \
     }
@@ -130,9 +135,11 @@ namespace vantratest {
 DiskFault::DiskFault(const QString &path)
 {
     const QByteArray name = QFile::encodeName(QFileInfo(path).canonicalFilePath()) + '/';
-    if (isOn || name.size() < 2 || size_t(name.size()) >= sizeof(folder))
+    const QByteArray given = QFile::encodeName(QFileInfo(path).absoluteFilePath()) + '/';
+    if (isOn || name.size() < 2 || size_t(qMax(name.size(), given.size())) >= sizeof(folder))
         qFatal("no such folder, or a fault already");
     std::memcpy(folder, name.constData(), size_t(name.size()) + 1);
+    std::memcpy(folderAsGiven, given.constData(), size_t(given.size()) + 1);
     error = 0;
     milliseconds = 0;
     count = 0;

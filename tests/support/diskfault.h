@@ -7,9 +7,8 @@
 namespace vantratest {
 
 /// A disk in trouble: what this process writes to files below a folder, through whatever library,
-/// waits or is refused while this lives. A program that uses this has a write(), a fsync() and all
-/// that makes or renames files of its own in front of the system's. One at a time; usable on any
-/// thread.
+/// waits or is refused while this lives. A program that uses this has a write(), fsync(), open(),
+/// mkdir() and rename() of its own in front of the system's. One at a time; usable on any thread.
 class DiskFault
 {
     Q_DISABLE_COPY(DiskFault)

@@ -25,6 +25,17 @@ constexpr int kOpenSleepMs = 100;
 constexpr int kAheadMs = 60 * 60 * 1000; ///< a playback ends an hour after now: not at all
 constexpr int kBackSeconds = 3600;
 
+/// One draw after the other: compilers differ in the order of arguments.
+void drawGeometry(QWidget *window, Detail *detail)
+{
+    const int x = detail->draw(400);
+    const int y = detail->draw(300);
+    const int width = kLeastWidth + detail->draw(500);
+    const int height = kLeastHeight + detail->draw(300);
+    window->move(x, y);
+    window->resize(width, height);
+}
+
 } // namespace
 
 ChaosHost::ChaosHost(const std::vector<vantrasim::Simulation> &devices, const QString &folder,
@@ -130,8 +141,7 @@ void ChaosHost::actOnView(View *view, int what, Detail *detail)
         detail->draw(2) ? window.showMinimized() : window.showNormal();
         break;
     case 17:
-        window.move(detail->draw(400), detail->draw(300));
-        window.resize(kLeastWidth + detail->draw(500), kLeastHeight + detail->draw(300));
+        drawGeometry(&window, detail);
         break;
     default:
         detail->draw(2) ? window.hide() : window.show();
