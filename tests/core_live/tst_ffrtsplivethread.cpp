@@ -300,7 +300,8 @@ void TestFFRtspLiveThread::fileName_ofASecondStream_isAnother()
     for (int round = 0; round < 3; ++round) {
         first.setMP4FileName(kManual);
         QFile file(first.getFileName(kManual));
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::NewOnly));
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::NewOnly) && file.write("x") == 1);
+        file.close();
         second.setMP4FileName(kManual);
         QVERIFY(second.getFileName(kManual) != first.getFileName(kManual));
         QVERIFY(!QFileInfo::exists(second.getFileName(kManual)));
