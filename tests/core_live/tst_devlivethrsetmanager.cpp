@@ -286,14 +286,7 @@ void TestDevLiveThrSetManager::release_endsAThreadThatWaitsForTheGui()
     QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
     const QPointer<LiveThread> thread = maker->made().at(0);
     int reports = 0;
-    connect(
-        thread, &AbstractVideoThread::receivePlayStart, this, [&] { ++reports; },
-        Qt::BlockingQueuedConnection);
-    thread->play();
-    thread->post([t = thread.data()] {
-        while (!t->isStopAsked())
-            emit t->receivePlayStart(0);
-    });
+    reportsWithoutEnd(thread, this, &reports);
     QVERIFY(waitFor([&] { return reports > 3; }));
     manager().releaseVideoThreadSet(dev);
     QVERIFY(waitFor([&] { return !thread; }));

@@ -76,16 +76,8 @@ void TestDevLiveThrSetManagerStop::stop_letsGoOfThreadsThatWaitForIt()
         QVERIFY(manager().newVideoThreadSet(dev, HTransportOrvo));
         int reports = 0;
         const auto made = maker->made().mid(4 * round);
-        for (const auto &thread : made) {
-            connect(
-                thread, &AbstractVideoThread::receivePlayStart, this, [&] { ++reports; },
-                Qt::BlockingQueuedConnection);
-            thread->play();
-            thread->post([t = thread.data()] {
-                while (!t->isStopAsked())
-                    emit t->receivePlayStart(0);
-            });
-        }
+        for (const auto &thread : made)
+            reportsWithoutEnd(thread, this, &reports);
         QVERIFY(waitFor([&] { return reports > round; }));
         manager().stop();
         for (const auto &thread : made)
@@ -107,15 +99,7 @@ void TestDevLiveThrSetManagerStop::stop_mayBeCalledAgain_inASlotThatItDelivers()
             manager().stop();
         },
         Qt::BlockingQueuedConnection);
-    thread->play();
-    std::atomic<bool> entered{false};
-    thread->post([t = thread.data(), &entered] {
-        entered = true;
-        while (!t->isStopAsked())
-            QThread::yieldCurrentThread();
-        emit t->receivePlayFinsh(t);
-    });
-    QVERIFY(waitFor([&] { return entered.load(); }));
+    QVERIFY(playsUntilAsked(thread));
     manager().stop();
     QCOMPARE(nested, 1);
     QVERIFY(!thread);
@@ -144,15 +128,7 @@ void TestDevLiveThrSetManagerStop::start_inASlotThatStopDelivers_followsIt()
                 manager().stop();
         },
         Qt::BlockingQueuedConnection);
-    thread->play();
-    std::atomic<bool> entered{false};
-    thread->post([t = thread.data(), &entered] {
-        entered = true;
-        while (!t->isStopAsked())
-            QThread::yieldCurrentThread();
-        emit t->receivePlayFinsh(t);
-    });
-    QVERIFY(waitFor([&] { return entered.load(); }));
+    QVERIFY(playsUntilAsked(thread));
     manager().stop();
     QVERIFY(!thread);
     QVERIFY(!manager().getVideoThreadSet(dev));
