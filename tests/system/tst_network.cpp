@@ -409,7 +409,7 @@ int main(int argc, char *argv[])
     ImpairedLink link;
     const QString reason = link.enter(kSeed);
     if (!reason.isEmpty()) {
-        std::fprintf(stderr, "skipped: this system allows no network of one's own: %s\n",
+        std::fprintf(stderr, "SKIP: this system allows no network of one's own: %s\n",
                      qPrintable(reason));
         return kSkipped;
     }
