@@ -3,11 +3,11 @@
 #include "simulator/rtsp/mount.h"
 
 #include "simulator/rtsp/clipsource.h"
+#include "simulator/rtsp/roads.h"
 
 #include <gst/video/video.h>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace vantrasim {
 
@@ -158,9 +158,7 @@ bool Mount::owns(GstRTSPMedia *media) const
 /// Sender reports would reach a client while nothing else does, and keep its time-out from running.
 void Mount::gateRtcp(GstRTSPMedia *media)
 {
-    GstElement *element = gst_rtsp_media_get_element(media);
-    GstObject *pipeline = gst_object_get_parent(GST_OBJECT(element));
-    gst_object_unref(element);
+    GstElement *pipeline = pipelineOf(media);
     if (pipeline == nullptr)
         return;
     GstIterator *bins = gst_bin_iterate_all_by_element_factory_name(GST_BIN(pipeline), "rtpbin");
@@ -200,33 +198,13 @@ void Mount::onNewState(GstRTSPMedia *media, int state, gpointer)
     playOf(media)->feeder->setPlaying(state == GST_STATE_PLAYING);
 }
 
-/// gst-rtsp-server (1.22) adds what sends by TCP, or by UDP, to a pipeline when the first client of
-/// that kind plays. If the first one of the other kind comes in those milliseconds in which the
-/// pipeline is on its way to play, the new part may never get there, and its clients wait for good.
-/// So both parts are put in before there is anything that could be on its way.
 void Mount::openRoads(GstRTSPMedia *media)
 {
     Play *play = playOf(media);
     if (play == nullptr || !play->mount->isCamera() || play->roadsOpen)
         return; // a clip has one viewer
     play->roadsOpen = true;
-    for (guint i = 0; i < gst_rtsp_media_n_streams(media); ++i) {
-        GstRTSPStream *stream = gst_rtsp_media_get_stream(media, i);
-        for (const GstRTSPLowerTrans road : {GST_RTSP_LOWER_TRANS_TCP, GST_RTSP_LOWER_TRANS_UDP}) {
-            GstRTSPTransport *transport = nullptr;
-            gst_rtsp_transport_new(&transport);
-            transport->trans = GST_RTSP_TRANS_RTP;
-            transport->profile = GST_RTSP_PROFILE_AVP;
-            transport->lower_transport = road;
-            const bool ready = road == GST_RTSP_LOWER_TRANS_TCP ||
-                               gst_rtsp_stream_allocate_udp_sockets(stream, G_SOCKET_FAMILY_IPV4,
-                                                                    transport, FALSE) != FALSE;
-            if (!ready || gst_rtsp_stream_complete_stream(stream, transport) == FALSE)
-                std::fprintf(stderr, "cannot ready %s\n",
-                             road == GST_RTSP_LOWER_TRANS_TCP ? "TCP" : "UDP");
-            gst_rtsp_transport_free(transport);
-        }
-    }
+    vantrasim::openRoads(media);
 }
 
 void Mount::addViewer(GstRTSPMedia *media)
