@@ -274,7 +274,8 @@ void AudioPlayer::write(const char *data, int len)
     // Qt's PulseAudio output keeps the lock of its connection for ever if the server refuses a
     // write, and every later open in this process would hang. At less than full volume an empty
     // write is refused, and of a block that does not fit the rest becomes one. So it never gets
-    // half a frame, nor more than it has room for, which is none when its stream is dead.
+    // half a frame, nor more than it has room for, which is none when its stream is dead. What is
+    // left is a server that dies between the two calls.
     const int frameBytes = outputFormat.bytesPerFrame();
     if (!data || len <= 0 || frameBytes <= 0 || !audioOutput || !liveOutputDevice)
         return;
