@@ -3,6 +3,7 @@
 #include "core_audio/audioplayer.h"
 
 #include "core_audio/pcmlevel_p.h"
+#include "core_audio/soundconnection_p.h"
 
 #include <QAudioDeviceInfo>
 #include <QAudioInput>
@@ -10,6 +11,8 @@
 #include <QCoreApplication>
 #include <QIODevice>
 #include <QMutexLocker>
+
+#include <memory>
 
 namespace {
 
@@ -46,6 +49,21 @@ QAudioDeviceInfo findDevice(QAudio::Mode mode, const QString &deviceName)
             return device;
     }
     return QAudioDeviceInfo();
+}
+
+/// Starts a device. If it does start, it uses the connection to the sound server until it is
+/// destroyed, or `held` is disconnected.
+template<typename Device>
+QIODevice *startUsing(Device *device, const std::shared_ptr<soundconnection::Use> &use,
+                      QMetaObject::Connection *held = nullptr)
+{
+    QIODevice *const io = device->start();
+    if (device->state() == QAudio::StoppedState)
+        return io;
+    const auto connection = QObject::connect(device, &QObject::destroyed, [use] {});
+    if (held)
+        *held = connection;
+    return io;
 }
 
 } // namespace
@@ -130,6 +148,7 @@ void AudioPlayer::getAudioDevices(QStringList &names, QStringList &names2, bool 
 {
     names.clear();
     names2.clear();
+    const soundconnection::Use use;
     const QList<QAudioDeviceInfo> devices =
         QAudioDeviceInfo::availableDevices(input ? QAudio::AudioInput : QAudio::AudioOutput);
     for (const QAudioDeviceInfo &device : devices) {
@@ -140,10 +159,11 @@ void AudioPlayer::getAudioDevices(QStringList &names, QStringList &names2, bool 
 
 void AudioPlayer::readyRead()
 {
-    if (!inputDevice)
+    if (!inputDevice || !audioInput)
         return;
-    // Read even when muted, so that the input does not pile up.
-    const QByteArray data = inputDevice->readAll();
+    // Read even when muted, so that the input does not pile up. Not where there is nothing: Qt's
+    // PulseAudio input goes on telling when its stream is dead, and each read would be a warning.
+    const QByteArray data = audioInput->bytesReady() > 0 ? inputDevice->readAll() : QByteArray();
     if (!muted)
         passOn(data);
     else
@@ -180,13 +200,14 @@ void AudioPlayer::openAudioInput(const QString &deviceName, int sampleRate, int 
                                  int sampleSize)
 {
     closeAudioInput();
+    const auto use = std::make_shared<soundconnection::Use>();
     const QAudioFormat format = pcmFormat(sampleRate, channelCount, sampleSize);
     audioInput = deviceName.isEmpty()
                      ? new QAudioInput(format, this)
                      : new QAudioInput(findDevice(QAudio::AudioInput, deviceName), format, this);
     if (inputBlockSize > 0)
         audioInput->setBufferSize(inputBlockSize);
-    inputDevice = audioInput->start();
+    inputDevice = startUsing(audioInput, use);
     if (inputDevice) {
         connect(inputDevice, &QIODevice::readyRead, this, &AudioPlayer::readyRead,
                 Qt::UniqueConnection);
@@ -222,13 +243,14 @@ void AudioPlayer::openAudioOutput(const QString &deviceName, int sampleRate, int
                                   int sampleSize)
 {
     replaceOutput(nullptr);
+    const auto use = std::make_shared<soundconnection::Use>();
     const QAudioFormat format = pcmFormat(sampleRate, channelCount, sampleSize);
     auto *output = deviceName.isEmpty()
                        ? new QAudioOutput(format)
                        : new QAudioOutput(findDevice(QAudio::AudioOutput, deviceName), format);
     replaceOutput(output);
     outputFormat = output->format();
-    outputDevice = output->start();
+    outputDevice = startUsing(output, use, &outputUse);
     liveOutputDevice = outputDevice;
 }
 
@@ -246,6 +268,14 @@ void AudioPlayer::replaceOutput(QAudioOutput *output)
     audioOutput = output;
 }
 
+void AudioPlayer::stopDeadOutput()
+{
+    if (!audioOutput || audioOutput->bytesFree() >= 0)
+        return;
+    audioOutput->stop();
+    disconnect(outputUse);
+}
+
 void AudioPlayer::resetAudioOutput()
 {
     QMutexLocker locker(&outputMutex);
@@ -261,6 +291,7 @@ void AudioPlayer::play(const char *data, int len)
     emit receiveOutputData(data, len);
     if (!guard)
         return;
+    stopDeadOutput();
     if (!muted)
         write(data, len);
     if (level) {

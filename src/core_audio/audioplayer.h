@@ -107,6 +107,9 @@ private:
     int volumeNow();
     /// Puts `output` in the place of the present one, which the event loop deletes.
     void replaceOutput(QAudioOutput *output);
+    /// Stops an output whose stream the sound server has taken with it, so that the connection can
+    /// be made anew. It stays open, and mute.
+    void stopDeadOutput();
 
     bool muted = false;
     std::atomic<bool> level{false};
@@ -120,4 +123,6 @@ private:
     QPointer<QIODevice> liveOutputDevice; ///< the same; null when the device is gone
     QAudioFormat outputFormat;            ///< of outputDevice
     QMutex outputMutex; ///< keeps audioOutput alive while another thread reads its volume
+    /// By which audioOutput uses the connection to the sound server.
+    QMetaObject::Connection outputUse;
 };
