@@ -18,6 +18,7 @@ namespace {
 
 constexpr qreal kFullVolume = 1.0;
 constexpr qreal kVolumeSteps = 100.0; ///< of the user's scale
+constexpr int kManyEmptyReads = 50;   ///< about a second of an input that has nothing
 
 /// Share of the user's scale that a linear volume stands for. Qt's curve does not close: it takes
 /// full volume on the logarithmic scale to 1.0 and brings that back as 0.99.
@@ -161,9 +162,14 @@ void AudioPlayer::readyRead()
 {
     if (!inputDevice || !audioInput)
         return;
-    // Read even when muted, so that the input does not pile up. Not where there is nothing: Qt's
-    // PulseAudio input goes on telling when its stream is dead, and each read would be a warning.
-    const QByteArray data = audioInput->bytesReady() > 0 ? inputDevice->readAll() : QByteArray();
+    // Read even when muted, so that the input does not pile up. Qt's PulseAudio input goes on
+    // telling when its stream is dead, and each read would be a warning then: after a while of
+    // nothing it is asked before. Its answer is that of its last tick, so that it is not asked
+    // always.
+    QByteArray data;
+    if (emptyReads < kManyEmptyReads || audioInput->bytesReady() > 0)
+        data = inputDevice->readAll();
+    emptyReads = data.isEmpty() ? qMin(emptyReads + 1, kManyEmptyReads) : 0;
     if (!muted)
         passOn(data);
     else
@@ -208,6 +214,7 @@ void AudioPlayer::openAudioInput(const QString &deviceName, int sampleRate, int 
     if (inputBlockSize > 0)
         audioInput->setBufferSize(inputBlockSize);
     inputDevice = startUsing(audioInput, use);
+    emptyReads = 0;
     if (inputDevice) {
         connect(inputDevice, &QIODevice::readyRead, this, &AudioPlayer::readyRead,
                 Qt::UniqueConnection);
@@ -272,8 +279,10 @@ void AudioPlayer::stopDeadOutput()
 {
     if (!audioOutput || audioOutput->bytesFree() >= 0)
         return;
+    // A listener may open another one in its place, or delete the player.
+    const QMetaObject::Connection former = outputUse;
     audioOutput->stop();
-    disconnect(outputUse);
+    QObject::disconnect(former);
 }
 
 void AudioPlayer::resetAudioOutput()
@@ -292,6 +301,8 @@ void AudioPlayer::play(const char *data, int len)
     if (!guard)
         return;
     stopDeadOutput();
+    if (!guard)
+        return;
     if (!muted)
         write(data, len);
     if (level) {

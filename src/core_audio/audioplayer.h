@@ -117,6 +117,7 @@ private:
     QPointer<QIODevice> inputDevice;
     int inputBlockSize = 0;              ///< bytes; 0: blocks as they come
     QByteArray inputRest;                ///< of the open input, less than a block
+    int emptyReads = 0;                  ///< of the open input, in a row
     QAudioOutput *audioOutput = nullptr; ///< no parent; written under outputMutex
     QIODevice *outputDevice = nullptr;   ///< keeps its value when closed: only compared, never used
 

@@ -23,6 +23,9 @@ constexpr bool kIsShared = false;
 /// While nobody uses sound, Qt gets to see this often that the server is gone, and to the end of
 /// the three seconds after which it comes back to it.
 constexpr std::chrono::milliseconds kLookEvery(1000);
+/// The exchange, which must not be disturbed, takes no time. Qt may wait for ever for a server that
+/// dies while it is asked something; who comes then gets no sound, but goes on.
+constexpr std::chrono::milliseconds kPatience(5000);
 
 /// The thread that what Qt shares belongs to. Never destroyed: it may be in Qt's hands for as long
 /// as a server does not answer.
@@ -38,7 +41,7 @@ public:
     void enter()
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_isFree || m_isEnding; });
+        m_changed.wait_for(lock, kPatience, [this] { return m_isFree || m_isEnding; });
         ++m_uses;
     }
     void leave()
@@ -57,6 +60,7 @@ protected:
             m_changed.notify_all();
         });
         QAudioDeviceInfo::defaultOutputDevice(); // loads the plugin, which makes the connection
+        processend::precedeWhatExists();         // and destroys it at the end of the process
         std::unique_lock<std::mutex> lock(m_mutex);
         while (!m_isEnding) {
             m_isFree = true;
@@ -79,6 +83,7 @@ private:
     {
         setObjectName(QStringLiteral("vantra-sound"));
         start();
+        m_isEnding = !isRunning(); // the system has no thread for it
     }
 
     std::mutex m_mutex; // guards what follows

@@ -13,8 +13,7 @@
 namespace soundconnection {
 
 /// Held while a device is made, open, or asked for, until it has stopped or is destroyed. Waits
-/// while the connection is being made or exchanged: for as long as the server does not answer. Any
-/// thread.
+/// while the connection is being made or exchanged, for some seconds at most. Any thread.
 class Use
 {
     Q_DISABLE_COPY(Use)

@@ -5,8 +5,11 @@
 #include "core_audio/audiothread.h"
 #include "support/privatepulse.h"
 #include "support/tone.h"
+#include "support/waitfor.h"
 
 #include <QMetaObject>
+
+#include <atomic>
 
 /// What the tests of sound play, and how they reach a worker as hosts do: by name, queued.
 namespace vantratest {
@@ -34,5 +37,23 @@ inline bool queueOpen(AudioThread &audio, const char *slot)
     return QMetaObject::invokeMethod(&audio, slot, Qt::QueuedConnection, Q_ARG(int, kRate),
                                      Q_ARG(int, 1), Q_ARG(int, 16));
 }
+
+/// Tells when everything queued so far has run.
+class CountingThread final : public AudioThread
+{
+public:
+    ~CountingThread() override { stopThread(); }
+    void stopTalk() override { ++settled; }
+
+    bool settle()
+    {
+        const int before = settled;
+        return QMetaObject::invokeMethod(this, "stopTalk", Qt::QueuedConnection) &&
+               waitFor([&] { return settled > before; });
+    }
+
+private:
+    std::atomic<int> settled{0};
+};
 
 } // namespace vantratest

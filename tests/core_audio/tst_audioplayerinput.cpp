@@ -16,6 +16,7 @@ private slots:
     void initTestCase() { QVERIFY2(pulse.start(), qPrintable(pulse.log())); }
 
     void input_deliversTheMicrophone();
+    void input_isRead_wheneverItIsTold();
     void input_opensOnTheDeviceNamed();
     void input_opensNothing_forUnknownName();
     void input_isReadAndDropped_whenMuted();
@@ -38,6 +39,25 @@ void TestAudioPlayerInput::input_deliversTheMicrophone()
         [&] { return hasTone(heard.right(kRate), kRate, PrivatePulse::kMicrophoneHertz); }));
     QVERIFY(player.getAudioInput());
     QCOMPARE(player.getAudioInput()->parent(), &player);
+}
+
+void TestAudioPlayerInput::input_isRead_wheneverItIsTold()
+{
+    AudioPlayer player;
+    QByteArray heard;
+    connect(&player, &AudioPlayer::receiveInputData, this,
+            [&](const QByteArray &data) { heard += data; });
+    player.openAudioInput(kRate, 1, 16);
+    QVERIFY(waitFor([&] { return !heard.isEmpty(); }));
+    // The input's own clock stands still; what has come is read all the same.
+    for (int i = 0; i < 3; ++i) {
+        heard.clear();
+        for (QDeadlineTimer limit(20000); heard.isEmpty() && !limit.hasExpired();) {
+            QThread::msleep(20);
+            QVERIFY(QMetaObject::invokeMethod(&player, "readyRead"));
+        }
+        QVERIFY(!heard.isEmpty());
+    }
 }
 
 void TestAudioPlayerInput::input_opensOnTheDeviceNamed()

@@ -12,32 +12,9 @@
 #include <QAudioOutput>
 #include <QTest>
 
-#include <atomic>
 #include <functional>
 
 using namespace vantratest;
-
-namespace {
-
-/// Tells when everything queued so far has run.
-class CountingThread final : public AudioThread
-{
-public:
-    ~CountingThread() override { stopThread(); }
-    void stopTalk() override { ++settled; }
-
-    bool settle()
-    {
-        const int before = settled;
-        return QMetaObject::invokeMethod(this, "stopTalk", Qt::QueuedConnection) &&
-               waitFor([&] { return settled > before; });
-    }
-
-private:
-    std::atomic<int> settled{0};
-};
-
-} // namespace
 
 /// A sound server that hangs for a while and then is gone. The tests stand in the order of a story:
 /// the last ones have no server.
