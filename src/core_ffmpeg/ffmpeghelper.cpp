@@ -18,6 +18,8 @@ extern "C" {
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <limits>
+
 namespace {
 
 constexpr int kUrlFile = 0;
@@ -39,10 +41,12 @@ const AVStream *streamOf(const AVFormatContext *formatCtx, const AVPacket *packe
     return formatCtx->streams[packet->stream_index];
 }
 
-/// A rate cut to an integer; 0 for one that is not a number.
+/// A rate cut to an integer; 0 for one that is not a number. The smallest integer over -1 is one
+/// more than the largest.
 int wholeRate(AVRational rate)
 {
-    return rate.den == 0 ? 0 : static_cast<int>(av_q2d(rate));
+    constexpr double kMost = std::numeric_limits<int>::max();
+    return rate.den == 0 ? 0 : static_cast<int>(qMin(av_q2d(rate), kMost));
 }
 
 /// Decoders that want more input, or have ended, are no failures.

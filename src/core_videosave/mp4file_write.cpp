@@ -263,7 +263,7 @@ bool Mp4File::isLost() const
 int Mp4File::writeToMuxer(AVPacket *packet)
 {
     const AVRational timebase = fmtCtx->streams[packet->stream_index]->time_base;
-    const std::optional<qint64> stamp = timeline.fit(packet->dts, timebase);
+    const std::optional<qint64> stamp = timeline.fit(packet->dts, timebase, packet->stream_index);
     if (!stamp)
         return AVERROR(ERANGE);
     packet->pts = *stamp;
@@ -277,7 +277,7 @@ int Mp4File::writeToMuxer(AVPacket *packet)
     const bool isTaken = result >= 0 || (fmtCtx->pb && fmtCtx->pb->error < 0);
     if (!isTaken)
         return result;
-    timeline.written(*stamp, timebase);
+    timeline.written(*stamp, timebase, packet->stream_index);
     if (packet->stream_index == videoIndex && !firstPicture)
         firstPicture = stamp;
     const int flushed = limitHeld(packet);

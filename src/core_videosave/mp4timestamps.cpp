@@ -95,23 +95,30 @@ void Mp4Timestamps::stepTo(qint64 pts, FrameTime *result)
     lastPts = pts;
 }
 
-std::optional<qint64> FileTimeline::fit(qint64 stamp, AVRational timebase)
+std::optional<qint64> FileTimeline::fit(qint64 stamp, AVRational timebase, int stream)
 {
-    const qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
+    qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
     if (time < -kEnd || time > kEnd)
         return std::nullopt;
-    if (!begun || isWithinReach(time, newest))
-        return stamp;
-    if (!isWithinReach(time - shift, newest))
-        shift = time - newest - kStepOver;
-    return difference(stamp, rescaleTime(shift, kMicroseconds, timebase));
+    if (begun && !isWithinReach(time, newest)) {
+        if (!isWithinReach(time - shift, newest))
+            shift = time - newest - kStepOver;
+        time -= shift;
+        stamp = difference(stamp, rescaleTime(shift, kMicroseconds, timebase));
+    }
+    const std::optional<qint64> own = newestOf.at(static_cast<std::size_t>(stream));
+    if (own && time > *own && !isWithinReach(time, *own))
+        return rescaleTime(*own + kReach, kMicroseconds, timebase);
+    return stamp;
 }
 
-void FileTimeline::written(qint64 stamp, AVRational timebase)
+void FileTimeline::written(qint64 stamp, AVRational timebase, int stream)
 {
     const qint64 time = rescaleTime(stamp, timebase, kMicroseconds);
     newest = begun ? std::max(newest, time) : time;
     begun = true;
+    std::optional<qint64> &own = newestOf.at(static_cast<std::size_t>(stream));
+    own = std::max(own.value_or(time), time);
 }
 
 bool FileTimeline::isAmid(qint64 stamp, AVRational timebase) const

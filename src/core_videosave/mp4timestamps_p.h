@@ -8,6 +8,8 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
+#include <array>
+#include <cstddef>
 #include <optional>
 
 /// Time stamps of one recording: what becomes of those that come in. All in units of the incoming
@@ -63,7 +65,8 @@ private:
 /// step of many hours, and one stamp far in the future would make the muxer refuse all that follow.
 /// So what lies out of reach goes on right after what is written, as do those that follow it there,
 /// until stamps are within reach by themselves again. Stamps within reach stay as they are, also
-/// those that go backwards: the muxer refuses them one by one.
+/// those that go backwards: the muxer refuses them one by one. A stream that has paused for longer
+/// than its one step may be, while the other went on, catches up in more than one.
 class FileTimeline
 {
 public:
@@ -75,10 +78,13 @@ public:
     /// Microseconds. Stamps beyond this, either way, are none.
     static constexpr qint64 kEnd = qint64(1) << 60;
 
-    /// The stamp, put within reach; nothing if it is none.
-    std::optional<qint64> fit(qint64 stamp, AVRational timebase);
-    /// The file has taken a packet with this stamp.
-    void written(qint64 stamp, AVRational timebase);
+    /// Of a file: pictures, sound.
+    static constexpr std::size_t kMostStreams = 2;
+
+    /// The stamp, put within reach; nothing if it is none. `stream` counts from 0.
+    std::optional<qint64> fit(qint64 stamp, AVRational timebase, int stream);
+    /// The file has taken a packet of `stream` with this stamp.
+    void written(qint64 stamp, AVRational timebase, int stream);
     /// Whether this stamp and those of the next hour are well within reach, and no end of time.
     bool isAmid(qint64 stamp, AVRational timebase) const;
 
@@ -86,6 +92,8 @@ private:
     bool begun = false;
     qint64 newest = 0; ///< microseconds, the latest that the file has
     qint64 shift = 0;  ///< microseconds to take off those out of reach
+    /// Microseconds, the latest of each stream; none before its first.
+    std::array<std::optional<qint64>, kMostStreams> newestOf;
 };
 
 /// `time` in units of `to`, rounded to the nearest. AV_NOPTS_VALUE for a time base that is none.

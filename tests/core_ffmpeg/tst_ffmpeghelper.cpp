@@ -295,6 +295,7 @@ void TestFFmpegHelper::frameRateOf_data()
     QTest::newRow("90") << QPoint(90, 1) << QPoint(30, 1) << 30;
     QTest::newRow("base is not tested") << QPoint(90, 1) << QPoint(90000, 1) << 90000;
     QTest::newRow("below 1") << QPoint(1, 2) << QPoint(7, 1) << 7;
+    QTest::newRow("more than an integer") << QPoint(90, 1) << QPoint(INT_MIN, -1) << INT_MAX;
     QTest::newRow("neither") << QPoint(0, 0) << QPoint(0, 0) << 0;
 }
 

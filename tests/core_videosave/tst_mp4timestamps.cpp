@@ -50,6 +50,7 @@ private slots:
     void fileTimeline_refusesWhatIsNoStamp();
     void fileTimeline_bearsAnyStamp();
     void fileTimeline_keepsStreamsTogether();
+    void fileTimeline_bringsAPausedStreamBack();
     void fileTimeline_tellsWhatIsWellWithinReach();
     void rescaling_data();
     void rescaling();
@@ -285,10 +286,10 @@ void TestMp4Timestamps::fileTimeline()
     QFETCH(QVector<qint64>, out);
     FileTimeline timeline;
     for (int i = 0; i < in.size(); ++i) {
-        const std::optional<qint64> stamp = timeline.fit(in[i] * 90, {1, 90000});
+        const std::optional<qint64> stamp = timeline.fit(in[i] * 90, {1, 90000}, 0);
         QVERIFY(stamp);
         QCOMPARE(*stamp, out[i] * 90);
-        timeline.written(*stamp, {1, 90000});
+        timeline.written(*stamp, {1, 90000}, 0);
     }
 }
 
@@ -297,9 +298,9 @@ void TestMp4Timestamps::fileTimeline_refusesWhatIsNoStamp()
     FileTimeline timeline;
     for (int round = 0; round < 2; ++round) {
         for (const qint64 stamp : {kNone, kMin, kMin + 1, kMin / 2, kMax / 2, kMax - 1, kMax})
-            QVERIFY(!timeline.fit(stamp, {1, 90000}));
-        QCOMPARE(timeline.fit(7, {1, 90000}).value_or(-1), qint64(7));
-        timeline.written(7, {1, 90000});
+            QVERIFY(!timeline.fit(stamp, {1, 90000}, 0));
+        QCOMPARE(timeline.fit(7, {1, 90000}, 0).value_or(-1), qint64(7));
+        timeline.written(7, {1, 90000}, 0);
     }
 }
 
@@ -312,8 +313,8 @@ void TestMp4Timestamps::fileTimeline_bearsAnyStamp()
         for (int bit = 0; bit < 63; ++bit) {
             for (const int sign : {1, -1}) {
                 stamp = sign * (qint64(1) << bit);
-                if (const std::optional<qint64> fitted = timeline.fit(stamp, {1, den}))
-                    timeline.written(*fitted, {1, den});
+                if (const std::optional<qint64> fitted = timeline.fit(stamp, {1, den}, 0))
+                    timeline.written(*fitted, {1, den}, 0);
             }
         }
     }
@@ -323,13 +324,33 @@ void TestMp4Timestamps::fileTimeline_keepsStreamsTogether()
 {
     constexpr qint64 kNow = 1700000000;
     FileTimeline timeline;
-    timeline.written(0, {1, 90000});
-    timeline.written(0, {1, 8000});
+    timeline.written(0, {1, 90000}, 0);
+    timeline.written(0, {1, 8000}, 1);
     // Both clocks are set, the pictures first.
-    const std::optional<qint64> picture = timeline.fit(kNow * 90000, {1, 90000});
+    const std::optional<qint64> picture = timeline.fit(kNow * 90000, {1, 90000}, 0);
     QCOMPARE(picture.value_or(-1), qint64(90));
-    timeline.written(*picture, {1, 90000});
-    QCOMPARE(timeline.fit((kNow + 1) * 8000, {1, 8000}).value_or(-1), qint64(8008));
+    timeline.written(*picture, {1, 90000}, 0);
+    QCOMPARE(timeline.fit((kNow + 1) * 8000, {1, 8000}, 1).value_or(-1), qint64(8008));
+}
+
+void TestMp4Timestamps::fileTimeline_bringsAPausedStreamBack()
+{
+    constexpr AVRational kMillis = {1, 1000};
+    constexpr qint64 kHours = 3600 * 1000;
+    FileTimeline timeline;
+    const auto put = [&](qint64 stamp, int stream) {
+        const qint64 fitted = timeline.fit(stamp, kMillis, stream).value_or(-1);
+        timeline.written(fitted, kMillis, stream);
+        return fitted;
+    };
+    QCOMPARE(put(0, 0), qint64(0));
+    for (qint64 sound = 0; sound < 15 * kHours; sound += kHours)
+        QCOMPARE(put(sound, 1), sound);
+    // No step is longer than six hours, and then the picture is where the sound is.
+    QCOMPARE(put(14 * kHours + 40, 0), 6 * kHours);
+    QCOMPARE(put(14 * kHours + 80, 0), 12 * kHours);
+    QCOMPARE(put(14 * kHours + 120, 0), 14 * kHours + 120);
+    QCOMPARE(put(14 * kHours + 160, 1), 14 * kHours + 160);
 }
 
 void TestMp4Timestamps::fileTimeline_tellsWhatIsWellWithinReach()
@@ -338,13 +359,13 @@ void TestMp4Timestamps::fileTimeline_tellsWhatIsWellWithinReach()
     constexpr qint64 kHours = 3600 * 1000;
     FileTimeline timeline;
     QVERIFY(!timeline.isAmid(0, kMillis)); // nothing is written yet
-    timeline.written(0, kMillis);
+    timeline.written(0, kMillis, 0);
     for (const qint64 stamp : {qint64(0), -2 * kHours, 2 * kHours})
         QVERIFY(timeline.isAmid(stamp, kMillis));
     for (const qint64 stamp : {-3 * kHours, 3 * kHours, 7 * kHours, kMin, kMax, kNone})
         QVERIFY(!timeline.isAmid(stamp, kMillis));
     constexpr qint64 kLate = (qint64(1) << 60) / 1000 - 1; // milliseconds
-    timeline.written(kLate, kMillis);
+    timeline.written(kLate, kMillis, 0);
     QVERIFY(!timeline.isAmid(kLate, kMillis)); // what follows is no stamp any more
 }
 
