@@ -6,6 +6,7 @@
 #include "containerfault.h"
 #include "devicelink/hnetdevice.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QImage>
 #include <QRegularExpression>
@@ -23,6 +24,17 @@ constexpr int kSettleMs = 60000; ///< safeguard
 bool isPicture(const QString &file)
 {
     return file.endsWith(QStringLiteral(".jpg"));
+}
+
+/// A recording whose last name is that of another one keeps its first: both began and ended in the
+/// same second.
+bool isOneOfTwoInASecond(const QString &recording)
+{
+    const QFileInfo file(recording);
+    const QString second = file.completeBaseName();
+    return !QDir(file.absolutePath())
+                .entryList({second + QLatin1Char('_') + second + QStringLiteral("_?.mp4")})
+                .isEmpty();
 }
 
 } // namespace
@@ -170,8 +182,9 @@ QString ChaosHost::faultOfFile(const QString &file) const
         QStringLiteral("/\\d{8}T\\d{6}_\\d{8}T\\d{6}_\\d\\.mp4$"));
     if (isPicture(file))
         return QImage(file).isNull() ? QStringLiteral("is no picture") : QString();
-    if (!finalName.match(file).hasMatch())
-        return QStringLiteral("has not got its final name");
+    if (!finalName.match(file).hasMatch() && !isOneOfTwoInASecond(file))
+        return QStringLiteral("has not got its final name, beside ") +
+               filesBelow(QFileInfo(file).absolutePath()).join(QLatin1Char(' '));
     return containerFault(file);
 }
 
