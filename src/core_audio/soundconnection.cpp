@@ -83,7 +83,9 @@ private:
     {
         setObjectName(QStringLiteral("vantra-sound"));
         start();
-        m_isEnding = !isRunning(); // the system has no thread for it
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!isRunning()) // the system has no thread for it
+            m_isEnding = true;
     }
 
     std::mutex m_mutex; // guards what follows
