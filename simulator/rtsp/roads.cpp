@@ -2,8 +2,6 @@
 // SPDX-License-Identifier: MIT
 #include "simulator/rtsp/roads.h"
 
-#include <gst/app/gstappsink.h>
-
 #include <cstdio>
 
 namespace vantrasim {
